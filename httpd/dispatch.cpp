@@ -1,0 +1,50 @@
+/*
+ * dispatch.cpp - finds and runs the one handler of a request.
+ */
+#include "httpd/dispatch.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "httpd/session.h"
+#include "log/log.h"
+
+enum { URI_BUFFER = 1024 };
+
+void httpdProcessRequest(RouteTree *tree)
+{
+    const char *requestUri = getenv("REQUEST_URI");
+    if (!requestUri)
+        return;
+
+    char directory[URI_BUFFER];
+    snprintf(directory, sizeof directory, "%s", requestUri);
+
+    /* The last "/" of the whole text, the query included: a query that holds one matches no endpoint. */
+    char *slash = strrchr(directory, '/');
+    if (!slash) {
+        printf("Invalid request path '%s'\n", directory);
+        return;
+    }
+    char name[URI_BUFFER];
+    strcpy(name, slash + 1);
+    name[strcspn(name, "?")] = 0;
+    *slash = 0; /* the root's path may become empty: it names the root all the same */
+
+    /* Unknown directories are created on the way; they are empty, so the lookup fails. */
+    RouteDir *dir = routeDirFindOrCreate(tree, directory);
+    RouteEntry *entry = dir ? routeEntryFind(dir, name, getenv("REQUEST_METHOD")) : nullptr;
+    if (!entry) {
+        LOG(LEVEL_ERROR, "method not found:%s\n%s\n%s\n", requestUri, dir ? dir->name : "", name);
+        return;
+    }
+    if (entry->needsSession && checkSessionX(getenv("HTTP_SESSION"), getenv("HTTP_REFRESH"), entry) == -1) {
+        LOG(LEVEL_ERROR, "403 Forbidden\n");
+        puts("Status:403\r\n\r");
+        return;
+    }
+    if (strncmp(requestUri, "/api/v2/", strlen("/api/v2/")) == 0)
+        puts("Content-Type: application/json\r\n\r");
+    entry->handler();
+}

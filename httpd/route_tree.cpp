@@ -1,0 +1,124 @@
+/*
+ * route_tree.cpp - the tree of endpoint directories. The whole tree is rebuilt for every request, so nodes and names
+ * come out of a few large blocks, and registering is a short walk and a head insertion.
+ */
+#include "httpd/route_tree.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+#include "log/log.h"
+
+enum { PATH_MAX_BYTES = 1023, BLOCK_BYTES = 32 * 1024 };
+
+/* Memory for the tree, which lives as long as the process; null when there is none. `size` is at most a few KiB. */
+static void *treeAllocate(size_t size)
+{
+    static char *block = nullptr;
+    static size_t left = 0;
+    size = (size + alignof(void *) - 1) & ~(alignof(void *) - 1);
+    if (size > left) {
+        block = (char *)malloc(BLOCK_BYTES);
+        left = block ? BLOCK_BYTES : 0;
+        if (!block)
+            return nullptr;
+    }
+    void *memory = block;
+    block += size;
+    left -= size;
+    return memory;
+}
+
+/* A node with its own copy of `name` right behind it. */
+template <class Node> static Node *newNode(const char *name, size_t length)
+{
+    Node *node = (Node *)treeAllocate(sizeof(Node) + length + 1);
+    if (!node)
+        return nullptr;
+    char *copy = (char *)(node + 1);
+    memcpy(copy, name, length);
+    copy[length] = 0;
+    *node = {};
+    node->name = copy;
+    return node;
+}
+
+RouteTree *routeTreeCreate()
+{
+    RouteTree *tree = (RouteTree *)treeAllocate(sizeof(RouteTree));
+    if (!tree)
+        return nullptr;
+    tree->root = newNode<RouteDir>("", 0);
+    return tree->root ? tree : nullptr;
+}
+
+static RouteDir *childFindOrCreate(RouteDir *dir, const char *name, size_t length)
+{
+    for (RouteDir *child = dir->firstChild; child; child = child->nextSibling)
+        if (strncmp(child->name, name, length) == 0 && child->name[length] == 0)
+            return child;
+    RouteDir *child = newNode<RouteDir>(name, length);
+    if (child) {
+        child->nextSibling = dir->firstChild;
+        dir->firstChild = child;
+    }
+    return child;
+}
+
+RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path)
+{
+    RouteDir *dir = tree->root;
+    const char *end = path + strnlen(path, PATH_MAX_BYTES);
+    while (dir && path < end) {
+        const char *slash = (const char *)memchr(path, '/', (size_t)(end - path));
+        if (!slash)
+            slash = end;
+        if (slash > path)
+            dir = childFindOrCreate(dir, path, (size_t)(slash - path));
+        path = slash + 1;
+    }
+    return dir;
+}
+
+int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
+                     RouteHandler handler)
+{
+    RouteDir *dir = routeDirFindOrCreate(tree, dirPath);
+    if (!dir) {
+        LOG(LEVEL_ERROR, "httpdAddCContent, dirPtr == NULL\n");
+        return -1;
+    }
+    RouteEntry *entry = newNode<RouteEntry>(name, strlen(name));
+    if (!entry) {
+        LOG(LEVEL_ERROR, "httpdAddCContent, newEntry == NULL\n");
+        return -1;
+    }
+    entry->method = method;
+    entry->needsSession = needsSession;
+    entry->handler = handler;
+    entry->next = dir->entries;
+    dir->entries = entry;
+    return 0;
+}
+
+RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName)
+{
+    if (!methodName)
+        return nullptr;
+    for (RouteEntry *entry = dir->entries; entry; entry = entry->next)
+        if (strcasecmp(httpMethodName(entry->method), methodName) == 0 && strcmp(entry->name, name) == 0)
+            return entry;
+    return nullptr;
+}
+
+const char *httpMethodName(uint32_t method)
+{
+    static const char *const names[] = {"GET", "POST", "DELETE", "PUT"};
+    static char invalid[255];
+    if (method < sizeof names / sizeof names[0])
+        return names[method];
+    snprintf(invalid, sizeof invalid, "Invalid method '%d'", (int)method);
+    return invalid;
+}

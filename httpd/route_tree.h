@@ -1,0 +1,75 @@
+/*
+ * route_tree.h - which handler serves which path and method. Built anew by every process, never freed.
+ */
+#ifndef HTTPD_ROUTE_TREE_H
+#define HTTPD_ROUTE_TREE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+enum HttpMethodCode : uint32_t { HTTP_GET = 0, HTTP_POST = 1, HTTP_DELETE = 2, HTTP_PUT = 3 };
+
+/* What an endpoint asks of the caller's session. */
+enum SessionNeed : uint32_t { SESSION_NONE = 0, SESSION_ANY = 1, SESSION_ADMIN = 2 };
+
+/* A handler reads its input and prints its body itself. */
+typedef void (*RouteHandler)();
+
+struct RouteEntry {
+    const char *name; /* owned */
+    uint32_t method;
+    uint32_t needsSession;
+    RouteHandler handler;
+    RouteEntry *next;
+};
+
+struct RouteDir {
+    const char *name; /* owned; "" for the root */
+    RouteDir *firstChild;
+    RouteDir *nextSibling;
+    RouteEntry *entries;
+};
+
+/* Both lists are kept newest first: of two entries with one name and method, the one registered later answers. */
+struct RouteTree {
+    RouteDir *root;
+};
+
+/* A tree with nothing but its root, or null when memory is out. */
+RouteTree *routeTreeCreate();
+
+/*
+ * The directory at `path` (at most 1023 bytes of it count, empty segments are skipped); directories that are missing on
+ * the way are created. Null when memory is out.
+ */
+RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path);
+
+/* Registers an endpoint; no test for duplicates is made. Returns 0, or -1 when memory is out. */
+int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
+                     RouteHandler handler);
+
+/* The newest entry of `dir` with that name (exactly) and method (ignoring case); null when there is none or no method. */
+RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName);
+
+/* "GET" and so on; "Invalid method '%d'" in a static buffer for any other code. */
+const char *httpMethodName(uint32_t method);
+
+/* One row of a family's route table. */
+struct Route {
+    const char *name;
+    HttpMethodCode method;
+    RouteHandler handler;
+};
+
+/* A family's route table, in the order of registration. */
+struct RouteTable {
+    const Route *rows;
+    size_t count;
+};
+
+template <size_t N> constexpr RouteTable routeTable(const Route (&rows)[N])
+{
+    return {rows, N};
+}
+
+#endif

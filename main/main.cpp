@@ -1,0 +1,30 @@
+/*
+ * main.cpp - one process, one request: attach to the switch, find the endpoint, answer, detach.
+ */
+#include <signal.h>
+#include <stdlib.h>
+#include <syslog.h>
+
+#include "common/open_client.h"
+#include "httpd/dispatch.h"
+#include "log/log.h"
+#include "main/endpoints.h"
+
+int main()
+{
+    signal(SIGPIPE, SIG_IGN); /* a web server that has stopped reading does not change how a request ends */
+
+    logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
+    if (initHandler("switching_v2.cgi", &openClient) < 0) {
+        logClose();
+        return -1;
+    }
+    RouteTree *tree = routeTreeCreate();
+    if (!tree)
+        exit(1);
+    registerEndpoints(tree);
+    httpdProcessRequest(tree);
+    openapiClientTearDown(&openClient);
+    logClose();
+    return 0;
+}

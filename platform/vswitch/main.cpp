@@ -1,0 +1,140 @@
+/*
+ * main.cpp - the virtual switch's command line.
+ */
+#include <errno.h>
+#include <getopt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "calls.h"
+#include "model.h"
+#include "server.h"
+#include "wire.h"
+
+static const char usage[] =
+    "vswitch: a virtual switch that answers the OpEN operations of switching_v2.cgi\n"
+    "\n"
+    "  vswitch [serve] [OPTIONS]         serve until stopped\n"
+    "    --ports N                       ports of the switch (28)\n"
+    "    --stations N                    learned addresses at start (8)\n"
+    "    --station-vlans N               VLANs 1 to N exist at start and share the stations (1)\n"
+    "    --trace FILE                    write a line for every operation (- is standard output)\n"
+    "\n"
+    "  to a switch that is running:\n"
+    "  vswitch fault OPERATION WORD...   make calls of OPERATION (* is all) fail:\n"
+    "    code=N                          answer this code; the switch is not asked and nothing changes\n"
+    "    NAME=VALUE                      return this value (code=0 NAME=VALUE: without asking the switch)\n"
+    "    delay=MS  hangup  rubbish       answer late; hang up; answer what is no answer\n"
+    "    times=N                         for so many calls (until cleared)\n"
+    "  vswitch clear [OPERATION]         end faults\n"
+    "  vswitch reset                     back to the state at start, without faults\n"
+    "  vswitch operations                list the operations with their parameters\n"
+    "\n"
+    "  --socket PATH, or OPENCLT_SOCKET in the environment, names the socket (" WIRE_DEFAULT_SOCKET ")\n";
+
+/* Ends the process unless `text` is a number from `lowest` to `highest`. */
+static uint32_t numberOption(const char *name, const char *text, unsigned long lowest, unsigned long highest)
+{
+    char *end;
+    unsigned long number = strtoul(text, &end, 10);
+    if (*text >= '0' && *text <= '9' && !*end && number >= lowest && number <= highest)
+        return (uint32_t)number;
+    fprintf(stderr, "vswitch: --%s takes a number from %lu to %lu, not \"%s\"\n", name, lowest, highest, text);
+    exit(2);
+}
+
+/* Reads a whole reply. */
+static std::string receiveReply(int connection)
+{
+    std::string bytes;
+    uint32_t length = 0;
+    char buffer[64 * 1024];
+    while (bytes.size() < sizeof length || bytes.size() - sizeof length < length) {
+        ssize_t got = recv(connection, buffer, sizeof buffer, 0);
+        if (got <= 0)
+            return "";
+        bytes.append(buffer, (size_t)got);
+        if (bytes.size() >= sizeof length)
+            memcpy(&length, bytes.data(), sizeof length);
+    }
+    return bytes.substr(sizeof length);
+}
+
+static int command(const char *path, const std::string &words)
+{
+    int connection = connectTo(path);
+    if (connection < 0) {
+        fprintf(stderr, "vswitch: no virtual switch serves on %s: %s\n", path, strerror(errno));
+        return 1;
+    }
+    std::string request = controlRequest(words);
+    std::string answer;
+    int code = -1;
+    bool sent = send(connection, request.data(), request.size(), MSG_NOSIGNAL) == (ssize_t)request.size();
+    bool answered = sent && controlAnswer(receiveReply(connection), &code, &answer);
+    close(connection);
+    if (!answered) {
+        fprintf(stderr, "vswitch: what serves on %s did not answer the command\n", path);
+        return 1;
+    }
+    fputs(answer.c_str(), code ? stderr : stdout);
+    return code ? 2 : 0;
+}
+
+static int serve(const char *path, const ModelOptions &options, const char *traceFile)
+{
+    FILE *trace = nullptr;
+    if (traceFile) {
+        trace = strcmp(traceFile, "-") == 0 ? stdout : fopen(traceFile, "ae");
+        if (!trace) {
+            fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile, strerror(errno));
+            return 1;
+        }
+    }
+    createModel(options);
+    traceTo(trace);
+    return serveOn(path);
+}
+
+int main(int argc, char **argv)
+{
+    enum { SOCKET, PORTS, STATIONS, STATION_VLANS, TRACE, HELP };
+    static const option names[] = {
+        {"socket", required_argument, nullptr, SOCKET},     {"ports", required_argument, nullptr, PORTS},
+        {"stations", required_argument, nullptr, STATIONS}, {"station-vlans", required_argument, nullptr, STATION_VLANS},
+        {"trace", required_argument, nullptr, TRACE},       {"help", no_argument, nullptr, HELP},
+        {nullptr, 0, nullptr, 0},
+    };
+    ModelOptions options;
+    const char *traceFile = nullptr;
+    const char *path = getenv("OPENCLT_SOCKET");
+    if (!path || !*path)
+        path = WIRE_DEFAULT_SOCKET;
+
+    for (int found; (found = getopt_long(argc, argv, "", names, nullptr)) != -1;) {
+        switch (found) {
+        case SOCKET: path = optarg; break;
+        case PORTS: options.ports = numberOption("ports", optarg, 1, 4096); break;
+        case STATIONS: options.stations = numberOption("stations", optarg, 0, 1000000); break;
+        case STATION_VLANS: options.stationVlans = numberOption("station-vlans", optarg, 1, 4094); break;
+        case TRACE: traceFile = optarg; break;
+        case HELP: fputs(usage, stdout); return 0;
+        default: fputs(usage, stderr); return 2;
+        }
+    }
+    std::string verb = optind < argc ? argv[optind] : "serve";
+    std::string words = verb;
+    for (int i = optind + 1; i < argc; i++)
+        words += std::string(" ") + argv[i];
+    if (verb == "serve" && optind >= argc - 1)
+        return serve(path, options, traceFile);
+    if (verb == "fault" || verb == "clear" || verb == "reset" || verb == "operations")
+        return command(path, words);
+    fputs(usage, stderr);
+    return 2;
+}

@@ -1,0 +1,100 @@
+/*
+ * model.cpp - what the families of the virtual switch share.
+ */
+#include "model.h"
+
+#include <stdio.h>
+#include <time.h>
+
+#include "operations.h"
+#include "settings.h"
+
+static ModelOptions options;
+static timespec started;
+
+static void serveSystem()
+{
+    SERVE(rpcclt_openapiConnectivityCheck, []() -> int { return OPEN_OK; });
+    SERVE(rpcclt_openapiNetworkOSVersionGet, [](OpenBufferDesc *version) { return setText(version, "9.1.0.4"); });
+    SERVE(rpcclt_openapiApiVersionGet, [](OpenApiVersion *version) -> int {
+        *version = {1, 26, 0, 1};
+        return OPEN_OK;
+    });
+}
+
+void createModel(const ModelOptions &chosen)
+{
+    options = chosen;
+    serveSystem();
+    serveBridge();
+    serveFdb();
+    resetModel();
+}
+
+void resetModel()
+{
+    clock_gettime(CLOCK_MONOTONIC, &started);
+    resetSettings();
+    resetFdb();
+}
+
+const ModelOptions &modelOptions()
+{
+    return options;
+}
+
+bool portExists(uint32_t port)
+{
+    return port >= 1 && port <= options.ports;
+}
+
+bool vlanExists(uint32_t vlan)
+{
+    return vlan >= 1 && vlan <= options.stationVlans;
+}
+
+uint32_t nextPort(uint32_t port)
+{
+    return port < options.ports ? port + 1 : 0;
+}
+
+uint64_t bridgeMac()
+{
+    return 0x02A0C9000001;
+}
+
+std::string macText(uint64_t mac)
+{
+    char text[18];
+    snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", (unsigned)(mac >> 40 & 0xFF),
+             (unsigned)(mac >> 32 & 0xFF), (unsigned)(mac >> 24 & 0xFF), (unsigned)(mac >> 16 & 0xFF),
+             (unsigned)(mac >> 8 & 0xFF), (unsigned)(mac & 0xFF));
+    return text;
+}
+
+bool parseMac(const std::string &text, uint64_t *mac)
+{
+    if (text.size() != 17)
+        return false;
+    *mac = 0;
+    for (size_t i = 0; i < text.size(); i++) {
+        char c = text[i];
+        if (i % 3 == 2) {
+            if (c != ':' && c != '-')
+                return false;
+            continue;
+        }
+        int digit = c >= '0' && c <= '9' ? c - '0' : c >= 'A' && c <= 'F' ? c - 'A' + 10 : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+        if (digit < 0)
+            return false;
+        *mac = *mac << 4 | (uint64_t)digit;
+    }
+    return true;
+}
+
+uint64_t uptimeSeconds()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (uint64_t)(now.tv_sec - started.tv_sec);
+}

@@ -1,0 +1,50 @@
+/*
+ * model.h - the virtual switch as its families see it: what it is made of, and what they share.
+ */
+#ifndef VSWITCH_MODEL_H
+#define VSWITCH_MODEL_H
+
+#include <stdint.h>
+
+#include <string>
+
+struct ModelOptions {
+    uint32_t ports = 28;
+    uint32_t stations = 8;     /* learned addresses at start */
+    uint32_t stationVlans = 1; /* spread over the VLANs 1 to this one, which exist from the start */
+};
+
+/* Makes every operation of the model answer. Once, before anything else. */
+void createModel(const ModelOptions &options);
+
+/* Everything back to how the switch left the factory. */
+void resetModel();
+
+const ModelOptions &modelOptions();
+
+/* Ports are numbered from 1. */
+bool portExists(uint32_t port);
+
+bool vlanExists(uint32_t vlan);
+
+/* The port after `port` (0: the first), 0 behind the last one. */
+uint32_t nextPort(uint32_t port);
+
+/* The switch's own address. */
+uint64_t bridgeMac();
+
+/* "00:11:22:33:44:55" */
+std::string macText(uint64_t mac);
+
+/* Reads six octets with ":" or "-" between them; false for anything else. */
+bool parseMac(const std::string &text, uint64_t *mac);
+
+/* Seconds since the switch was started. */
+uint64_t uptimeSeconds();
+
+/* Each family: serves its operations, once; and goes back to its initial state. */
+void serveBridge();
+void serveFdb();
+void resetFdb();
+
+#endif

@@ -1,0 +1,236 @@
+/*
+ * server.cpp - one thread, many clients. Nothing a client does or leaves undone keeps another one waiting.
+ */
+#include "server.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <list>
+#include <string>
+#include <vector>
+
+#include "calls.h"
+#include "wire.h"
+
+struct Client {
+    int socket;
+    std::string input;    /* received, not yet served */
+    std::string output;   /* to be sent, from `holdUntil` on */
+    int64_t holdUntil;    /* in milliseconds of the monotonic clock */
+    bool hangUp;          /* once the output is sent and its time has come */
+};
+
+static int64_t millisNow()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
+}
+
+static bool addressOf(const char *path, sockaddr_un *address)
+{
+    *address = {};
+    address->sun_family = AF_UNIX;
+    if (strlen(path) >= sizeof address->sun_path) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    strcpy(address->sun_path, path);
+    return true;
+}
+
+int connectTo(const char *path)
+{
+    sockaddr_un address;
+    int client = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
+    if (client >= 0 && connect(client, (sockaddr *)&address, sizeof address) != 0) {
+        int reason = errno;
+        close(client);
+        errno = reason;
+        return -1;
+    }
+    return client;
+}
+
+/* Makes sure that nothing is at `path`: a socket nobody listens on is removed. */
+static bool clearPath(const char *path)
+{
+    struct stat status;
+    if (lstat(path, &status) != 0)
+        return true;
+    if (!S_ISSOCK(status.st_mode)) {
+        fprintf(stderr, "vswitch: %s is in the way and is no socket; remove it or choose another with --socket\n", path);
+        return false;
+    }
+    int other = connectTo(path);
+    if (other < 0 && errno == ECONNREFUSED)
+        return unlink(path) == 0;
+    if (other >= 0)
+        close(other);
+    fprintf(stderr, "vswitch: another virtual switch serves on %s; stop it or choose another with --socket\n", path);
+    return false;
+}
+
+static int listenOn(const char *path)
+{
+    sockaddr_un address;
+    int listener = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0) : -1;
+    if (listener >= 0 && bind(listener, (sockaddr *)&address, sizeof address) == 0 && listen(listener, 1024) == 0)
+        return listener;
+    fprintf(stderr, "vswitch: cannot listen on %s: %s\n", path, strerror(errno));
+    return -1;
+}
+
+/* Whether the client's input holds a whole request, or the beginning of what cannot be one; its length in *length. */
+static bool hasRequest(const Client &client, uint32_t *length)
+{
+    if (client.input.size() < sizeof *length)
+        return false;
+    memcpy(length, client.input.data(), sizeof *length);
+    return *length > WIRE_FRAME_MAX || client.input.size() - sizeof *length >= *length;
+}
+
+/* Serves the client's next request. False when it must be hung up on at once. */
+static bool serveRequest(Client *client, uint32_t length)
+{
+    if (length > WIRE_FRAME_MAX) {
+        fprintf(stderr, "vswitch: a client sent what is no request\n");
+        return false;
+    }
+    Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length));
+    client->input.erase(0, sizeof length + length);
+    client->holdUntil = millisNow() + reply.delayMs;
+    client->hangUp = reply.action == Reply::HANG_UP;
+    if (!client->hangUp)
+        client->output = reply.frame;
+    return true;
+}
+
+static bool receiveFrom(Client *client)
+{
+    char bytes[64 * 1024];
+    ssize_t got = recv(client->socket, bytes, sizeof bytes, MSG_DONTWAIT);
+    if (got > 0)
+        client->input.append(bytes, (size_t)got);
+    return got > 0 || (got < 0 && (errno == EAGAIN || errno == EINTR));
+}
+
+/* Sends what is due. False when the client is finished with. */
+static bool sendTo(Client *client)
+{
+    if (client->holdUntil > millisNow())
+        return true;
+    while (!client->output.empty()) {
+        ssize_t sent = send(client->socket, client->output.data(), client->output.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent < 0)
+            return errno == EAGAIN || errno == EINTR;
+        client->output.erase(0, (size_t)sent);
+    }
+    return !client->hangUp;
+}
+
+/* One turn of a client whose socket has `events`. False when it is to be closed. */
+static bool attend(Client *client, short events)
+{
+    if ((events & (POLLIN | POLLHUP | POLLERR)) && !receiveFrom(client))
+        return false;
+    uint32_t length;
+    while (sendTo(client)) {
+        /* One request at a time: the next one is not served before the last answer is out. */
+        if (client->hangUp || !client->output.empty() || !hasRequest(*client, &length))
+            return true;
+        if (!serveRequest(client, length))
+            return false;
+    }
+    return false;
+}
+
+/* How long to wait for the sockets until an answer that is held back becomes due; -1 for ever. */
+static int waitMillis(const std::list<Client> &clients)
+{
+    int64_t due = INT64_MAX;
+    for (const Client &client : clients)
+        if (!client.output.empty() || client.hangUp)
+            due = std::min(due, client.holdUntil);
+    return due == INT64_MAX ? -1 : (int)std::clamp<int64_t>(due - millisNow(), 0, 60000);
+}
+
+/* False when there are as many clients as this process can have. */
+static bool acceptClients(int listener, std::list<Client> *clients)
+{
+    int socket;
+    while ((socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0)
+        clients->push_back({socket, {}, {}, 0, false});
+    return errno != EMFILE && errno != ENFILE;
+}
+
+static void serveClients(int listener, int stop)
+{
+    std::list<Client> clients;
+    std::vector<pollfd> polled;
+    bool room = true;
+    while (true) {
+        polled.assign({{stop, POLLIN, 0}, {room ? listener : -1, POLLIN, 0}});
+        for (const Client &client : clients) {
+            bool sending = !client.output.empty() && client.holdUntil <= millisNow();
+            bool receiving = client.output.empty() && !client.hangUp;
+            polled.push_back({client.socket, (short)((sending ? POLLOUT : 0) | (receiving ? POLLIN : 0)), 0});
+        }
+        if (poll(polled.data(), polled.size(), waitMillis(clients)) < 0 && errno != EINTR)
+            break;
+        if (polled[0].revents)
+            break;
+        size_t index = 2;
+        for (auto client = clients.begin(); client != clients.end();) {
+            short events = polled[index++].revents;
+            if (attend(&*client, events)) {
+                ++client;
+            } else {
+                close(client->socket);
+                client = clients.erase(client);
+                room = true;
+            }
+        }
+        if (polled[1].revents)
+            room = acceptClients(listener, &clients);
+    }
+    for (const Client &client : clients)
+        close(client.socket);
+}
+
+int serveOn(const char *path)
+{
+    rlimit descriptors;
+    getrlimit(RLIMIT_NOFILE, &descriptors);
+    descriptors.rlim_cur = descriptors.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &descriptors);
+
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    int stop = signalfd(-1, &signals, SFD_CLOEXEC);
+
+    int listener = clearPath(path) ? listenOn(path) : -1;
+    if (listener < 0 || stop < 0)
+        return 1;
+    printf("vswitch: serving on %s\n", path);
+    fflush(stdout);
+    serveClients(listener, stop);
+    unlink(path);
+    printf("vswitch: stopped\n");
+    return 0;
+}

@@ -1,0 +1,261 @@
+/*
+ * fdb.cpp - /api/v2/switching/fdb: the forwarding database, its ageing, its counts, its entries and how to flush them.
+ * Addresses are passed on as they come; OpEN reads them. No number is checked here.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+static constexpr Word entryTypeRows[] = {
+    {0, "static"},
+    {1, "learned"},
+    {2, "management"},
+    {3, "gmrp_learned"},
+    {4, "self"},
+    {5, "dot1x_static"},
+    {6, "dot1ag_static"},
+    {7, "l3_management"},
+    {8, "learned_unconfirmed"},
+    {9, "fip_snoop_learned"},
+    {10, "captive_portal_static"},
+    {11, "eth_cfm_static"},
+    {12, "y1731_static"},
+};
+static constexpr WordTable entryTypes = wordTable(entryTypeRows);
+
+static constexpr Word vlanLearningRows[] = {{1, "ivl_type"}, {2, "svl_type"}};
+static constexpr WordTable vlanLearningTypes = wordTable(vlanLearningRows);
+
+static void answerFdb(int rc, Data data)
+{
+    answerData("fdb", openResult(rc), data);
+}
+
+/* A database and its ageing */
+
+/* A database that does not exist is an answer here, not a failure. */
+static void idGet()
+{
+    uint32_t fdbId = 1;
+    readParams({uintParam("fdbId", &fdbId)});
+    int rc = rpcclt_openapiFdbIdGet(&openClient, fdbId);
+    answerFdb(OPEN_OK, {number("fdbId", fdbId), boolean("exists", rc == OPEN_OK)});
+}
+
+static void addrAgingTimeoutGet()
+{
+    uint32_t fdbId = 1;
+    readParams({uintParam("fdbId", &fdbId)});
+    uint32_t timeOut = 0;
+    int rc = rpcclt_openapiFdbAddrAgingTimeoutGet(&openClient, fdbId, &timeOut);
+    answerFdb(rc, {number("timeOut", timeOut)});
+}
+
+static void addrAgingTimeoutSet()
+{
+    uint32_t fdbId = 1, timeOut = 0;
+    if (!readBody({integerMember("fdbId", &fdbId), integerMember("timeOut", &timeOut)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiFdbAddrAgingTimeoutSet(&openClient, fdbId, timeOut)));
+}
+
+/* Sizes and counts of the whole database */
+
+static void maxTableEntriesGet()
+{
+    uint32_t maxEntries = 0;
+    int rc = rpcclt_openapiFdbMaxTableEntriesGet(&openClient, &maxEntries);
+    answerFdb(rc, {number("maxEntries", maxEntries)});
+}
+
+static void activeAddrEntriesGet()
+{
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiActiveAddrEntriesGet(&openClient, &entries);
+    answerFdb(rc, {number("entriesNum", entries)});
+}
+
+static void maxCountGet()
+{
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiFdbMaxCountGet(&openClient, &entries);
+    answerFdb(rc, {number("entriesNum", entries)}); /* the key of active-addr-entries: established behaviour */
+}
+
+static void maxCountReset()
+{
+    answerOutcome(openResult(rpcclt_openapiMaxCountReset(&openClient)));
+}
+
+static void dynamicEntriesGet()
+{
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiFdbDynamicEntriesGet(&openClient, &entries);
+    answerFdb(rc, {number("entries", entries)});
+}
+
+static void internalEntriesGet()
+{
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiFdbInternalEntriesGet(&openClient, &entries);
+    answerFdb(rc, {number("entries", entries)});
+}
+
+/* Addresses, learning and limits */
+
+/* "Restricted" comes as a failure code, and is an answer. The address is echoed as it was asked for. */
+static void isRestrFilterMacGet()
+{
+    OpenText<18> mac;
+    readParams({textParam("macaddr", mac)});
+    OpenText<18> asked = mac;
+    OpenBufferDesc desc = bufferSized(asked);
+    int rc = rpcclt_openapiIsRestrFilterMacGet(&openClient, &desc);
+    bool restricted = rc == OPEN_RESTRICTED;
+    answerFdb(restricted ? OPEN_OK : rc, {string("macaddr", mac.bytes), yesNo("restricted", restricted)});
+}
+
+static void typeOfVlGet()
+{
+    uint32_t type = 1;
+    int rc = rpcclt_openapiFdbTypeOfVLGet(&openClient, &type);
+    answerFdb(rc, {string("type", wordOf(vlanLearningTypes, type, "unknown"))});
+}
+
+static void idNextGet()
+{
+    uint32_t startFrom = 0;
+    readParams({uintParam("startFrom", &startFrom)});
+    uint32_t next = 0;
+    int rc = rpcclt_openapiFdbIdNextGet(&openClient, startFrom, &next);
+    answerFdb(rc, {number("fdbId", next)});
+}
+
+static void badAddsGet()
+{
+    uint32_t badAdds = 0;
+    int rc = rpcclt_openapiFdbBadAddsGet(&openClient, &badAdds);
+    answerFdb(rc, {number("badAdds", badAdds)});
+}
+
+static void macMaxHwLimitGet()
+{
+    uint32_t limit = 0;
+    int rc = rpcclt_openapiFdbMacMaxHwLimitGet(&openClient, &limit);
+    answerFdb(rc, {number("maxMacHwLimit", limit)});
+}
+
+/* Flushing */
+
+static void flushByMac()
+{
+    OpenText<18> mac;
+    if (!readBody({textMember("mac", mac)}))
+        return;
+    OpenBufferDesc desc = bufferSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFdbFlushByMac(&openClient, &desc)));
+}
+
+static void flush()
+{
+    answerOutcome(openResult(rpcclt_openapiFdbFlush(&openClient)));
+}
+
+/* Entries, by VLAN and by interface. The POST endpoints take their key from the query string and read no body. */
+
+/* OpEN writes the next entry over the given one; its VLAN is not reported: the client keeps the one it is walking. */
+static void entryNextGet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    uint32_t ifNum = 0;
+    readParams({textParam("mac", mac), uintParam("fdbIfNum", &ifNum)});
+    OpenBufferDesc desc = bufferSized(mac);
+    uint32_t type = 0;
+    int rc = rpcclt_openapiFdbEntryNextGet(&openClient, &desc, &vlanId, &ifNum, &type);
+    answerFdb(rc, {string("mac", mac.bytes), number("fdbIfNum", ifNum),
+                   string("entryType", wordOf(entryTypes, type, "unknown"))});
+}
+
+/* The VLAN of the two counts is held to 16 bits, that of flush-by-vlan is not: established behaviour. */
+
+static void vlanDynamicEntriesGet()
+{
+    uint16_t vlanId = (uint16_t)queryUintExact("vlanId");
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiFdbVlanDynamicEntriesGet(&openClient, vlanId, &entries);
+    answerFdb(rc, {number("entries", entries)});
+}
+
+static void vlanInternalEntriesGet()
+{
+    uint16_t vlanId = (uint16_t)queryUintExact("vlanId");
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiFdbVlanInternalEntriesGet(&openClient, vlanId, &entries);
+    answerFdb(rc, {number("entries", entries)});
+}
+
+static void flushByVlan()
+{
+    answerOutcome(openResult(rpcclt_openapiFdbFlushByVlan(&openClient, queryUintExact("vlanId"))));
+}
+
+static void intfDynamicEntriesGet()
+{
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiFdbIntfDynamicEntriesGet(&openClient, queryUintExact("intIfNum"), &entries);
+    answerFdb(rc, {number("entries", entries)});
+}
+
+static void intfInternalEntriesGet()
+{
+    uint32_t entries = 0;
+    int rc = rpcclt_openapiFdbIntfInternalEntriesGet(&openClient, queryUintExact("intIfNum"), &entries);
+    answerFdb(rc, {number("entries", entries)});
+}
+
+static void flushByPort()
+{
+    answerOutcome(openResult(rpcclt_openapiFdbFlushByPort(&openClient, queryUintExact("intIfNum"))));
+}
+
+static void entryDelete()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("intIfNum");
+    OpenText<18> mac;
+    readParams({textParam("mac", mac)});
+    OpenBufferDesc desc = bufferSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFdbEntryDelete(&openClient, &desc, vlanId, ifNum)));
+}
+
+static const Route routes[] = {
+    {"id", HTTP_GET, idGet},
+    {"addr-aging-timeout", HTTP_GET, addrAgingTimeoutGet},
+    {"addr-aging-timeout", HTTP_PUT, addrAgingTimeoutSet},
+    {"max-table-entries", HTTP_GET, maxTableEntriesGet},
+    {"active-addr-entries", HTTP_GET, activeAddrEntriesGet},
+    {"max-count", HTTP_GET, maxCountGet},
+    {"max-count-reset", HTTP_POST, maxCountReset},
+    {"dynamic-entries", HTTP_GET, dynamicEntriesGet},
+    {"internal-entries", HTTP_GET, internalEntriesGet},
+    {"is-restr-filter-mac", HTTP_GET, isRestrFilterMacGet},
+    {"type-of-vl", HTTP_GET, typeOfVlGet},
+    {"id-next", HTTP_GET, idNextGet},
+    {"bad-adds", HTTP_GET, badAddsGet},
+    {"mac-max-hw-limit", HTTP_GET, macMaxHwLimitGet},
+    {"flush-by-mac", HTTP_POST, flushByMac},
+    {"flush", HTTP_POST, flush},
+    {"entry-next", HTTP_GET, entryNextGet},
+    {"vlan-dynamic-entries", HTTP_GET, vlanDynamicEntriesGet},
+    {"vlan-internal-entries", HTTP_GET, vlanInternalEntriesGet},
+    {"flush-by-vlan", HTTP_POST, flushByVlan},
+    {"intf-dynamic-entries", HTTP_GET, intfDynamicEntriesGet},
+    {"intf-internal-entries", HTTP_GET, intfInternalEntriesGet},
+    {"flush-by-port", HTTP_POST, flushByPort},
+    {"entry", HTTP_DELETE, entryDelete},
+};
+
+const RouteTable fdbRoutes = routeTable(routes);

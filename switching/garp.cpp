@@ -1,0 +1,203 @@
+/*
+ * garp.cpp - /api/v2/switching/garp: the IEEE 802.1D attribute registration protocol with GMRP and GVRP. Units and
+ * ranges are OpEN's.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+static constexpr Word statusRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr WordTable statusWords = wordTable(statusRows);
+
+/* Only a flag of exactly 1 is enabled. */
+static Datum status(const char *key, uint32_t flag)
+{
+    return string(key, wordOf(statusWords, flag, "disable"));
+}
+
+static void answerGarp(int rc, const Datum &datum)
+{
+    answerData("garp", openResult(rc), {datum});
+}
+
+/* GMRP and GVRP of the switch */
+
+static void gmrpEnableGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiGarpGmrpEnableGet(&openClient, &flag);
+    answerGarp(rc, status("globalGmrpStatus", flag));
+}
+
+static void gmrpEnableSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("globalGmrpStatus", statusWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag)));
+}
+
+static void gvrpEnableGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiGarpGvrpEnableGet(&openClient, &flag);
+    answerGarp(rc, status("globalGvrpStatus", flag));
+}
+
+static void gvrpEnableSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("globalGvrpStatus", statusWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiGarpGvrpEnableSet(&openClient, flag)));
+}
+
+/* GMRP and GVRP of an interface */
+
+static void gmrpPortEnableGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiGarpGmrpPortEnableGet(&openClient, queryUintExact("ifNum"), &flag);
+    answerGarp(rc, status("intfGmrpStatus", flag));
+}
+
+static void gmrpPortEnableSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("intfGmrpStatus", statusWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiGarpGmrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag)));
+}
+
+static void gvrpPortEnableGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiGarpGvrpPortEnableGet(&openClient, queryUintExact("ifNum"), &flag);
+    answerGarp(rc, status("intfGvrpStatus", flag));
+}
+
+static void gvrpPortEnableSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("intfGvrpStatus", statusWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiGarpGvrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag)));
+}
+
+/* Timers of an interface */
+
+static void joinTimeGet()
+{
+    uint32_t time = 0;
+    int rc = rpcclt_openapiGarpJoinTimeGet(&openClient, queryUintExact("ifNum"), &time);
+    answerGarp(rc, number("joinTime", time));
+}
+
+static void joinTimeSet()
+{
+    uint32_t time = 0;
+    if (!readBody({integerMember("joinTime", &time)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiGarpJoinTimeSet(&openClient, queryUintExact("ifNum"), time)));
+}
+
+static void leaveTimeGet()
+{
+    uint32_t time = 0;
+    int rc = rpcclt_openapiGarpLeaveTimeGet(&openClient, queryUintExact("ifNum"), &time);
+    answerGarp(rc, number("leaveTime", time));
+}
+
+static void leaveTimeSet()
+{
+    uint32_t time = 0;
+    if (!readBody({integerMember("leaveTime", &time)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiGarpLeaveTimeSet(&openClient, queryUintExact("ifNum"), time)));
+}
+
+static void leaveAllTimeGet()
+{
+    uint32_t time = 0;
+    int rc = rpcclt_openapiGarpLeaveAllTimeGet(&openClient, queryUintExact("ifNum"), &time);
+    answerGarp(rc, number("leaveAllTime", time));
+}
+
+static void leaveAllTimeSet()
+{
+    uint32_t time = 0;
+    if (!readBody({integerMember("leaveAllTime", &time)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiGarpLeaveAllTimeSet(&openClient, queryUintExact("ifNum"), time)));
+}
+
+/* Counters of an interface */
+
+static void gmrpFailedRegistrationsGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiGarpGmrpFailedRegistrationsGet(&openClient, queryUintExact("ifNum"), &count);
+    answerGarp(rc, number("gmrpFailedRegistrations", count));
+}
+
+static void gmrpReceivePduCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiGarpGmrpReceivePDUCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerGarp(rc, number("gmrpPduRxCount", count));
+}
+
+static void gmrpTransmitPduCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiGarpGmrpTransmitPDUCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerGarp(rc, number("gmrpPduTxCount", count));
+}
+
+static void gvrpFailedRegistrationsGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiGarpGvrpFailedRegistrationsGet(&openClient, queryUintExact("ifNum"), &count);
+    answerGarp(rc, number("gvrpFailedRegistrations", count));
+}
+
+static void gvrpReceivePduCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiGarpGvrpReceivePDUCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerGarp(rc, number("gvrpPduRxCount", count));
+}
+
+static void gvrpTransmitPduCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiGarpGvrpTransmitPDUCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerGarp(rc, number("gvrpPduTxCount", count));
+}
+
+static const Route routes[] = {
+    {"gmrp-enable", HTTP_GET, gmrpEnableGet},
+    {"gmrp-enable", HTTP_PUT, gmrpEnableSet},
+    {"gvrp-enable", HTTP_GET, gvrpEnableGet},
+    {"gvrp-enable", HTTP_PUT, gvrpEnableSet},
+    {"gmrp-port-enable", HTTP_GET, gmrpPortEnableGet},
+    {"gmrp-port-enable", HTTP_PUT, gmrpPortEnableSet},
+    {"gvrp-port-enable", HTTP_GET, gvrpPortEnableGet},
+    {"gvrp-port-enable", HTTP_PUT, gvrpPortEnableSet},
+    {"join-time", HTTP_GET, joinTimeGet},
+    {"join-time", HTTP_PUT, joinTimeSet},
+    {"leave-time", HTTP_GET, leaveTimeGet},
+    {"leave-time", HTTP_PUT, leaveTimeSet},
+    {"leave-all-time", HTTP_GET, leaveAllTimeGet},
+    {"leave-all-time", HTTP_PUT, leaveAllTimeSet},
+    {"gmrp-failed-registrations", HTTP_GET, gmrpFailedRegistrationsGet},
+    {"gmrp-receive-pdu-count", HTTP_GET, gmrpReceivePduCountGet},
+    {"gmrp-transmit-pdu-count", HTTP_GET, gmrpTransmitPduCountGet},
+    {"gvrp-failed-registrations", HTTP_GET, gvrpFailedRegistrationsGet},
+    {"gvrp-receive-pdu-count", HTTP_GET, gvrpReceivePduCountGet},
+    {"gvrp-transmit-pdu-count", HTTP_GET, gvrpTransmitPduCountGet},
+};
+
+const RouteTable garpRoutes = routeTable(routes);

@@ -1,0 +1,254 @@
+/*
+ * loop_protect.cpp - /api/v2/switching/loop-protect: loop detection and what a port does about a loop. Modes and action
+ * codes are numbers both ways. An interface comes from the query string whatever the method, a value to set from the
+ * body; what is no JSON number there is 0.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+static void answerLoopProtect(int rc, Data data)
+{
+    answerData("loopProtect", openResult(rc), data);
+}
+
+static void answerYesNo(int rc, uint32_t flag)
+{
+    answerDataOrOutcome("loopProtect", openResult(rc), {yesNo("status", flag == 1)});
+}
+
+/* The switch */
+
+static void adminModeSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({integerOfNumberMember("adminMode", &mode)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectAdminModeSet(&openClient, mode)));
+}
+
+static void adminModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiLoopProtectAdminModeGet(&openClient, &mode);
+    answerLoopProtect(rc, {number("adminMode", mode)});
+}
+
+static void txTimerSet()
+{
+    uint32_t timer = 0;
+    if (!readBody({integerOfNumberMember("timerVal", &timer)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectTxTimerSet(&openClient, timer)));
+}
+
+static void txTimerGet()
+{
+    uint32_t timer = 0;
+    int rc = rpcclt_openapiLoopProtectTxTimerGet(&openClient, &timer);
+    answerLoopProtect(rc, {number("timerVal", timer)});
+}
+
+static void maxPduReceiveSet()
+{
+    uint32_t frames = 0;
+    if (!readBody({integerOfNumberMember("val", &frames)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectMaxPduReceiveSet(&openClient, frames)));
+}
+
+static void maxPduReceiveGet()
+{
+    uint32_t frames = 0;
+    int rc = rpcclt_openapiLoopProtectMaxPduReceiveGet(&openClient, &frames);
+    answerLoopProtect(rc, {number("val", frames)});
+}
+
+static void disableTimerSet()
+{
+    uint32_t timer = 0;
+    if (!readBody({integerOfNumberMember("val", &timer)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectDisableTimerSet(&openClient, timer)));
+}
+
+static void disableTimerGet()
+{
+    uint32_t timer = 0;
+    int rc = rpcclt_openapiLoopProtectDisableTimerGet(&openClient, &timer);
+    answerLoopProtect(rc, {number("val", timer)});
+}
+
+static void allStatsClear()
+{
+    answerOutcome(openResult(rpcclt_openapiLoopProtectAllStatsClear(&openClient)));
+}
+
+static void validIntfFirstGet()
+{
+    uint32_t first = 0;
+    int rc = rpcclt_openapiLoopProtectValidIntfFirstGet(&openClient, &first);
+    answerLoopProtect(rc, {number("ifNum", first)});
+}
+
+/* An interface */
+
+static void portTxModeSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({integerOfNumberMember("mode", &mode)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectPortTxModeSet(&openClient, queryUintExact("ifNum"), mode)));
+}
+
+static void portTxModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiLoopProtectPortTxModeGet(&openClient, queryUintExact("ifNum"), &mode);
+    answerLoopProtect(rc, {number("mode", mode)});
+}
+
+static void portAdminModeSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({integerOfNumberMember("mode", &mode)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectPortAdminModeSet(&openClient, queryUintExact("ifNum"), mode)));
+}
+
+static void portAdminModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiLoopProtectPortAdminModeGet(&openClient, queryUintExact("ifNum"), &mode);
+    answerLoopProtect(rc, {number("mode", mode)});
+}
+
+/* The action goes by the key "mode". */
+
+static void portActionSet()
+{
+    uint32_t action = 0;
+    if (!readBody({integerOfNumberMember("mode", &action)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectPortActionSet(&openClient, queryUintExact("ifNum"), action)));
+}
+
+static void portActionGet()
+{
+    uint32_t action = 0;
+    int rc = rpcclt_openapiLoopProtectPortActionGet(&openClient, queryUintExact("ifNum"), &action);
+    answerLoopProtect(rc, {number("mode", action)});
+}
+
+static void portVlanPropertiesGet()
+{
+    uint32_t tpid = 0, vlanId = 0;
+    int rc = rpcclt_openapiLoopProtectPortVlanPropertiesGet(&openClient, queryUintExact("ifNum"), &tpid, &vlanId);
+    answerLoopProtect(rc, {number("tpid", tpid), number("vlanId", vlanId)});
+}
+
+static void portStatsClear()
+{
+    answerOutcome(openResult(rpcclt_openapiLoopProtectPortStatsClear(&openClient, queryUintExact("ifNum"))));
+}
+
+static void portloopDetectCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiLoopProtectPortloopDetectCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerLoopProtect(rc, {number("loopCount", count)});
+}
+
+static void isLoopDetected()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiLoopProtectIsLoopDetected(&openClient, queryUintExact("ifNum"), &flag);
+    answerYesNo(rc, flag);
+}
+
+static void isPortDisabled()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiLoopProtectIsPortDisabled(&openClient, queryUintExact("ifNum"), &flag);
+    answerYesNo(rc, flag);
+}
+
+static void portTimeSinceLastLoopGet()
+{
+    uint32_t time = 0;
+    int rc = rpcclt_openapiLoopProtectPortTimeSinceLastLoopGet(&openClient, queryUintExact("ifNum"), &time, 0);
+    answerLoopProtect(rc, {number("timeVal", time)});
+}
+
+static void portPacketTxCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiLoopProtectPortPacketTxCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerLoopProtect(rc, {number("count", count)});
+}
+
+static void portPacketRxCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiLoopProtectPortPacketRxCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerLoopProtect(rc, {number("count", count)});
+}
+
+static void isValidIntf()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiLoopProtectIsValidIntf(&openClient, queryUintExact("ifNum"), &flag);
+    answerYesNo(rc, flag);
+}
+
+static void validIntfNextGet()
+{
+    uint32_t next = 0;
+    int rc = rpcclt_openapiLoopProtectValidIntfNextGet(&openClient, queryUintExact("ifNum"), &next);
+    answerLoopProtect(rc, {number("nextIfNum", next)});
+}
+
+/* The VLAN stands in the query string beside the interface, only the TPID in the body. */
+static void portVlanPropertiesSet()
+{
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t tpid = 0;
+    if (!readBody({integerOfNumberMember("tpid", &tpid)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiLoopProtectPortVlanPropertiesSet(&openClient, ifNum, tpid, vlanId)));
+}
+
+static const Route routes[] = {
+    {"admin-mode", HTTP_PUT, adminModeSet},
+    {"admin-mode", HTTP_GET, adminModeGet},
+    {"tx-timer", HTTP_PUT, txTimerSet},
+    {"tx-timer", HTTP_GET, txTimerGet},
+    {"max-pdu-receive", HTTP_PUT, maxPduReceiveSet},
+    {"max-pdu-receive", HTTP_GET, maxPduReceiveGet},
+    {"disable-timer", HTTP_PUT, disableTimerSet},
+    {"disable-timer", HTTP_GET, disableTimerGet},
+    {"all-stats", HTTP_DELETE, allStatsClear},
+    {"valid-intf-first", HTTP_GET, validIntfFirstGet},
+    {"port-tx-mode", HTTP_PUT, portTxModeSet},
+    {"port-tx-mode", HTTP_GET, portTxModeGet},
+    {"port-admin-mode", HTTP_PUT, portAdminModeSet},
+    {"port-admin-mode", HTTP_GET, portAdminModeGet},
+    {"port-action", HTTP_PUT, portActionSet},
+    {"port-action", HTTP_GET, portActionGet},
+    {"port-vlan-properties", HTTP_GET, portVlanPropertiesGet},
+    {"port-stats", HTTP_DELETE, portStatsClear},
+    {"portloop-detect-count", HTTP_GET, portloopDetectCountGet},
+    {"is-loop-detected", HTTP_POST, isLoopDetected},
+    {"is-port-disabled", HTTP_POST, isPortDisabled},
+    {"port-time-since-last-loop", HTTP_GET, portTimeSinceLastLoopGet},
+    {"port-packet-tx-count", HTTP_GET, portPacketTxCountGet},
+    {"port-packet-rx-count", HTTP_GET, portPacketRxCountGet},
+    {"is-valid-intf", HTTP_POST, isValidIntf},
+    {"valid-intf-next", HTTP_GET, validIntfNextGet},
+    {"port-vlan-properties", HTTP_PUT, portVlanPropertiesSet},
+};
+
+const RouteTable loopProtectRoutes = routeTable(routes);

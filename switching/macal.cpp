@@ -1,0 +1,484 @@
+/*
+ * macal.cpp - /api/v2/switching/macal: the management access lists. A list is known by its name, a rule by its list and
+ * its priority there. POST and PUT take their values from a JSON body, GET and DELETE from the parameter list; the
+ * exceptions say so.
+ */
+#include <arpa/inet.h>
+
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+/* A list's name or a VRF's. */
+using Name = OpenText<256>;
+
+enum : uint32_t { PRIORITY_UNSTATED = 65535 }; /* of a rule to be added */
+
+static constexpr Word actionRows[] = {{0, "deny"}, {1, "permit"}};
+static constexpr WordTable actionWords = wordTable(actionRows);
+
+static constexpr Word serviceRows[] = {
+    {0, "none"}, {1, "telnet"}, {2, "http"}, {3, "https"}, {4, "snmp"}, {5, "ssh"},
+    {6, "tftp"}, {7, "sntp"},   {8, "java"}, {9, "ntp"},   {10, "custom_port"},
+};
+static constexpr WordTable serviceWords = wordTable(serviceRows);
+
+enum : uint32_t { FIELD_SERVICE = 1 };
+
+static constexpr Word fieldRows[] = {
+    {FIELD_SERVICE, "service"}, {2, "srcip"},         {4, "srcip_mask"},    {8, "vlan"},
+    {16, "interface"},          {32, "service_port"}, {64, "tcp_udp_port"},
+};
+static constexpr WordTable fieldWords = wordTable(fieldRows);
+
+/* The rule a request is about. */
+struct Rule {
+    Name list;
+    uint32_t priority = 0;
+};
+
+static Rule ruleOfParams()
+{
+    Rule rule;
+    readParams({textParam("macalName", rule.list), uintParam("macalRulePrio", &rule.priority)});
+    return rule;
+}
+
+/* As readBody, for the endpoints that take nothing but the rule from it. */
+static bool readRuleBody(Rule &rule)
+{
+    return readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority)});
+}
+
+/* An IPv4 text, with a byte to spare: what must be cut to fit was too long to be an address and still is. */
+using AddressText = OpenText<INET_ADDRSTRLEN + 1>;
+
+/* The four bytes in network order, as OpEN has them in memory; 0 for a text that is no address. */
+static uint32_t addressOf(const AddressText &text)
+{
+    uint32_t address = 0;
+    return inet_pton(AF_INET, text.bytes, &address) == 1 ? address : 0;
+}
+
+static void answerMacal(int rc, const Datum &datum)
+{
+    answerData("macal", openResult(rc), {datum});
+}
+
+/* The answer to a question: the JSON literal true only for a flag of exactly 1; a failure ends with a line end. */
+static void answerQuestion(int rc, const char *key, uint32_t flag)
+{
+    answerDataOrOutcome("macal", openResult(rc), {boolean(key, flag == 1)});
+}
+
+/* Lists */
+
+static void listCreate()
+{
+    Name list;
+    if (!readBody({textMember("macalName", list)}))
+        return;
+    OpenBufferDesc desc = bufferSized(list);
+    answerOutcome(openResult(rpcclt_openapiMacalListCreate(&openClient, &desc)));
+}
+
+static void listDelete()
+{
+    Name list;
+    if (!readParams({textParam("macalName", list)}) || !list.bytes[0])
+        return answerOutcome(RESULT_INVALID_ARGUMENT);
+    OpenBufferDesc desc = bufferSized(list);
+    answerOutcome(openResult(rpcclt_openapiMacalListDelete(&openClient, &desc)));
+}
+
+/* No list is named with the VRF. */
+static void listVrfSet()
+{
+    Name vrf;
+    if (!readBody({textMember("vrfName", vrf)}))
+        return;
+    OpenBufferDesc desc = bufferSized(vrf);
+    answerOutcome(openResult(rpcclt_openapiMacalListVrfSet(&openClient, &desc)));
+}
+
+static void listVrfGet()
+{
+    Name vrf;
+    OpenBufferDesc desc = bufferSized(vrf);
+    int rc = rpcclt_openapiMacalListVrfGet(&openClient, &desc);
+    answerMacal(rc, string("vrfName", vrf.bytes));
+}
+
+static void activate()
+{
+    Name list;
+    if (!readBody({textMember("macalName", list)}))
+        return;
+    OpenBufferDesc desc = bufferSized(list);
+    answerOutcome(openResult(rpcclt_openapiMacalActivate(&openClient, &desc)));
+}
+
+static void deactivate()
+{
+    Name list;
+    if (!readBody({textMember("macalName", list)}))
+        return;
+    OpenBufferDesc desc = bufferSized(list);
+    answerOutcome(openResult(rpcclt_openapiMacalDeactivate(&openClient, &desc)));
+}
+
+/* Rules */
+
+/* OpEN may give the rule another priority than the one asked for. */
+static void ruleEntryAdd()
+{
+    Rule rule;
+    rule.priority = PRIORITY_UNSTATED;
+    if (!readRuleBody(rule))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    int rc = rpcclt_openapiMacalRuleEntryAdd(&openClient, &list, &rule.priority);
+    answerDataOrOutcome("macal", openResult(rc), {number("macalRulePrio", rule.priority)});
+}
+
+/* Without an input there is no name either. */
+static void ruleRemove()
+{
+    Rule rule = ruleOfParams();
+    if (!rule.list.bytes[0] || rule.priority == 0)
+        return answerOutcome(RESULT_INVALID_ARGUMENT);
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleRemove(&openClient, &list, rule.priority)));
+}
+
+static void ruleActionAdd()
+{
+    Rule rule;
+    uint32_t action = 0;
+    if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
+                   wordMember("action", actionWords, &action)}))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleActionAdd(&openClient, &list, rule.priority, action)));
+}
+
+static void ruleSrcIpMaskAdd()
+{
+    Rule rule;
+    AddressText address;
+    AddressText mask;
+    if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
+                   textMember("ipAddr", address), textMember("mask", mask)}))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleSrcIpMaskAdd(&openClient, &list, rule.priority, addressOf(address),
+                                                                 addressOf(mask))));
+}
+
+static void ruleServicePortSet()
+{
+    Rule rule;
+    uint32_t flag = 0;
+    if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
+                   trueMember("isServicePort", &flag)}))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleServicePortSet(&openClient, &list, rule.priority, flag)));
+}
+
+/* A question in spite of its method and name, with a form-encoded body: established behaviour. */
+static void ruleIsServicePortSet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMacalRuleIsServicePortSet(&openClient, &list, rule.priority, &flag);
+    answerQuestion(rc, "isRuleForServicePort", flag);
+}
+
+static void ruleServiceAdd()
+{
+    Rule rule;
+    uint32_t service = 0;
+    if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
+                   wordMember("service", serviceWords, &service)}))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleServiceAdd(&openClient, &list, rule.priority, service)));
+}
+
+/* Readers and questions */
+
+static void nameGet()
+{
+    Name list;
+    OpenBufferDesc desc = bufferSized(list);
+    int rc = rpcclt_openapiMacalNameGet(&openClient, &desc);
+    answerMacal(rc, string("macalName", list.bytes));
+}
+
+static void activeListGet()
+{
+    Name list;
+    OpenBufferDesc desc = bufferSized(list);
+    int rc = rpcclt_openapiMacalActiveListGet(&openClient, &desc);
+    answerMacal(rc, string("macalName", list.bytes));
+}
+
+static void ruleFirstGet()
+{
+    Name list;
+    readParams({textParam("macalName", list)});
+    OpenBufferDesc desc = bufferSized(list);
+    uint32_t priority = 0;
+    int rc = rpcclt_openapiMacalRuleFirstGet(&openClient, &desc, &priority);
+    answerMacal(rc, number("macalRulePrio", priority));
+}
+
+static void ruleNextGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t next = 0;
+    int rc = rpcclt_openapiMacalRuleNextGet(&openClient, &list, rule.priority, &next);
+    answerMacal(rc, number("nextMacalRulePrio", next));
+}
+
+static void ruleExists()
+{
+    Rule rule;
+    if (!readRuleBody(rule))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMacalRuleExists(&openClient, &list, rule.priority, &flag);
+    answerQuestion(rc, "isIndexExists", flag);
+}
+
+static void ruleActionGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t action = 0;
+    int rc = rpcclt_openapiMacalRuleActionGet(&openClient, &list, rule.priority, &action);
+    answerMacal(rc, string("action", wordOf(actionWords, action, "unknown")));
+}
+
+static void ruleSrcIpMaskGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t address = 0;
+    uint32_t mask = 0;
+    int rc = rpcclt_openapiMacalRuleSrcIpMaskGet(&openClient, &list, rule.priority, &address, &mask);
+    char addressText[INET_ADDRSTRLEN] = "";
+    char maskText[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &address, addressText, sizeof addressText);
+    inet_ntop(AF_INET, &mask, maskText, sizeof maskText);
+    answerData("macal", openResult(rc), {string("ipAddr", addressText), string("mask", maskText)});
+}
+
+static void ruleInterfaceGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t ifNum = 0;
+    int rc = rpcclt_openapiMacalRuleInterfaceGet(&openClient, &list, rule.priority, &ifNum);
+    answerMacal(rc, number("ifNum", ifNum));
+}
+
+static void ruleVlanGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiMacalRuleVlanGet(&openClient, &list, rule.priority, &vlanId);
+    answerMacal(rc, number("vlanId", vlanId));
+}
+
+static void ruleServiceGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t service = 0;
+    int rc = rpcclt_openapiMacalRuleServiceGet(&openClient, &list, rule.priority, &service);
+    answerMacal(rc, string("service", wordOf(serviceWords, service, "unknown")));
+}
+
+static void servicePortRuleStatisticsGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t packets = 0;
+    uint32_t bytes = 0;
+    int rc = rpcclt_openapiMacalServicePortRuleStatisticsGet(&openClient, &list, rule.priority, &packets, &bytes);
+    answerData("macal", openResult(rc), {number("packets", packets), number("bytes", bytes)});
+}
+
+static void ruleTcpUdpPortNumberGet()
+{
+    Rule rule = ruleOfParams();
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t portNum = 0;
+    int rc = rpcclt_openapiMacalRuleTcpUdpPortNumberGet(&openClient, &list, rule.priority, &portNum);
+    answerMacal(rc, number("portNum", portNum));
+}
+
+static void isFieldConfigured()
+{
+    Rule rule;
+    uint32_t field = FIELD_SERVICE;
+    if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
+                   wordMember("ruleField", fieldWords, &field)}))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMacalIsFieldConfigured(&openClient, &list, rule.priority, field, &flag);
+    answerQuestion(rc, "isConfigured", flag);
+}
+
+static void isAnyListCreated()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMacalIsAnyListCreated(&openClient, &flag);
+    answerQuestion(rc, "isCreated", flag);
+}
+
+static void isAnyListActivated()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMacalIsAnyListActivated(&openClient, &flag);
+    answerQuestion(rc, "isActivated", flag);
+}
+
+static void statsPacketsFilteredGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiMacalStatsPacketsFilteredGet(&openClient, &count);
+    answerMacal(rc, number("filtPackets", count));
+}
+
+static void denyCounterIntervalGet()
+{
+    uint32_t interval = 0;
+    int rc = rpcclt_openapiMacalDenyCounterIntervalGet(&openClient, &interval);
+    answerMacal(rc, number("interval", interval));
+}
+
+static void denyCounterIntervalSet()
+{
+    uint32_t interval = 0;
+    if (!readBody({saturatedMember("interval", &interval)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiMacalDenyCounterIntervalSet(&openClient, interval)));
+}
+
+static void rulePriorityIndexGet()
+{
+    Name list;
+    readParams({textParam("macalName", list)});
+    OpenBufferDesc desc = bufferSized(list);
+    uint32_t priority = 0;
+    int rc = rpcclt_openapiMacalRulePriorityIndexGet(&openClient, &desc, &priority);
+    answerMacal(rc, number("macalRulePrio", priority));
+}
+
+static void vrfNameValid()
+{
+    Name vrf;
+    if (!readBody({textMember("vrfName", vrf)}))
+        return;
+    OpenBufferDesc desc = bufferSized(vrf);
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMacalVrfNameValid(&openClient, &desc, &flag);
+    answerQuestion(rc, "isValid", flag);
+}
+
+static void clearServicePortStatistics()
+{
+    answerOutcome(openResult(rpcclt_openapiMacalClearServicePortStatistics(&openClient)));
+}
+
+static void isNetFilterTablesFeatureSupported()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMacalIsNetFilterTablesFeatureSupported(&openClient, &flag);
+    answerQuestion(rc, "isSupported", flag);
+}
+
+/* Match fields whose value comes from the query string; the rule comes from the body */
+
+static void ruleInterfaceAdd()
+{
+    uint32_t ifNum = queryUintExact("ifNum");
+    Rule rule;
+    if (!readRuleBody(rule))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleInterfaceAdd(&openClient, &list, rule.priority, ifNum)));
+}
+
+static void ruleVlanAdd()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    Rule rule;
+    if (!readRuleBody(rule))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleVlanAdd(&openClient, &list, rule.priority, vlanId)));
+}
+
+static void ruleTcpUdpPortNumberAdd()
+{
+    uint32_t portNum = queryUintExact("portNum");
+    Rule rule;
+    if (!readRuleBody(rule))
+        return;
+    OpenBufferDesc list = bufferSized(rule.list);
+    answerOutcome(openResult(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd(&openClient, &list, rule.priority, portNum)));
+}
+
+static const Route routes[] = {
+    {"list", HTTP_POST, listCreate},
+    {"list", HTTP_DELETE, listDelete},
+    {"list-vrf", HTTP_PUT, listVrfSet},
+    {"list-vrf", HTTP_GET, listVrfGet},
+    {"activate", HTTP_POST, activate},
+    {"deactivate", HTTP_POST, deactivate},
+    {"rule-entry", HTTP_POST, ruleEntryAdd},
+    {"rule", HTTP_DELETE, ruleRemove},
+    {"rule-action", HTTP_POST, ruleActionAdd},
+    {"rule-src-ip-mask", HTTP_POST, ruleSrcIpMaskAdd},
+    {"rule-service-port", HTTP_PUT, ruleServicePortSet},
+    {"rule-is-service-port", HTTP_PUT, ruleIsServicePortSet},
+    {"rule-service", HTTP_POST, ruleServiceAdd},
+    {"name", HTTP_GET, nameGet},
+    {"active-list", HTTP_GET, activeListGet},
+    {"rule-first", HTTP_GET, ruleFirstGet},
+    {"rule-next", HTTP_GET, ruleNextGet},
+    {"rule-exists", HTTP_POST, ruleExists},
+    {"rule-action", HTTP_GET, ruleActionGet},
+    {"rule-src-ip-mask", HTTP_GET, ruleSrcIpMaskGet},
+    {"rule-interface", HTTP_GET, ruleInterfaceGet},
+    {"rule-vlan", HTTP_GET, ruleVlanGet},
+    {"rule-service", HTTP_GET, ruleServiceGet},
+    {"service-port-rule-statistics", HTTP_GET, servicePortRuleStatisticsGet},
+    {"rule-tcp-udp-port-number", HTTP_GET, ruleTcpUdpPortNumberGet},
+    {"is-field-configured", HTTP_POST, isFieldConfigured},
+    {"is-any-list-created", HTTP_POST, isAnyListCreated},
+    {"is-any-list-activated", HTTP_POST, isAnyListActivated},
+    {"stats-packets-filtered", HTTP_GET, statsPacketsFilteredGet},
+    {"deny-counter-interval", HTTP_GET, denyCounterIntervalGet},
+    {"deny-counter-interval", HTTP_PUT, denyCounterIntervalSet},
+    {"rule-priority-index", HTTP_GET, rulePriorityIndexGet},
+    {"vrf-name-valid", HTTP_POST, vrfNameValid},
+    {"clear-service-port-statistics", HTTP_POST, clearServicePortStatistics},
+    {"is-net-filter-tables-feature-supported", HTTP_POST, isNetFilterTablesFeatureSupported},
+    {"rule-interface", HTTP_POST, ruleInterfaceAdd},
+    {"rule-vlan", HTTP_POST, ruleVlanAdd},
+    {"rule-tcp-udp-port-number", HTTP_POST, ruleTcpUdpPortNumberAdd},
+};
+
+const RouteTable macalRoutes = routeTable(routes);

@@ -1,0 +1,130 @@
+/*
+ * mmrp.cpp - /api/v2/switching/mmrp: the IEEE 802.1Q MAC registration protocol. The interface is taken from a different
+ * place by each group of endpoints: query key "ifNum", body member "ifNum", query key "intIfNum".
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+static constexpr Word modeRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr WordTable modeWords = wordTable(modeRows);
+
+static constexpr Word counterRows[] = {
+    {0, "rx"},
+    {1, "rx_bad_header"},
+    {2, "rx_bad_format"},
+    {3, "tx"},
+    {4, "tx_failure"},
+};
+static constexpr WordTable counterWords = wordTable(counterRows);
+
+/* The counter the query's "type" names; an unknown word, or none, asks for "rx". */
+static uint32_t queryCounterType()
+{
+    char word[64];
+    queryTextExact("type", word, sizeof word);
+    return codeOf(counterWords, word, 0);
+}
+
+/* Only a flag of exactly 1 is enabled. */
+static Datum mode(const char *key, uint32_t flag)
+{
+    return string(key, wordOf(modeWords, flag, "disable"));
+}
+
+static void answerMmrp(int rc, const Datum &datum)
+{
+    answerData("mmrp", openResult(rc), {datum});
+}
+
+/* Modes */
+
+static void modeGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMmrpModeGet(&openClient, &flag);
+    answerMmrp(rc, mode("mmrpMode", flag));
+}
+
+static void modeSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("mmrpMode", modeWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiMmrpModeSet(&openClient, flag)));
+}
+
+static void intfModeGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMmrpIntfModeGet(&openClient, queryUintExact("ifNum"), &flag);
+    answerMmrp(rc, mode("mmrpIntfMode", flag));
+}
+
+/* The one setter that takes its interface from the body; the query string is not read. */
+static void intfModeSet()
+{
+    uint32_t ifNum = 0;
+    uint32_t flag = 0;
+    if (!readBody({integerMember("ifNum", &ifNum), wordMember("mmrpIntfMode", modeWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiMmrpIntfModeSet(&openClient, ifNum, flag)));
+}
+
+static void periodicStateMachineModeGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMmrpPeriodicStateMachineModeGet(&openClient, &flag);
+    answerMmrp(rc, mode("mmrpPeriodicStateMachineMode", flag));
+}
+
+static void periodicStateMachineModeSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("mmrpPeriodicStateMachineMode", modeWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiMmrpPeriodicStateMachineModeSet(&openClient, flag)));
+}
+
+/* Counters, reported as signed numbers */
+
+static void counterGet()
+{
+    uint32_t value = 0;
+    int rc = rpcclt_openapiMmrpCounterGet(&openClient, queryCounterType(), &value);
+    answerMmrp(rc, number("counter", (int32_t)value));
+}
+
+static void intfCounterGet()
+{
+    uint32_t value = 0;
+    int rc = rpcclt_openapiMmrpIntfCounterGet(&openClient, queryUintExact("intIfNum"), queryCounterType(), &value);
+    answerMmrp(rc, number("counter", (int32_t)value));
+}
+
+static void intfCountersClear()
+{
+    answerOutcome(openResult(rpcclt_openapiMmrpIntfCountersClear(&openClient, queryUintExact("intIfNum"))));
+}
+
+static void countersClear()
+{
+    answerOutcome(openResult(rpcclt_openapiMmrpCountersClear(&openClient)));
+}
+
+static const Route routes[] = {
+    {"mode", HTTP_GET, modeGet},
+    {"mode", HTTP_PUT, modeSet},
+    {"intf-mode", HTTP_GET, intfModeGet},
+    {"intf-mode", HTTP_PUT, intfModeSet},
+    {"periodic-state-machine-mode", HTTP_GET, periodicStateMachineModeGet},
+    {"periodic-state-machine-mode", HTTP_PUT, periodicStateMachineModeSet},
+    {"counter", HTTP_GET, counterGet},
+    {"intf-counter", HTTP_GET, intfCounterGet},
+    {"intf-counters", HTTP_DELETE, intfCountersClear},
+    {"counters", HTTP_DELETE, countersClear},
+};
+
+const RouteTable mmrpRoutes = routeTable(routes);

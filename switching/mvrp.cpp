@@ -1,0 +1,159 @@
+/*
+ * mvrp.cpp - /api/v2/switching/mvrp: the IEEE 802.1Q VLAN registration protocol. Interfaces, counter types and VLAN
+ * types come as numbers from the query string; what the types mean is OpEN's.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+static constexpr Word modeRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr WordTable modeWords = wordTable(modeRows);
+
+static void answerMvrp(int rc, const Datum &datum)
+{
+    answerData("mvrp", openResult(rc), {datum});
+}
+
+/* Any flag but 0 is enabled. */
+static void answerMode(int rc, uint32_t flag)
+{
+    answerMvrp(rc, string("mode", wordOf(modeWords, flag, "enable")));
+}
+
+/* Modes */
+
+static void modeGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMvrpModeGet(&openClient, &flag);
+    answerMode(rc, flag);
+}
+
+static void modeSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("mode", modeWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiMvrpModeSet(&openClient, flag)));
+}
+
+static void periodicStateMachineModeGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMvrpPeriodicStateMachineModeGet(&openClient, &flag);
+    answerMode(rc, flag);
+}
+
+static void periodicStateMachineModeSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("mode", modeWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiMvrpPeriodicStateMachineModeSet(&openClient, flag)));
+}
+
+static void intfModeGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMvrpIntfModeGet(&openClient, queryUintExact("intIfNum"), &flag);
+    answerMode(rc, flag);
+}
+
+static void intfModeSet()
+{
+    uint32_t flag = 0;
+    if (!readBody({wordMember("mode", modeWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiMvrpIntfModeSet(&openClient, queryUintExact("intIfNum"), flag)));
+}
+
+/* Interfaces that can run MVRP */
+
+static void isValidIntfGet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiMvrpIsValidIntfGet(&openClient, queryUintExact("intIfNum"), &flag);
+    answerMvrp(rc, yesNo("isValid", flag != 0));
+}
+
+static void validIntfNextGet()
+{
+    uint32_t next = 0;
+    int rc = rpcclt_openapiMvrpValidIntfNextGet(&openClient, queryUintExact("intIfNum"), &next);
+    answerMvrp(rc, number("nextIfNum", next));
+}
+
+/* Counters, reported as signed numbers */
+
+static void trafficPduCounterGet()
+{
+    uint32_t value = 0;
+    int rc = rpcclt_openapiMvrpTrafficPduCounterGet(&openClient, queryUintExact("type"), &value);
+    answerMvrp(rc, number("counter", (int32_t)value));
+}
+
+static void intfTrafficPduCounterGet()
+{
+    uint32_t ifNum = queryUintExact("intIfNum");
+    uint32_t value = 0;
+    int rc = rpcclt_openapiMvrpIntfTrafficPduCounterGet(&openClient, ifNum, queryUintExact("type"), &value);
+    answerMvrp(rc, number("counter", (int32_t)value));
+}
+
+/* Registered VLANs; both the list's own count and the one beside it are reported, as signed numbers */
+
+static void vlanArrayGet()
+{
+    VlanIdList vlans = {};
+    uint32_t count = 0;
+    int rc = rpcclt_openapiMvrpVlanArrayGet(&openClient, queryUintExact("vlanType"), &vlans, &count);
+    answerData("mvrp", openResult(rc), {vlanArray("vlanList", vlans), number("count", (int32_t)count)});
+}
+
+static void intfVlanArrayGet()
+{
+    uint32_t ifNum = queryUintExact("intIfNum");
+    VlanIdList vlans = {};
+    uint32_t count = 0;
+    int rc = rpcclt_openapiMvrpIntfVlanArrayGet(&openClient, ifNum, queryUintExact("vlanType"), &vlans, &count);
+    answerData("mvrp", openResult(rc), {vlanArray("vlanList", vlans), number("count", (int32_t)count)});
+}
+
+/* Clearing of counters */
+
+static void trafficCountersPerIfClear()
+{
+    answerOutcome(openResult(rpcclt_openapiMvrpTrafficCountersPerIfClear(&openClient, queryUintExact("intIfNum"))));
+}
+
+static void trafficGlobalCountersClear()
+{
+    answerOutcome(openResult(rpcclt_openapiMvrpTrafficGlobalCountersClear(&openClient)));
+}
+
+static void trafficCountersClear()
+{
+    answerOutcome(openResult(rpcclt_openapiMvrpTrafficCountersClear(&openClient)));
+}
+
+static const Route routes[] = {
+    {"mode", HTTP_GET, modeGet},
+    {"mode", HTTP_PUT, modeSet},
+    {"periodic-state-machine-mode", HTTP_GET, periodicStateMachineModeGet},
+    {"periodic-state-machine-mode", HTTP_PUT, periodicStateMachineModeSet},
+    {"intf-mode", HTTP_GET, intfModeGet},
+    {"intf-mode", HTTP_PUT, intfModeSet},
+    {"is-valid-intf", HTTP_GET, isValidIntfGet},
+    {"valid-intf-next", HTTP_GET, validIntfNextGet},
+    {"traffic-pdu-counter", HTTP_GET, trafficPduCounterGet},
+    {"intf-traffic-pdu-counter", HTTP_GET, intfTrafficPduCounterGet},
+    {"vlan-array", HTTP_GET, vlanArrayGet},
+    {"intf-vlan-array", HTTP_GET, intfVlanArrayGet},
+    {"traffic-counters-per-if", HTTP_DELETE, trafficCountersPerIfClear},
+    {"traffic-global-counters", HTTP_DELETE, trafficGlobalCountersClear},
+    {"traffic-counters", HTTP_DELETE, trafficCountersClear},
+};
+
+const RouteTable mvrpRoutes = routeTable(routes);

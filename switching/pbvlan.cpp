@@ -1,0 +1,207 @@
+/*
+ * pbvlan.cpp - /api/v2/switching/pbvlan: protocol-based VLAN groups, each a number with a name, the protocols it
+ * matches, the VLAN it assigns and the interfaces it applies to. Later placeholders of the same name shadow some of it.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+static void answerPbvlan(int rc, const Datum &datum)
+{
+    answerData("pbvlan", openResult(rc), {datum});
+}
+
+/* The walks, which are reads through POST: their failures end with a line end. */
+static void answerPbvlanWalk(int rc, const Datum &datum)
+{
+    answerDataOrOutcome("pbvlan", openResult(rc), {datum});
+}
+
+/* Groups */
+
+static void groupGetFirst()
+{
+    uint32_t groupId = 0;
+    int rc = rpcclt_openapiPbVlanGroupGetFirst(&openClient, &groupId);
+    answerPbvlanWalk(rc, number("groupId", groupId));
+}
+
+/* A missing name is asked for as the empty name. */
+static void groupIdGet()
+{
+    OpenText<17> name;
+    readParams({textParam("groupName", name)});
+    OpenBufferDesc desc = terminatedSized(name);
+    uint32_t groupId = 0;
+    int rc = rpcclt_openapiPbVlanGroupIdGet(&openClient, &desc, &groupId);
+    answerPbvlan(rc, number("groupId", groupId));
+}
+
+static void groupCreate()
+{
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupCreate(&openClient, queryUintExact("groupId"))));
+}
+
+static void groupDelete()
+{
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupDelete(&openClient, queryUintExact("groupId"))));
+}
+
+static void groupGetNext()
+{
+    uint32_t next = 0;
+    int rc = rpcclt_openapiPbVlanGroupGetNext(&openClient, queryUintExact("groupId"), &next);
+    answerPbvlanWalk(rc, number("nextGroupId", next));
+}
+
+static void groupNameSet()
+{
+    OpenText<17> name;
+    if (!readBody({textMember("groupName", name)}))
+        return;
+    OpenBufferDesc desc = terminatedSized(name);
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupNameSet(&openClient, queryUintExact("groupId"), &desc)));
+}
+
+static void groupNameGet()
+{
+    OpenText<17> name;
+    OpenBufferDesc desc = bufferSized(name);
+    int rc = rpcclt_openapiPbVlanGroupNameGet(&openClient, queryUintExact("groupId"), &desc);
+    answerPbvlan(rc, string("groupName", name.bytes));
+}
+
+static void groupVlanIdGet()
+{
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiPbVlanGroupVlanIDGet(&openClient, queryUintExact("groupId"), &vlanId);
+    answerPbvlan(rc, number("vlanId", vlanId));
+}
+
+/* The protocols of a group. In a body, a protocol of any other type than a number is protocol 0. */
+
+static void groupProtocolGet()
+{
+    OpenText<256> protocols;
+    OpenBufferDesc desc = bufferSized(protocols);
+    int rc = rpcclt_openapiPbVlanGroupProtocolGet(&openClient, queryUintExact("groupId"), &desc);
+    answerPbvlan(rc, string("protList", protocols.bytes));
+}
+
+static void groupProtocolGetNext()
+{
+    uint32_t protocol = 0;
+    if (!readBody({integerMember("prot", &protocol)}))
+        return;
+    uint32_t next = 0;
+    int rc = rpcclt_openapiPbVlanGroupProtocolGetNext(&openClient, queryUintExact("groupId"), protocol, &next);
+    answerPbvlanWalk(rc, number("nextProt", next));
+}
+
+static void groupProtocolAdd()
+{
+    uint32_t protocol = 0;
+    if (!readBody({integerMember("prot", &protocol)}))
+        return;
+    uint32_t groupId = queryUintExact("groupId");
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupProtocolAdd(&openClient, groupId, protocol)));
+}
+
+/* One query, two lookups: the group by its exact key, the protocol by the loose one. */
+static void groupProtocolDelete()
+{
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t protocol = 0;
+    readParams({uintParam("prot", &protocol)});
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupProtocolDelete(&openClient, groupId, protocol)));
+}
+
+/* The VLAN and the interfaces of a group */
+
+static void groupVlanIdAdd()
+{
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t vlanId = queryUintExact("vlanId");
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupVlanIDAdd(&openClient, groupId, vlanId)));
+}
+
+static void groupVlanIdDelete()
+{
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t vlanId = queryUintExact("vlanId");
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupVlanIDDelete(&openClient, groupId, vlanId)));
+}
+
+static void groupPortAdd()
+{
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupPortAdd(&openClient, groupId, ifNum)));
+}
+
+static void groupPortDelete()
+{
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    answerOutcome(openResult(rpcclt_openapiPbVlanGroupPortDelete(&openClient, groupId, ifNum)));
+}
+
+static void groupPortGetNext()
+{
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t next = 0;
+    int rc = rpcclt_openapiPbVlanGroupPortGetNext(&openClient, groupId, ifNum, &next);
+    answerPbvlanWalk(rc, number("nextIfNum", next));
+}
+
+static void intfValidate()
+{
+    answerOutcome(openResult(rpcclt_openapiPbVlanIntfValidate(&openClient, queryUintExact("ifNum"))));
+}
+
+static const Route routes[] = {
+    {"group-get-first", HTTP_POST, groupGetFirst},
+    {"group-id", HTTP_GET, groupIdGet},
+    {"group", HTTP_POST, groupCreate},
+    {"group", HTTP_DELETE, groupDelete},
+    {"group-get-next", HTTP_POST, groupGetNext},
+    {"group-name", HTTP_PUT, groupNameSet},
+    {"group-name", HTTP_GET, groupNameGet},
+    {"group-vlan-id", HTTP_GET, groupVlanIdGet},
+    {"group-protocol", HTTP_GET, groupProtocolGet},
+    {"group-protocol-get-next", HTTP_POST, groupProtocolGetNext},
+    {"group-protocol", HTTP_POST, groupProtocolAdd},
+    {"group-protocol", HTTP_DELETE, groupProtocolDelete},
+    {"group-vlan-id", HTTP_POST, groupVlanIdAdd},
+    {"group-vlan-id", HTTP_DELETE, groupVlanIdDelete},
+    {"group-port", HTTP_POST, groupPortAdd},
+    {"group-port", HTTP_DELETE, groupPortDelete},
+    {"group-port-get-next", HTTP_POST, groupPortGetNext},
+    {"intf-validate", HTTP_POST, intfValidate},
+};
+
+/*
+ * Registered after the table above, and so answering in place of its group-vlan-id (all), group-name (GET) and
+ * group-port (POST and DELETE). Established behaviour: the working handlers stay registered, unreached.
+ */
+
+static const Route vlanIdPlaceholders[] = {
+    {"group-vlan-id", HTTP_GET, unsupportedRead},
+    {"group-vlan-id", HTTP_POST, unsupportedWrite},
+    {"group-vlan-id", HTTP_DELETE, unsupportedWrite},
+};
+
+static const Route namePortPlaceholders[] = {
+    {"group-name", HTTP_GET, unsupportedRead},
+    {"group-name", HTTP_POST, unsupportedWrite},
+    {"group-name", HTTP_DELETE, unsupportedWrite},
+    {"group-port", HTTP_POST, unsupportedWrite},
+    {"group-port", HTTP_DELETE, unsupportedWrite},
+};
+
+const RouteTable pbvlanRoutes = routeTable(routes);
+const RouteTable pbvlanVlanIdPlaceholderRoutes = routeTable(vlanIdPlaceholders);
+const RouteTable pbvlanNamePortPlaceholderRoutes = routeTable(namePortPlaceholders);

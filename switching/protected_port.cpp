@@ -1,0 +1,136 @@
+/*
+ * protected_port.cpp - /api/v2/switching/protectedport: groups of protected ports, their names and members. All keys
+ * come from the query string, whatever the method; only the name of a group comes from a body.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "switching/families.h"
+
+#include <cjson/cJSON.h>
+#include <stdlib.h>
+#include <string.h>
+
+/* Bytes of a member list: so many for each member and one more, but never less than the minimum. */
+enum : uint32_t { MEMBER_BYTES = 16, MEMBER_LIST_MIN = 1024 };
+
+static void answerProtectedPort(int rc, Data data)
+{
+    answerData("protectedport", openResult(rc), data);
+}
+
+/* Groups */
+
+static void maxGroups()
+{
+    uint32_t max = 0;
+    int rc = rpcclt_openapiProtectedPortMaxGroups(&openClient, &max);
+    answerDataOrOutcome("protectedport", openResult(rc), {number("maxGroupNum", max)});
+}
+
+static void groupNameGet()
+{
+    OpenText<49> name;
+    OpenBufferDesc desc = bufferSized(name);
+    int rc = rpcclt_openapiProtectedPortGroupNameGet(&openClient, queryUintExact("groupId"), &desc);
+    answerProtectedPort(rc, {string("groupName", name.bytes)});
+}
+
+/* How long a name may be is for OpEN to say: it is passed on where cJSON put it, not copied to storage of some size. */
+static void groupNameSet()
+{
+    char *input = readRequestInput();
+    cJSON *body = input ? cJSON_Parse(input) : nullptr;
+    free(input);
+    char *name = cJSON_GetStringValue(cJSON_GetObjectItem(body, "groupName"));
+    ResultCode code = RESULT_INVALID_ARGUMENT;
+    if (name) {
+        OpenBufferDesc desc = {(uint32_t)strlen(name) + 1, name};
+        code = openResult(rpcclt_openapiProtectedPortGroupNameSet(&openClient, queryUintExact("groupId"), &desc));
+    }
+    cJSON_Delete(body);
+    answerOutcome(code);
+}
+
+static void groupIntfCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiProtectedPortGroupIntfCountGet(&openClient, queryUintExact("groupId"), &count);
+    answerProtectedPort(rc, {number("intfCount", count)});
+}
+
+/*
+ * Zeroed storage for the list of `count` members, `bytes` is the caller's to free: null when there is no memory or a
+ * descriptor cannot state the size. One byte more than the descriptor offers, so that the text always ends.
+ */
+static OpenBufferDesc memberListStorage(uint32_t count)
+{
+    uint64_t size = (uint64_t)count * MEMBER_BYTES + 1;
+    if (size < MEMBER_LIST_MIN)
+        size = MEMBER_LIST_MIN;
+    if (size > UINT32_MAX)
+        return {0, nullptr};
+    return {(uint32_t)size, (char *)calloc(size + 1, 1)};
+}
+
+static void groupIntfListGet()
+{
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t count = 0;
+    int rc = rpcclt_openapiProtectedPortGroupIntfCountGet(&openClient, groupId, &count);
+    if (rc != OPEN_OK)
+        return answerProtectedPort(rc, {});
+    OpenBufferDesc list = memberListStorage(count);
+    char *members = list.bytes;
+    if (!members)
+        return answerData("protectedport", RESULT_GENERAL_FAILED, {});
+    rc = rpcclt_openapiProtectedPortGroupIntfListGet(&openClient, groupId, &list);
+    answerProtectedPort(rc, {string("intfList", members)});
+    free(members);
+}
+
+/* Members */
+
+static void groupGet()
+{
+    uint32_t groupId = 0;
+    int rc = rpcclt_openapiProtectedPortGroupGet(&openClient, queryUintExact("ifNum"), &groupId);
+    answerProtectedPort(rc, {number("groupId", groupId)});
+}
+
+static void nextGroupGet()
+{
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t groupId = queryUintExact("groupId");
+    uint32_t nextIfNum = 0, nextGroupId = 0;
+    int rc = rpcclt_openapiProtectedPortNextGroupGet(&openClient, ifNum, groupId, &nextIfNum, &nextGroupId);
+    answerProtectedPort(rc, {number("nextIfNum", nextIfNum), number("nextGroupId", nextGroupId)});
+}
+
+static void groupIntfAdd()
+{
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t groupId = queryUintExact("groupId");
+    answerOutcome(openResult(rpcclt_openapiProtectedPortGroupIntfAdd(&openClient, ifNum, groupId)));
+}
+
+static void groupIntfDelete()
+{
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t groupId = queryUintExact("groupId");
+    answerOutcome(openResult(rpcclt_openapiProtectedPortGroupIntfDelete(&openClient, ifNum, groupId)));
+}
+
+static const Route routes[] = {
+    {"max-groups", HTTP_POST, maxGroups},
+    {"group-name", HTTP_GET, groupNameGet},
+    {"group-name", HTTP_PUT, groupNameSet},
+    {"group-intf-count", HTTP_GET, groupIntfCountGet},
+    {"group-intf-list", HTTP_GET, groupIntfListGet},
+    {"group", HTTP_GET, groupGet},
+    {"next-group", HTTP_GET, nextGroupGet},
+    {"group-intf", HTTP_POST, groupIntfAdd},
+    {"group-intf", HTTP_DELETE, groupIntfDelete},
+};
+
+const RouteTable protectedPortRoutes = routeTable(routes);

@@ -1,0 +1,365 @@
+/*
+ * static_filter.cpp - /api/v2/switching/static-filter: static MAC filters, their interfaces and the filtering modes.
+ *
+ * A filter is known by its address and VLAN. VLAN and interface numbers come from the query string whatever the method;
+ * the address comes from the body of a PUT or POST. Its descriptor states the text's length, not the storage's size.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+/* Any other word is 0; any other code is "disable". */
+static constexpr Word adminModeRows[] = {{1, "enable"}};
+static constexpr WordTable adminModes = wordTable(adminModeRows);
+
+/* Any other word is 0; any other code is "filter_forward_all". */
+static constexpr Word filteringModeRows[] = {{1, "filter_forward_unregistered"}, {2, "filter_filter_unregistered"}};
+static constexpr WordTable filteringModes = wordTable(filteringModeRows);
+
+static void answerStaticFilter(int rc, Data data)
+{
+    answerData("staticFilter", openResult(rc), data);
+}
+
+static void answerYesNo(int rc, uint32_t flag)
+{
+    answerDataOrOutcome("staticFilter", openResult(rc), {yesNo("status", flag == 1)});
+}
+
+/* The table of filters */
+
+static void adminModeSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({wordMember("adminMode", adminModes, &mode)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiFilterAdminModeSet(&openClient, mode)));
+}
+
+static void adminModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiFilterAdminModeGet(&openClient, &mode);
+    answerStaticFilter(rc, {string("adminMode", wordOf(adminModes, mode, "disable"))});
+}
+
+static void firstGet()
+{
+    OpenText<18> mac;
+    OpenBufferDesc desc = bufferSized(mac);
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiFilterFirstGet(&openClient, &desc, &vlanId);
+    answerStaticFilter(rc, {string("macAddr", mac.bytes), number("vlanId", vlanId)});
+}
+
+static void countGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiFilterCountGet(&openClient, &count);
+    answerStaticFilter(rc, {number("count", count)});
+}
+
+static void countersGet()
+{
+    uint32_t total = 0, multicast = 0, unicast = 0;
+    int rc = rpcclt_openapiFilterCountersGet(&openClient, &total, &multicast, &unicast);
+    answerStaticFilter(rc, {number("totalCount", total), number("multicastFiltCount", multicast),
+                            number("unicastFiltCount", unicast)});
+}
+
+static void sizeGet()
+{
+    uint32_t size = 0;
+    int rc = rpcclt_openapiFilterSizeGet(&openClient, &size);
+    answerStaticFilter(rc, {number("size", size)});
+}
+
+static void checkMacAddrTypeMulticast()
+{
+    OpenText<18> mac;
+    if (!readBody({textMember("macAddr", mac)}))
+        return;
+    OpenBufferDesc desc = lengthSized(mac);
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiFilterCheckMacAddrTypeMulticast(&openClient, &desc, &flag);
+    answerYesNo(rc, flag);
+}
+
+static void filteringModeSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({wordMember("mode", filteringModes, &mode)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiFilterFilteringModeSet(&openClient, mode)));
+}
+
+/* One filter */
+
+static void filterCreate()
+{
+    OpenText<18> mac;
+    if (!readBody({textMember("macAddr", mac)}))
+        return;
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFilterCreate(&openClient, &desc, queryUintExact("vlanId"))));
+}
+
+static void filterRemove()
+{
+    OpenText<18> mac;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFilterRemove(&openClient, &desc, queryUintExact("vlanId"))));
+}
+
+static void srcIntfListModify()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    OpenText<4097> intfList;
+    if (!readBody({textMember("macAddr", mac), textMember("srcIntfList", intfList)}))
+        return;
+    OpenBufferDesc macDesc = lengthSized(mac);
+    OpenBufferDesc listDesc = bufferSized(intfList);
+    answerOutcome(openResult(rpcclt_openapiFilterSrcIntfListModify(&openClient, &macDesc, vlanId, &listDesc)));
+}
+
+static void nextGet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac, nextMac;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc macDesc = lengthSized(mac);
+    OpenBufferDesc nextMacDesc = bufferSized(nextMac);
+    uint32_t nextVlanId = 0;
+    int rc = rpcclt_openapiFilterNextGet(&openClient, &macDesc, vlanId, &nextMacDesc, &nextVlanId);
+    answerStaticFilter(rc, {string("nextMacAddr", nextMac.bytes), number("nextVlanId", nextVlanId)});
+}
+
+static void srcIntfListGet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    OpenText<4097> intfList;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc macDesc = lengthSized(mac);
+    OpenBufferDesc listDesc = bufferSized(intfList);
+    uint32_t count = 0;
+    int rc = rpcclt_openapiFilterSrcIntfListGet(&openClient, &macDesc, vlanId, &count, &listDesc);
+    answerStaticFilter(rc, {number("numOfSrcIntf", count), string("srcIntfList", intfList.bytes)});
+}
+
+static void dstIntfListGet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    OpenText<4097> intfList;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc macDesc = lengthSized(mac);
+    OpenBufferDesc listDesc = bufferSized(intfList);
+    uint32_t count = 0;
+    int rc = rpcclt_openapiFilterDstIntfListGet(&openClient, &macDesc, vlanId, &count, &listDesc);
+    answerStaticFilter(rc, {number("numOfDstIntf", count), string("dstIntfList", intfList.bytes)});
+}
+
+/* Its count goes by the key of the destination list: established behaviour. */
+static void dstFiltIntfListGet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    OpenText<4097> intfList;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc macDesc = lengthSized(mac);
+    OpenBufferDesc listDesc = bufferSized(intfList);
+    uint32_t count = 0;
+    int rc = rpcclt_openapiFilterDstFiltIntfListGet(&openClient, &macDesc, vlanId, &count, &listDesc);
+    answerStaticFilter(rc, {number("numOfDstIntf", count), string("dstFiltIntfList", intfList.bytes)});
+}
+
+static void isConfigured()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    if (!readBody({textMember("macAddr", mac)}))
+        return;
+    OpenBufferDesc desc = lengthSized(mac);
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiFilterIsConfigured(&openClient, &desc, vlanId, &flag);
+    answerYesNo(rc, flag);
+}
+
+/* The filtering mode of a VLAN */
+
+static void vlanFilteringModeSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({wordMember("mode", filteringModes, &mode)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiFilterVlanFilteringModeSet(&openClient, queryUintExact("vlanId"), mode)));
+}
+
+static void vlanFilteringModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiFilterVlanFilteringModeGet(&openClient, queryUintExact("vlanId"), &mode);
+    answerStaticFilter(rc, {string("mode", wordOf(filteringModes, mode, "filter_forward_all"))});
+}
+
+/* The stream of a filter */
+
+static void streamSet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    uint32_t streamId = 0;
+    if (!readBody({textMember("macAddr", mac), integerOfNumberMember("streamId", &streamId)}))
+        return;
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFilterStreamSet(&openClient, &desc, vlanId, streamId)));
+}
+
+static void streamGet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    OpenText<18> mac;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc desc = lengthSized(mac);
+    uint32_t streamId = 0;
+    int rc = rpcclt_openapiFilterStreamGet(&openClient, &desc, vlanId, &streamId);
+    answerStaticFilter(rc, {number("streamId", streamId)});
+}
+
+/* Questions about an interface; no body is read, whatever the method */
+
+static void isIntfInAnyFilter()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiFilterIsIntfInAnyFilter(&openClient, queryUintExact("ifNum"), &flag);
+    answerYesNo(rc, flag);
+}
+
+/* For all its method and the operation's name, this only asks. */
+static void portParmCanSet()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiFilterPortParmCanSet(&openClient, queryUintExact("ifNum"), &flag);
+    answerYesNo(rc, flag);
+}
+
+static void isValidIntf()
+{
+    uint32_t flag = 0;
+    int rc = rpcclt_openapiFilterIsValidIntf(&openClient, queryUintExact("ifNum"), &flag);
+    answerYesNo(rc, flag);
+}
+
+/* The interfaces of a filter */
+
+static void srcIntfAdd()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    OpenText<18> mac;
+    if (!readBody({textMember("macAddr", mac)}))
+        return;
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFilterSrcIntfAdd(&openClient, &desc, vlanId, ifNum)));
+}
+
+static void srcIntfDelete()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    OpenText<18> mac;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFilterSrcIntfDelete(&openClient, &desc, vlanId, ifNum)));
+}
+
+static void dstIntfAdd()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    OpenText<18> mac;
+    if (!readBody({textMember("macAddr", mac)}))
+        return;
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFilterDstIntfAdd(&openClient, &desc, vlanId, ifNum)));
+}
+
+static void dstIntfDelete()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    OpenText<18> mac;
+    readParams({textParam("macAddr", mac)});
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcome(openResult(rpcclt_openapiFilterDstIntfDelete(&openClient, &desc, vlanId, ifNum)));
+}
+
+static void dstIntfListAdd()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    OpenText<18> mac;
+    OpenText<4097> fwdList, filterList;
+    if (!readBody({textMember("macAddr", mac), textMember("fwdIntfList", fwdList),
+                   textMember("filterIntfList", filterList)}))
+        return;
+    OpenBufferDesc macDesc = lengthSized(mac);
+    OpenBufferDesc fwdDesc = bufferSized(fwdList);
+    OpenBufferDesc filterDesc = bufferSized(filterList);
+    int rc = rpcclt_openapiFilterDstIntfListAdd(&openClient, &macDesc, vlanId, ifNum, &fwdDesc, &filterDesc);
+    answerOutcome(openResult(rc));
+}
+
+static void dstIntfListDelete()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    OpenText<18> mac;
+    OpenText<4097> fwdList, filterList;
+    readParams({textParam("macAddr", mac), textParam("fwdIntfList", fwdList),
+                textParam("filterIntfList", filterList)});
+    OpenBufferDesc macDesc = lengthSized(mac);
+    OpenBufferDesc fwdDesc = bufferSized(fwdList);
+    OpenBufferDesc filterDesc = bufferSized(filterList);
+    int rc = rpcclt_openapiFilterDstIntfListDelete(&openClient, &macDesc, vlanId, ifNum, &fwdDesc, &filterDesc);
+    answerOutcome(openResult(rc));
+}
+
+static const Route routes[] = {
+    {"filter-admin-mode", HTTP_PUT, adminModeSet},
+    {"filter-admin-mode", HTTP_GET, adminModeGet},
+    {"filter-first", HTTP_GET, firstGet},
+    {"filter-count", HTTP_GET, countGet},
+    {"filter-counters", HTTP_GET, countersGet},
+    {"filter-size", HTTP_GET, sizeGet},
+    {"filter-check-mac-addr-type-multicast", HTTP_POST, checkMacAddrTypeMulticast},
+    {"filter-filtering-mode", HTTP_PUT, filteringModeSet},
+    {"filter", HTTP_POST, filterCreate},
+    {"filter", HTTP_DELETE, filterRemove},
+    {"filter-src-intf-list-modify", HTTP_POST, srcIntfListModify},
+    {"filter-next", HTTP_GET, nextGet},
+    {"filter-src-intf-list", HTTP_GET, srcIntfListGet},
+    {"filter-dst-intf-list", HTTP_GET, dstIntfListGet},
+    {"filter-dst-filt-intf-list", HTTP_GET, dstFiltIntfListGet},
+    {"filter-is-configured", HTTP_POST, isConfigured},
+    {"filter-vlan-filtering-mode", HTTP_PUT, vlanFilteringModeSet},
+    {"filter-vlan-filtering-mode", HTTP_GET, vlanFilteringModeGet},
+    {"filter-stream", HTTP_PUT, streamSet},
+    {"filter-stream", HTTP_GET, streamGet},
+    {"filter-is-intf-in-any-filter", HTTP_POST, isIntfInAnyFilter},
+    {"filter-port-parm-can", HTTP_PUT, portParmCanSet},
+    {"filter-is-valid-intf", HTTP_POST, isValidIntf},
+    {"filter-src-intf", HTTP_POST, srcIntfAdd},
+    {"filter-src-intf", HTTP_DELETE, srcIntfDelete},
+    {"filter-dst-intf", HTTP_POST, dstIntfAdd},
+    {"filter-dst-intf", HTTP_DELETE, dstIntfDelete},
+    {"filter-dst-intf-list", HTTP_POST, dstIntfListAdd},
+    {"filter-dst-intf-list", HTTP_DELETE, dstIntfListDelete},
+};
+
+const RouteTable staticFilterRoutes = routeTable(routes);

@@ -1,0 +1,214 @@
+/*
+ * storm_control.cpp - /api/v2/switching/storm-control: thresholds per kind of traffic, for the switch and for an
+ * interface, and the action when one is exceeded. Unknown words are code 0, and OpEN decides.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+#include <stdlib.h>
+
+static constexpr Word trafficTypeRows[] = {{1, "unicast"}, {2, "broadcast"}, {3, "multicast"}};
+static constexpr WordTable trafficTypes = wordTable(trafficTypeRows);
+
+/* Of two words for one code the first is reported. */
+static constexpr Word rateUnitRows[] = {{1, "percent"}, {1, "percentage"}, {2, "pps"}, {3, "kbps"}};
+static constexpr WordTable rateUnits = wordTable(rateUnitRows);
+
+static constexpr Word stateRows[] = {{1, "enable"}};
+static constexpr WordTable states = wordTable(stateRows);
+
+static constexpr Word actionRows[] = {{1, "shutdown"}, {2, "ratelimit"}, {3, "trap"}};
+static constexpr WordTable actions = wordTable(actionRows);
+
+/* How each kind of code is reported */
+
+static Datum trafficTypeDatum(uint32_t type)
+{
+    return string("stormCtrlMode", wordOf(trafficTypes, type, "none"));
+}
+
+static Datum rateUnitDatum(uint32_t unit)
+{
+    return string("rateUnit", wordOf(rateUnits, unit, "none"));
+}
+
+static Datum stateDatum(uint32_t state)
+{
+    return string("state", wordOf(states, state, "disable"));
+}
+
+static Datum actionDatum(uint32_t action)
+{
+    return string("action", wordOf(actions, action, "none"));
+}
+
+/* The unit the query string names, for PUT as well; a text that is no unit's word counts as a number. */
+static uint32_t rateUnitFromQuery()
+{
+    char text[32] = "";
+    queryTextExact("rateUnit", text, sizeof text);
+    return codeOf(rateUnits, text, (uint32_t)strtoul(text, nullptr, 10));
+}
+
+static void answerStormControl(int rc, Data data)
+{
+    answerData("stormControl", openResult(rc), data);
+}
+
+/* The switch */
+
+static void modeSet()
+{
+    uint32_t type = 0, state = 0;
+    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), wordMember("state", states, &state)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiStormControlModeSet(&openClient, type, state)));
+}
+
+static void modeGet()
+{
+    uint32_t type = 0, state = 0;
+    readParams({wordParam("stormCtrlMode", trafficTypes, &type)});
+    int rc = rpcclt_openapiStormControlModeGet(&openClient, type, &state);
+    answerStormControl(rc, {trafficTypeDatum(type), stateDatum(state)});
+}
+
+/* Restores the default. */
+static void thresholdDefaultSet()
+{
+    uint32_t type = 0;
+    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiStormControlThresholdDefaultSet(&openClient, type)));
+}
+
+static void thresholdGet()
+{
+    uint32_t type = 0, unit = 0, threshold = 0;
+    readParams({wordParam("stormCtrlMode", trafficTypes, &type)});
+    int rc = rpcclt_openapiStormControlThresholdGet(&openClient, type, &unit, &threshold);
+    answerStormControl(rc, {trafficTypeDatum(type), rateUnitDatum(unit), number("threshold", threshold)});
+}
+
+/* An interface */
+
+static void intfModeSet()
+{
+    uint32_t type = 0, interface = 0, state = 0;
+    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
+                   wordMember("state", states, &state)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiStormControlIntfModeSet(&openClient, type, interface, state)));
+}
+
+static void intfModeGet()
+{
+    uint32_t type = 0, interface = 0, state = 0;
+    readParams({wordParam("stormCtrlMode", trafficTypes, &type), uintParam("interface", &interface)});
+    int rc = rpcclt_openapiStormControlIntfModeGet(&openClient, type, interface, &state);
+    answerStormControl(rc, {trafficTypeDatum(type), number("interface", interface), stateDatum(state)});
+}
+
+static void intfThresholdDefaultSet()
+{
+    uint32_t type = 0, interface = 0;
+    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiStormControlIntfThresholdDefaultSet(&openClient, type, interface)));
+}
+
+static void intfThresholdGet()
+{
+    uint32_t type = 0, interface = 0, unit = 0, threshold = 0;
+    readParams({wordParam("stormCtrlMode", trafficTypes, &type), uintParam("interface", &interface)});
+    int rc = rpcclt_openapiStormControlIntfThresholdGet(&openClient, type, interface, &unit, &threshold);
+    answerStormControl(rc, {trafficTypeDatum(type), number("interface", interface), rateUnitDatum(unit),
+                            number("threshold", threshold)});
+}
+
+/* What happens above the threshold. An interface has an action for broadcast storms only. */
+
+static void actionSet()
+{
+    uint32_t type = 0, action = 0;
+    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), wordMember("action", actions, &action)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiStormControlActionSet(&openClient, type, action)));
+}
+
+static void actionGet()
+{
+    uint32_t type = 0, action = 0;
+    readParams({wordParam("stormCtrlMode", trafficTypes, &type)});
+    int rc = rpcclt_openapiStormControlActionGet(&openClient, type, &action);
+    answerStormControl(rc, {trafficTypeDatum(type), actionDatum(action)});
+}
+
+static void actionIntfGet()
+{
+    uint32_t interface = 0, action = 0;
+    readParams({uintParam("interface", &interface)});
+    int rc = rpcclt_openapiSwDevCtrlBcastStormControlActionIntfGet(&openClient, interface, &action);
+    answerStormControl(rc, {number("interface", interface), actionDatum(action)});
+}
+
+static void actionIntfSet()
+{
+    uint32_t interface = 0, action = 0;
+    if (!readBody({saturatedMember("interface", &interface), wordMember("action", actions, &action)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfSet(&openClient, interface, action)));
+}
+
+/* Thresholds in a unit. The unit comes from the query string, the rest from the body. */
+
+static void thresholdSet()
+{
+    uint32_t unit = rateUnitFromQuery();
+    uint32_t type = 0, threshold = 0;
+    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("threshold", &threshold)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiStormControlThresholdSet(&openClient, type, unit, threshold)));
+}
+
+static void intfThresholdSet()
+{
+    uint32_t unit = rateUnitFromQuery();
+    uint32_t type = 0, interface = 0, threshold = 0;
+    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
+                   saturatedMember("threshold", &threshold)}))
+        return;
+    int rc = rpcclt_openapiStormControlIntfThresholdSet(&openClient, type, interface, unit, threshold);
+    answerOutcome(openResult(rc));
+}
+
+static void thresholdMinMaxGet()
+{
+    uint32_t unit = rateUnitFromQuery();
+    uint32_t min = 0, max = 0;
+    int rc = rpcclt_openapiStormControlThresholdMinMaxGet(&openClient, unit, &min, &max);
+    answerStormControl(rc, {rateUnitDatum(unit), number("minThreshold", min), number("maxThreshold", max)});
+}
+
+static const Route routes[] = {
+    {"mode", HTTP_PUT, modeSet},
+    {"mode", HTTP_GET, modeGet},
+    {"threshold-default", HTTP_PUT, thresholdDefaultSet},
+    {"threshold", HTTP_GET, thresholdGet},
+    {"intf-mode", HTTP_PUT, intfModeSet},
+    {"intf-mode", HTTP_GET, intfModeGet},
+    {"intf-threshold-default", HTTP_PUT, intfThresholdDefaultSet},
+    {"intf-threshold", HTTP_GET, intfThresholdGet},
+    {"action", HTTP_PUT, actionSet},
+    {"action", HTTP_GET, actionGet},
+    {"action-intf", HTTP_GET, actionIntfGet},
+    {"action-intf", HTTP_PUT, actionIntfSet},
+    {"threshold", HTTP_PUT, thresholdSet},
+    {"intf-threshold", HTTP_PUT, intfThresholdSet},
+    {"threshold-min-max", HTTP_GET, thresholdMinMaxGet},
+};
+
+const RouteTable stormControlRoutes = routeTable(routes);

@@ -1,0 +1,768 @@
+/*
+ * vlan.cpp - /api/v2/switching/vlan: the VLAN table, the VLAN settings of an interface, switchports, private VLANs, and
+ * the VLAN of untagged traffic by its source; the placeholders of /vlan/association and /vlan/protocol.
+ *
+ * Numbers pass between the client and OpEN unchanged, whatever they mean. A number in a body counts only when it is a
+ * JSON number. Some setters map OpEN's code (openResult), some hand it to the client as it is; readers map it or make
+ * any failure an invalid argument. Which one is each endpoint's established behaviour, even where two make one call.
+ */
+#include <stdlib.h>
+
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+static void answerVlan(int rc, Data data)
+{
+    answerData("vlan", openResult(rc), data);
+}
+
+/* For the readers that report every failure of OpEN as an invalid argument. */
+static void answerVlanOrInvalid(int rc, Data data)
+{
+    answerDataOrOutcome("vlan", invalidUnlessOk(rc), data);
+}
+
+/* The interface of the few endpoints that insist on one. Without it they have answered, and have nothing left to do. */
+static bool readIfNum(uint32_t *ifNum)
+{
+    *ifNum = queryUintExact("ifNum");
+    if (*ifNum == 0)
+        answerOutcome(RESULT_INVALID_ARGUMENT);
+    return *ifNum != 0;
+}
+
+/* A MAC address or an OUI, as the client wrote it: OpEN says what is one. */
+using AddressText = OpenText<64>;
+
+/* The text behind exactly `key`, decoded twice: established behaviour. False, and an empty text, without the key. */
+static bool queryAddress(const char *key, AddressText &text)
+{
+    bool found = paramGetExact(getenv("QUERY_STRING"), key, text.bytes, text.size) == RESULT_SUCCESS;
+    urlDecodeInPlace(text.bytes);
+    return found;
+}
+
+/* The VLAN table */
+
+static void vlanCreate()
+{
+    answerOutcomeFixed(openResult(rpcclt_openapiVlanCreate(&openClient, queryUintExact("vlanNum"))));
+}
+
+static void vlanDelete()
+{
+    answerOutcomeFixed(openResult(rpcclt_openapiVlanDelete(&openClient, queryUintExact("vlanNum"))));
+}
+
+static void nameLenGet()
+{
+    uint32_t length = 0;
+    int rc = rpcclt_openapiVlanNameLenGet(&openClient, &length);
+    answerVlan(rc, {number("strLen", length)});
+}
+
+static void maxSupportedVlansGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiDot1qMaxSupportedVlansGet(&openClient, &count);
+    answerVlan(rc, {number("val", count)});
+}
+
+static void mostVlanEntriesGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiMostVlanEntriesGet(&openClient, &count);
+    answerVlan(rc, {number("val", count)});
+}
+
+static void staticVlanEntriesGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiStaticVlanEntriesGet(&openClient, &count);
+    answerVlan(rc, {number("val", count)});
+}
+
+static void dynamicVlanEntriesGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiDynamicVlanEntriesGet(&openClient, &count);
+    answerVlan(rc, {number("val", count)});
+}
+
+static void vlanNumDeletesGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiDot1qVlanNumDeletesGet(&openClient, &count);
+    answerVlan(rc, {number("val", count)});
+}
+
+static void taggedGet()
+{
+    uint32_t vlanId = queryUintExact("vlanId");
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t tagging = 0;
+    int rc = rpcclt_openapiVlanTaggedSetGet(&openClient, vlanId, ifNum, &tagging);
+    answerVlan(rc, {number("val", tagging)});
+}
+
+static void nextVlanGet()
+{
+    uint32_t next = 0;
+    int rc = rpcclt_openapiNextVlanGet(&openClient, queryUintExact("vid"), &next);
+    answerVlan(rc, {number("nextVid", next)});
+}
+
+/* OpEN counts twice, in the list and beside it; each count is answered from its own place. */
+static void vidListGet()
+{
+    VlanIdList list = {};
+    uint32_t count = 0;
+    int rc = rpcclt_openapiVlanVIDListGet(&openClient, queryUintExact("intfNum"), &list, &count);
+    answerVlanOrInvalid(rc, {number("numOfElements", count), vlanIds("vidList", list)});
+}
+
+static void typeGet()
+{
+    uint32_t type = 0;
+    int rc = rpcclt_openapiVlanTypeGet(&openClient, queryUintExact("vlanNum"), &type);
+    answerVlan(rc, {number("vlanType", type)});
+}
+
+/* The VLAN settings of an interface */
+
+static void ifAcceptFrameTypeGet()
+{
+    uint32_t ifNum = 0;
+    if (!readIfNum(&ifNum))
+        return;
+    uint32_t type = 1;
+    int rc = rpcclt_openapiVlanIfAcceptFrameTypeGet(&openClient, ifNum, &type);
+    answerVlan(rc, {number("type", type)});
+}
+
+static void ifAcceptFrameTypeSet()
+{
+    uint32_t ifNum = 0;
+    uint32_t type = 1;
+    if (!readBody({integerOfNumberMember("type", &type)}) || !readIfNum(&ifNum))
+        return;
+    answerOutcomeFixed(rpcclt_openapiVlanIfAcceptFrameTypeSet(&openClient, ifNum, type));
+}
+
+static void ifPvidSet()
+{
+    uint32_t ifNum = 0;
+    uint32_t vlanId = 0;
+    if (!readBody({integerOfNumberMember("vlanNum", &vlanId)}) || !readIfNum(&ifNum))
+        return;
+    answerOutcomeFixed(openResult(rpcclt_openapiVlanIfPvidSet(&openClient, ifNum, vlanId)));
+}
+
+/* Tagging takes the interface first, participation takes the VLAN first. */
+
+static void ifTaggingSet()
+{
+    uint32_t tagging = 0;
+    if (!readBody({integerOfNumberMember("tagging", &tagging)}))
+        return;
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t vlanId = queryUintExact("vlanNum");
+    answerOutcomeFixed(rpcclt_openapiVlanIfTaggingSet(&openClient, ifNum, vlanId, tagging));
+}
+
+static void ifParticipationGet()
+{
+    uint32_t vlanId = queryUintExact("vlanNum");
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiVlanIfParticipationGet(&openClient, vlanId, ifNum, &mode);
+    answerVlan(rc, {number("participationMode", mode)});
+}
+
+static void ifParticipationSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({integerOfNumberMember("participationMode", &mode)}))
+        return;
+    uint32_t vlanId = queryUintExact("vlanNum");
+    uint32_t ifNum = queryUintExact("ifNum");
+    answerOutcomeFixed(rpcclt_openapiVlanIfParticipationSet(&openClient, vlanId, ifNum, mode));
+}
+
+static void ifNumTrafficClassesGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiVlanIfNumTrafficClassesGet(&openClient, queryUintExact("ifNum"), &count);
+    answerVlan(rc, {number("numTrafficClasses", count)});
+}
+
+static void ifDefaultUserPriorityGet()
+{
+    uint32_t priority = 0;
+    int rc = rpcclt_openapiVlanIfDefaultUserPriorityGet(&openClient, queryUintExact("ifNum"), &priority);
+    answerVlan(rc, {number("priority", priority)});
+}
+
+static void ifDefaultUserPrioritySet()
+{
+    uint32_t priority = 0;
+    if (!readBody({integerOfNumberMember("priority", &priority)}))
+        return;
+    uint32_t ifNum = queryUintExact("ifNum");
+    answerOutcomeFixed(openResult(rpcclt_openapiVlanIfDefaultUserPrioritySet(&openClient, ifNum, priority)));
+}
+
+/* Ingress filtering as configured */
+static void qportsEnableIngressFilteringGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiQportsEnableIngressFilteringGet(&openClient, queryUintExact("ifNum"), &mode);
+    answerVlan(rc, {number("val", mode)});
+}
+
+static void qportsEnableIngressFilteringSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({integerOfNumberMember("mode", &mode)}))
+        return;
+    uint32_t ifNum = queryUintExact("ifNum");
+    answerOutcomeFixed(openResult(rpcclt_openapiQportsEnableIngressFilteringSet(&openClient, ifNum, mode)));
+}
+
+/* A read through POST; the body is not looked at. */
+static void portIngressFiltering()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiDot1qPortIngressFiltering(&openClient, queryUintExact("ifNum"), &mode);
+    answerVlan(rc, {number("val", mode)});
+}
+
+/* Ingress filtering as in force */
+static void qportsCurrentIngressFilteringGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiQportsCurrentIngressFilteringGet(&openClient, queryUintExact("ifNum"), &mode);
+    answerVlan(rc, {number("val", mode)});
+}
+
+static void rxPacketsNotForwardedCountGet()
+{
+    uint64_t count = 0;
+    int rc = rpcclt_openapiDot1qRxPacketsNotForwardedCountGet(&openClient, queryUintExact("ifNum"), &count);
+    answerVlan(rc, {number("totalRxPktsNotForwarded", (double)count)});
+}
+
+/* The switchport of an interface. Mode and trunk list are set with the interface in the body, the others by query. */
+
+static void swPortModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiDot1qSwPortModeGet(&openClient, queryUintExact("intf"), &mode);
+    answerVlan(rc, {number("mode", mode)});
+}
+
+static void swPortModeSet()
+{
+    uint32_t intf = 0;
+    uint32_t mode = 0;
+    if (!readBody({integerOfNumberMember("intf", &intf), integerOfNumberMember("mode", &mode)}))
+        return;
+    answerOutcomeFixed(rpcclt_openapiDot1qSwPortModeSet(&openClient, intf, mode));
+}
+
+static void swPortAccessVlanGet()
+{
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiDot1qSwPortAccessVlanGet(&openClient, queryUintExact("intf"), &vlanId);
+    answerVlanOrInvalid(rc, {number("vlanId", vlanId)});
+}
+
+static void swPortAccessVlanSet()
+{
+    uint32_t vlanId = 0;
+    if (!readBody({integerOfNumberMember("vlanId", &vlanId)}))
+        return;
+    uint32_t intf = queryUintExact("intf");
+    answerOutcomeFixed(openResult(rpcclt_openapiDot1qSwPortAccessVlanSet(&openClient, intf, vlanId)));
+}
+
+static void swPortTrunkNativeVlanGet()
+{
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiDot1qSwPortTrunkNativeVlanGet(&openClient, queryUintExact("intf"), &vlanId);
+    answerVlanOrInvalid(rc, {number("vlanId", vlanId)});
+}
+
+static void swPortTrunkNativeVlanSet()
+{
+    uint32_t vlanId = 0;
+    if (!readBody({integerOfNumberMember("vlanId", &vlanId)}))
+        return;
+    uint32_t intf = queryUintExact("intf");
+    answerOutcomeFixed(openResult(rpcclt_openapiDot1qSwPortTrunkNativeVlanSet(&openClient, intf, vlanId)));
+}
+
+static void swPortTrunkAllowedVlanListGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiDot1qSwPortTrunkAllowedVlanListGet(&openClient, queryUintExact("intf"), &list);
+    answerVlan(rc, {vlanIds("vidList", list)});
+}
+
+static void swPortTrunkAllowedVlanListSet()
+{
+    uint32_t intf = 0;
+    VlanIdList list = {};
+    if (!readBody({integerOfNumberMember("intf", &intf), vlanIdsMember("vidList", &list)}))
+        return;
+    answerOutcomeFixed(rpcclt_openapiDot1qSwPortTrunkAllowedVlanListSet(&openClient, intf, &list));
+}
+
+static void swPortForbiddenVlanListGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiDot1qSwPortForbiddenVlanListGet(&openClient, queryUintExact("intf"), &list);
+    answerVlan(rc, {vlanIds("vidList", list)});
+}
+
+static void swPortUntaggedVlanListGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiDot1qSwPortUntaggedVlanListGet(&openClient, queryUintExact("intf"), &list);
+    answerVlan(rc, {vlanIds("vidList", list)});
+}
+
+static void swPortTaggedVlanListGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiDot1qSwPortTaggedVlanListGet(&openClient, queryUintExact("intf"), &list);
+    answerVlan(rc, {vlanIds("vidList", list)});
+}
+
+static void swPortDynamicallyAddedVlanListGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiDot1qSwPortDynamicallyAddedVlanListGet(&openClient, queryUintExact("intf"), &list);
+    answerVlan(rc, {vlanIds("vidList", list)});
+}
+
+/* Private VLANs as an interface sees them, by "intf" */
+
+static void pvlanIntfModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiPvlanIntfModeGet(&openClient, queryUintExact("intf"), &mode);
+    answerVlan(rc, {number("mode", mode)});
+}
+
+static void pvlanIntfHostAssocGet()
+{
+    uint32_t primary = 0;
+    uint32_t secondary = 0;
+    int rc = rpcclt_openapiPvlanIntfHostAssocGet(&openClient, queryUintExact("intf"), &primary, &secondary);
+    answerVlanOrInvalid(rc, {number("primaryVid", primary), number("secondaryVid", secondary)});
+}
+
+static void pvlanIntfPromiscAssocGet()
+{
+    uint32_t primary = 0;
+    VlanIdList list = {};
+    int rc = rpcclt_openapiPvlanIntfPromiscAssocGet(&openClient, queryUintExact("intf"), &primary, &list);
+    answerVlanOrInvalid(rc, {number("primaryVid", primary), vlanIds("secondaryVidList", list)});
+}
+
+static void pvlanIntfOperAssocGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiPvlanIntfOperAssocGet(&openClient, queryUintExact("intf"), &list);
+    answerVlan(rc, {vlanIds("operationalVidList", list)});
+}
+
+static void pvlanIntfPromiscTrunkAssocNextGet()
+{
+    uint32_t intf = queryUintExact("intf");
+    uint32_t primary = queryUintExact("primaryVid");
+    uint32_t next = 0;
+    VlanIdList list = {};
+    int rc = rpcclt_openapiPvlanIntfPromiscTrunkAssocNextGet(&openClient, intf, primary, &next, &list);
+    answerVlanOrInvalid(rc, {number("nextPrimaryVid", next), vlanIds("secondaryVidList", list)});
+}
+
+static void pvlanIntfIsolatedTrunkAssocNextGet()
+{
+    uint32_t intf = queryUintExact("intf");
+    uint32_t primary = queryUintExact("primaryVid");
+    uint32_t next = 0;
+    uint32_t secondary = 0;
+    int rc = rpcclt_openapiPvlanIntfIsolatedTrunkAssocNextGet(&openClient, intf, primary, &next, &secondary);
+    answerVlanOrInvalid(rc, {number("nextPrimaryVid", next), number("secondaryVid", secondary)});
+}
+
+static void pvlanIntfTrunkNativeVlanGet()
+{
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiPvlanIntfTrunkNativeVlanGet(&openClient, queryUintExact("intf"), &vlanId);
+    answerVlan(rc, {number("nativeVid", vlanId)});
+}
+
+static void pvlanIntfTrunkAllowedVlanListGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiPvlanIntfTrunkAllowedVlanListGet(&openClient, queryUintExact("intf"), &list);
+    answerVlan(rc, {vlanIds("normalVidList", list)});
+}
+
+/* Private VLANs, their associations and the interfaces in them, by "vlanId" and by "ifNum" */
+
+static void privateVlanEnable()
+{
+    uint32_t type = 0;
+    if (!readBody({integerOfNumberMember("pvlanType", &type)}))
+        return;
+    answerOutcomeFixed(rpcclt_openapiDot1qPrivateVlanEnable(&openClient, queryUintExact("vlanId"), type));
+}
+
+static void privateVlanGet()
+{
+    uint32_t type = 0;
+    int rc = rpcclt_openapiDot1qPrivateVlanGet(&openClient, queryUintExact("vlanId"), &type);
+    answerVlan(rc, {number("pvlanType", type)});
+}
+
+static void privateVlanAssocAdd()
+{
+    VlanIdList list = {};
+    if (!readBody({vlanIdsMember("vidList", &list)}))
+        return;
+    answerOutcomeFixed(rpcclt_openapiDot1qApiPrivateVlanAssocAdd(&openClient, queryUintExact("vlanId"), list));
+}
+
+/* A DELETE has its query string for a body. It seldom parses; the list is then empty, and the call is made with it. */
+static void privateVlanAssocRemove()
+{
+    VlanIdList list = {};
+    parseBody({vlanIdsMember("vidList", &list)});
+    answerOutcomeFixed(rpcclt_openapiDot1qApiPrivateVlanAssocRemove(&openClient, queryUintExact("vlanId"), list));
+}
+
+static void privateVlanAssociationGet()
+{
+    VlanIdList list = {};
+    int rc = rpcclt_openapiDot1qPrivateVlanAssociationGet(&openClient, queryUintExact("vlanId"), &list);
+    answerVlan(rc, {vlanIds("vidList", list)});
+}
+
+static void hostAssocSet()
+{
+    uint32_t primary = 0;
+    uint32_t secondary = 0;
+    if (!readBody({integerOfNumberMember("primaryVlan", &primary),
+                   integerOfNumberMember("secondaryVlan", &secondary)}))
+        return;
+    uint32_t ifNum = queryUintExact("ifNum");
+    answerOutcomeFixed(rpcclt_openapiDot1qIntfPVlanHostAssocSet(&openClient, ifNum, primary, secondary));
+}
+
+static void hostAssocRemove()
+{
+    answerOutcomeFixed(rpcclt_openapiDot1qPVlanIntfHostAssocRemove(&openClient, queryUintExact("ifNum")));
+}
+
+/* The same value as pvlan-intf-host-assoc reads, but with the code mapped. */
+static void hostAssocGet()
+{
+    uint32_t primary = 0;
+    uint32_t secondary = 0;
+    int rc = rpcclt_openapiPvlanIntfHostAssocGet(&openClient, queryUintExact("ifNum"), &primary, &secondary);
+    answerVlan(rc, {number("primaryVid", primary), number("secondaryVid", secondary)});
+}
+
+static void promiscAssocSet()
+{
+    uint32_t primary = 0;
+    VlanIdList list = {};
+    if (!readBody({integerOfNumberMember("primaryVlan", &primary), vlanIdsMember("vidList", &list)}))
+        return;
+    uint32_t ifNum = queryUintExact("ifNum");
+    answerOutcomeFixed(rpcclt_openapiDot1qIntfPVlanPromiscAssocSet(&openClient, ifNum, primary, list));
+}
+
+static void promiscAssocRemove()
+{
+    answerOutcomeFixed(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove(&openClient, queryUintExact("ifNum")));
+}
+
+/* The same value as pvlan-intf-promisc-assoc reads, but with the code mapped. */
+static void promiscAssocGet()
+{
+    uint32_t primary = 0;
+    VlanIdList list = {};
+    int rc = rpcclt_openapiPvlanIntfPromiscAssocGet(&openClient, queryUintExact("ifNum"), &primary, &list);
+    answerVlan(rc, {number("primaryVid", primary), vlanIds("secondaryVidList", list)});
+}
+
+/* Automatic trunking */
+
+static void globalAutoTrunkGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiVlanGlobalAutoTrunkGet(&openClient, &mode);
+    answerVlan(rc, {number("adminMode", mode)});
+}
+
+static void globalAutoTrunkSet()
+{
+    uint32_t mode = 0;
+    if (!readBody({integerOfNumberMember("adminMode", &mode)}))
+        return;
+    answerOutcomeFixed(rpcclt_openapiVlanGlobalAutoTrunkSet(&openClient, mode));
+}
+
+static void operAutoTrunkModeGet()
+{
+    uint32_t mode = 0;
+    int rc = rpcclt_openapiDot1qOperAutoTrunkModeGet(&openClient, queryUintExact("intIfNum"), &mode);
+    answerVlan(rc, {boolean("autoTrunkOperMode", mode == 1)});
+}
+
+/* The VLAN of untagged traffic by its source: the MAC address, or the OUI of it */
+
+static void macAdd()
+{
+    AddressText mac;
+    uint32_t vlanId = 0;
+    if (!readBody({textMember("mac", mac), integerOfNumberMember("vlanId", &vlanId)}))
+        return;
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcomeFixed(rpcclt_openapiVlanMacAdd(&openClient, &desc, vlanId));
+}
+
+/* Alone in refusing a missing text, and in decoding its number. */
+static void macDelete()
+{
+    AddressText mac;
+    if (!queryAddress("mac", mac))
+        return answerOutcomeFixed(RESULT_INVALID_ARGUMENT);
+    char vlanId[16] = "";
+    paramGetExact(getenv("QUERY_STRING"), "vlanId", vlanId, sizeof vlanId);
+    OpenBufferDesc desc = lengthSized(mac);
+    answerOutcomeFixed(rpcclt_openapiVlanMacDelete(&openClient, &desc, (uint32_t)strtol(vlanId, nullptr, 10)));
+}
+
+/* The address comes back as it was asked for, whatever OpEN makes of it. */
+static void macGet()
+{
+    AddressText mac;
+    queryAddress("mac", mac);
+    AddressText asked = mac;
+    OpenBufferDesc desc = lengthSized(asked);
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiVlanMacGet(&openClient, &desc, &vlanId);
+    answerVlan(rc, {string("mac", mac.bytes), number("vlanId", vlanId)});
+}
+
+/* A read through POST */
+static void macGetNext()
+{
+    AddressText mac;
+    if (!readBody({textMember("mac", mac)}))
+        return;
+    AddressText nextMac;
+    OpenBufferDesc desc = lengthSized(mac);
+    OpenBufferDesc nextDesc = bufferSized(nextMac);
+    uint32_t nextVlanId = 0;
+    int rc = rpcclt_openapiVlanMacGetNext(&openClient, &desc, &nextDesc, &nextVlanId);
+    answerVlanOrInvalid(rc, {string("nextMac", nextMac.bytes), number("nextVlanId", nextVlanId)});
+}
+
+static void macOuiVlanAdd()
+{
+    AddressText oui;
+    if (!readBody({textMember("oui", oui)}))
+        return;
+    OpenBufferDesc desc = lengthSized(oui);
+    answerOutcomeFixed(openResult(rpcclt_openapiVlanMacOuiVlanAdd(&openClient, &desc, queryUintExact("vlanId"))));
+}
+
+static void macOuiVlanDelete()
+{
+    answerOutcomeFixed(rpcclt_openapiVlanMacOuiVlanDelete(&openClient, queryUintExact("vlanId")));
+}
+
+static void macOuiVlanFirstGet()
+{
+    AddressText oui;
+    OpenBufferDesc desc = bufferSized(oui);
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiVlanMacOuiVlanFirstGet(&openClient, &desc, &vlanId);
+    answerVlanOrInvalid(rc, {string("oui", oui.bytes), number("vlanId", vlanId)});
+}
+
+static void macOuiVlanNextGet()
+{
+    AddressText oui;
+    queryAddress("oui", oui);
+    AddressText nextOui;
+    OpenBufferDesc desc = lengthSized(oui);
+    OpenBufferDesc nextDesc = bufferSized(nextOui);
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiVlanMacOuiVlanNextGet(&openClient, &desc, &nextDesc, &vlanId);
+    answerVlanOrInvalid(rc, {string("nextOui", nextOui.bytes), number("vlanId", vlanId)});
+}
+
+static void macOuiVlanCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiVlanMacOuiVlanCountGet(&openClient, &count);
+    answerVlan(rc, {number("count", count)});
+}
+
+/* Names that are held for what the switch does not offer */
+static const Route placeholders[] = {
+    {"list", HTTP_GET, unsupportedRead},
+    {"list", HTTP_POST, unsupportedWrite},
+    {"list", HTTP_DELETE, unsupportedWrite},
+    {"detail", HTTP_GET, unsupportedRead},
+    {"name", HTTP_GET, unsupportedRead},
+    {"name", HTTP_PUT, unsupportedWrite},
+    {"status", HTTP_GET, unsupportedRead},
+    {"port", HTTP_GET, unsupportedRead},
+};
+
+/*
+ * The "-all" names are held in the same way. All others are registered once more, later, in the table below, whose
+ * entries are the ones that answer.
+ */
+static const Route shadowed[] = {
+    {"participation-all", HTTP_POST, unsupportedWrite},
+    {"acceptframe-all", HTTP_POST, unsupportedWrite},
+    {"pvid-all", HTTP_POST, unsupportedWrite},
+    {"tagging-all", HTTP_POST, unsupportedWrite},
+    {"ingressfilter-all", HTTP_POST, unsupportedWrite},
+    {"priority-all", HTTP_POST, unsupportedWrite},
+    {"if-pvid", HTTP_GET, unsupportedRead},
+    {"if-pvid", HTTP_PUT, unsupportedWrite},
+    {"if-tagging", HTTP_PUT, unsupportedWrite},
+    {"if-participation", HTTP_GET, unsupportedRead},
+    {"if-participation", HTTP_PUT, unsupportedWrite},
+    {"if-accept-frame-type", HTTP_GET, unsupportedRead},
+    {"if-accept-frame-type", HTTP_PUT, unsupportedWrite},
+    {"qports-enable-ingress-filtering", HTTP_GET, unsupportedRead},
+    {"qports-enable-ingress-filtering", HTTP_PUT, unsupportedWrite},
+    {"if-default-user-priority", HTTP_GET, unsupportedRead},
+    {"if-default-user-priority", HTTP_PUT, unsupportedWrite},
+    {"dot1q-sw-port-tagged-vlan-list", HTTP_GET, unsupportedRead},
+};
+
+static const Route routes[] = {
+    {"next", HTTP_GET, unsupportedRead},
+    {"created", HTTP_GET, unsupportedWrite}, /* the one read that answers with a line end: established behaviour */
+    {"is-static", HTTP_POST, unsupportedWrite},
+    {"create", HTTP_POST, vlanCreate},
+    {"delete", HTTP_DELETE, vlanDelete},
+    {"next-changed", HTTP_GET, unsupportedRead},
+    {"name-len", HTTP_GET, nameLenGet},
+    {"dot1q-max-supported-vlans", HTTP_GET, maxSupportedVlansGet},
+    {"most-vlan-entries", HTTP_GET, mostVlanEntriesGet},
+    {"static-vlan-entries", HTTP_GET, staticVlanEntriesGet},
+    {"dynamic-vlan-entries", HTTP_GET, dynamicVlanEntriesGet},
+    {"dot1q-vlan-num-deletes", HTTP_GET, vlanNumDeletesGet},
+    {"tagged", HTTP_GET, taggedGet},
+    {"next-vlan", HTTP_GET, nextVlanGet},
+    {"vid-list", HTTP_GET, vidListGet},
+    {"type", HTTP_GET, typeGet},
+    {"if-accept-frame-type", HTTP_GET, ifAcceptFrameTypeGet},
+    {"if-accept-frame-type", HTTP_PUT, ifAcceptFrameTypeSet},
+    {"if-pvid", HTTP_GET, unsupportedRead},
+    {"if-pvid", HTTP_PUT, ifPvidSet},
+    {"if-tagging", HTTP_GET, unsupportedRead},
+    {"if-tagging", HTTP_PUT, ifTaggingSet},
+    {"if-participation-status", HTTP_GET, unsupportedRead},
+    {"if-participation", HTTP_GET, ifParticipationGet},
+    {"if-participation", HTTP_PUT, ifParticipationSet},
+    {"if-num-traffic-classes", HTTP_GET, ifNumTrafficClassesGet},
+    {"if-default-user-priority", HTTP_GET, ifDefaultUserPriorityGet},
+    {"if-default-user-priority", HTTP_PUT, ifDefaultUserPrioritySet},
+    {"qports-enable-ingress-filtering", HTTP_GET, qportsEnableIngressFilteringGet},
+    {"qports-enable-ingress-filtering", HTTP_PUT, qportsEnableIngressFilteringSet},
+    {"dot1q-port-ingress-filtering", HTTP_POST, portIngressFiltering},
+    {"qports-current-ingress-filtering", HTTP_GET, qportsCurrentIngressFilteringGet},
+    {"dot1q-rx-packets-not-forwarded-count", HTTP_GET, rxPacketsNotForwardedCountGet},
+    {"dot1q-sw-port-mode", HTTP_GET, swPortModeGet},
+    {"dot1q-sw-port-mode", HTTP_PUT, swPortModeSet},
+    {"dot1q-sw-port-access-vlan", HTTP_GET, swPortAccessVlanGet},
+    {"dot1q-sw-port-access-vlan", HTTP_PUT, swPortAccessVlanSet},
+    {"dot1q-sw-port-trunk-native-vlan", HTTP_GET, swPortTrunkNativeVlanGet},
+    {"dot1q-sw-port-trunk-native-vlan", HTTP_PUT, swPortTrunkNativeVlanSet},
+    {"dot1q-sw-port-trunk-allowed-vlan-list", HTTP_GET, swPortTrunkAllowedVlanListGet},
+    {"dot1q-sw-port-trunk-allowed-vlan-list", HTTP_PUT, swPortTrunkAllowedVlanListSet},
+    {"dot1q-sw-port-forbidden-vlan-list", HTTP_GET, swPortForbiddenVlanListGet},
+    {"dot1q-sw-port-untagged-vlan-list", HTTP_GET, swPortUntaggedVlanListGet},
+    {"dot1q-sw-port-tagged-vlan-list", HTTP_GET, swPortTaggedVlanListGet},
+    {"dot1q-sw-port-dynamically-added-vlan-list", HTTP_GET, swPortDynamicallyAddedVlanListGet},
+    {"pvlan-intf-mode", HTTP_GET, pvlanIntfModeGet},
+    {"pvlan-intf-host-assoc", HTTP_GET, pvlanIntfHostAssocGet},
+    {"pvlan-intf-promisc-assoc", HTTP_GET, pvlanIntfPromiscAssocGet},
+    {"pvlan-intf-oper-assoc", HTTP_GET, pvlanIntfOperAssocGet},
+    {"pvlan-intf-promisc-trunk-assoc-next", HTTP_GET, pvlanIntfPromiscTrunkAssocNextGet},
+    {"pvlan-intf-isolated-trunk-assoc-next", HTTP_GET, pvlanIntfIsolatedTrunkAssocNextGet},
+    {"pvlan-intf-trunk-native-vlan", HTTP_GET, pvlanIntfTrunkNativeVlanGet},
+    {"pvlan-intf-trunk-allowed-vlan-list", HTTP_GET, pvlanIntfTrunkAllowedVlanListGet},
+    {"dot1q-private-vlan-enable", HTTP_POST, privateVlanEnable},
+    {"dot1q-private-vlan", HTTP_GET, privateVlanGet},
+    {"dot1q-api-private-vlan-assoc", HTTP_POST, privateVlanAssocAdd},
+    {"dot1q-api-private-vlan-assoc", HTTP_DELETE, privateVlanAssocRemove},
+    {"dot1q-private-vlan-association", HTTP_GET, privateVlanAssociationGet},
+    {"dot1q-intf-pvlan-host-assoc", HTTP_PUT, hostAssocSet},
+    {"dot1q-pvlan-intf-host-assoc", HTTP_DELETE, hostAssocRemove},
+    {"dot1q-pvlan-intf-host-assoc", HTTP_GET, hostAssocGet},
+    {"dot1q-intf-pvlan-promisc-assoc", HTTP_PUT, promiscAssocSet},
+    {"dot1q-pvlan-intf-promisc-assoc", HTTP_DELETE, promiscAssocRemove},
+    {"dot1q-pvlan-intf-promisc-assoc", HTTP_GET, promiscAssocGet},
+    {"global-auto-trunk", HTTP_GET, globalAutoTrunkGet},
+    {"global-auto-trunk", HTTP_PUT, globalAutoTrunkSet},
+    {"dot1q-oper-auto-trunk-mode", HTTP_GET, operAutoTrunkModeGet},
+    {"mac", HTTP_POST, macAdd},
+    {"mac", HTTP_DELETE, macDelete},
+    {"mac", HTTP_GET, macGet},
+    {"mac-get-next", HTTP_POST, macGetNext},
+    {"mac-oui-vlan", HTTP_POST, macOuiVlanAdd},
+    {"mac-oui-vlan", HTTP_DELETE, macOuiVlanDelete},
+    {"mac-oui-vlan-first", HTTP_GET, macOuiVlanFirstGet},
+    {"mac-oui-vlan-next", HTTP_GET, macOuiVlanNextGet},
+    {"mac-oui-vlan-count", HTTP_GET, macOuiVlanCountGet},
+};
+
+static const Route associations[] = {
+    {"mac", HTTP_GET, unsupportedRead},
+    {"mac", HTTP_POST, unsupportedWrite},
+    {"mac", HTTP_DELETE, unsupportedWrite},
+    {"oui", HTTP_GET, unsupportedRead},
+    {"oui", HTTP_POST, unsupportedWrite},
+    {"oui", HTTP_DELETE, unsupportedWrite},
+    {"subnet", HTTP_GET, unsupportedRead},
+    {"subnet", HTTP_POST, unsupportedWrite},
+    {"subnet", HTTP_DELETE, unsupportedWrite},
+};
+
+static const Route protocolGroups[] = {
+    {"group", HTTP_GET, unsupportedRead},
+    {"group", HTTP_POST, unsupportedWrite},
+    {"group", HTTP_DELETE, unsupportedWrite},
+};
+
+static const Route protocolEthertypes[] = {
+    {"group-ethertype", HTTP_GET, unsupportedRead},
+    {"group-ethertype", HTTP_POST, unsupportedWrite},
+    {"group-ethertype", HTTP_DELETE, unsupportedWrite},
+};
+
+const RouteTable vlanPlaceholderRoutes = routeTable(placeholders);
+const RouteTable vlanShadowedRoutes = routeTable(shadowed);
+const RouteTable vlanRoutes = routeTable(routes);
+const RouteTable vlanAssociationRoutes = routeTable(associations);
+const RouteTable vlanProtocolGroupRoutes = routeTable(protocolGroups);
+const RouteTable vlanProtocolEthertypeRoutes = routeTable(protocolEthertypes);

@@ -1,0 +1,277 @@
+/*
+ * voip.cpp - /api/v2/switching/voip: automatic prioritisation of VoIP traffic, by protocol and by the OUI of a phone's
+ * MAC address. An OUI is carried as text, cut to 8 characters, and its description cut to 32; both go to OpEN with the
+ * length of the text.
+ */
+#include "common/answer.h"
+#include "common/open_client.h"
+#include "common/request_input.h"
+#include "common/request_values.h"
+#include "switching/families.h"
+
+using Oui = OpenText<9>;
+using OuiDescription = OpenText<33>;
+
+enum : uint32_t { SCHEME_REMARK = 1, SCHEME_TRAFFIC_CLASS = 2 };
+enum : uint32_t { MODE_TYPE_PROTOCOL = 1, MODE_TYPE_OUI = 2 };
+enum : uint32_t { STATUS_UP = 0, STATUS_DOWN = 1 };
+
+static constexpr Word schemeRows[] = {{SCHEME_REMARK, "remark"}, {SCHEME_TRAFFIC_CLASS, "trafficClass"}};
+static constexpr WordTable schemeWords = wordTable(schemeRows);
+
+static constexpr Word modeTypeRows[] = {{MODE_TYPE_PROTOCOL, "protocol"}};
+static constexpr WordTable modeTypeWords = wordTable(modeTypeRows);
+
+static constexpr Word enableRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr WordTable enableWords = wordTable(enableRows);
+
+static constexpr Word statusRows[] = {{STATUS_UP, "up"}, {STATUS_DOWN, "down"}};
+static constexpr WordTable statusWords = wordTable(statusRows);
+
+static void answerVoip(int rc, Data data)
+{
+    answerData("voip", openResult(rc), data);
+}
+
+/* The VoIP VLAN and what the switch carries */
+
+static void globalVlanIdReset()
+{
+    answerOutcome(openResult(rpcclt_openapiVoipGlobalVlanIdReset(&openClient)));
+}
+
+static void globalVlanIdGet()
+{
+    uint32_t vlanId = 0;
+    int rc = rpcclt_openapiVoipGlobalVlanIdGet(&openClient, &vlanId);
+    answerVoip(rc, {number("vlanId", vlanId)});
+}
+
+static void maxCallsGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiVoipMaxCallsGet(&openClient, &count);
+    answerVoip(rc, {number("maxCalls", count)});
+}
+
+static void numActiveProtocolSessionsGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiVoipNumActiveProtocolSessionsGet(&openClient, &count);
+    answerVoip(rc, {number("sessions", count)});
+}
+
+/* Priorities */
+
+static void profileCosQueueGet()
+{
+    uint32_t scheme = 0;
+    uint32_t value = 0;
+    int rc = rpcclt_openapiVoipProfileCosQueueGet(&openClient, &scheme, &value);
+    answerVoip(rc, {string("pType", wordOf(schemeWords, scheme, "unknown")), number("pTypeVal", value)});
+}
+
+/* What is read as "pType" and "pTypeVal" is set as "priScheme" and "value": established behaviour. */
+static void profileCosQueueSet()
+{
+    uint32_t scheme = SCHEME_TRAFFIC_CLASS;
+    uint32_t value = 0;
+    if (!readBody({wordMember("priScheme", schemeWords, &scheme), integerMember("value", &value)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiVoipProfileCosQueueSet(&openClient, scheme, value)));
+}
+
+static void ouiPriorityGet()
+{
+    uint32_t priority = 0;
+    int rc = rpcclt_openapiVoipOUIPriorityGet(&openClient, &priority);
+    answerVoip(rc, {number("priority", priority)});
+}
+
+static void ouiPrioritySet()
+{
+    uint32_t priority = 0;
+    if (!readBody({integerMember("priority", &priority)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiVoipOUIPrioritySet(&openClient, priority)));
+}
+
+/* The table of OUIs, by OUI */
+
+static void ouiAdd()
+{
+    Oui oui;
+    OuiDescription description;
+    if (!readBody({textMember("voipOui", oui), textMember("ouiDesc", description)}))
+        return;
+    OpenBufferDesc ouiText = lengthSized(oui);
+    OpenBufferDesc descriptionText = lengthSized(description);
+    answerOutcome(openResult(rpcclt_openapiVoipOuiAdd(&openClient, &ouiText, &descriptionText)));
+}
+
+/* The query string itself must be the JSON text, not percent-encoded: established behaviour. */
+static void ouiRemove()
+{
+    Oui oui;
+    if (!readBody({textMember("voipOui", oui)}))
+        return;
+    OpenBufferDesc ouiText = lengthSized(oui);
+    answerOutcome(openResult(rpcclt_openapiVoipOuiRemove(&openClient, &ouiText)));
+}
+
+static void ouiCountGet()
+{
+    uint32_t count = 0;
+    int rc = rpcclt_openapiVoipOuiCountGet(&openClient, &count);
+    answerVoip(rc, {number("ouiCount", count)});
+}
+
+static void ouiFirstEntryGet()
+{
+    Oui oui;
+    OuiDescription description;
+    OpenBufferDesc ouiText = bufferSized(oui);
+    OpenBufferDesc descriptionText = bufferSized(description);
+    int rc = rpcclt_openapiVoipOuiFirstEntryGet(&openClient, &ouiText, &descriptionText);
+    answerVoip(rc, {string("voipOui", oui.bytes), string("ouiDesc", description.bytes)});
+}
+
+static void ouiDescGet()
+{
+    Oui oui;
+    OuiDescription description;
+    readParams({textParam("voipOui", oui)});
+    OpenBufferDesc ouiText = lengthSized(oui);
+    OpenBufferDesc descriptionText = bufferSized(description);
+    int rc = rpcclt_openapiVoipOuiDescGet(&openClient, &ouiText, &descriptionText);
+    answerVoip(rc, {string("ouiDesc", description.bytes)});
+}
+
+static void ouiNextEntryGet()
+{
+    Oui oui;
+    Oui next;
+    OuiDescription nextDescription;
+    readParams({textParam("voipOui", oui)});
+    OpenBufferDesc ouiText = lengthSized(oui);
+    OpenBufferDesc nextText = bufferSized(next);
+    OpenBufferDesc nextDescriptionText = bufferSized(nextDescription);
+    int rc = rpcclt_openapiVoipOuiNextEntryGet(&openClient, &ouiText, &nextText, &nextDescriptionText);
+    answerVoip(rc, {string("nextVoipOui", next.bytes), string("nextOuiDesc", nextDescription.bytes)});
+}
+
+/* From the query string; the body is not read. */
+static void globalVlanIdSet()
+{
+    answerOutcome(openResult(rpcclt_openapiVoipGlobalVlanIdSet(&openClient, queryUintExact("vlanId"))));
+}
+
+/* Interfaces */
+
+/* Both modes are asked for before either result counts; the first failure is the answer. */
+static void intfModeGet()
+{
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t protocol = 0;
+    uint32_t oui = 0;
+    ResultCode protocolCode =
+        openResult(rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_PROTOCOL, &protocol));
+    ResultCode ouiCode = openResult(rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_OUI, &oui));
+    answerData("voip", protocolCode != RESULT_SUCCESS ? protocolCode : ouiCode,
+               {string("protocolMode", wordOf(enableWords, protocol, "disable")),
+                string("ouiMode", wordOf(enableWords, oui, "disable"))});
+}
+
+static void intfModeSet()
+{
+    uint32_t ifNum = queryUintExact("ifNum");
+    uint32_t type = MODE_TYPE_OUI;
+    uint32_t flag = 0;
+    if (!readBody({wordMember("type", modeTypeWords, &type), wordMember("mode", enableWords, &flag)}))
+        return;
+    answerOutcome(openResult(rpcclt_openapiVoipIntfModeSet(&openClient, ifNum, type, flag)));
+}
+
+/* A status that OpEN leaves untouched reads "down". */
+static void intfProtocolStatusGet()
+{
+    uint32_t status = STATUS_DOWN;
+    int rc = rpcclt_openapiVoipIntfProtocolStatusGet(&openClient, queryUintExact("ifNum"), &status);
+    answerVoip(rc, {string("status", wordOf(statusWords, status, "down"))});
+}
+
+static void intfOuiStatusGet()
+{
+    uint32_t status = STATUS_DOWN;
+    int rc = rpcclt_openapiVoipIntfOUIStatusGet(&openClient, queryUintExact("ifNum"), &status);
+    answerVoip(rc, {string("status", wordOf(statusWords, status, "down"))});
+}
+
+/* The table of OUIs, by index */
+
+static void ouiEntryGet()
+{
+    Oui oui;
+    OuiDescription description;
+    OpenBufferDesc ouiText = bufferSized(oui);
+    OpenBufferDesc descriptionText = bufferSized(description);
+    int rc = rpcclt_openapiVoipOuiEntryGet(&openClient, queryUintExact("ouiIndex"), &ouiText, &descriptionText);
+    answerVoip(rc, {string("voipOui", oui.bytes), string("ouiDesc", description.bytes)});
+}
+
+static void ouiEntryNextGet()
+{
+    uint32_t index = queryUintExact("ouiIndex");
+    Oui oui;
+    OuiDescription description;
+    OpenBufferDesc ouiText = bufferSized(oui);
+    OpenBufferDesc descriptionText = bufferSized(description);
+    uint32_t next = 0;
+    int rc = rpcclt_openapiVoipOuiEntryNextGet(&openClient, index, &ouiText, &descriptionText, &next);
+    answerVoip(rc, {string("voipOui", oui.bytes), string("ouiDesc", description.bytes), number("nextOuiIndex", next)});
+}
+
+static void indexOuiAdd()
+{
+    uint32_t index = queryUintExact("ouiIndex");
+    Oui oui;
+    OuiDescription description;
+    if (!readBody({textMember("voipOui", oui), textMember("ouiDesc", description)}))
+        return;
+    OpenBufferDesc ouiText = lengthSized(oui);
+    OpenBufferDesc descriptionText = lengthSized(description);
+    answerOutcome(openResult(rpcclt_openapiVoipIndexOuiAdd(&openClient, index, &ouiText, &descriptionText)));
+}
+
+static void indexOuiRemove()
+{
+    answerOutcome(openResult(rpcclt_openapiVoipIndexOuiRemove(&openClient, queryUintExact("ouiIndex"))));
+}
+
+static const Route routes[] = {
+    {"global-vlan-id-reset", HTTP_POST, globalVlanIdReset},
+    {"global-vlan-id", HTTP_GET, globalVlanIdGet},
+    {"max-calls", HTTP_GET, maxCallsGet},
+    {"num-active-protocol-sessions", HTTP_GET, numActiveProtocolSessionsGet},
+    {"profile-cos-queue", HTTP_GET, profileCosQueueGet},
+    {"profile-cos-queue", HTTP_PUT, profileCosQueueSet},
+    {"oui-priority", HTTP_GET, ouiPriorityGet},
+    {"oui-priority", HTTP_PUT, ouiPrioritySet},
+    {"oui", HTTP_POST, ouiAdd},
+    {"oui", HTTP_DELETE, ouiRemove},
+    {"oui-count", HTTP_GET, ouiCountGet},
+    {"oui-first-entry", HTTP_GET, ouiFirstEntryGet},
+    {"oui-desc", HTTP_GET, ouiDescGet},
+    {"oui-next-entry", HTTP_GET, ouiNextEntryGet},
+    {"global-vlan-id", HTTP_PUT, globalVlanIdSet},
+    {"intf-mode", HTTP_GET, intfModeGet},
+    {"intf-mode", HTTP_PUT, intfModeSet},
+    {"intf-protocol-status", HTTP_GET, intfProtocolStatusGet},
+    {"intf-oui-status", HTTP_GET, intfOuiStatusGet},
+    {"oui-entry", HTTP_GET, ouiEntryGet},
+    {"oui-entry-next", HTTP_GET, ouiEntryNextGet},
+    {"index-oui", HTTP_POST, indexOuiAdd},
+    {"index-oui", HTTP_DELETE, indexOuiRemove},
+};
+
+const RouteTable voipRoutes = routeTable(routes);

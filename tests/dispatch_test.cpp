@@ -1,0 +1,77 @@
+/*
+ * dispatch_test.cpp - from the CGI environment to the handler, or to no handler.
+ */
+#include "tests/support/driver.h"
+
+class Dispatch : public SwitchTest {
+protected:
+    /* Runs a request with this path and method; the query string stays empty. */
+    Outcome ask(const char *uri, const char *method)
+    {
+        Environment environment = request("GET", "");
+        environment.erase("REQUEST_URI");
+        environment.erase("REQUEST_METHOD");
+        if (uri)
+            environment["REQUEST_URI"] = uri;
+        if (method)
+            environment["REQUEST_METHOD"] = method;
+        Outcome outcome = run(environment);
+        EXPECT_EQ(outcome.exitStatus, 0);
+        return outcome;
+    }
+};
+
+static const char *priority = "/api/v2/switching/bridge/dot1d-stp-priority";
+
+TEST_F(Dispatch, findsTheHandler)
+{
+    const std::string answer = "Content-Type: application/json\r\n\r\n" + success(R"("bridge":{"priority":32768})");
+    EXPECT_EQ(ask(priority, "GET").output, answer);
+    EXPECT_EQ(ask(priority, "get").output, answer);
+    EXPECT_EQ(ask("/api/v2/switching//bridge/dot1d-stp-priority?x=1", "GET").output, answer);
+    /* without the prefix no header is written */
+    EXPECT_EQ(ask("//api/v2/switching/bridge/dot1d-stp-priority", "GET").output,
+              success(R"("bridge":{"priority":32768})"));
+}
+
+TEST_F(Dispatch, answersNothingToWhatItDoesNotKnow)
+{
+    const struct { const char *uri, *method; } rows[] = {
+        {"/api/v2/switching/Bridge/dot1d-stp-priority", "GET"},
+        {"/api/v2/switching/bridge/DOT1D-stp-priority", "GET"},
+        {"/api/v2/switching/bridge/dot1d-stp-priority/", "GET"},
+        {"/api/v2/switching/bridge/dot1d-stp-priority?a=/b", "GET"},
+        {"/api/v2/switching/bridge", "GET"},
+        {"/dot1d-stp-priority", "GET"},
+        {"/", "GET"},
+        {priority, "PUT"},
+        {priority, ""},
+        {priority, nullptr},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(ask(row.uri, row.method).output, "") << row.uri;
+    EXPECT_EQ(ask(nullptr, "GET").output, "");
+    EXPECT_EQ(takeTrace(), "");
+
+    std::string text = log();
+    EXPECT_NE(text.find("] method not found:/api/v2/switching/bridge/dot1d-stp-priority?a=/b\n"
+                        "dot1d-stp-priority?a=\nb\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("(ERROR): kelt_cgi: [httpdProcessRequest:"), std::string::npos) << text;
+    EXPECT_NE(text.find("] method not found:/\n\n\n"), std::string::npos) << text;
+}
+
+TEST_F(Dispatch, namesAPathWithoutASlash)
+{
+    EXPECT_EQ(ask("nonsense", "GET").output, "Invalid request path 'nonsense'\n");
+    EXPECT_EQ(ask(std::string(3000, 'x').c_str(), "GET").output, "Invalid request path '" + std::string(1023, 'x') + "'\n");
+    EXPECT_EQ(ask(("/" + std::string(3000, 'x')).c_str(), "GET").output, "");
+}
+
+TEST_F(Dispatch, refusesWithoutRunningTheHandler)
+{
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment["HTTP_SESSION"] = "nobody";
+    EXPECT_EQ(run(environment).output, "Status:403\r\n\r\n");
+    EXPECT_EQ(takeTrace(), "");
+    EXPECT_NE(log().find("] 403 Forbidden\n"), std::string::npos);
+}

@@ -1,0 +1,127 @@
+/*
+ * lifecycle_test.cpp - start and end of the process: the wait for the server, the crash record, the libraries.
+ */
+#include <signal.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/support/driver.h"
+
+class Lifecycle : public SwitchTest {
+protected:
+    size_t warnings() const
+    {
+        const std::string warning = "] RPC call can fail until server starts. Keep trying (result = -1)\n";
+        size_t count = 0;
+        for (size_t at = log().find(warning); at != std::string::npos; at = log().find(warning, at + 1))
+            count++;
+        return count;
+    }
+};
+
+TEST_F(Lifecycle, waitsForTheServer)
+{
+    tell("fault rpcclt_openapiConnectivityCheck code=-1 times=3");
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment["SANDBOX_SLEEP_MS"] = "1";
+    EXPECT_NE(run(environment).output.find("32768"), std::string::npos);
+    EXPECT_EQ(warnings(), 3u);
+}
+
+TEST_F(Lifecycle, givesUpAfterSevenChecks)
+{
+    stopSwitch();
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment["SANDBOX_SLEEP_MS"] = "1";
+    Outcome outcome = run(environment);
+    EXPECT_EQ(outcome.exitStatus, 255);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(warnings(), 6u);
+}
+
+TEST_F(Lifecycle, pausesThreeSecondsBetweenChecks)
+{
+    tell("fault rpcclt_openapiConnectivityCheck code=-1 times=1");
+    time_t before = time(nullptr);
+    send("GET", "bridge/dot1d-stp-priority");
+    EXPECT_GE(time(nullptr) - before, 3);
+    EXPECT_LE(time(nullptr) - before, 5);
+}
+
+TEST_F(Lifecycle, endsWhenItCannotRegister)
+{
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment["SANDBOX_REGISTER_FAILS"] = "1";
+    Outcome outcome = run(environment);
+    EXPECT_EQ(outcome.exitStatus, 255);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_NE(log().find("] \nFailed to initialize RPC to OpEN. Exiting (result = -1)\n"), std::string::npos) << log();
+}
+
+TEST_F(Lifecycle, goesOnWithoutTheVersions)
+{
+    tell("fault rpcclt_openapiNetworkOSVersionGet code=-1");
+    tell("fault rpcclt_openapiApiVersionGet code=-1");
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), success(R"("bridge":{"priority":32768})"));
+    EXPECT_NE(log().find("] Network OS Version retrieve error\n"), std::string::npos);
+    EXPECT_NE(log().find("] Open API Version retrieve error\n"), std::string::npos);
+}
+
+TEST_F(Lifecycle, survivesAServerThatFailsInTheMiddle)
+{
+    for (const char *trouble : {"hangup", "rubbish", "delay=3000"}) {
+        tell(std::string("fault rpcclt_openapiDot1dStpPriorityGet ") + trouble);
+        Environment environment = request("GET", "bridge/dot1d-stp-priority");
+        environment["OPENCLT_TIMEOUT_MS"] = "300";
+        Outcome outcome = run(environment);
+        EXPECT_EQ(outcome.exitStatus, 0) << trouble;
+        EXPECT_EQ(outcome.output, "Content-Type: application/json\r\n\r\n" + failure(10000)) << trouble;
+    }
+}
+
+TEST_F(Lifecycle, leavesARecordWhenItCrashes)
+{
+    for (int signal : {SIGSEGV, SIGABRT}) {
+        tell("fault rpcclt_openapiDot1dStpPriorityGet delay=5000");
+        takeTrace();
+        Process process = startProcess({std::string(BUILD_DIRECTORY) + "/switching_v2.cgi"},
+                                       request("GET", "bridge/dot1d-stp-priority"), "");
+        while (takeTrace().empty()) /* it is in the middle of its call */
+            usleep(10000);
+        kill(process.pid, signal);
+        EXPECT_EQ(finishProcess(process).signal, signal);
+        std::string record = readFile(directory + "/crashlog");
+        EXPECT_NE(record.find(" UTC process switching_v2.cg (" + std::to_string(process.pid) + ") died of signal " +
+                              std::to_string(signal)), std::string::npos) << record;
+        EXPECT_NE(record.find("rpcclt_openapiDot1dStpPriorityGet\n"), std::string::npos) << record;
+        EXPECT_NE(record.find("switching_v2.cgi+0x"), std::string::npos) << record;
+    }
+}
+
+/* What the program needs at run time, and that the switch's own libraries take the stand-ins' place. */
+TEST_F(Lifecycle, needsOnlyItsFourLibraries)
+{
+    std::string dynamic = runProcess({"readelf", "-d", std::string(BUILD_DIRECTORY) + "/switching_v2.cgi"}).output;
+    if (dynamic.find("libasan") != std::string::npos)
+        GTEST_SKIP() << "a sanitizer build brings its own";
+    std::string needed;
+    for (size_t at = dynamic.find("Shared library: ["); at != std::string::npos; at = dynamic.find("Shared library: [", at + 1))
+        needed += dynamic.substr(at + 17, dynamic.find(']', at) - at - 17) + " ";
+    EXPECT_EQ(needed, "libopenclt.so libproc_libs.so libcjson.so.1 libc.so.6 ");
+    EXPECT_EQ(dynamic.find("BIND_NOW"), std::string::npos);
+    EXPECT_EQ(dynamic.find("Flags: NOW"), std::string::npos);
+    for (const char *library : {"libopenclt.so", "libproc_libs.so"}) {
+        std::string path = std::string(BUILD_DIRECTORY) + "/lib/" + library;
+        EXPECT_EQ(runProcess({"readelf", "-d", path}).output.find("libstdc++"), std::string::npos) << library;
+    }
+
+    /* an empty library of that name earlier on the search path is the one that is loaded */
+    std::filesystem::create_directories(directory + "/lib");
+    writeFile(directory + "/lib/libopenclt.so", "not a library");
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment["LD_LIBRARY_PATH"] = directory + "/lib";
+    Outcome outcome = run(environment);
+    EXPECT_EQ(outcome.exitStatus, 127);
+    EXPECT_NE(outcome.errors.find(directory + "/lib/libopenclt.so"), std::string::npos) << outcome.errors;
+}

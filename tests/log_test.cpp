@@ -1,0 +1,78 @@
+/*
+ * log_test.cpp - the log as the program writes it: threshold, lines, rotation, and what happens when it cannot.
+ */
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <regex>
+
+#include "tests/support/driver.h"
+
+class Log : public SwitchTest {
+protected:
+    /* A request that logs one ERROR line, and DEBUG lines besides. */
+    Outcome logOnce() { return run(request("GET", "nothing")); }
+    std::string level() const { return readFile(tmp("devmgr_log_level")); }
+    static size_t lines(const std::string &text) { return (size_t)std::count(text.begin(), text.end(), '\n'); }
+};
+
+TEST_F(Log, writesWhatTheLevelFileLetsThrough)
+{
+    logOnce();
+    EXPECT_EQ(level(), std::string("6\0\0\0", 4));
+    EXPECT_EQ(lines(log()), 3u); /* one entry of three lines */
+
+    writeFile(tmp("devmgr_log_level"), "7");
+    logOnce();
+    EXPECT_EQ(level(), std::string("7\0\0\0", 4));
+    std::string text = log();
+    EXPECT_TRUE(std::regex_search(text, std::regex(R"(\(DEBUG\): kelt_cgi: \[initHandler:\d+\] Register RPC to OpEN success. \(client name = switching_v2.cgi_\d+\)\n)"))) << text;
+    EXPECT_NE(text.find("] ORNIS Version = 9.1.0.4\n"), std::string::npos);
+    EXPECT_NE(text.find("] Open API Version = 1.26.0.1\n"), std::string::npos);
+
+    for (const char *low : {"2", "0"}) {
+        size_t before = log().size();
+        writeFile(tmp("devmgr_log_level"), low);
+        logOnce();
+        EXPECT_EQ(log().size(), before) << low;
+    }
+    writeFile(tmp("devmgr_log_level"), "x");
+    logOnce();
+    EXPECT_EQ(level(), std::string("6\0\0\0", 4));
+}
+
+TEST_F(Log, stampsItsLines)
+{
+    logOnce();
+    EXPECT_TRUE(std::regex_search(log(), std::regex(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \(ERROR\): kelt_cgi: \[httpdProcessRequest:\d+\] method not found:)"))) << log();
+}
+
+TEST_F(Log, rotatesWhenItIsFull)
+{
+    std::string full(0x100000, 'x');
+    writeFile(tmp("zt731.log"), full);
+    writeFile(tmp("zt731.log.old"), "older");
+    logOnce(); /* written whole to the old file */
+    EXPECT_EQ(log(), "");
+    EXPECT_EQ(readFile(tmp("zt731.log.old")).substr(0, full.size()), full);
+    EXPECT_NE(readFile(tmp("zt731.log.old")).find("nothing\n", full.size()), std::string::npos);
+    logOnce();
+    EXPECT_EQ(lines(log()), 3u);
+    writeFile(tmp("zt731.log"), full.substr(0x1000)); /* not yet full */
+    logOnce();
+    EXPECT_GT(log().size(), full.size() - 0x1000);
+}
+
+TEST_F(Log, goesToStandardOutputWhenTheFileCannotBeOpened)
+{
+    mkdir(tmp("zt731.log").c_str(), 0700);
+    std::string output = logOnce().output;
+    EXPECT_TRUE(output.ends_with("\nswitching\nnothing\n")) << output;
+}
+
+TEST_F(Log, doesWithoutTheLevelFile)
+{
+    mkdir(tmp("devmgr_log_level").c_str(), 0700);
+    logOnce();
+    EXPECT_EQ(lines(log()), 3u);
+}

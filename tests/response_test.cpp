@@ -1,0 +1,73 @@
+/*
+ * response_test.cpp - result codes and the two envelope builders.
+ */
+#include "common/response.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
+
+TEST(ResultCodes, mapOpenCodes)
+{
+    for (int code = -40; code <= 40; code++) {
+        ResultCode expected = code == 0     ? 0
+                              : code == -22 ? 10003
+                              : code == -24 ? 10011
+                              : code == -28 ? 17002
+                              : code == -29 ? 10023
+                                            : 10000;
+        EXPECT_EQ(openResult(code), expected) << code;
+    }
+    EXPECT_EQ(openResult(INT32_MIN), 10000);
+    EXPECT_EQ(openResult(INT32_MAX), 10000);
+}
+
+TEST(ResultCodes, haveMessages)
+{
+    EXPECT_STREQ(resultMessage(0), "Success");
+    EXPECT_STREQ(resultMessage(10024), "HTTP method is not suported for this request");
+    EXPECT_STREQ(resultMessage(11000), "");
+    EXPECT_STREQ(resultMessage(-7), "Failed to allocate memory");
+    EXPECT_STREQ(resultMessage(-204), "Invalid user, user does not exist");
+    EXPECT_STREQ(resultMessage(12), "Error code unknown");
+}
+
+/* What responseJsonRreallocStr makes of an output that holds "old". */
+static std::string allocated(ResultCode code, const char *name, const char *data, int *result)
+{
+    char *output = strdup("old");
+    *result = responseJsonRreallocStr(code, name, data, &output);
+    std::string text = output;
+    free(output);
+    return text;
+}
+
+TEST(Envelope, holdsDataOnlyOnSuccess)
+{
+    const std::string plain = "{\n\t\"resp\":\t{\n\t\t\"respCode\":\t0,\n\t\t\"respMsg\":\t\"Success\",\n"
+                              "\t\t\"status\":\t\"success\"\n\t}\n}";
+    const std::string withData = "{\n\t\"bridge\":\t{\n\t\t\"a\":\t1\n\t}," + plain.substr(1);
+    const std::string failed = "{\n\t\"resp\":\t{\n\t\t\"respCode\":\t-204,\n\t\t\"respMsg\":\t\"Invalid user, user does "
+                               "not exist\",\n\t\t\"status\":\t\"fail\"\n\t}\n}";
+    int result = -1;
+    EXPECT_EQ(allocated(0, "bridge", "{\"a\":1}", &result), withData);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(allocated(0, "bridge", nullptr, &result), plain);
+    EXPECT_EQ(allocated(0, nullptr, "{\"a\":1}", &result), plain);
+    EXPECT_EQ(allocated(-204, "bridge", "{\"a\":1}", &result), failed);
+    EXPECT_EQ(allocated(0, "bridge", "no JSON", &result), "old");
+    EXPECT_EQ(result, 10000);
+
+    char buffer[1024] = "";
+    EXPECT_EQ(responseJsonStr(0, nullptr, "ignored", buffer), 0);
+    EXPECT_EQ(buffer, plain);
+    memset(buffer, 0, sizeof buffer);
+    EXPECT_EQ(responseJsonStr(0, "bridge", "{\"a\":1}", buffer), 0);
+    EXPECT_EQ(buffer, withData);
+    memset(buffer, 'x', sizeof buffer);
+    EXPECT_EQ(responseJsonStr(-204, "bridge", nullptr, buffer), 0);
+    EXPECT_EQ(std::string(buffer, failed.size() + 1), failed + "x"); /* no zero is put behind it */
+    EXPECT_EQ(responseJsonStr(0, "bridge", nullptr, buffer), -1); /* a name wants data here */
+}

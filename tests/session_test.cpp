@@ -1,0 +1,142 @@
+/*
+ * session_test.cpp - whom the session check lets in, and what it leaves in the session file and the log.
+ */
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/support/driver.h"
+
+class Session : public SwitchTest {
+protected:
+    /* Sends a request under `token`; true when it was served, false when it got the 403. Anything else fails the test. */
+    bool served(const std::string &token, const char *method = "GET", const Environment &more = {})
+    {
+        Environment environment = request(method, "bridge/db-dot1d-tp-aging-time", R"({"agingTime":300})");
+        environment["HTTP_SESSION"] = token;
+        environment["SANDBOX_UPTIME"] = "7300";
+        for (const auto &[name, value] : more)
+            environment[name] = value;
+        std::string output = run(environment, R"({"agingTime":300})").output;
+        if (output == "Status:403\r\n\r\n")
+            return false;
+        EXPECT_NE(output.find("\"success\""), std::string::npos) << output;
+        return true;
+    }
+
+    bool servedWith(const std::string &content, const char *method = "GET", const Environment &more = {})
+    {
+        writeFile(tmp("session/s"), content);
+        return served("s", method, more);
+    }
+
+    std::string file() const { return readFile(tmp("session/s")); }
+    bool logged(const std::string &text) const { return log().find("[checkSessionX:") != std::string::npos && log().find("] " + text) != std::string::npos; }
+    void logEverything() { writeFile(tmp("devmgr_log_level"), "7\0\0\0"); }
+};
+
+TEST_F(Session, weighsTheRoleAgainstTheMethod)
+{
+    EXPECT_TRUE(servedWith("admin\n7000\ns"));
+    EXPECT_TRUE(servedWith("admin\n7000\ns", "PUT"));
+    EXPECT_TRUE(servedWith("joe\n7000\nrw\ns"));
+    EXPECT_TRUE(servedWith("joe\n7000\nrw\ns", "PUT"));
+    EXPECT_TRUE(servedWith("joe\n7000\nro\ns"));
+    EXPECT_TRUE(servedWith("joe\n7000\nrow\ns")); /* two characters are compared */
+    EXPECT_FALSE(servedWith("joe\n7000\nro\ns", "PUT"));
+    EXPECT_TRUE(logged("Permission denied, not a priviledged user\n"));
+    for (const char *content : {"joe\n7000\nrx\ns", "joe\n7000\n\ns", "joe\n7000\n", "joe\n", "", "admin2\n7000\nx",
+                                "Admin\n7000\ns", "\n\n\n"})
+        EXPECT_FALSE(servedWith(content)) << content;
+    EXPECT_TRUE(logged("Invalid priviledged level in user session\n"));
+}
+
+TEST_F(Session, slidesTheStampForward)
+{
+    EXPECT_TRUE(servedWith("admin\n7000\ns"));
+    EXPECT_EQ(file(), "admin\n7300\ns");
+    EXPECT_TRUE(servedWith("joe\n7000\nrw\ns", "PUT"));
+    EXPECT_EQ(file(), "joe\n7300\nrw\ns");
+    EXPECT_TRUE(servedWith("admin\n123456789\nabcdef")); /* rewritten, never shortened */
+    EXPECT_EQ(file(), "admin\n7300\ns789\nabcdef");
+    EXPECT_TRUE(servedWith("joe\n7000\nrw\nold", "GET", {{"HTTP_REFRESH", ""}}));
+    EXPECT_EQ(file(), "joe\n7000\nrw\nold");
+    EXPECT_FALSE(servedWith("joe\n7000\nro\nold", "PUT"));
+    EXPECT_EQ(file(), "joe\n7000\nro\nold");
+}
+
+TEST_F(Session, endsAfterTwoHours)
+{
+    EXPECT_TRUE(servedWith("joe\n100\nrw\ns"));
+    EXPECT_FALSE(servedWith("joe\n99\nrw\ns"));
+    EXPECT_EQ(access(tmp("session/s").c_str(), F_OK), -1);
+    EXPECT_TRUE(logged("Token timeout(7300 - 99).please login again. (userName: joe\n timestamp: 99\n)\r\n")) << log();
+    EXPECT_FALSE(served("s"));
+    EXPECT_TRUE(servedWith("joe\n0\nrw\ns"));
+    EXPECT_TRUE(servedWith("joe\nsoon\nrw\ns"));
+    EXPECT_TRUE(servedWith("joe\n999999\nrw\ns")); /* before the last reboot */
+    EXPECT_FALSE(servedWith("joe\n-9223372036854775808\nrw\ns"));
+    EXPECT_FALSE(servedWith("joe\n7000\nrw\ns", "GET", {{"SANDBOX_UPTIME", "fail"}}));
+    EXPECT_TRUE(logged("Failed to get sysinfo\r\n"));
+}
+
+TEST_F(Session, isAFileDirectlyInItsDirectory)
+{
+    logEverything();
+    writeFile(tmp("outside"), "admin\n7000\ns");
+    symlink(tmp("outside").c_str(), tmp("session/link").c_str());
+    mkdir(tmp("session/directory").c_str(), 0700);
+    mkfifo(tmp("session/pipe").c_str(), 0600);
+    writeFile(tmp("session/directory/s"), "admin\n7000\ns");
+    for (const char *token : {"", ".", "..", "link", "directory", "pipe", "../outside", "directory/s", "./s", "none"})
+        EXPECT_FALSE(served(token)) << token;
+    EXPECT_TRUE(logged("/tmp/session/../outside file not exsits, ignore\n")) << log();
+
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment.erase("HTTP_SESSION");
+    EXPECT_EQ(run(environment).output, "Status:403\r\n\r\n");
+    EXPECT_TRUE(logged("/tmp/session/(null) file not exsits, ignore\n"));
+}
+
+/* Anybody can write lines into the shared log that read as a session: the path of an unknown endpoint is logged so. */
+TEST_F(Session, isNotTheLog)
+{
+    Environment environment = request("GET", "0/rw");
+    environment["HTTP_SESSION"] = "nobody";
+    EXPECT_EQ(run(environment).output, "");
+    std::string lines = log();
+    ASSERT_NE(lines.find("\n0\nrw\n"), std::string::npos) << lines;
+    EXPECT_FALSE(served("../zt731.log", "PUT"));
+    EXPECT_EQ(log().substr(0, lines.size()), lines);
+}
+
+TEST_F(Session, logsTheRefresh)
+{
+    logEverything();
+    EXPECT_TRUE(servedWith("joe\n7000\nrw\ns"));
+    EXPECT_TRUE(logged("Token update to file. (joe\n7300\nrw\ns)\r\n")) << log();
+}
+
+TEST_F(Session, waitsForItsTurn)
+{
+    writeFile(tmp("session/s"), "admin\n7000\ns");
+    Process holder = startProcess({"flock", tmp("session/s"), "sh", "-c", "echo locked; sleep 1"}, {}, "");
+    char line[16];
+    ASSERT_GT(read(holder.output, line, sizeof line), 0);
+    EXPECT_TRUE(served("s"));
+    finishProcess(holder);
+    EXPECT_EQ(file(), "admin\n7300\ns");
+}
+
+TEST_F(Session, staysWellFormedUnderManyRequests)
+{
+    writeFile(tmp("session/s"), "joe\n7000\nrw\ns");
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment["HTTP_SESSION"] = "s";
+    environment["SANDBOX_UPTIME"] = "7300";
+    std::vector<Process> processes;
+    for (int i = 0; i < 20; i++)
+        processes.push_back(startProcess({std::string(BUILD_DIRECTORY) + "/switching_v2.cgi"}, environment, ""));
+    for (Process process : processes)
+        EXPECT_NE(finishProcess(process).output.find("32768"), std::string::npos);
+    EXPECT_EQ(file(), "joe\n7300\nrw\ns");
+}

@@ -1,0 +1,319 @@
+/*
+ * driver.cpp - processes, files and expected answers.
+ */
+#include "tests/support/driver.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+/* Where the build put things; a launcher (an emulator, say) can stand before the program. */
+static const std::string buildDirectory = BUILD_DIRECTORY;
+
+static std::string setting(const char *name, const std::string &otherwise)
+{
+    const char *value = getenv(name);
+    return value && *value ? value : otherwise;
+}
+
+static std::vector<std::string> programCommand()
+{
+    std::vector<std::string> command;
+    std::istringstream launcher(setting("TEST_LAUNCHER", ""));
+    for (std::string word; launcher >> word;)
+        command.push_back(word);
+    command.push_back(setting("TEST_PROGRAM", buildDirectory + "/switching_v2.cgi"));
+    return command;
+}
+
+const std::string &scratchDirectory()
+{
+    static const std::string path = [] {
+        std::string name = (fs::temp_directory_path() / "switching-test-XXXXXX").string();
+        std::string made = mkdtemp(name.data());
+        atexit([] { fs::remove_all(scratchDirectory()); });
+        return made;
+    }();
+    return path;
+}
+
+std::string readFile(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+void writeFile(const std::string &path, const std::string &content)
+{
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << content;
+    ASSERT_TRUE(file.good()) << path;
+}
+
+static std::vector<char *> pointersOf(std::vector<std::string> &texts)
+{
+    std::vector<char *> pointers;
+    for (std::string &text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+Process startProcess(const std::vector<std::string> &command, const Environment &environment, const std::string &input)
+{
+    /* The input comes from a file, so that a process that does not read it disturbs nobody. */
+    static int inputs = 0;
+    std::string inputPath = scratchDirectory() + "/input-" + std::to_string(inputs++);
+    writeFile(inputPath, input);
+
+    std::vector<std::string> words = command;
+    std::vector<std::string> variables = {"PATH=" + setting("PATH", "/usr/bin:/bin")};
+    for (const auto &[name, value] : environment)
+        variables.push_back(name + "=" + value);
+    std::vector<char *> argv = pointersOf(words), envp = pointersOf(variables);
+
+    int output[2], errors[2];
+    Process process;
+    if (pipe2(output, O_CLOEXEC) != 0 || pipe2(errors, O_CLOEXEC) != 0)
+        return process;
+    process.pid = fork();
+    if (process.pid == 0) {
+        int inputFile = open(inputPath.c_str(), O_RDONLY | O_CLOEXEC);
+        dup2(inputFile, 0);
+        dup2(output[1], 1);
+        dup2(errors[1], 2);
+        execvpe(argv[0], argv.data(), envp.data());
+        _exit(127);
+    }
+    close(output[1]);
+    close(errors[1]);
+    process.output = output[0];
+    process.errors = errors[0];
+    return process;
+}
+
+Outcome finishProcess(Process process)
+{
+    Outcome outcome;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    pollfd streams[2] = {{process.output, POLLIN, 0}, {process.errors, POLLIN, 0}};
+    while (streams[0].fd >= 0 || streams[1].fd >= 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(process.pid, SIGKILL);
+            ADD_FAILURE() << "a process hung and was killed";
+            break;
+        }
+        poll(streams, 2, 1000);
+        for (int i = 0; i < 2; i++) {
+            char bytes[65536];
+            if (streams[i].fd < 0 || !streams[i].revents)
+                continue;
+            ssize_t got = read(streams[i].fd, bytes, sizeof bytes);
+            if (got > 0)
+                (i == 0 ? outcome.output : outcome.errors).append(bytes, (size_t)got);
+            else
+                streams[i].fd = -1;
+        }
+    }
+    int status = 0;
+    waitpid(process.pid, &status, 0);
+    close(process.output);
+    close(process.errors);
+    if (WIFEXITED(status))
+        outcome.exitStatus = WEXITSTATUS(status);
+    else
+        outcome.signal = WTERMSIG(status);
+    return outcome;
+}
+
+/* Compact JSON as the answers' printer sets it: a member a line, tabs, arrays of numbers on one line. */
+static std::string formatted(const std::string &compact)
+{
+    std::string text;
+    std::string indent;
+    bool quoted = false;
+    int arrays = 0;
+    for (size_t i = 0; i < compact.size(); i++) {
+        char c = compact[i];
+        if (quoted || c == '"') {
+            text += c;
+            if (quoted && c == '\\')
+                text += compact[++i];
+            else if (c == '"')
+                quoted = !quoted;
+        } else if (c == '{') {
+            indent += '\t';
+            text += "{\n" + indent;
+        } else if (c == '}') {
+            indent.pop_back();
+            text += "\n" + indent + "}";
+        } else if (c == ',') {
+            text += arrays ? ", " : ",\n" + indent;
+        } else if (c == ':') {
+            text += ":\t";
+        } else {
+            arrays += c == '[' ? 1 : c == ']' ? -1 : 0;
+            text += c;
+        }
+    }
+    return text;
+}
+
+static std::string envelope(const std::string &data, int code, const std::string &message)
+{
+    return formatted("{" + data + (data.empty() ? "" : ",") + R"("resp":{"respCode":)" + std::to_string(code) +
+                     R"(,"respMsg":")" + message + R"(","status":")" + (code ? "fail" : "success") + "\"}}");
+}
+
+std::string success(const std::string &data)
+{
+    return envelope(data, 0, "Success");
+}
+
+std::string successLine()
+{
+    return envelope("", 0, "Success") + "\n";
+}
+
+std::string failure(int code, const std::string &message)
+{
+    static const std::map<int, std::string> known = {{10000, "General Failed"},      {10003, "Invalid argument"},
+                                                     {10011, "Object exist"},        {10023, "Request api not found"},
+                                                     {17002, "Unsupported Feature"}, {-7, "Failed to allocate memory"}};
+    if (!message.empty())
+        return envelope("", code, message);
+    auto found = known.find(code);
+    return envelope("", code, found == known.end() ? "Error code unknown" : found->second);
+}
+
+std::string failureLine(int code, const std::string &message)
+{
+    return failure(code, message) + "\n";
+}
+
+void SwitchTest::SetUp()
+{
+    const auto *info = ::testing::UnitTest::GetInstance()->current_test_info();
+    directory = scratchDirectory() + "/" + info->name();
+    socket = directory + "/vswitch.sock";
+    fs::create_directories(tmp("session"));
+    writeFile(tmp("session/token"), "admin\n0\n");
+    startSwitch();
+}
+
+void SwitchTest::TearDown()
+{
+    stopSwitch();
+}
+
+void SwitchTest::startSwitch(const std::vector<std::string> &options)
+{
+    stopSwitch();
+    traceRead = 0;
+    writeFile(directory + "/trace", "");
+    std::vector<std::string> command = {buildDirectory + "/vswitch", "--socket", socket, "--trace", directory + "/trace"};
+    command.insert(command.end(), options.begin(), options.end());
+    vswitch = startProcess(command, {}, "");
+    char line[256]; /* it says when it serves */
+    ASSERT_GT(read(vswitch.output, line, sizeof line), 0) << "the virtual switch does not start";
+}
+
+void SwitchTest::stopSwitch()
+{
+    if (vswitch.pid < 0)
+        return;
+    kill(vswitch.pid, SIGTERM);
+    Outcome outcome = finishProcess(vswitch);
+    vswitch = {};
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
+}
+
+void SwitchTest::tell(const std::string &command)
+{
+    std::vector<std::string> words = {buildDirectory + "/vswitch", "--socket", socket};
+    std::istringstream text(command);
+    for (std::string word; text >> word;)
+        words.push_back(word);
+    Outcome outcome = runProcess(words);
+    ASSERT_EQ(outcome.exitStatus, 0) << command << ": " << outcome.errors;
+}
+
+Environment SwitchTest::request(const std::string &method, const std::string &target, const std::string &body)
+{
+    size_t question = target.find('?');
+    Environment environment = {
+        {"REQUEST_METHOD", method},
+        {"REQUEST_URI", "/api/v2/switching/" + target},
+        {"QUERY_STRING", question == std::string::npos ? "" : target.substr(question + 1)},
+        {"HTTP_SESSION", "token"},
+        {"OPENCLT_SOCKET", socket},
+        {"SANDBOX_TMP", directory + "/tmp"},
+        {"CRASHLOG_FILE", directory + "/crashlog"},
+        {"LD_PRELOAD", setting("TEST_SANDBOX", buildDirectory + "/lib/libsandbox.so")},
+        {"ASAN_OPTIONS", "verify_asan_link_order=0:handle_segv=0:allocator_may_return_null=1"},
+        {"UBSAN_OPTIONS", "print_stacktrace=1"},
+    };
+    if (!body.empty())
+        environment["CONTENT_LENGTH"] = std::to_string(body.size());
+    return environment;
+}
+
+Outcome SwitchTest::run(const Environment &environment, const std::string &body)
+{
+    return runProcess(programCommand(), environment, body);
+}
+
+static const std::string header = "Content-Type: application/json\r\n\r\n";
+
+void SwitchTest::expect(const Exchange &exchange)
+{
+    SCOPED_TRACE(std::string(exchange.method) + " " + exchange.target + " " + exchange.body.substr(0, 200));
+    takeTrace();
+    Outcome outcome = run(request(exchange.method, exchange.target, exchange.body), exchange.body);
+    EXPECT_EQ(outcome.output, header + exchange.answered);
+    EXPECT_EQ(takeTrace(), exchange.asked);
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_EQ(outcome.errors, "");
+}
+
+void SwitchTest::expectAll(const std::vector<Exchange> &exchanges)
+{
+    for (const Exchange &exchange : exchanges)
+        expect(exchange);
+}
+
+std::string SwitchTest::send(const std::string &method, const std::string &target, const std::string &body)
+{
+    Outcome outcome = run(request(method, target, body), body);
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output.substr(0, header.size()), header) << method << " " << target;
+    return outcome.output.size() < header.size() ? "" : outcome.output.substr(header.size());
+}
+
+std::string SwitchTest::takeTrace()
+{
+    std::string all = readFile(directory + "/trace");
+    std::istringstream added(all.substr(traceRead));
+    traceRead = all.size();
+    std::string text;
+    for (std::string line; std::getline(added, line);) {
+        bool startUp = line.starts_with("rpcclt_openapiConnectivityCheck") ||
+                       line.starts_with("rpcclt_openapiNetworkOSVersionGet") ||
+                       line.starts_with("rpcclt_openapiApiVersionGet");
+        if (!startUp)
+            text += (text.empty() ? "" : "\n") + line;
+    }
+    return text;
+}

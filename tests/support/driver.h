@@ -1,0 +1,102 @@
+/*
+ * driver.h - runs the real program against a virtual switch of the test's own, and says what was asked and answered.
+ */
+#ifndef TESTS_SUPPORT_DRIVER_H
+#define TESTS_SUPPORT_DRIVER_H
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+using Environment = std::map<std::string, std::string>;
+
+/* How a process ended and what it wrote. */
+struct Outcome {
+    int exitStatus = -1; /* -1 when a signal ended it */
+    int signal = 0;
+    std::string output;
+    std::string errors;
+};
+
+/* A process in the background. */
+struct Process {
+    pid_t pid = -1;
+    int output = -1; /* its standard output */
+    int errors = -1;
+};
+
+/* Starts `command` with exactly `environment` and PATH. `input` is its standard input. */
+Process startProcess(const std::vector<std::string> &command, const Environment &environment, const std::string &input);
+
+/* Waits for the end, at most a minute: what takes longer hangs, and is killed. */
+Outcome finishProcess(Process process);
+
+inline Outcome runProcess(const std::vector<std::string> &command, const Environment &environment = {},
+                          const std::string &input = "")
+{
+    return finishProcess(startProcess(command, environment, input));
+}
+
+/* A directory of this test process, removed at its end. */
+const std::string &scratchDirectory();
+
+std::string readFile(const std::string &path);
+void writeFile(const std::string &path, const std::string &content);
+
+/* One request, and what should become of it. */
+struct Exchange {
+    const char *method;
+    std::string target;   /* below /api/v2/switching/, with its query */
+    std::string body;
+    std::string asked;    /* the trace's lines, without those of the start-up; "" when the switch is not to be asked */
+    std::string answered; /* the whole body of the answer */
+};
+
+/* The tests' idea of the answers. `data` is compact JSON without the outer braces. */
+std::string success(const std::string &data);             /* no line end */
+std::string successLine();                                /* no data, line end */
+std::string failure(int code, const std::string &message = "");     /* no line end; messages of the common codes are known */
+std::string failureLine(int code, const std::string &message = "");
+
+/* A virtual switch for each test, and the program in front of it. */
+class SwitchTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /* Starts another switch in place of the one that runs. */
+    void startSwitch(const std::vector<std::string> &options = {});
+    void stopSwitch();
+
+    /* A command to the running switch: "fault ...", "clear", "reset". */
+    void tell(const std::string &command);
+
+    /* What a request's CGI environment looks like; the query is taken from the target. */
+    Environment request(const std::string &method, const std::string &target, const std::string &body = "");
+    Outcome run(const Environment &environment, const std::string &body = "");
+
+    /* Sends the request with a good session and compares the whole answer and the trace. */
+    void expect(const Exchange &exchange);
+    void expectAll(const std::vector<Exchange> &exchanges);
+
+    /* Sends the request and returns its body, for steps that only lead somewhere. */
+    std::string send(const std::string &method, const std::string &target, const std::string &body = "");
+
+    /* The trace's lines since the last call, without those of the start-up. */
+    std::string takeTrace();
+
+    std::string tmp(const std::string &name) const { return directory + "/tmp/" + name; }
+    std::string log() const { return readFile(tmp("zt731.log")); }
+
+    std::string directory; /* tmp/ in it stands for /tmp */
+    std::string socket;
+
+private:
+    Process vswitch;
+    size_t traceRead = 0;
+};
+
+#endif

@@ -1,0 +1,110 @@
+/*
+ * sandbox.cpp - gives a process a /tmp of its own, and the troubles a test asks for. Preloaded into the program (and
+ * linked into the tests), so that what is tested is the program as it is, and no test meets another or a running switch.
+ *
+ * Environment:
+ *   SANDBOX_TMP              the directory that stands for /tmp
+ *   SANDBOX_SLEEP_MS         what sleep() sleeps, whatever it is asked for
+ *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
+ *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
+ */
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/sysinfo.h>
+#include <time.h>
+#include <unistd.h>
+
+/* The C library's own function of that name. */
+template <class Function> static Function *next(const char *name, Function *)
+{
+    return (Function *)dlsym(RTLD_NEXT, name);
+}
+#define NEXT(function) next(#function, (decltype(&::function))nullptr)
+
+struct Path {
+    char text[4096];
+};
+
+static const char *moved(const char *path, Path *storage)
+{
+    const char *tmp = getenv("SANDBOX_TMP");
+    if (!tmp || !path || strncmp(path, "/tmp/", 5) != 0 || strncmp(path, tmp, strlen(tmp)) == 0)
+        return path;
+    snprintf(storage->text, sizeof storage->text, "%s/%s", tmp, path + 5);
+    return storage->text;
+}
+
+#define EXPORT extern "C" __attribute__((visibility("default")))
+
+static int openMoved(const char *path, int flags, mode_t mode)
+{
+    Path storage;
+    return NEXT(open)(moved(path, &storage), flags, mode);
+}
+
+EXPORT int open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t mode = flags & O_CREAT ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openMoved(path, flags, mode);
+}
+
+EXPORT int __open_2(const char *path, int flags) /* open() in a fortified build */
+{
+    return openMoved(path, flags, 0);
+}
+
+EXPORT FILE *fopen(const char *path, const char *mode)
+{
+    Path storage;
+    return NEXT(fopen)(moved(path, &storage), mode);
+}
+
+EXPORT int unlink(const char *path) noexcept
+{
+    Path storage;
+    return NEXT(unlink)(moved(path, &storage));
+}
+
+EXPORT int rename(const char *from, const char *to) noexcept
+{
+    Path fromStorage, toStorage;
+    return NEXT(rename)(moved(from, &fromStorage), moved(to, &toStorage));
+}
+
+EXPORT unsigned sleep(unsigned seconds)
+{
+    const char *millis = getenv("SANDBOX_SLEEP_MS");
+    if (!millis)
+        return NEXT(sleep)(seconds);
+    usleep((useconds_t)atoi(millis) * 1000);
+    return 0;
+}
+
+EXPORT int sysinfo(struct sysinfo *info) noexcept
+{
+    const char *uptime = getenv("SANDBOX_UPTIME");
+    int result = NEXT(sysinfo)(info);
+    if (uptime && strcmp(uptime, "fail") == 0)
+        return -1;
+    if (uptime)
+        info->uptime = atol(uptime);
+    return result;
+}
+
+struct OpenClient;
+EXPORT int openapiClientRegister(const char *name, struct OpenClient *client)
+{
+    using Register = int(const char *, struct OpenClient *);
+    if (getenv("SANDBOX_REGISTER_FAILS"))
+        return -1;
+    Register *original = (Register *)dlsym(RTLD_NEXT, "openapiClientRegister");
+    return original ? original(name, client) : -1;
+}
