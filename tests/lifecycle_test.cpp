@@ -91,7 +91,7 @@ TEST_F(Lifecycle, leavesARecordWhenItCrashes)
             usleep(10000);
         kill(process.pid, signal);
         EXPECT_EQ(finishProcess(process).signal, signal);
-        std::string record = readFile(directory + "/crashlog");
+        std::string record = readFile(tmp("crashlog.txt"));
         EXPECT_NE(record.find(" UTC process switching_v2.cg (" + std::to_string(process.pid) + ") died of signal " +
                               std::to_string(signal)), std::string::npos) << record;
         EXPECT_NE(record.find("rpcclt_openapiDot1dStpPriorityGet\n"), std::string::npos) << record;

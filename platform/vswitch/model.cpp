@@ -28,6 +28,14 @@ void createModel(const ModelOptions &chosen)
     serveSystem();
     serveBridge();
     serveFdb();
+    serveVlans();
+    servePrivateVlans();
+    serveVlanGroups();
+    serveFilters();
+    servePortFiltering();
+    serveRegistration();
+    serveVoice();
+    serveAccessLists();
     resetModel();
 }
 
@@ -35,7 +43,15 @@ void resetModel()
 {
     clock_gettime(CLOCK_MONOTONIC, &started);
     resetSettings();
-    resetFdb();
+    resetVlans();
+    resetPrivateVlans();
+    resetVlanGroups();
+    resetFilters();
+    resetPortFiltering();
+    resetRegistration();
+    resetVoice();
+    resetAccessLists();
+    resetFdb(); /* its stations live in VLANs */
 }
 
 const ModelOptions &modelOptions()

@@ -46,5 +46,21 @@ uint64_t uptimeSeconds();
 void serveBridge();
 void serveFdb();
 void resetFdb();
+void serveVlans();
+void resetVlans();
+void servePrivateVlans();
+void resetPrivateVlans();
+void serveVlanGroups();
+void resetVlanGroups();
+void serveFilters();
+void resetFilters();
+void servePortFiltering();
+void resetPortFiltering();
+void serveRegistration();
+void resetRegistration();
+void serveVoice();
+void resetVoice();
+void serveAccessLists();
+void resetAccessLists();
 
 #endif

@@ -260,7 +260,6 @@ Environment SwitchTest::request(const std::string &method, const std::string &ta
         {"HTTP_SESSION", "token"},
         {"OPENCLT_SOCKET", socket},
         {"SANDBOX_TMP", directory + "/tmp"},
-        {"CRASHLOG_FILE", directory + "/crashlog"},
         {"LD_PRELOAD", setting("TEST_SANDBOX", buildDirectory + "/lib/libsandbox.so")},
         {"ASAN_OPTIONS", "verify_asan_link_order=0:handle_segv=0:allocator_may_return_null=1"},
         {"UBSAN_OPTIONS", "print_stacktrace=1"},

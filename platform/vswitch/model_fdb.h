@@ -1,8 +1,8 @@
 /*
- * fdb.h - the forwarding database: which address was seen where.
+ * model_fdb.h - the forwarding database: which address was seen where.
  */
-#ifndef VSWITCH_FDB_H
-#define VSWITCH_FDB_H
+#ifndef VSWITCH_MODEL_FDB_H
+#define VSWITCH_MODEL_FDB_H
 
 #include <stdint.h>
 

@@ -1,7 +1,7 @@
 /*
- * fdb.cpp - the virtual switch's forwarding database, and what the bridge shows of it.
+ * model_fdb.cpp - the virtual switch's forwarding database, and what the bridge shows of it.
  */
-#include "fdb.h"
+#include "model_fdb.h"
 
 #include "model.h"
 #include "operations.h"

@@ -1,0 +1,4 @@
+#include "model.h"
+
+void serveAccessLists() {}
+void resetAccessLists() {}

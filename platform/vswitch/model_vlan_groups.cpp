@@ -1,0 +1,4 @@
+#include "model.h"
+
+void serveVlanGroups() {}
+void resetVlanGroups() {}
