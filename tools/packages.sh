@@ -1,0 +1,20 @@
+# packages.sh - sourced: need PACKAGE... installs what is missing of these Debian packages.
+
+need()
+{
+    local missing=() package as=()
+    for package; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || {
+            echo "These packages are missing: ${missing[*]}. Run this as root once, or install them." >&2
+            return 1
+        }
+        as=(sudo)
+    fi
+    echo "Installing ${missing[*]}" >&2
+    "${as[@]}" apt-get update -qq >&2
+    "${as[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
