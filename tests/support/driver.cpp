@@ -38,13 +38,13 @@ static std::vector<std::string> programCommand()
 
 const std::string &scratchDirectory()
 {
-    static const std::string path = [] {
+    static const std::string *path = [] { /* never freed: it is needed until the very end */
         std::string name = (fs::temp_directory_path() / "switching-test-XXXXXX").string();
-        std::string made = mkdtemp(name.data());
+        auto *made = new std::string(mkdtemp(name.data()));
         atexit([] { fs::remove_all(scratchDirectory()); });
         return made;
     }();
-    return path;
+    return *path;
 }
 
 std::string readFile(const std::string &path)
