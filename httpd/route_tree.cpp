@@ -82,24 +82,43 @@ RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path)
     return dir;
 }
 
-int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
-                     RouteHandler handler)
+static int entryAdd(RouteDir *dir, const char *name, uint32_t method, uint32_t needsSession, RouteHandler handler)
 {
-    RouteDir *dir = routeDirFindOrCreate(tree, dirPath);
-    if (!dir) {
-        LOG(LEVEL_ERROR, "httpdAddCContent, dirPtr == NULL\n");
-        return -1;
-    }
     RouteEntry *entry = newNode<RouteEntry>(name, strlen(name));
-    if (!entry) {
-        LOG(LEVEL_ERROR, "httpdAddCContent, newEntry == NULL\n");
+    if (!entry)
         return -1;
-    }
     entry->method = method;
     entry->needsSession = needsSession;
     entry->handler = handler;
     entry->next = dir->entries;
     dir->entries = entry;
+    return 0;
+}
+
+int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
+                     RouteHandler handler)
+{
+    const Route row = {name, (HttpMethodCode)method, handler};
+    return httpdAddTable(tree, dirPath, {&row, 1}, needsSession);
+}
+
+int httpdAddTable(RouteTree *tree, const char *dirPath, const RouteTable &table, uint32_t needsSession)
+{
+    static const char caller[] = "httpdAddCContent"; /* under whose name a failure is logged */
+
+    /* One walk for all rows: a walk for each would cost more than all the rest of a request. */
+    RouteDir *dir = routeDirFindOrCreate(tree, dirPath);
+    if (!dir) {
+        logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, dirPtr == NULL\n", caller, __LINE__);
+        return -1;
+    }
+    for (size_t i = 0; i < table.count; i++) {
+        const Route &row = table.rows[i];
+        if (entryAdd(dir, row.name, row.method, needsSession, row.handler) != 0) {
+            logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, newEntry == NULL\n", caller, __LINE__);
+            return -1;
+        }
+    }
     return 0;
 }
 

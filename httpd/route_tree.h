@@ -35,25 +35,6 @@ struct RouteTree {
     RouteDir *root;
 };
 
-/* A tree with nothing but its root, or null when memory is out. */
-RouteTree *routeTreeCreate();
-
-/*
- * The directory at `path` (at most 1023 bytes of it count, empty segments are skipped); directories that are missing on
- * the way are created. Null when memory is out.
- */
-RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path);
-
-/* Registers an endpoint; no test for duplicates is made. Returns 0, or -1 when memory is out. */
-int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
-                     RouteHandler handler);
-
-/* The newest entry of `dir` with that name (exactly) and method (ignoring case); null when there is none or no method. */
-RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName);
-
-/* "GET" and so on; "Invalid method '%d'" in a static buffer for any other code. */
-const char *httpMethodName(uint32_t method);
-
 /* One row of a family's route table. */
 struct Route {
     const char *name;
@@ -71,5 +52,27 @@ template <size_t N> constexpr RouteTable routeTable(const Route (&rows)[N])
 {
     return {rows, N};
 }
+
+/* A tree with nothing but its root, or null when memory is out. */
+RouteTree *routeTreeCreate();
+
+/*
+ * The directory at `path` (at most 1023 bytes of it count, empty segments are skipped); directories that are missing on
+ * the way are created. Null when memory is out.
+ */
+RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path);
+
+/* Registers an endpoint; no test for duplicates is made. Returns 0, or -1 when memory is out. */
+int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
+                     RouteHandler handler);
+
+/* Registers all rows of a table in their order, as httpdAddCContent would one by one. Returns 0, or -1 as it does. */
+int httpdAddTable(RouteTree *tree, const char *dirPath, const RouteTable &table, uint32_t needsSession);
+
+/* The newest entry of `dir` with that name (exactly) and method (ignoring case); null when there is none or no method. */
+RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName);
+
+/* "GET" and so on; "Invalid method '%d'" in a static buffer for any other code. */
+const char *httpMethodName(uint32_t method);
 
 #endif

@@ -7,8 +7,7 @@
 
 static void registerFamily(RouteTree *tree, const char *path, const RouteTable &table)
 {
-    for (size_t i = 0; i < table.count; i++)
-        httpdAddCContent(tree, path, table.rows[i].name, table.rows[i].method, SESSION_ANY, table.rows[i].handler);
+    httpdAddTable(tree, path, table, SESSION_ANY);
 }
 
 void registerEndpoints(RouteTree *tree)
