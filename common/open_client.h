@@ -24,7 +24,7 @@ int initHandler(const char *baseName, OpenClient *client);
  */
 template <uint32_t N> struct OpenText {
     static constexpr uint32_t size = N;
-    char bytes[N + 1] = "";
+    char bytes[N + 1] = {};
 };
 
 /* The three sizes a descriptor can state. Which of them an operation gets is part of each endpoint. */

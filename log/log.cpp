@@ -90,7 +90,7 @@ static void mapLevel()
         return unmapLevel();
     logger.levelMap = (char *)map;
     if (!isDigit(*logger.levelMap))
-        *logger.levelMap = '0' + DEFAULT_THRESHOLD;
+        *logger.levelMap = (char)('0' + DEFAULT_THRESHOLD);
     logger.mapped = true;
 }
 

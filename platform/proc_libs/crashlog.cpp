@@ -105,7 +105,7 @@ void l7proc_crashlog_register(void)
 
     struct sigaction action = {};
     action.sa_sigaction = recordCrash;
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESETHAND;
+    action.sa_flags = (int)(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
     for (int signalNumber : crashSignals)
         sigaction(signalNumber, &action, nullptr);
 }
