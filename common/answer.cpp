@@ -23,8 +23,9 @@ static bool addVlanIds(cJSON *object, const char *key, const VlanIdList &list)
 
 static bool addVlanArray(cJSON *object, const char *key, const VlanIdList &list)
 {
-    cJSON *array = cJSON_AddObjectToObject(object, key);
-    return array && cJSON_AddNumberToObject(array, "numEntries", (int32_t)list.count) && addVlanIds(array, "ids", list);
+    cJSON *record = cJSON_AddObjectToObject(object, key);
+    return record && cJSON_AddNumberToObject(record, "numEntries", (int32_t)list.count) &&
+           addVlanIds(record, "ids", list);
 }
 
 static bool addDatum(cJSON *object, const Datum &datum)

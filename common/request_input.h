@@ -17,12 +17,12 @@ typedef char **ParamList;
  */
 char *readRequestInput();
 
-/* Splits `input` (null counts as empty) on "&"; empty pieces are kept. Without memory the process ends with status 1. */
+/* Splits `input` (null counts as empty) on "&", keeping empty pieces. Without memory the process ends with status 1. */
 ParamList paramListSplit(const char *input);
 
 /*
  * The text after the first "=" of the first piece that has a "=" and contains `key` anywhere; null when there is none.
- * So "ifNum" finds nextIfNum2ifNum=5 as well: established behaviour. The value is not decoded and belongs to the list.
+ * So "vlan" finds vlanId=3 as well: established behaviour. The value is not decoded and belongs to the list.
  */
 const char *paramFind(const char *key, ParamList list);
 
@@ -44,7 +44,7 @@ char *urlDecodeInPlace(char *text);
  */
 uint32_t queryUintExact(const char *key);
 
-/* The text behind exactly `key`, up to the next "&", cut to size - 1 bytes, not decoded; "" when the key is not there. */
+/* The text behind exactly `key` up to the next "&", cut to size - 1 bytes, not decoded; "" without the key. */
 void queryTextExact(const char *key, char *buffer, size_t size);
 
 #endif

@@ -4,6 +4,7 @@
 #include "common/request_values.h"
 
 #include <cjson/cJSON.h>
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -39,7 +40,10 @@ static void takeParam(const Param &param, const char *value)
 
 bool readParams(std::initializer_list<Param> params)
 {
+    errno = 0;
     char *input = readRequestInput();
+    if (!input && errno == ENOMEM)
+        exit(1); /* as without memory for the list: defaults would be the answer to another question */
     ParamList list = paramListSplit(input);
     for (const Param &param : params) {
         const char *value = paramFind(param.key, list);

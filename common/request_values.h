@@ -62,7 +62,10 @@ inline Param wordParam(const char *key, const WordTable &words, uint32_t *code)
     return {key, code, nullptr, 0, &words};
 }
 
-/* Reads the parameter list of this request's input (the form-encoded body of a PUT or POST). False without an input. */
+/*
+ * Reads the parameter list of this request's input (the form-encoded body of a PUT or POST). False without an input;
+ * without memory the process ends with status 1.
+ */
 bool readParams(std::initializer_list<Param> params);
 
 /* A member of the JSON body, found ignoring the case of its key. */

@@ -112,14 +112,15 @@ int httpdAddTable(RouteTree *tree, const char *dirPath, const RouteTable &table,
         logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, dirPtr == NULL\n", caller, __LINE__);
         return -1;
     }
+    int result = 0;
     for (size_t i = 0; i < table.count; i++) {
         const Route &row = table.rows[i];
         if (entryAdd(dir, row.name, row.method, needsSession, row.handler) != 0) {
             logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, newEntry == NULL\n", caller, __LINE__);
-            return -1;
+            result = -1;
         }
     }
-    return 0;
+    return result;
 }
 
 RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName)

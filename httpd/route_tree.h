@@ -69,7 +69,7 @@ int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uin
 /* Registers all rows of a table in their order, as httpdAddCContent would one by one. Returns 0, or -1 as it does. */
 int httpdAddTable(RouteTree *tree, const char *dirPath, const RouteTable &table, uint32_t needsSession);
 
-/* The newest entry of `dir` with that name (exactly) and method (ignoring case); null when there is none or no method. */
+/* The newest entry of `dir` with exactly that name and, ignoring case, that method; null when there is none. */
 RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName);
 
 /* "GET" and so on; "Invalid method '%d'" in a static buffer for any other code. */

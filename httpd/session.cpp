@@ -19,7 +19,7 @@
 
 #include "log/log.h"
 
-enum { SESSION_SECONDS = 7200, LOCK_WAIT_MS = 10000, LOCK_POLL_MS = 10 };
+enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10, LOCK_POLL_MS = 10 };
 
 /*
  * Only a regular file that lies directly in /tmp/session/ is a session. A token with a "/" would reach other files of
@@ -41,13 +41,20 @@ static FILE *openSession(const char *token, const char *path)
     return file;
 }
 
+static time_t monotonicSeconds()
+{
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+
 /* Waits for the lock, but not for ever: a neighbour that hangs with it must not pile up processes behind it. */
 static bool lockSession(FILE *file)
 {
-    for (int waited = 0;; waited += LOCK_POLL_MS) {
+    for (time_t deadline = monotonicSeconds() + LOCK_WAIT_SECONDS;;) {
         if (flock(fileno(file), LOCK_EX | LOCK_NB) == 0)
             return true;
-        if ((errno != EWOULDBLOCK && errno != EINTR) || waited >= LOCK_WAIT_MS)
+        if ((errno != EWOULDBLOCK && errno != EINTR) || monotonicSeconds() >= deadline)
             return false;
         struct timespec pause = {.tv_sec = 0, .tv_nsec = LOCK_POLL_MS * 1000000L};
         nanosleep(&pause, nullptr);

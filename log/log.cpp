@@ -9,7 +9,6 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <time.h>
@@ -28,9 +27,7 @@ static struct {
     FILE *file = nullptr;
     int32_t fileBytes = 0; /* written to the current log file, what it held at opening included */
     int32_t levelFd = -1;
-    volatile char *levelMap = nullptr; /* the shared level file; other processes write it at any time */
-    bool started = false;              /* the first line has been written */
-    bool mapped = false;
+    bool started = false; /* the first line has been written */
     pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER; /* guards file and fileBytes */
     char processName[64] = "";
 } logger;
@@ -67,41 +64,42 @@ static void openFile()
     pthread_mutex_unlock(&logger.lock);
 }
 
-static void unmapLevel()
+/*
+ * The first byte of the shared level file, 0 when there is none. Other processes write it at any time; it is read, not
+ * mapped, because whoever empties the file first, as a shell's ">" does, would kill everybody who touches the mapping.
+ */
+static char levelByte()
 {
-    if (logger.levelMap)
-        munmap((void *)logger.levelMap, LEVEL_FILE_SIZE);
-    if (logger.levelFd >= 0)
-        close(logger.levelFd);
-    logger.levelMap = nullptr;
-    logger.levelFd = -1;
-    logger.mapped = false;
+    char byte;
+    return logger.levelFd >= 0 && pread(logger.levelFd, &byte, 1, 0) == 1 ? byte : (char)0;
 }
 
-static void mapLevel()
+static void closeLevel()
 {
+    if (logger.levelFd >= 0)
+        close(logger.levelFd);
+    logger.levelFd = -1;
+}
+
+static void openLevel()
+{
+    const char standard = '0' + DEFAULT_THRESHOLD;
     logger.levelFd = open(LEVEL_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (logger.levelFd < 0)
         return;
-    void *map = MAP_FAILED;
-    if (ftruncate(logger.levelFd, LEVEL_FILE_SIZE) == 0)
-        map = mmap(nullptr, LEVEL_FILE_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, logger.levelFd, 0);
-    if (map == MAP_FAILED)
-        return unmapLevel();
-    logger.levelMap = (char *)map;
-    if (!isDigit(*logger.levelMap))
-        *logger.levelMap = (char)('0' + DEFAULT_THRESHOLD);
-    logger.mapped = true;
+    if (ftruncate(logger.levelFd, LEVEL_FILE_SIZE) != 0 ||
+        (!isDigit(levelByte()) && pwrite(logger.levelFd, &standard, 1, 0) != 1))
+        closeLevel();
 }
 
-/* What the first line set up, and the level map with it. */
+/* What the first line set up, and the level file with it. */
 static void stop()
 {
     if (logger.flags & LOG_TO_SYSLOG)
         closelog();
     if (logger.flags & LOG_TO_FILE)
         closeFile();
-    unmapLevel();
+    closeLevel();
     logger.started = false;
 }
 
@@ -112,8 +110,8 @@ void logOpen(int flags, int facility, const char *identity)
     logger.identity = identity;
     logger.flags = flags;
     logger.facility = facility;
-    if (!logger.mapped)
-        mapLevel();
+    if (logger.levelFd < 0)
+        openLevel();
     if (flags & LOG_TO_FILE)
         openFile();
 }
@@ -126,7 +124,7 @@ void logClose()
 
 static int threshold()
 {
-    char digit = logger.mapped ? *logger.levelMap : 0;
+    char digit = levelByte();
     return isDigit(digit) ? digit - '0' : DEFAULT_THRESHOLD;
 }
 

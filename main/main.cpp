@@ -19,7 +19,8 @@ int main()
         logClose();
         return -1;
     }
-    RouteTree *tree = routeTreeCreate();
+    static RouteTree *tree; /* lives as long as the process */
+    tree = routeTreeCreate();
     if (!tree)
         exit(1);
     registerEndpoints(tree);

@@ -2,9 +2,11 @@
  * openclt.cpp - stand-in for libopenclt.so, the OpEN RPC client library, on machines that are not a switch.
  *
  * Each operation packs its arguments into one request, sends it over a Unix-domain socket and unpacks the reply. What
- * goes wrong on the way (no server, a server that dies, is late or answers rubbish) is OPEN_FAILED, after a bounded time.
+ * goes wrong on the way (no server, a server that dies, is late or answers rubbish) is OPEN_FAILED, after a bounded
+ * time.
  *
- * Environment: OPENCLT_SOCKET, the server's socket; OPENCLT_TIMEOUT_MS, how long an operation may take (10000).
+ * Environment: OPENCLT_SOCKET, the server's socket; OPENCLT_TIMEOUT_MS, how long a server may be silent (10000; at
+ * most 600000).
  */
 #include "openclt.h"
 
@@ -157,7 +159,9 @@ static void take(Frame *frame, OpenBufferDesc *const &text)
 {
     uint32_t head[2] = {0, 0};
     takeTagged(frame, WIRE_TEXT, &head);
-    if (!frame->broken && head[0] == text->size && text->size)
+    if (frame->broken)
+        return;
+    if (head[0] == text->size && text->size)
         takeTrimmed(frame, head[1], text->bytes, text->size);
     else if (head[0] != text->size || head[1])
         frame->broken = true;
@@ -182,7 +186,7 @@ static long operationMillis()
 {
     const char *text = getenv("OPENCLT_TIMEOUT_MS");
     long millis = text ? strtol(text, nullptr, 10) : 0;
-    return millis > 0 ? millis : 10000;
+    return millis > 0 && millis <= 600000 ? millis : 10000;
 }
 
 static bool connectToServer(OpenClient *client)
@@ -231,7 +235,7 @@ static bool sendAll(int connection, const char *bytes, size_t size)
     return true;
 }
 
-/* Reads the reply's frame; a server that sends it in drops does not get more time for it than one that is silent. */
+/* Reads the reply's frame. A server that sends it in drops gets at most twice the time of one that is silent. */
 static bool receiveFrame(int connection, Frame *frame)
 {
     long deadline = millisNow() + operationMillis();
@@ -275,8 +279,10 @@ static void beginRequest(Frame *frame, const char *name)
 /* Sends the request in `frame` and puts the reply in its place, read up to the result code. */
 static int exchange(OpenClient *client, Frame *frame)
 {
-    if (!client || frame->broken || !connectToServer(client))
+    if (!client || frame->broken || !connectToServer(client)) {
+        frame->broken = true;
         return OPEN_FAILED;
+    }
     uint32_t length = (uint32_t)(frame->size - sizeof length);
     memcpy(frame->bytes, &length, sizeof length);
     int32_t code = OPEN_FAILED;

@@ -59,7 +59,7 @@ inline uint32_t wireUsed(const void *bytes, uint32_t size)
 /* Where the two ends meet unless OPENCLT_SOCKET names another path. */
 #define WIRE_DEFAULT_SOCKET "/tmp/vswitch.sock"
 
-/* A request under this name is not an operation: its one text is a command to the virtual switch, and the reply's its answer. */
+/* A request under this name is no operation: its text is a command to the virtual switch, the reply's is the answer. */
 #define WIRE_CONTROL "vswitch.control"
 
 #endif

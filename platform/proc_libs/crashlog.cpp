@@ -24,69 +24,86 @@ static char recordPath[256];
 
 static const int crashSignals[] = {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL};
 
-struct Record {
-    char text[8192];
-    size_t length;
+/* A line of the record at a time, so that what has been written stays if the next step fails in its turn. */
+__attribute__((format(printf, 2, 3))) static void writeLine(int file, const char *format, ...)
+{
+    char line[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    int length = vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    if (length >= (int)sizeof line) {
+        length = sizeof line - 1;
+        line[length - 1] = '\n';
+    }
+    ssize_t written = write(file, line, length > 0 ? (size_t)length : 0);
+    (void)written; /* nobody is left to be told */
+}
+
+struct Stack {
+    int file;
     int frames;
 };
 
-__attribute__((format(printf, 2, 3))) static void append(Record *record, const char *format, ...)
+static _Unwind_Reason_Code writeFrame(_Unwind_Context *context, void *data)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    size_t room = sizeof record->text - record->length;
-    int wanted = vsnprintf(record->text + record->length, room, format, arguments);
-    va_end(arguments);
-    if (wanted > 0)
-        record->length += (size_t)wanted < room ? (size_t)wanted : room - 1;
-}
-
-static _Unwind_Reason_Code appendFrame(_Unwind_Context *context, void *data)
-{
-    Record *record = (Record *)data;
-    int isCaller = 1; /* a return address belongs to the line before it, but the crashing address to its own */
-    uintptr_t address = _Unwind_GetIPInfo(context, &isCaller);
-    if (!address || record->frames >= 64)
+    Stack *stack = (Stack *)data;
+    int isExact = 0;
+    uintptr_t address = _Unwind_GetIPInfo(context, &isExact);
+    if (!address || stack->frames >= 64)
         return _URC_END_OF_STACK;
+    if (!isExact)
+        address--; /* a return address stands behind its call */
 
     Dl_info object;
-    const char *file = "?";
-    uintptr_t offset = address;
-    const char *symbol = "";
-    if (dladdr((void *)address, &object) && object.dli_fname) {
-        file = object.dli_fname;
-        offset = address - (uintptr_t)object.dli_fbase;
-        symbol = object.dli_sname ? object.dli_sname : "";
-    }
-    append(record, "  #%d %s+0x%zx %s\n", record->frames++, file, (size_t)offset, symbol);
+    bool known = dladdr((void *)address, &object) && object.dli_fname;
+    writeLine(stack->file, "  #%d %s+0x%zx %s\n", stack->frames++, known ? object.dli_fname : "?",
+              (size_t)(known ? address - (uintptr_t)object.dli_fbase : address),
+              known && object.dli_sname ? object.dli_sname : "");
     return _URC_NO_REASON;
+}
+
+/* The date of a day since 1970, in UTC. gmtime_r may allocate, and the heap may be what has crashed. */
+static void dateOf(time_t days, int *year, int *month, int *day)
+{
+    static const int monthDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    auto isLeap = [](int y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); };
+    for (*year = 1970; days >= 365 + isLeap(*year); ++*year)
+        days -= 365 + isLeap(*year);
+    for (*month = 1; days >= monthDays[*month - 1] + (*month == 2 && isLeap(*year)); ++*month)
+        days -= monthDays[*month - 1] + (*month == 2 && isLeap(*year));
+    *day = (int)days + 1;
+}
+
+/* The name of this process; "?" when it cannot be had. */
+static void processName(char *name, size_t size)
+{
+    snprintf(name, size, "?");
+    int file = open("/proc/self/comm", O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return;
+    ssize_t got = read(file, name, size - 1);
+    name[got > 0 ? got - 1 : 0] = 0; /* without the newline */
+    close(file);
 }
 
 static void recordCrash(int signalNumber, siginfo_t *info, void *)
 {
-    static Record record; /* static: the handler's stack is small */
-    alarm(5);             /* a recorder that gets stuck must not keep a dead process around */
-
-    struct timespec now;
-    struct tm calendar;
-    char processName[32] = "?";
-    clock_gettime(CLOCK_REALTIME, &now);
-    gmtime_r(&now.tv_sec, &calendar);
-    int status = open("/proc/self/comm", O_RDONLY | O_CLOEXEC);
-    if (status >= 0) {
-        ssize_t got = read(status, processName, sizeof processName - 1);
-        processName[got > 0 ? got - 1 : 0] = 0; /* without the newline */
-        close(status);
-    }
-    append(&record, "%04d-%02d-%02d %02d:%02d:%02d UTC process %s (%d) died of signal %d (%s) at address %p\n",
-           calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour, calendar.tm_min,
-           calendar.tm_sec, processName, (int)getpid(), signalNumber, sigdescr_np(signalNumber), info->si_addr);
-    _Unwind_Backtrace(appendFrame, &record);
-
+    alarm(5); /* a recorder that gets stuck must not keep a dead process around */
     int file = open(recordPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (file >= 0) {
-        ssize_t written = write(file, record.text, record.length);
-        (void)written; /* nobody is left to be told */
+        struct timespec now;
+        char name[32];
+        int year, month, day;
+        clock_gettime(CLOCK_REALTIME, &now);
+        dateOf(now.tv_sec / 86400, &year, &month, &day);
+        int second = (int)(now.tv_sec % 86400);
+        processName(name, sizeof name);
+        writeLine(file, "%04d-%02d-%02d %02d:%02d:%02d UTC process %s (%d) died of signal %d (%s) at address %p\n",
+                  year, month, day, second / 3600, second / 60 % 60, second % 60, name, (int)getpid(), signalNumber,
+                  sigdescr_np(signalNumber), info->si_addr);
+        Stack stack = {file, 0};
+        _Unwind_Backtrace(writeFrame, &stack);
         close(file);
     }
     signal(signalNumber, SIG_DFL); /* blocked until the handler returns, then it ends the process */

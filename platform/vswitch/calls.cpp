@@ -3,13 +3,23 @@
  */
 #include "calls.h"
 
+#include <poll.h>
 #include <stdarg.h>
 #include <string.h>
+
+#include <algorithm>
 
 #include "faults.h"
 #include "operations.h"
 
 static FILE *trace;
+
+void complain(const std::string &message)
+{
+    pollfd errors = {2, POLLOUT, 0};
+    if (poll(&errors, 1, 0) == 1 && errors.revents == POLLOUT)
+        fprintf(stderr, "vswitch: %s\n", message.c_str());
+}
 
 void traceTo(FILE *file)
 {
@@ -209,12 +219,12 @@ static void traceCall(const Operation &operation, const std::string &sent, int c
 
 __attribute__((format(printf, 1, 2))) static Reply refuse(const char *format, ...)
 {
+    char message[512];
     va_list arguments;
     va_start(arguments, format);
-    fprintf(stderr, "vswitch: ");
-    vfprintf(stderr, format, arguments);
+    vsnprintf(message, sizeof message, format, arguments);
     va_end(arguments);
-    fprintf(stderr, "\n");
+    complain(message);
     Reply reply;
     reply.action = Reply::HANG_UP;
     return reply;
@@ -276,8 +286,7 @@ Reply answerRequest(std::string_view request)
         return answerOperation(*operation, request);
 
     Reply reply;
-    fprintf(stderr, "vswitch: no operation of the name %s: client and server are of different builds\n",
-            quoted(name).c_str());
+    complain("no operation of the name " + quoted(name) + ": client and server are of different builds");
     reply.frame = replyFrame(OPEN_NO_SUCH_OPERATION, {});
     return reply;
 }

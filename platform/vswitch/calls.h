@@ -13,9 +13,12 @@
 /* What becomes of a request. */
 struct Reply {
     enum { SEND, HANG_UP } action = SEND;
-    std::string frame;   /* what is sent: the length and as many bytes */
+    std::string frame;    /* what is sent: the length and as many bytes */
     uint32_t delayMs = 0; /* and how much later */
 };
+
+/* Says something on standard error, unless nobody reads there: a client must not stop the switch by its rubbish. */
+void complain(const std::string &message);
 
 /* Where the trace goes, a line an operation; null for nowhere. */
 void traceTo(FILE *file);

@@ -36,7 +36,7 @@ static bool readNumber(const std::string &text, long long *number)
 }
 
 /* "10,20,30", or "5:10,20" to state another count than there are ids. */
-static bool readList(const std::string &text, VlanIdList *list)
+static void readList(const std::string &text, VlanIdList *list)
 {
     *list = {};
     size_t colon = text.find(':');
@@ -45,7 +45,6 @@ static bool readList(const std::string &text, VlanIdList *list)
         list->ids[list->count++] = (uint16_t)strtoul(id.c_str(), nullptr, 10);
     if (colon != std::string::npos)
         list->count = (uint32_t)strtoul(text.c_str(), nullptr, 10);
-    return true;
 }
 
 static void overrideOutput(Argument *argument, const std::string &value)
@@ -88,11 +87,11 @@ static bool readFaultWord(const Operation *operation, const std::string &key, co
     bool isNumber = readNumber(value, &number);
     if (operation)
         for (size_t i = 0; i < operation->parameters.size(); i++)
-            if (key == operation->parameters[i] && operation->tags[i] != WIRE_IN && operation->tags[i] != WIRE_LIST) {
+            if (key == operation->parameters[i] && strchr("NHQTL", operation->tags[i])) {
                 fault->outputs[key] = value;
-                return true;
+                return isNumber || strchr("TL", operation->tags[i]);
             }
-    if (key == "code" && isNumber) {
+    if (key == "code" && isNumber && number == (int)number) {
         fault->hasCode = true;
         fault->code = (int)number;
     } else if (key == "times" && isNumber && number > 0) {
@@ -150,21 +149,32 @@ bool runCommand(const std::string &command, std::string *answer)
     if (verb == "fault")
         return addFault(words, answer);
     if (verb == "clear") {
-        if (words >> name)
-            faults.erase(name);
-        else
+        if (!(words >> name)) {
             faults.clear();
+        } else if (!faults.erase(name) && !findOperation(name)) {
+            *answer = "there is no operation \"" + name + "\"\n";
+            return false;
+        }
         return true;
     }
-    if (verb == "reset") {
+    if (verb == "reset" && !(words >> name)) {
         faults.clear();
         resetModel();
         return true;
     }
-    if (verb == "operations") {
+    if (verb == "pass") {
+        long long seconds = 0;
+        if (!(words >> name) || !readNumber(name, &seconds) || seconds < 1 || seconds > 10000000) {
+            *answer = "\"pass\" takes a number of seconds from 1 to 10000000\n";
+            return false;
+        }
+        passTime((uint64_t)seconds);
+        return true;
+    }
+    if (verb == "operations" && !(words >> name)) {
         listOperations(answer);
         return true;
     }
-    *answer = "there is no command \"" + verb + "\": fault, clear, reset or operations\n";
+    *answer = "there is no command \"" + command + "\": fault, clear, reset, pass or operations\n";
     return false;
 }

@@ -21,15 +21,15 @@ struct Fault {
     std::map<std::string, std::string> outputs; /* values by parameter name */
 };
 
-/* The fault this call of the operation meets, null for none; counts the call. Valid until the next command. */
+/* The fault this call of the operation meets, null for none; counts the call. Valid until the next call. */
 const Fault *takeFault(const std::string &operation);
 
 /* Puts the fault's values into the arguments. */
 void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *arguments);
 
 /*
- * Runs a command that somebody gave the running switch: "fault ...", "clear [OPERATION]", "reset" or "operations".
- * False with an explanation in *answer when it cannot be run.
+ * Runs a command that somebody gave the running switch: "fault ...", "clear [OPERATION]", "reset", "pass SECONDS" or
+ * "operations". False with an explanation in *answer when it cannot be run.
  */
 bool runCommand(const std::string &command, std::string *answer);
 

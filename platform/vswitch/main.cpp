@@ -33,6 +33,7 @@ static const char usage[] =
     "    times=N                         for so many calls (until cleared)\n"
     "  vswitch clear [OPERATION]         end faults\n"
     "  vswitch reset                     back to the state at start, without faults\n"
+    "  vswitch pass SECONDS              let so much time pass at once: what ages, ages\n"
     "  vswitch operations                list the operations with their parameters\n"
     "\n"
     "  --socket PATH, or OPENCLT_SOCKET in the environment, names the socket (" WIRE_DEFAULT_SOCKET ")\n";
@@ -127,13 +128,17 @@ int main(int argc, char **argv)
         default: fputs(usage, stderr); return 2;
         }
     }
+    if (!*path) {
+        fprintf(stderr, "vswitch: --socket takes a path\n");
+        return 2;
+    }
     std::string verb = optind < argc ? argv[optind] : "serve";
     std::string words = verb;
     for (int i = optind + 1; i < argc; i++)
         words += std::string(" ") + argv[i];
     if (verb == "serve" && optind >= argc - 1)
         return serve(path, options, traceFile);
-    if (verb == "fault" || verb == "clear" || verb == "reset" || verb == "operations")
+    if (verb == "fault" || verb == "clear" || verb == "reset" || verb == "pass" || verb == "operations")
         return command(path, words);
     fputs(usage, stderr);
     return 2;

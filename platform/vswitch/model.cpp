@@ -3,6 +3,7 @@
  */
 #include "model.h"
 
+#include <ctype.h>
 #include <stdio.h>
 #include <time.h>
 
@@ -11,6 +12,7 @@
 
 static ModelOptions options;
 static timespec started;
+static uint64_t passed; /* seconds that were let pass */
 
 static void serveSystem()
 {
@@ -42,6 +44,7 @@ void createModel(const ModelOptions &chosen)
 void resetModel()
 {
     clock_gettime(CLOCK_MONOTONIC, &started);
+    passed = 0;
     resetSettings();
     resetVlans();
     resetPrivateVlans();
@@ -64,9 +67,9 @@ bool portExists(uint32_t port)
     return port >= 1 && port <= options.ports;
 }
 
-bool vlanExists(uint32_t vlan)
+bool portHasLink(uint32_t port)
 {
-    return vlan >= 1 && vlan <= options.stationVlans;
+    return portExists(port) && port <= 4;
 }
 
 uint32_t nextPort(uint32_t port)
@@ -100,10 +103,9 @@ bool parseMac(const std::string &text, uint64_t *mac)
                 return false;
             continue;
         }
-        int digit = c >= '0' && c <= '9' ? c - '0' : c >= 'A' && c <= 'F' ? c - 'A' + 10 : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-        if (digit < 0)
+        if (!isxdigit((unsigned char)c))
             return false;
-        *mac = *mac << 4 | (uint64_t)digit;
+        *mac = *mac << 4 | (uint64_t)(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
     }
     return true;
 }
@@ -112,5 +114,10 @@ uint64_t uptimeSeconds()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return (uint64_t)(now.tv_sec - started.tv_sec);
+    return (uint64_t)(now.tv_sec - started.tv_sec) + passed;
+}
+
+void passTime(uint64_t seconds)
+{
+    passed += seconds;
 }

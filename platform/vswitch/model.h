@@ -15,7 +15,7 @@ struct ModelOptions {
 };
 
 /* Makes every operation of the model answer. Once, before anything else. */
-void createModel(const ModelOptions &options);
+void createModel(const ModelOptions &chosen);
 
 /* Everything back to how the switch left the factory. */
 void resetModel();
@@ -26,6 +26,9 @@ const ModelOptions &modelOptions();
 bool portExists(uint32_t port);
 
 bool vlanExists(uint32_t vlan);
+
+/* Ports 1 to 4 have a neighbour; the others are left open. */
+bool portHasLink(uint32_t port);
 
 /* The port after `port` (0: the first), 0 behind the last one. */
 uint32_t nextPort(uint32_t port);
@@ -41,6 +44,9 @@ bool parseMac(const std::string &text, uint64_t *mac);
 
 /* Seconds since the switch was started. */
 uint64_t uptimeSeconds();
+
+/* Lets so many seconds pass at once. */
+void passTime(uint64_t seconds);
 
 /* Each family: serves its operations, once; and goes back to its initial state. */
 void serveBridge();

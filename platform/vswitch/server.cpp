@@ -4,10 +4,12 @@
 #include "server.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -55,6 +57,11 @@ int connectTo(const char *path)
 {
     sockaddr_un address;
     int client = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
+    timeval limit = {5, 0}; /* a server that hangs must not make its callers hang */
+    if (client >= 0) {
+        setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        setsockopt(client, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    }
     if (client >= 0 && connect(client, (sockaddr *)&address, sizeof address) != 0) {
         int reason = errno;
         close(client);
@@ -71,19 +78,23 @@ static bool clearPath(const char *path)
     if (lstat(path, &status) != 0)
         return true;
     if (!S_ISSOCK(status.st_mode)) {
-        fprintf(stderr, "vswitch: %s is in the way and is no socket; remove it or choose another with --socket\n", path);
+        fprintf(stderr, "vswitch: %s is in the way and is no socket; remove it or choose another with --socket\n",
+                path);
         return false;
     }
     int other = connectTo(path);
     if (other < 0 && errno == ECONNREFUSED)
         return unlink(path) == 0;
-    if (other >= 0)
-        close(other);
+    if (other < 0) {
+        fprintf(stderr, "vswitch: cannot tell who serves on %s: %s\n", path, strerror(errno));
+        return errno == ENOENT; /* it has just gone */
+    }
+    close(other);
     fprintf(stderr, "vswitch: another virtual switch serves on %s; stop it or choose another with --socket\n", path);
     return false;
 }
 
-static int listenOn(const char *path)
+static int bindTo(const char *path)
 {
     sockaddr_un address;
     int listener = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0) : -1;
@@ -91,6 +102,24 @@ static int listenOn(const char *path)
         return listener;
     fprintf(stderr, "vswitch: cannot listen on %s: %s\n", path, strerror(errno));
     return -1;
+}
+
+/*
+ * A listening socket at `path`, or -1 with a message. The directory is locked meanwhile: of two switches that start at
+ * one moment, one must not take the other's new socket for a stale one.
+ */
+static int listenOn(const char *path)
+{
+    std::string directory(path);
+    size_t slash = directory.rfind('/');
+    directory = slash == std::string::npos ? "." : directory.substr(0, slash + 1);
+    int lock = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (lock >= 0)
+        flock(lock, LOCK_EX);
+    int listener = clearPath(path) ? bindTo(path) : -1;
+    if (lock >= 0)
+        close(lock);
+    return listener;
 }
 
 /* Whether the client's input holds a whole request, or the beginning of what cannot be one; its length in *length. */
@@ -106,7 +135,7 @@ static bool hasRequest(const Client &client, uint32_t *length)
 static bool serveRequest(Client *client, uint32_t length)
 {
     if (length > WIRE_FRAME_MAX) {
-        fprintf(stderr, "vswitch: a client sent what is no request\n");
+        complain("a client sent what is no request");
         return false;
     }
     Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length));
@@ -167,13 +196,13 @@ static int waitMillis(const std::list<Client> &clients)
     return due == INT64_MAX ? -1 : (int)std::clamp<int64_t>(due - millisNow(), 0, 60000);
 }
 
-/* False when there are as many clients as this process can have. */
+/* False when there is no room for another client. */
 static bool acceptClients(int listener, std::list<Client> *clients)
 {
     int socket;
     while ((socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0)
         clients->push_back({socket, {}, {}, 0, false});
-    return errno != EMFILE && errno != ENFILE;
+    return errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
 }
 
 static void serveClients(int listener, int stop)
@@ -224,7 +253,8 @@ int serveOn(const char *path)
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     int stop = signalfd(-1, &signals, SFD_CLOEXEC);
 
-    int listener = clearPath(path) ? listenOn(path) : -1;
+    signal(SIGPIPE, SIG_IGN);
+    int listener = listenOn(path);
     if (listener < 0 || stop < 0)
         return 1;
     printf("vswitch: serving on %s\n", path);

@@ -97,5 +97,7 @@ void resetSettings()
 
 void forgetSettings(Scope scope, uint32_t key)
 {
-    std::erase_if(values, [&](const auto &entry) { return entry.first.first->scope == scope && entry.first.second == key; });
+    std::erase_if(values, [&](const auto &entry) {
+        return entry.first.first->scope == scope && entry.first.second == key;
+    });
 }
