@@ -1,11 +1,9 @@
 /*
- * model_bridge.cpp - the virtual switch's 802.1D bridge: a root bridge whose ports 1 to 4 have a link.
+ * model_bridge.cpp - the virtual switch's 802.1D bridge: a root bridge.
  */
 #include "model.h"
 #include "operations.h"
 #include "settings.h"
-
-static const uint32_t LINKED_PORTS = 4;
 
 static const Setting settings[] = {
     {"rpcclt_openapiDot1dBaseTypeGet", nullptr, FOR_SWITCH, 2, 0, 0}, /* transparent only */
@@ -49,7 +47,7 @@ static int portAfter(uint32_t port, uint32_t *next)
     return OPEN_OK;
 }
 
-/* A bridge identifier: the priority, then the address. */
+/* What the model gives as a bridge identifier: the address. */
 static int bridgeIdentifier(OpenBufferDesc *identifier)
 {
     return setText(identifier, macText(bridgeMac()));
@@ -78,10 +76,10 @@ void serveBridge()
 
     /* Frames flow on the linked ports, the more the longer the switch runs. */
     SERVE(rpcclt_openapiDot1dTpPortInFramesGet, [](uint32_t port, uint32_t *count) {
-        return onPort(port, port <= LINKED_PORTS ? 1000 * port + (uint32_t)uptimeSeconds() : 0, count);
+        return onPort(port, portHasLink(port) ? 1000 * port + (uint32_t)uptimeSeconds() : 0, count);
     });
     SERVE(rpcclt_openapiDot1dTpPortOutFramesGet, [](uint32_t port, uint32_t *count) {
-        return onPort(port, port <= LINKED_PORTS ? 2000 * port + (uint32_t)uptimeSeconds() : 0, count);
+        return onPort(port, portHasLink(port) ? 2000 * port + (uint32_t)uptimeSeconds() : 0, count);
     });
 
     SERVE(rpcclt_openapiDot1dStpTimeSinceTopologyChangeGet, [](uint64_t *time) -> int {
@@ -90,7 +88,7 @@ void serveBridge()
     });
     SERVE(rpcclt_openapiDot1dStpDesignatedRootGet, bridgeIdentifier);
     SERVE(rpcclt_openapiDot1dStpPortStateGet, [](uint32_t port, uint32_t *state) {
-        return onPort(port, port <= LINKED_PORTS ? 5 : 1, state); /* forwarding, disabled */
+        return onPort(port, portHasLink(port) ? 5 : 1, state); /* forwarding, disabled */
     });
     SERVE(rpcclt_openapiDot1dStpPortDesignatedRootGet, [](uint32_t port, OpenBufferDesc *root) -> int {
         return portExists(port) ? bridgeIdentifier(root) : OPEN_BAD_ARGUMENT;
@@ -105,7 +103,7 @@ void serveBridge()
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiDot1dStpPortForwardTransitionsGet, [](uint32_t port, uint32_t *count) {
-        return onPort(port, port <= LINKED_PORTS ? 1 : 0, count);
+        return onPort(port, portHasLink(port) ? 1 : 0, count);
     });
     SERVE(rpcclt_openapiDot1dIsInterfaceInCurrentInstance,
           [](uint32_t port, uint32_t *value) { return onPort(port, 1, value); });
