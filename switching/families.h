@@ -20,7 +20,10 @@ extern const RouteTable stormControlRoutes;
 extern const RouteTable voiceVlanRoutes;
 extern const RouteTable voipRoutes;
 
-/* /vlan: what is offered nowhere, then what is offered by a later entry of the same name, then what works. */
+/*
+ * /vlan: placeholders; more of them, most shadowed by a later entry of the same name; then what answers, placeholders
+ * among it.
+ */
 extern const RouteTable vlanPlaceholderRoutes;
 extern const RouteTable vlanShadowedRoutes;
 extern const RouteTable vlanRoutes;

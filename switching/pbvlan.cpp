@@ -93,7 +93,7 @@ static void groupProtocolGet()
 static void groupProtocolGetNext()
 {
     uint32_t protocol = 0;
-    if (!readBody({integerMember("prot", &protocol)}))
+    if (!readBody({integerOfNumberMember("prot", &protocol)}))
         return;
     uint32_t next = 0;
     int rc = rpcclt_openapiPbVlanGroupProtocolGetNext(&openClient, queryUintExact("groupId"), protocol, &next);
@@ -103,7 +103,7 @@ static void groupProtocolGetNext()
 static void groupProtocolAdd()
 {
     uint32_t protocol = 0;
-    if (!readBody({integerMember("prot", &protocol)}))
+    if (!readBody({integerOfNumberMember("prot", &protocol)}))
         return;
     uint32_t groupId = queryUintExact("groupId");
     answerOutcome(openResult(rpcclt_openapiPbVlanGroupProtocolAdd(&openClient, groupId, protocol)));
