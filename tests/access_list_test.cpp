@@ -106,6 +106,8 @@ TEST_F(AccessList, keepsLists)
         tell("fault " OP + questions[i].operation + " code=-28");
         expect(macal.post(questions[i].target, "", questions[i].operation + " flag=0 -> -28"));
     }
+    tell("reset");
+    expect(is(0, "0"));
 }
 
 TEST_F(AccessList, keepsTheVrfAndTheInterval)

@@ -433,13 +433,16 @@ TEST_F(LoopProtect, readsWhatAPortCounts)
 TEST_F(LoopProtect, countsTheLoopOnPort3)
 {
     const std::string yes = data(R"("status":"true")"), no = data(R"("status":"false")");
-    send("PUT", "tx-timer", R"({"timerVal":10})"); /* the first frame went out at the start, the second is 5 s later */
+    send("PUT", "port-tx-mode?ifNum=3", R"({"mode":0})"); /* nothing moves while we look; one went out at the start */
     EXPECT_EQ(counters(), "1 1 1");
     EXPECT_EQ(send("POST", "is-loop-detected?ifNum=3"), yes);
     EXPECT_EQ(send("POST", "is-loop-detected?ifNum=2"), no);
     EXPECT_EQ(send("POST", "is-port-disabled?ifNum=3"), no);
-    tell("pass 41"); /* frames at 5, 15, 25, 35 */
-    EXPECT_EQ(counters(), "5 5 5");
+    send("PUT", "tx-timer", R"({"timerVal":10})");
+    send("PUT", "port-tx-mode?ifNum=3", R"({"mode":1})");
+    tell("pass 41"); /* one at once, and four more */
+    send("PUT", "port-tx-mode?ifNum=3", R"({"mode":0})");
+    EXPECT_EQ(counters(), "6 6 6");
     EXPECT_NE(send("GET", "port-time-since-last-loop?ifNum=3"), data(R"("timeVal":0)"));
 
     send("PUT", "port-admin-mode?ifNum=2", R"({"mode":1})"); /* sends one at once */
@@ -460,16 +463,19 @@ TEST_F(LoopProtect, countsTheLoopOnPort3)
 TEST_F(LoopProtect, shutsTheLoopedPortDown)
 {
     const std::string yes = data(R"("status":"true")"), no = data(R"("status":"false")");
-    send("DELETE", "all-stats");
+    send("PUT", "port-tx-mode?ifNum=3", R"({"mode":0})");
+    send("PUT", "tx-timer", R"({"timerVal":10})");
     send("PUT", "max-pdu-receive", R"({"val":3})");
     send("PUT", "disable-timer", R"({"val":600})");
     send("PUT", "port-action?ifNum=3", R"({"mode":1})");
-    tell("pass 11"); /* two frames: not yet */
+    send("DELETE", "all-stats");
+    send("PUT", "port-tx-mode?ifNum=3", R"({"mode":1})");
+    tell("pass 14"); /* two frames: not yet */
     EXPECT_EQ(send("POST", "is-port-disabled?ifNum=3"), no);
     tell("pass 300");
     EXPECT_EQ(counters(), "3 3 1");
     EXPECT_EQ(send("POST", "is-port-disabled?ifNum=3"), yes);
-    tell("pass 305"); /* it is up again, and sent one */
+    tell("pass 307"); /* it is up again, and sent one */
     EXPECT_EQ(send("POST", "is-port-disabled?ifNum=3"), no);
     EXPECT_EQ(counters(), "4 4 1");
 

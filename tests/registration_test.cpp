@@ -251,6 +251,8 @@ TEST_F(Registration, countsAndClearsMmrp)
         mmrp.get("intf-counter", "IntfCounterGet ifNum=0 type=0 value=0 -> 0 value=4294967293", R"("counter":-3)"),
         mmrp.del("counters", "CountersClear -> -5"),
     });
+    tell("reset");
+    expect(mmrp.get("mode", "ModeGet flag=0 -> 0 flag=0", R"("mmrpMode":"disable")"));
 }
 
 TEST_F(Registration, offersNoServiceVlans)

@@ -335,4 +335,12 @@ TEST_F(Vlan, carriesTheLongestLists)
     std::string sent = many.substr(0, many.find(",3,4,5,", all.size())); /* the 4096th element is the second 2 */
     std::replace(sent.begin(), sent.end(), ',', ' ');
     EXPECT_EQ(takeTrace(), OP "Dot1qSwPortTrunkAllowedVlanListSet ifNum=7 vidList=4096(" + sent + ") -> -22");
+
+    /* the second station lives in VLAN 2, and goes with it */
+    const std::string station = "\"bridge\":{\"address\":\"02:00:00:00:02:02\",\"exists\":";
+    follow({
+        {"GET", "bridge/dot1d-tp-fdb-entry?address=02:00:00:00:02:02", "", success(station + "true}")},
+        {"DELETE", "vlan/delete?vlanNum=2", "", done},
+        {"GET", "bridge/dot1d-tp-fdb-entry?address=02:00:00:00:02:02", "", success(station + "false}")},
+    });
 }

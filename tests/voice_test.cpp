@@ -189,6 +189,8 @@ TEST_F(Voip, detectsOnAPort)
     tell("fault " OP "VoipIntfProtocolStatusGet code=0"); /* untouched */
     tell("fault " OP "VoipIntfOUIStatusGet code=0 status=2");
     expectAll({modes("3", "2", "2"), protocolIs("3", "1"), ouiIs("3", "2")});
+    tell("fault " OP "VoipIntfProtocolStatusGet code=0 status=3");
+    expect(protocolIs("3", "3"));
 
     /* Both modes are asked for whatever becomes of the first; the first failure is the answer. */
     const std::string second = "\n" OP "Voip" + get + "3 type=2 flag=0 -> ";
@@ -325,4 +327,6 @@ TEST_F(Voip, keepsOuisByIndex)
     send("DELETE", "voip/index-oui?ouiIndex=2");
     EXPECT_EQ(send("POST", "voip/oui", R"({"voipOui":"6E:00:99"})"), successLine());
     expect(get("2", "0 " + entry("6E:00:99", ""), entryData("6E:00:99", "")));
+    tell("reset");
+    expect(get("4", "-1"));
 }

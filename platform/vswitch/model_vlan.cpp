@@ -121,7 +121,7 @@ static bool modeDecides(uint32_t port)
     return switchportMode(port) != MODE_GENERAL || privatePort(port);
 }
 
-/* Where the mode decides: is the port in the VLAN? An association is the only way to a private VLAN. */
+/* Where the mode decides: is the port in the VLAN? A port with an association is in no other private VLAN. */
 static bool modeIncludes(uint32_t port, uint32_t vlan)
 {
     const PrivatePort *association = privatePort(port);

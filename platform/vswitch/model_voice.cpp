@@ -34,6 +34,7 @@ static const Setting settings[] = {
 
 /* Voice VLAN */
 
+/* The VLAN must exist when it is set; phones are told of it also when it is deleted later. */
 static int portVlanSet(uint32_t port, uint32_t vlan)
 {
     if (!portExists(port) || !vlanExists(vlan))
@@ -45,8 +46,9 @@ static int portVlanSet(uint32_t port, uint32_t vlan)
 /* The value is the VLAN or the priority that goes with the mode; the other modes have none and do not look at it. */
 static int portModeSet(uint32_t port, uint32_t mode, uint32_t value)
 {
-    if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && value > 7) ||
-        (mode == VOICE_VLAN && portVlanSet(port, value) != OPEN_OK))
+    if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && value > 7))
+        return OPEN_BAD_ARGUMENT;
+    if (mode == VOICE_VLAN && portVlanSet(port, value) != OPEN_OK)
         return OPEN_BAD_ARGUMENT;
     if (mode == VOICE_PRIORITY)
         setSettingValue("rpcclt_openapiVoiceVlanPortDot1pPriorityGet", port, value);
