@@ -1,0 +1,101 @@
+#!/bin/bash
+# fdb_walk.sh BUILD [STATIONS [VLANS]] - walks a forwarding database (16384 stations in 4 VLANs) from its first entry to
+# its last, a request a step as a web server makes them. Fails when an entry was lost or repeated; says what a step takes
+# at the start, in the middle and at the end of the table: by the clock, with the start of the program and this script's
+# share, and the virtual switch's processor time. Takes a minute or two; nothing is left behind: no process, no session.
+set -euo pipefail
+build=${1:?BUILD is missing: the directory that holds switching_v2.cgi and vswitch}
+stations=${2:-16384}
+vlans=${3:-4}
+timed=200 # steps
+
+run=$(mktemp -d)
+export OPENCLT_SOCKET=$run/vswitch.sock HTTP_SESSION
+HTTP_SESSION=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
+vswitch=
+finish()
+{
+    trap - EXIT INT TERM HUP
+    [ -z "$vswitch" ] || { kill "$vswitch" 2>/dev/null && wait "$vswitch"; } || true
+    rm -rf "$run" "/tmp/session/$HTTP_SESSION"
+}
+trap finish EXIT
+trap 'exit 130' INT TERM HUP
+
+fail()
+{
+    echo "fdb_walk.sh: $*" >&2
+    exit 1
+}
+
+mkdir -p /tmp/session
+printf 'admin\n0\n' >"/tmp/session/$HTTP_SESSION"
+"$build/vswitch" --stations "$stations" --station-vlans "$vlans" >"$run/vswitch.log" &
+vswitch=$!
+for _ in {1..100}; do
+    [ ! -S "$OPENCLT_SOCKET" ] || break
+    sleep 0.05
+done
+
+# get ENDPOINT QUERY puts the answer into $answer.
+get()
+{
+    export REQUEST_METHOD=GET REQUEST_URI=/api/v2/switching/fdb/$1 QUERY_STRING=$2
+    answer=$("$build/switching_v2.cgi" </dev/null)
+}
+# member KEY puts its value in the last answer into $value, without quotes; fails when it has none.
+member()
+{
+    [[ $answer =~ \"$1\":$'\t'\"?([^$'\n',\"]*) ]] && value=${BASH_REMATCH[1]}
+}
+
+# Stations are heard once, at the start; a slow walk is no reason to lose them.
+body='{"timeOut": 1000000}'
+REQUEST_METHOD=PUT REQUEST_URI=/api/v2/switching/fdb/addr-aging-timeout CONTENT_LENGTH=${#body} \
+    "$build/switching_v2.cgi" <<<"$body" >/dev/null
+get active-addr-entries ''
+member entriesNum || fail "the program does not answer: $answer"
+entries=$value
+
+# Notes the time, and the switch's processor time so far in nanoseconds.
+note()
+{
+    local spent=
+    read -r spent _ <"/proc/$vswitch/schedstat" || true
+    times[$1]=$EPOCHREALTIME spents[$1]=$spent
+}
+
+# What was seen goes to a file: a script that grows takes longer to start a program.
+middle=$(((entries - timed) / 2)) last=$((entries - timed))
+times=() spents=() mac='' port=0 steps=0
+note 0
+while get entry-next "vlanId=0&mac=$mac&fdbIfNum=$port" && member mac; do
+    mac=$value
+    member fdbIfNum
+    port=$value
+    echo "$mac $port" >&3
+    steps=$((steps + 1))
+    case $steps in
+        "$timed" | "$middle" | $((middle + timed)) | "$last" | "$entries") note $steps ;;
+    esac
+    [ $steps -le $((2 * entries)) ] || fail "the walk does not end"
+done 3>"$run/seen"
+member respCode
+[ "$value" = 10000 ] || fail "the walk ended with $value: $answer"
+distinct=$(sort -u "$run/seen" | wc -l)
+echo "$entries entries in the table, $steps seen, $distinct of them different"
+
+# between FROM NAME
+between()
+{
+    awk -v name="$2" -v from="${times[$1]}" -v to="${times[$1 + timed]}" -v spent="${spents[$1]}" \
+        -v spentTo="${spents[$1 + timed]}" -v steps="$timed" \
+        'BEGIN { printf "%-8s %.2f ms a step, %.0f us of it in the switch\n", name ":", (to - from) * 1000 / steps,
+                 (spentTo - spent) / 1000 / steps }'
+}
+if [ "$entries" -gt "$timed" ]; then
+    between 0 start
+    between "$middle" middle
+    between "$last" end
+fi
+[ $steps = "$entries" ] && [ "$distinct" = "$entries" ]

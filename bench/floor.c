@@ -1,0 +1,37 @@
+/*
+ * floor.c - the least that a request can cost: the platform calls of one plain reader and an answer that is ready-made.
+ * No log, no routes, no session, no JSON; what the program costs beyond this is its own.
+ */
+#include <cjson/cJSON.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include "openclt.h"
+#include "proc_libs.h"
+
+static const char answer[] = "Content-Type: application/json\r\n\r\n"
+                             "{\n\t\"bridge\":\t{\n\t\t\"priority\":\t32768\n\t},\n"
+                             "\t\"resp\":\t{\n\t\t\"respCode\":\t0,\n\t\t\"respMsg\":\t\"Success\",\n"
+                             "\t\t\"status\":\t\"success\"\n\t}\n}";
+
+int main(void)
+{
+    OpenClient client;
+    char name[100];
+    char osVersionText[101] = "";
+    OpenBufferDesc osVersion = {100, osVersionText};
+    OpenApiVersion apiVersion = {0};
+    uint32_t priority = 0;
+
+    l7proc_crashlog_register();
+    snprintf(name, sizeof name, "floor_%d", (int)getpid());
+    if (openapiClientRegister(name, &client) != OPEN_OK || rpcclt_openapiConnectivityCheck(&client) != OPEN_OK ||
+        rpcclt_openapiNetworkOSVersionGet(&client, &osVersion) != OPEN_OK ||
+        rpcclt_openapiApiVersionGet(&client, &apiVersion) != OPEN_OK ||
+        rpcclt_openapiDot1dStpPriorityGet(&client, &priority) != OPEN_OK)
+        return 1;
+    cJSON_Delete(NULL); /* keeps libcjson among the libraries to be loaded */
+    fputs(answer, stdout);
+    openapiClientTearDown(&client);
+    return 0;
+}
