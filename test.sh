@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 . tools/packages.sh
 
-need g++ cmake make libcjson-dev libgtest-dev lighttpd curl
+need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl
 jobs=$(nproc)
 run()
 {

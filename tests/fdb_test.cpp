@@ -25,7 +25,7 @@ protected:
     std::vector<std::string> walk(const std::string &vlan)
     {
         std::vector<std::string> seen;
-        for (std::string position; seen.size() < 10000;) {
+        for (std::string position; seen.size() < 1000;) {
             std::string answer = send("GET", "fdb/entry-next?vlanId=" + vlan + position);
             if (answer == failure(10000))
                 return seen;

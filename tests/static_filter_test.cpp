@@ -192,8 +192,8 @@ TEST_F(StaticFilter, keepsTheInterfacesOfAFilter)
           lists("1", "20-22,28"), successLine()}, "dst", "1,5"},
         {{"POST", "filter-dst-intf?vlanId=2&ifNum=21", "{" + macBody + "}", /* forwards where it filtered */
           "DstIntfAdd mac=" + mac + " vlanId=2 ifNum=21 -> 0 mac=" + mac, successLine()}, "dst-filt", "20,22,28"},
-        {{"DELETE", "filter-dst-intf-list?filterIntfList=22-24&fwdIntfList=5&vlanId=2&ifNum=0&" + macQuery, "",
-          "DstIntfListDelete mac=" + mac + " vlanId=2 ifNum=0" + lists("5", "22-24") + " -> 0 mac=" + mac +
+        {{"DELETE", "filter-dst-intf-list?filterIntfList=22-24&fwdIntfList=5&vlanId=2&ifNum=5&" + macQuery, "",
+          "DstIntfListDelete mac=" + mac + " vlanId=2 ifNum=5" + lists("5", "22-24") + " -> 0 mac=" + mac +
           lists("5", "22-24"), successLine()}, "dst-filt", "20,28"},
         {{"DELETE", "filter-dst-intf?vlanId=2&ifNum=1&" + macQuery, "",
           "DstIntfDelete mac=" + mac + " vlanId=2 ifNum=1 -> 0 mac=" + mac, successLine()}, "dst", "21"},

@@ -139,16 +139,16 @@ template <Protocol P> static int clearAll()
     return clearTotal<P>();
 }
 
-/*
- * The VLANs MVRP knows: those of the VLAN table, where it runs. All of them were configured here (the neighbours
- * declare none of their own), so that none is dynamic.
- */
+/* The VLANs MVRP knows: those of the VLAN table, where it runs. */
 static int registeredVlans(bool running, uint32_t vlanType, VlanIdList *vlans, uint32_t *count)
 {
     enum { VLANS_ALL, VLANS_STATIC, VLANS_DYNAMIC };
     if (vlanType > VLANS_DYNAMIC)
         return OPEN_BAD_ARGUMENT;
-    setList(vlans, running && vlanType != VLANS_DYNAMIC ? existingVlans() : std::vector<uint16_t>());
+    std::vector<uint16_t> known = running ? existingVlans() : std::vector<uint16_t>();
+    if (vlanType != VLANS_ALL)
+        std::erase_if(known, [=](uint16_t vlan) { return vlanIsDynamic(vlan) != (vlanType == VLANS_DYNAMIC); });
+    setList(vlans, known);
     *count = vlans->count;
     return OPEN_OK;
 }

@@ -246,6 +246,12 @@ static int deleteVlan(uint32_t vlan)
     return OPEN_OK;
 }
 
+bool vlanIsDynamic(uint32_t vlan)
+{
+    auto found = vlans.find(vlan);
+    return found != vlans.end() && found->second.type == VLAN_DYNAMIC;
+}
+
 static uint32_t dynamicVlans()
 {
     return (uint32_t)std::count_if(vlans.begin(), vlans.end(),

@@ -14,6 +14,9 @@
 /* The VLANs there are, ascending. */
 std::vector<uint16_t> existingVlans();
 
+/* Was the VLAN registered by a neighbour, not configured? False as well when there is no such VLAN. */
+bool vlanIsDynamic(uint32_t vlan);
+
 /* The ids of a list that came from a client. */
 std::set<uint16_t> idsOf(const VlanIdList &list);
 
