@@ -1,8 +1,9 @@
 #!/bin/bash
 # fdb_walk.sh BUILD [STATIONS [VLANS]] - walks a forwarding database (16384 stations in 4 VLANs) from its first entry to
-# its last, a request a step as a web server makes them. Fails when an entry was lost or repeated; says what a step takes
-# at the start, in the middle and at the end of the table: by the clock, with the start of the program and this script's
-# share, and the virtual switch's processor time. Takes a minute or two; nothing is left behind: no process, no session.
+# its last, a request a step as a web server makes them. Fails when an entry was lost or repeated; says what a step
+# takes at the start, in the middle and at the end of the table: by the clock, with the start of the program and this
+# script's share, and the virtual switch's processor time. Takes a minute or two; nothing is left behind: no process, no
+# session.
 set -euo pipefail
 build=${1:?BUILD is missing: the directory that holds switching_v2.cgi and vswitch}
 stations=${2:-16384}
