@@ -88,23 +88,17 @@ int paramGetExact(const char *input, const char *key, char *buffer, size_t size)
 {
     if (!input || !key || !buffer || size == 0)
         return RESULT_GENERAL_FAILED;
-    char *copy = strdup(input);
-    if (!copy)
-        return RESULT_GENERAL_FAILED;
-
-    int result = RESULT_GENERAL_FAILED;
     size_t keyLength = strlen(key);
-    char *rest = nullptr;
-    for (char *piece = strtok_r(copy, "&", &rest); piece; piece = strtok_r(nullptr, "&", &rest)) {
-        if (strncmp(piece, key, keyLength) != 0 || piece[keyLength] != '=')
-            continue;
-        snprintf(buffer, size, "%s", piece + keyLength + 1);
-        urlDecodeInPlace(buffer);
-        result = 0;
-        break;
+    for (const char *piece = input; *piece;) {
+        size_t length = strcspn(piece, "&");
+        if (strncmp(piece, key, keyLength) == 0 && piece[keyLength] == '=') {
+            snprintf(buffer, size, "%.*s", (int)(length - keyLength - 1), piece + keyLength + 1);
+            urlDecodeInPlace(buffer);
+            return 0;
+        }
+        piece += length + (piece[length] == '&');
     }
-    free(copy);
-    return result;
+    return RESULT_GENERAL_FAILED;
 }
 
 /* The value of a hexadecimal digit, -1 for any other character. */

@@ -1,17 +1,28 @@
 /*
  * main.cpp - one process, one request: attach to the switch, find the endpoint, answer, detach.
  */
+#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include "common/open_client.h"
 #include "httpd/dispatch.h"
 #include "log/log.h"
 #include "main/endpoints.h"
 
+/* A closed standard stream must not leave its number to the next file that is opened: the answer would go there. */
+static void occupyStandardStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; stream++)
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", O_RDWR); /* takes the lowest free number: this one */
+}
+
 int main()
 {
+    occupyStandardStreams();
     signal(SIGPIPE, SIG_IGN); /* a web server that has stopped reading does not change how a request ends */
 
     logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
