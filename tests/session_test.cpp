@@ -135,7 +135,7 @@ TEST_F(Session, staysWellFormedUnderManyRequests)
     environment["SANDBOX_UPTIME"] = "7300";
     std::vector<Process> processes;
     for (int i = 0; i < 20; i++)
-        processes.push_back(startProcess({std::string(BUILD_DIRECTORY) + "/switching_v2.cgi"}, environment, ""));
+        processes.push_back(startProcess(programCommand(), environment, ""));
     for (Process process : processes)
         EXPECT_NE(finishProcess(process).output.find("32768"), std::string::npos);
     EXPECT_EQ(file(), "joe\n7300\nrw\ns");

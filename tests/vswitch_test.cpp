@@ -130,7 +130,7 @@ TEST_F(VirtualSwitch, letsOnlyTheLateAnswerWait)
 {
     tell("fault rpcclt_openapiDot1dStpPriorityGet delay=2000 times=1");
     auto before = std::chrono::steady_clock::now();
-    Process late = startProcess({std::string(BUILD_DIRECTORY) + "/switching_v2.cgi"}, request("GET", "bridge/dot1d-stp-priority"), "");
+    Process late = startProcess(programCommand(), request("GET", "bridge/dot1d-stp-priority"), "");
     while (takeTrace().empty())
         usleep(1000);
     expectAlive();

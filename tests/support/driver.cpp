@@ -17,7 +17,7 @@
 
 namespace fs = std::filesystem;
 
-/* Where the build put things; a launcher (an emulator, say) can stand before the program. */
+/* Where the build put things. */
 static const std::string buildDirectory = BUILD_DIRECTORY;
 
 static std::string setting(const char *name, const std::string &otherwise)
@@ -26,7 +26,7 @@ static std::string setting(const char *name, const std::string &otherwise)
     return value && *value ? value : otherwise;
 }
 
-static std::vector<std::string> programCommand()
+std::vector<std::string> programCommand()
 {
     std::vector<std::string> command;
     std::istringstream launcher(setting("TEST_LAUNCHER", ""));
@@ -34,6 +34,11 @@ static std::vector<std::string> programCommand()
         command.push_back(word);
     command.push_back(setting("TEST_PROGRAM", buildDirectory + "/switching_v2.cgi"));
     return command;
+}
+
+std::string platformLibraries()
+{
+    return setting("TEST_LIBRARIES", buildDirectory + "/lib");
 }
 
 const std::string &scratchDirectory()
@@ -261,6 +266,7 @@ Environment SwitchTest::request(const std::string &method, const std::string &ta
         {"OPENCLT_SOCKET", socket},
         {"SANDBOX_TMP", directory + "/tmp"},
         {"LD_PRELOAD", setting("TEST_SANDBOX", buildDirectory + "/lib/libsandbox.so")},
+        {"LD_LIBRARY_PATH", setting("TEST_LIBRARIES", "")},
         {"ASAN_OPTIONS", "verify_asan_link_order=0:handle_segv=0:allocator_may_return_null=1"},
         {"UBSAN_OPTIONS", "print_stacktrace=1"},
     };

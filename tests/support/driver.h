@@ -21,6 +21,19 @@ struct Outcome {
     std::string errors;
 };
 
+/*
+ * The command that starts the program: that of the build, unless the environment says otherwise.
+ *
+ *   TEST_PROGRAM     the path of another build of it, say one for the switch's processor
+ *   TEST_LIBRARIES   the directory of its platform libraries, for one without a run path
+ *   TEST_SANDBOX     the sandbox library of its kind
+ *   TEST_LAUNCHER    words to put before it, say an emulator, which has to leave LD_PRELOAD to the program
+ */
+std::vector<std::string> programCommand();
+
+/* The directory of the program's platform libraries. */
+std::string platformLibraries();
+
 /* A process in the background. */
 struct Process {
     pid_t pid = -1;

@@ -7,11 +7,15 @@
  *   SANDBOX_SLEEP_MS         what sleep() sleeps, whatever it is asked for
  *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
  *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
+ *   SANDBOX_READ_ONLY        /tmp is on a read-only file system
+ *   SANDBOX_FAIL_ALLOCATION  N: the Nth allocation since main was entered fails, the others do not; the file
+ *                            allocation-failed in /tmp says that there was one (preloaded only)
  */
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -41,9 +45,20 @@ static const char *moved(const char *path, Path *storage)
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
+/* Whether `path`, which is to be changed, must not be. */
+static bool isReadOnly(const char *path)
+{
+    if (!getenv("SANDBOX_READ_ONLY") || strncmp(path, "/tmp/", 5) != 0)
+        return false;
+    errno = EROFS;
+    return true;
+}
+
 static int openMoved(const char *path, int flags, mode_t mode)
 {
     Path storage;
+    if ((flags & O_ACCMODE) != O_RDONLY && isReadOnly(path))
+        return -1;
     return NEXT(open)(moved(path, &storage), flags, mode);
 }
 
@@ -64,18 +79,24 @@ EXPORT int __open_2(const char *path, int flags) /* open() in a fortified build 
 EXPORT FILE *fopen(const char *path, const char *mode)
 {
     Path storage;
+    if (strcspn(mode, "wa+") < strlen(mode) && isReadOnly(path))
+        return nullptr;
     return NEXT(fopen)(moved(path, &storage), mode);
 }
 
 EXPORT int unlink(const char *path) noexcept
 {
     Path storage;
+    if (isReadOnly(path))
+        return -1;
     return NEXT(unlink)(moved(path, &storage));
 }
 
 EXPORT int rename(const char *from, const char *to) noexcept
 {
     Path fromStorage, toStorage;
+    if (isReadOnly(from))
+        return -1;
     return NEXT(rename)(moved(from, &fromStorage), moved(to, &toStorage));
 }
 
@@ -108,3 +129,73 @@ EXPORT int openapiClientRegister(const char *name, struct OpenClient *client)
     Register *original = (Register *)dlsym(RTLD_NEXT, "openapiClientRegister");
     return original ? original(name, client) : -1;
 }
+
+#ifdef SANDBOX_PRELOADED /* what links this file keeps its own memory */
+
+static long untilFailure; /* allocations, the failing one included; 0 when none is to fail */
+
+static bool allocationFails()
+{
+    if (untilFailure == 0 || --untilFailure > 0)
+        return false;
+    int mark = open("/tmp/allocation-failed", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    if (mark >= 0)
+        close(mark);
+    errno = ENOMEM;
+    return true;
+}
+
+EXPORT void *malloc(size_t size) noexcept
+{
+    static auto *const original = NEXT(malloc);
+    return allocationFails() ? nullptr : original(size);
+}
+
+EXPORT void *calloc(size_t count, size_t size) noexcept
+{
+    static auto *const original = NEXT(calloc);
+    return allocationFails() ? nullptr : original(count, size);
+}
+
+EXPORT void *realloc(void *old, size_t size) noexcept
+{
+    static auto *const original = NEXT(realloc);
+    return allocationFails() ? nullptr : original(old, size);
+}
+
+/* A sanitizer's own would not allocate by the functions above. */
+EXPORT char *strndup(const char *text, size_t limit) noexcept
+{
+    size_t length = strnlen(text, limit);
+    char *copy = (char *)malloc(length + 1);
+    if (!copy)
+        return nullptr;
+    copy[length] = 0;
+    return (char *)memcpy(copy, text, length);
+}
+
+EXPORT char *strdup(const char *text) noexcept
+{
+    return strndup(text, SIZE_MAX);
+}
+
+using Main = int(int, char **, char **);
+static Main *originalMain;
+
+static int mainInSandbox(int argc, char **argv, char **environment)
+{
+    const char *failing = getenv("SANDBOX_FAIL_ALLOCATION");
+    untilFailure = failing ? atol(failing) : 0;
+    return originalMain(argc, argv, environment);
+}
+
+EXPORT int __libc_start_main(Main *entry, int argc, char **argv, void (*init)(), void (*fini)(), void (*dynamicFini)(),
+                             void *stackEnd)
+{
+    using Start = int(Main *, int, char **, void (*)(), void (*)(), void (*)(), void *);
+    originalMain = entry;
+    Start *original = (Start *)dlsym(RTLD_NEXT, "__libc_start_main");
+    return original(mainInSandbox, argc, argv, init, fini, dynamicFini, stackEnd);
+}
+
+#endif

@@ -1,0 +1,201 @@
+#!/bin/bash
+# load_test.sh BUILD [SECONDS] - many requests of several sessions at once, behind lighttpd, for so long (10): every
+# answer is whole and right, and what they leave behind (sessions, log, no process) is as it should be.
+set -u
+build=$(cd "$1" && pwd -P)
+seconds=${2:-10}
+run=$(mktemp -d)
+mkdir -p "$run/tmp/session"
+printf 'admin\n0\nadmin' >"$run/tmp/session/admin"
+printf 'joe\n0\nrw\nrw' >"$run/tmp/session/rw"
+printf 'jim\n0\nro\nro' >"$run/tmp/session/ro"
+# Everything is logged, and the log is nearly full: it is rotated in the middle.
+printf '7\0\0\0' >"$run/tmp/devmgr_log_level"
+yes 'a line of another program' | head -c $((0x100000 - 20000)) >"$run/tmp/zt731.log"
+echo >>"$run/tmp/zt731.log"
+pids=()
+trap 'kill "${pids[@]}" 2>/dev/null; wait; rm -rf "$run"' EXIT
+export PATH=$PATH:/usr/sbin:/sbin OPENCLT_SOCKET=$run/vswitch.sock
+
+"$build/vswitch" >"$run/vswitch.log" 2>&1 &
+pids+=($!)
+for _ in $(seq 100); do
+    [ -S "$OPENCLT_SOCKET" ] && break
+    sleep 0.05
+done
+"$build/vswitch" fault rpcclt_openapiVlanVIDListGet code=0 "vidList=$(seq -s, 1 500)" numOfElements=500 || exit 1
+"$build/vswitch" fault rpcclt_openapiVlanCreate code=0 delay=20 || exit 1 # those behind it are not kept waiting
+"$build/vswitch" fault rpcclt_openapiFdbFlush hangup || exit 1
+
+for port in $(shuf -i 20000-40000 -n 20); do
+    cat >"$run/lighttpd.conf" <<END
+server.document-root = "$run"
+server.bind = "127.0.0.1"
+server.port = $port
+server.modules = ("mod_setenv")
+include "$build/switching_v2.conf"
+setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", "SANDBOX_TMP" => "$run/tmp",
+                          "LD_PRELOAD" => "$build/lib/libsandbox.so",
+                          "ASAN_OPTIONS" => "verify_asan_link_order=0")
+END
+    lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1 &
+    server=$!
+    for _ in $(seq 100); do
+        curl -s -o /dev/null "http://127.0.0.1:$port/" && break
+        kill -0 $server 2>/dev/null || break
+        sleep 0.05
+    done
+    kill -0 $server 2>/dev/null && break
+done
+pids+=($server)
+
+python3 - "$port" "$seconds" "$run/tmp" "$build/switching_v2.cgi" "$OPENCLT_SOCKET" <<'END'
+import collections, glob, http.client, json, os, re, sys, threading, time
+
+port, seconds, tmp, program, socket = int(sys.argv[1]), float(sys.argv[2]), *sys.argv[3:6]
+wrong = []
+counts = collections.Counter()
+
+
+def resp(code, message):
+    return {"respCode": code, "respMsg": message, "status": "fail" if code else "success"}
+
+
+def data(name, *values):  # one of these is right
+    return [{name: value, "resp": resp(0, "Success")} for value in values]
+
+
+def outcome(code, message):
+    return [{"resp": resp(code, message)}]
+
+
+done = outcome(0, "Success")
+# method, path, body, the bodies that are right; None: a page of the web server's own, as the program prints nothing
+requests = [
+    ("GET", "bridge/dot1d-stp-priority", None, data("bridge", {"priority": 32768})),
+    ("GET", "bridge/dot1d-base-num-ports", None, data("bridge", {"numPorts": 28})),
+    ("GET", "bridge/db-dot1d-tp-aging-time", None, data("bridge", *({"agingTime": time} for time in (300, 400, 500)))),
+    ("PUT", "bridge/db-dot1d-tp-aging-time", '{"agingTime": 400}', done),
+    ("PUT", "bridge/db-dot1d-tp-aging-time", '{"agingTime": 500}', done),
+    ("PUT", "bridge/db-dot1d-tp-aging-time", '{"agingTime"', outcome(10003, "Invalid argument")),
+    ("GET", "bridge/dot1d-stp-port-state?port=99", None, outcome(10003, "Invalid argument")),
+    ("POST", "bridge/dot1d-is-valid-intf?intIfNum=3", "", done),
+    ("GET", "vlan/vid-list?intfNum=1", None, data("vlan", {"numOfElements": 500, "vidList": list(range(1, 501))})),
+    ("POST", "vlan/create?vlanNum=10", "", done),
+    ("GET", "dot1ad/service-name", None, outcome(17002, "Unsupported Feature")),
+    ("GET", "no-such/endpoint", None, None),
+    ("POST", "fdb/flush", "", outcome(10000, "General Failed")),
+]
+
+
+def expected(session, method, right):
+    if right is None:
+        return 500
+    allowed = session in ("admin", "rw") or session == "ro" and method == "GET"
+    return 200 if allowed else 403
+
+
+def ask(number, session, until):
+    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=60)
+    headers = {"Session": session} if session else {}
+    step = number * 5  # they do not march in step
+    while time.monotonic() < until and len(wrong) < 10:
+        method, path, body, right = requests[step % len(requests)]
+        step += 1
+        what = f"{method} {path} as {session}"
+        try:
+            connection.request(method, "/api/v2/switching/" + path, body, headers)
+            answer = connection.getresponse()
+            text = answer.read()
+        except Exception as error:
+            wrong.append(f"{what}: {error!r}")
+            return
+        status = expected(session, method, right)
+        counts[status] += 1
+        if answer.status != status:
+            wrong.append(f"{what}: status {answer.status} instead of {status}: {text[:200]}")
+        elif status == 403 and text != b"":
+            wrong.append(f"{what}: a body of {text[:200]}")
+        elif status == 200:
+            if answer.getheader("Content-Type") != "application/json":
+                wrong.append(f"{what}: is {answer.getheader('Content-Type')}")
+            try:
+                if json.loads(text) not in right:
+                    wrong.append(f"{what}: {text[:400]}")
+            except ValueError as error:
+                wrong.append(f"{what}: {error}: {text[:400]}")
+
+
+def left_over():
+    """The processes of the program that serve this test."""
+    for directory in glob.glob("/proc/[0-9]*"):
+        try:
+            if os.readlink(directory + "/exe") == program:
+                with open(directory + "/environ", "rb") as file:
+                    if socket.encode() in file.read():
+                        yield directory
+        except OSError:
+            pass
+
+
+def check_log(path):
+    """Every entry is whole, whoever wrote around it. Returns how many there are."""
+    entry = re.compile(
+        rb"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \([A-Z]+\): kelt_cgi: \[\w+:\d+\] (?:"
+        rb"Register RPC to OpEN success\. \(client name = switching_v2\.cgi_\d+\)\n"
+        rb"|ORNIS Version = [0-9.]+\n"
+        rb"|Open API Version = \d+\.\d+\.\d+\.\d+\n"
+        rb"|Token update to file\. \((?:admin\n\d+\nadmin|joe\n\d+\nrw\nrw|jim\n\d+\nro\nro)\)\r\n"
+        rb"|/tmp/session/\(null\) file not exsits, ignore\n"
+        rb"|Permission denied, not a priviledged user\n"
+        rb"|403 Forbidden\n"
+        rb"|method not found:/api/v2/switching/\S+\n\S+\n\S+\n"
+        rb")|(?:a line of another program)?\n|a[a-z ]*\n")
+    with open(path, "rb") as file:
+        content = file.read()
+    entries = position = 0
+    while position < len(content):
+        match = entry.match(content, position)
+        if not match:
+            wrong.append(f"{path}: at byte {position}: {content[max(0, position - 200):position + 200]}")
+            break
+        position = match.end()
+        entries += match.group().startswith(b"2")
+    return entries
+
+
+start = time.monotonic()
+threads = [threading.Thread(target=ask, args=(number, session, start + seconds))
+           for number, session in enumerate(["admin", "rw", "ro", None] * 3)]
+for thread in threads:
+    thread.start()
+for thread in threads:
+    thread.join()
+took = time.monotonic() - start
+
+patience = time.monotonic() + 10
+while list(left_over()) and time.monotonic() < patience:
+    time.sleep(0.05)
+wrong += [f"{process} is left" for process in left_over()]
+
+for name, form in ("admin", r"admin\n\d+\nadmin"), ("rw", r"joe\n\d+\nrw\nrw"), ("ro", r"jim\n\d+\nro\nro"):
+    with open(f"{tmp}/session/{name}") as file:
+        content = file.read()
+    if not re.fullmatch(form, content) or "\n0\n" in content:
+        wrong.append(f"the session file of {name} holds {content!r}")
+if sorted(os.listdir(tmp)) != ["devmgr_log_level", "session", "zt731.log", "zt731.log.old"]:
+    wrong.append(f"there are {sorted(os.listdir(tmp))}")
+else:
+    entries = check_log(f"{tmp}/zt731.log") + check_log(f"{tmp}/zt731.log.old")
+    if not entries:
+        wrong.append("nothing was logged")
+    print(f"{sum(counts.values())} requests in {took:.1f} s by {len(threads)} clients: "
+          + ", ".join(f"{counts[status]} of status {status}" for status in sorted(counts))
+          + f"; {entries} log entries kept")
+for line in wrong:
+    print("wrong:", line)
+sys.exit(bool(wrong) or len(counts) < 3)
+END
+failed=$?
+[ $failed = 0 ] || tail -n 20 "$run"/*.log
+exit $failed
