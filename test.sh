@@ -1,11 +1,11 @@
 #!/bin/bash
 # test.sh - installs what is missing, builds, and runs all tests: as released, then under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
+# UndefinedBehaviorSanitizer; then the fuzzers, half a minute each.
 set -euo pipefail
 cd "$(dirname "$0")"
 . tools/packages.sh
 
-need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl
+need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3
 jobs=$(nproc)
 run()
 {
@@ -22,3 +22,4 @@ run()
 }
 run build-test -DCMAKE_BUILD_TYPE=Release
 run build-sanitize -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=address,undefined
+tests/fuzz/run.sh 30

@@ -1,0 +1,53 @@
+/*
+ * fuzz_input.h - takes a fuzzer's input apart from its front. What is asked for beyond its end is zero, or empty.
+ */
+#ifndef TESTS_FUZZ_FUZZ_INPUT_H
+#define TESTS_FUZZ_FUZZ_INPUT_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <algorithm>
+#include <string>
+
+struct FuzzInput {
+    const uint8_t *bytes;
+    size_t size;
+};
+
+inline void takeInto(FuzzInput *input, void *to, size_t size)
+{
+    size_t taken = std::min(size, input->size);
+    if (taken)
+        memcpy(to, input->bytes, taken);
+    if (taken < size)
+        memset((char *)to + taken, 0, size - taken);
+    input->bytes += taken;
+    input->size -= taken;
+}
+
+template <class T> T takeNumber(FuzzInput *input)
+{
+    T number;
+    takeInto(input, &number, sizeof number);
+    return number;
+}
+
+inline std::string takeText(FuzzInput *input, size_t size)
+{
+    std::string text(std::min(size, input->size), 0);
+    takeInto(input, text.data(), text.size());
+    return text;
+}
+
+/* Up to the next newline, which is dropped. */
+inline std::string takeLine(FuzzInput *input)
+{
+    const void *end = input->size ? memchr(input->bytes, '\n', input->size) : nullptr;
+    std::string line = takeText(input, end ? (size_t)((const uint8_t *)end - input->bytes) : input->size);
+    takeText(input, 1);
+    return line;
+}
+
+#endif

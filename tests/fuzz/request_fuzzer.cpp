@@ -1,0 +1,247 @@
+/*
+ * request_fuzzer.cpp - requests of any kind, to a switch that replies anything, with memory that runs out now and then.
+ *
+ * An input is lines, and what follows them is the switch's replies:
+ *
+ *   method            as it is; empty with "@N": the endpoint's
+ *   URI               "@N" at its start stands for the path of the Nth endpoint
+ *   query             empty: what follows the URI's first "?"; "-": none
+ *   content length    empty: the body's; "-": none
+ *   session           "admin", "rw" and "ro" are good ones, "fuzz" is that of the line after the next; "-": none
+ *   refresh           empty: none
+ *   session file      "|" stands for a newline
+ *   body
+ *   flags (one byte)  1: the replies of the start-up come from here, too; 2: the client cannot be registered
+ *   failing (one)     the allocation that fails, 0 for none
+ *
+ * Whatever it is, the answer is nothing at all, a refusal, or an envelope; and nobody is served without a session.
+ */
+#include <cjson/cJSON.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "common/open_client.h"
+#include "httpd/dispatch.h"
+#include "log/log.h"
+#include "main/endpoints.h"
+#include "tests/fuzz/fuzz_input.h"
+#include "tests/fuzz/hostile_switch.h"
+#include "tests/fuzz/short_memory.h"
+
+struct Endpoint {
+    std::string path;
+    const char *method;
+};
+
+/* A directory as it was registered. */
+struct Registered {
+    RouteDir *dir;
+    RouteDir *firstChild;
+};
+
+static RouteTree *tree;
+static std::vector<Endpoint> endpoints;
+static std::vector<Registered> registered;
+static std::string temporary;
+
+static void collect(RouteDir *dir, const std::string &path)
+{
+    registered.push_back({dir, dir->firstChild});
+    for (RouteEntry *entry = dir->entries; entry; entry = entry->next)
+        endpoints.push_back({path + "/" + entry->name, httpMethodName(entry->method)});
+    for (RouteDir *child = dir->firstChild; child; child = child->nextSibling)
+        collect(child, path + "/" + child->name);
+}
+
+/* A request creates the directories it names. They are taken out of the way of the next one, but never freed. */
+static void forgetNewDirectories()
+{
+    static RouteDir *forgotten = nullptr;
+    for (const Registered &known : registered)
+        while (known.dir->firstChild != known.firstChild) {
+            RouteDir *dir = known.dir->firstChild;
+            known.dir->firstChild = dir->nextSibling;
+            dir->nextSibling = forgotten;
+            forgotten = dir;
+        }
+}
+
+static void writeSession(const char *name, const std::string &content)
+{
+    FILE *file = fopen((temporary + "/session/" + name).c_str(), "w");
+    if (!file)
+        abort();
+    fwrite(content.data(), 1, content.size(), file);
+    fclose(file);
+}
+
+static void removeTemporary()
+{
+    std::filesystem::remove_all(temporary);
+}
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    temporary = (std::filesystem::temp_directory_path() / "request-fuzzer-XXXXXX").string();
+    if (!mkdtemp(temporary.data()))
+        abort();
+    atexit(removeTemporary);
+    setenv("SANDBOX_TMP", temporary.c_str(), 1);
+    setenv("SANDBOX_UPTIME", "7300", 1);
+    mkdir((temporary + "/session").c_str(), 0700);
+    writeSession("admin", "admin\n7000\nadmin");
+    writeSession("rw", "joe\n7000\nrw\nrw");
+    writeSession("ro", "joe\n7000\nro\nro");
+
+    tree = routeTreeCreate();
+    registerEndpoints(tree);
+    collect(tree->root, "");
+    return 0;
+}
+
+static void setVariable(const char *name, const std::string &value, bool present)
+{
+    if (present)
+        setenv(name, value.c_str(), 1);
+    else
+        unsetenv(name);
+}
+
+/* Makes the environment of a request out of the input's lines. Returns the body. */
+static std::string arrangeRequest(FuzzInput *input)
+{
+    std::string method = takeLine(input);
+    std::string uri = takeLine(input);
+    if (!uri.empty() && uri[0] == '@') {
+        char *rest;
+        const Endpoint &endpoint = endpoints[strtoul(uri.c_str() + 1, &rest, 10) % endpoints.size()];
+        uri = endpoint.path + rest;
+        if (method.empty())
+            method = endpoint.method;
+    }
+    setVariable("REQUEST_METHOD", method, !method.empty());
+    setVariable("REQUEST_URI", uri, !uri.empty());
+
+    std::string query = takeLine(input);
+    size_t question = uri.find('?');
+    if (query.empty() && question != std::string::npos)
+        query = uri.substr(question + 1);
+    setVariable("QUERY_STRING", query, query != "-");
+
+    std::string length = takeLine(input);
+    std::string session = takeLine(input);
+    std::string refresh = takeLine(input);
+    std::string file = takeLine(input);
+    std::string body = takeLine(input);
+    setVariable("CONTENT_LENGTH", length.empty() ? std::to_string(body.size()) : length, length != "-");
+    setVariable("HTTP_SESSION", session, session != "-");
+    setVariable("HTTP_REFRESH", refresh, !refresh.empty());
+    if (session == "fuzz") {
+        std::replace(file.begin(), file.end(), '|', '\n');
+        writeSession("fuzz", file);
+    }
+    return body;
+}
+
+/* As the program's entry does it. */
+static void serve()
+{
+    logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
+    if (initHandler("switching_v2.cgi", &openClient) >= 0) {
+        httpdProcessRequest(tree);
+        openapiClientTearDown(&openClient);
+    }
+    logClose();
+}
+
+static void check(bool holds, const char *what, const std::string &output)
+{
+    if (holds)
+        return;
+    fprintf(stderr, "%s\n%s\n", what, output.c_str());
+    abort();
+}
+
+static void checkEnvelope(const std::string &body, const std::string &output)
+{
+    const char *end = nullptr;
+    cJSON *root = cJSON_ParseWithLengthOpts(body.c_str(), body.size() + 1, &end, 0);
+    check(root, "The body is no JSON:", output);
+    check(*end == 0 || strcmp(end, "\n") == 0, "Something stands behind the envelope:", output);
+    cJSON *resp = cJSON_GetArrayItem(root, cJSON_GetArraySize(root) - 1);
+    check(resp && strcmp(resp->string, "resp") == 0, "The last member is not \"resp\":", output);
+    cJSON *code = cJSON_GetObjectItemCaseSensitive(resp, "respCode");
+    cJSON *message = cJSON_GetObjectItemCaseSensitive(resp, "respMsg");
+    cJSON *status = cJSON_GetObjectItemCaseSensitive(resp, "status");
+    check(cJSON_IsNumber(code) && cJSON_IsString(message) && cJSON_IsString(status), "A part is missing:", output);
+    bool success = code->valuedouble == 0;
+    check(strcmp(status->valuestring, success ? "success" : "fail") == 0, "Code and status differ:", output);
+    check(cJSON_GetArraySize(root) <= (success ? 2 : 1), "There is too much data:", output);
+    cJSON_Delete(root);
+}
+
+static bool mayBeServed()
+{
+    const char *session = getenv("HTTP_SESSION");
+    const char *method = getenv("REQUEST_METHOD");
+    if (!session || !method)
+        return false;
+    for (const char *good : {"admin", "rw", "fuzz"})
+        if (strcmp(session, good) == 0)
+            return true;
+    return strcmp(session, "ro") == 0 && strcasecmp(method, "GET") == 0;
+}
+
+static void checkAnswer(const std::string &output, int outcome)
+{
+    static const std::string header = "Content-Type: application/json\r\n\r\n";
+    if (output.empty() || output == "Status:403\r\n\r\n" || output.starts_with("Invalid request path '")) {
+        bool lost = output.empty() && outcome != NO_FAILURE; /* where there is no header either */
+        check(callsSinceStart() == 0 || lost, "The switch was asked, but there is no answer:", output);
+        return;
+    }
+    check(mayBeServed(), "Nobody should have been served:", output);
+    std::string body = output.starts_with(header) ? output.substr(header.size()) : output;
+    if (!body.empty())
+        checkEnvelope(body, output);
+    else
+        check(outcome != NO_FAILURE, "There is no body:", output);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
+{
+    FuzzInput input = {bytes, size};
+    std::string body = arrangeRequest(&input);
+    uint8_t flags = takeNumber<uint8_t>(&input);
+    uint8_t failing = takeNumber<uint8_t>(&input);
+    replyFrom(&input, flags & 1, !(flags & 2));
+
+    FILE *usualInput = stdin, *usualOutput = stdout;
+    char *output = nullptr;
+    size_t outputSize = 0;
+    FILE *file = body.empty() ? fopen("/dev/null", "r") : fmemopen(body.data(), body.size(), "r");
+    FILE *stream = open_memstream(&output, &outputSize);
+    if (!file || !stream)
+        abort();
+    stdin = file;
+    stdout = stream;
+    int outcome = runWithMemory(serve, failing);
+    stdin = usualInput;
+    stdout = usualOutput;
+    fclose(file);
+    fclose(stream);
+    if (outcome & EXITED)
+        logClose(); /* the process would have ended */
+    checkAnswer(std::string(output, outputSize), outcome);
+    free(output);
+    forgetNewDirectories();
+    return 0;
+}
