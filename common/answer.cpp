@@ -45,35 +45,45 @@ static bool addDatum(cJSON *object, const Datum &datum)
     return false;
 }
 
-/* The data object as an unformatted text (free), or null. */
-static char *printData(Data data)
+/* The data object, or null. */
+static cJSON *dataObject(Data data)
 {
     cJSON *object = cJSON_CreateObject();
     bool complete = object;
     for (const Datum &datum : data)
         complete = complete && addDatum(object, datum);
-    char *text = complete ? cJSON_PrintUnformatted(object) : nullptr;
+    if (complete)
+        return object;
     cJSON_Delete(object);
-    return text;
+    return nullptr;
 }
 
 enum LineEnd { WITHOUT_LINE_END, WITH_LINE_END };
 
-static void answer(ResultCode code, const char *name, const char *data, LineEnd lineEnd)
+/* Prints and frees the envelope, unless there is none. */
+static void printEnvelope(char *envelope, LineEnd lineEnd)
+{
+    if (envelope)
+        fputs(envelope, stdout);
+    if (envelope && lineEnd == WITH_LINE_END)
+        putchar('\n');
+    free(envelope);
+}
+
+static void answerBare(ResultCode code, LineEnd lineEnd)
 {
     char *envelope = nullptr;
-    responseJsonRreallocStr(code, name, data, &envelope);
-    if (envelope)
-        printf("%s%s", envelope, lineEnd == WITH_LINE_END ? "\n" : "");
-    free(envelope);
+    responseJsonRreallocStr(code, nullptr, nullptr, &envelope);
+    printEnvelope(envelope, lineEnd);
 }
 
 static void answerSuccess(const char *name, Data data)
 {
-    char *text = printData(data);
-    if (text)
-        answer(RESULT_SUCCESS, name, text, WITHOUT_LINE_END);
-    free(text);
+    char *envelope = nullptr;
+    cJSON *object = dataObject(data);
+    if (object)
+        responseJsonDocument(RESULT_SUCCESS, name, object, &envelope);
+    printEnvelope(envelope, WITHOUT_LINE_END);
 }
 
 void answerData(const char *name, ResultCode code, Data data)
@@ -81,7 +91,7 @@ void answerData(const char *name, ResultCode code, Data data)
     if (code == RESULT_SUCCESS)
         answerSuccess(name, data);
     else
-        answer(code, name, nullptr, WITHOUT_LINE_END);
+        answerBare(code, WITHOUT_LINE_END);
 }
 
 void answerDataOrOutcome(const char *name, ResultCode code, Data data)
@@ -94,19 +104,19 @@ void answerDataOrOutcome(const char *name, ResultCode code, Data data)
 
 void answerOutcome(ResultCode code)
 {
-    answer(code, nullptr, nullptr, WITH_LINE_END);
+    answerBare(code, WITH_LINE_END);
 }
 
 void answerOutcomeFixed(ResultCode code)
 {
     char envelope[1024] = "";
     responseJsonStr(code, nullptr, nullptr, envelope);
-    printf("%s", envelope);
+    fputs(envelope, stdout);
 }
 
 void unsupportedRead()
 {
-    answer(RESULT_UNSUPPORTED_FEATURE, nullptr, nullptr, WITHOUT_LINE_END);
+    answerBare(RESULT_UNSUPPORTED_FEATURE, WITHOUT_LINE_END);
 }
 
 void unsupportedWrite()

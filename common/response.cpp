@@ -111,7 +111,7 @@ const char *resultMessage(ResultCode code)
     return "Error code unknown";
 }
 
-/* How far the building of an envelope got; the two builders report it differently. */
+/* How far the building of an envelope got. */
 enum Progress { ENVELOPE_NO_ROOT, ENVELOPE_NO_RESP, ENVELOPE_NO_DATA, ENVELOPE_NO_TEXT, ENVELOPE_DONE };
 
 static bool addOutcome(cJSON *resp, ResultCode code)
@@ -121,18 +121,28 @@ static bool addOutcome(cJSON *resp, ResultCode code)
            cJSON_AddStringToObject(resp, "status", code == RESULT_SUCCESS ? "success" : "fail");
 }
 
-/* Parses `data` and adds it under `name`. */
-static bool addParsed(cJSON *root, const char *name, const char *data)
+/*
+ * Where an envelope's data comes from: a document, or else a text to be parsed. Neither is looked at without a name, or
+ * when the code is a failure.
+ */
+struct EnvelopeData {
+    const char *name;
+    const char *text;
+    cJSON *document; /* becomes null when the envelope has taken it over */
+};
+
+static bool addData(cJSON *root, EnvelopeData *data)
 {
-    cJSON *value = cJSON_Parse(data);
-    if (cJSON_AddItemToObject(root, name, value))
-        return true;
-    cJSON_Delete(value);
-    return false;
+    if (!data->document)
+        data->document = cJSON_Parse(data->text);
+    if (!cJSON_AddItemToObject(root, data->name, data->document))
+        return false;
+    data->document = nullptr;
+    return true;
 }
 
 /* Prints the envelope into *text, which belongs to the caller. The data stands before "resp". */
-static Progress buildEnvelope(ResultCode code, const char *dataName, const char *data, bool wantsData, char **text)
+static Progress buildEnvelope(ResultCode code, EnvelopeData data, char **text)
 {
     Progress progress = ENVELOPE_NO_ROOT;
     cJSON *root = cJSON_CreateObject();
@@ -143,7 +153,7 @@ static Progress buildEnvelope(ResultCode code, const char *dataName, const char 
     }
     if (resp && addOutcome(resp, code)) {
         progress = ENVELOPE_NO_DATA;
-        if (code != RESULT_SUCCESS || !wantsData || addParsed(root, dataName, data)) {
+        if (code != RESULT_SUCCESS || !data.name || addData(root, &data)) {
             progress = ENVELOPE_NO_TEXT;
             if (cJSON_AddItemToObject(root, "resp", resp)) {
                 resp = nullptr; /* the root's now */
@@ -152,39 +162,41 @@ static Progress buildEnvelope(ResultCode code, const char *dataName, const char 
             }
         }
     }
+    cJSON_Delete(data.document);
     cJSON_Delete(resp);
     cJSON_Delete(root);
     return progress;
 }
 
-int responseJsonRreallocStr(ResultCode code, const char *dataName, const char *data, char **output)
+/* As both of the builders that allocate do it: the finished text takes the place of *output, a failure is logged. */
+static int replaceOutput(const char *caller, ResultCode code, const EnvelopeData &data, char **output)
 {
+    static const char *const steps[] = {"create root object", "create resp object", "parse data JSON", "print JSON"};
     char *text = nullptr;
-    switch (buildEnvelope(code, dataName, data, dataName && data, &text)) {
-    case ENVELOPE_NO_ROOT:
-        LOG(LEVEL_ERROR, "[MEM] Failed to create root object\n");
+    Progress progress = buildEnvelope(code, data, &text);
+    if (progress != ENVELOPE_DONE) {
+        logWrite(LEVEL_ERROR, "[%s:%d] [MEM] Failed to %s\n", caller, __LINE__, steps[progress]);
         return RESULT_GENERAL_FAILED;
-    case ENVELOPE_NO_RESP:
-        LOG(LEVEL_ERROR, "[MEM] Failed to create resp object\n");
-        return RESULT_GENERAL_FAILED;
-    case ENVELOPE_NO_DATA:
-        LOG(LEVEL_ERROR, "[MEM] Failed to parse data JSON\n");
-        return RESULT_GENERAL_FAILED;
-    case ENVELOPE_NO_TEXT:
-        LOG(LEVEL_ERROR, "[MEM] Failed to print JSON\n");
-        return RESULT_GENERAL_FAILED;
-    case ENVELOPE_DONE:
-        break;
     }
     free(*output);
     *output = text;
     return 0;
 }
 
+int responseJsonRreallocStr(ResultCode code, const char *dataName, const char *data, char **output)
+{
+    return replaceOutput(__func__, code, {data ? dataName : nullptr, data, nullptr}, output);
+}
+
+int responseJsonDocument(ResultCode code, const char *dataName, cJSON *data, char **output)
+{
+    return replaceOutput(__func__, code, {dataName, nullptr, data}, output);
+}
+
 int responseJsonStr(ResultCode code, const char *dataName, const char *data, char *buffer)
 {
     char *text = nullptr;
-    Progress progress = buildEnvelope(code, dataName, data, dataName != nullptr, &text);
+    Progress progress = buildEnvelope(code, {dataName, data, nullptr}, &text);
     if (progress == ENVELOPE_NO_TEXT)
         LOG(LEVEL_ERROR, "package response str error\r\n");
     if (progress != ENVELOPE_DONE)

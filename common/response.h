@@ -35,6 +35,12 @@ const char *resultMessage(ResultCode code);
 int responseJsonRreallocStr(ResultCode code, const char *dataName, const char *data, char **output);
 
 /*
+ * The same with the data as a document instead of its text, which would be printed only to be parsed again. The document
+ * is taken over, whatever the result.
+ */
+int responseJsonDocument(ResultCode code, const char *dataName, struct cJSON *data, char **output);
+
+/*
  * The same envelope, copied into `buffer`: without a terminating zero (the caller clears the buffer) and without a
  * length check (1024 bytes hold every envelope without data). On success a given name demands valid data.
  * Returns 0, or -1 when the envelope could not be built.

@@ -13,26 +13,30 @@
 
 enum { PATH_MAX_BYTES = 1023, BLOCK_BYTES = 32 * 1024 };
 
-/* Memory for the tree, which lives as long as the process; null when there is none. `size` is at most a few KiB. */
-static void *treeAllocate(size_t size)
+static char *block; /* what is left of the newest one */
+static size_t blockLeft;
+
+static bool newBlock()
 {
-    static char *block = nullptr;
-    static size_t left = 0;
+    block = (char *)malloc(BLOCK_BYTES);
+    blockLeft = block ? BLOCK_BYTES : 0;
+    return block;
+}
+
+/* Memory for the tree, which lives as long as the process; null when there is none. `size` is at most a few KiB. */
+static inline void *treeAllocate(size_t size)
+{
     size = (size + alignof(void *) - 1) & ~(alignof(void *) - 1);
-    if (size > left) {
-        block = (char *)malloc(BLOCK_BYTES);
-        left = block ? BLOCK_BYTES : 0;
-        if (!block)
-            return nullptr;
-    }
+    if (size > blockLeft && !newBlock())
+        return nullptr;
     void *memory = block;
     block += size;
-    left -= size;
+    blockLeft -= size;
     return memory;
 }
 
-/* A node with its own copy of `name` right behind it. */
-template <class Node> static Node *newNode(const char *name, size_t length)
+/* A node with its own copy of the name's first `length` bytes right behind it. */
+template <class Node> static inline Node *newNode(const char *name, size_t length)
 {
     Node *node = (Node *)treeAllocate(sizeof(Node) + length + 1);
     if (!node)
@@ -57,7 +61,7 @@ RouteTree *routeTreeCreate()
 static RouteDir *childFindOrCreate(RouteDir *dir, const char *name, size_t length)
 {
     for (RouteDir *child = dir->firstChild; child; child = child->nextSibling)
-        if (strncmp(child->name, name, length) == 0 && child->name[length] == 0)
+        if (child->name[0] == name[0] && strncmp(child->name, name, length) == 0 && child->name[length] == 0)
             return child;
     RouteDir *child = newNode<RouteDir>(name, length);
     if (child) {
@@ -82,11 +86,25 @@ RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path)
     return dir;
 }
 
-static int entryAdd(RouteDir *dir, const char *name, uint32_t method, uint32_t needsSession, RouteHandler handler)
+/* The functions below log under one name. */
+static const char ADD_CALLER[] = "httpdAddCContent";
+
+static RouteDir *findDirForEntries(RouteTree *tree, const char *path)
 {
-    RouteEntry *entry = newNode<RouteEntry>(name, strlen(name));
-    if (!entry)
+    RouteDir *dir = routeDirFindOrCreate(tree, path);
+    if (!dir)
+        logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, dirPtr == NULL\n", ADD_CALLER, __LINE__);
+    return dir;
+}
+
+static int addEntry(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
+                    RouteHandler handler)
+{
+    RouteEntry *entry = newNode<RouteEntry>(name, length);
+    if (!entry) {
+        logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, newEntry == NULL\n", ADD_CALLER, __LINE__);
         return -1;
+    }
     entry->method = method;
     entry->needsSession = needsSession;
     entry->handler = handler;
@@ -98,28 +116,20 @@ static int entryAdd(RouteDir *dir, const char *name, uint32_t method, uint32_t n
 int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
                      RouteHandler handler)
 {
-    const Route row = {name, (HttpMethodCode)method, handler};
-    return httpdAddTable(tree, dirPath, {&row, 1}, needsSession);
+    RouteDir *dir = findDirForEntries(tree, dirPath);
+    return dir ? addEntry(dir, name, strlen(name), method, needsSession, handler) : -1;
 }
 
 int httpdAddTable(RouteTree *tree, const char *dirPath, const RouteTable &table, uint32_t needsSession)
 {
-    static const char caller[] = "httpdAddCContent"; /* under whose name a failure is logged */
-
     /* One walk for all rows: a walk for each would cost more than all the rest of a request. */
-    RouteDir *dir = routeDirFindOrCreate(tree, dirPath);
-    if (!dir) {
-        logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, dirPtr == NULL\n", caller, __LINE__);
+    RouteDir *dir = findDirForEntries(tree, dirPath);
+    if (!dir)
         return -1;
-    }
     int result = 0;
-    for (size_t i = 0; i < table.count; i++) {
-        const Route &row = table.rows[i];
-        if (entryAdd(dir, row.name, row.method, needsSession, row.handler) != 0) {
-            logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, newEntry == NULL\n", caller, __LINE__);
+    for (const Route *row = table.rows; row < table.rows + table.count; row++)
+        if (addEntry(dir, row->name, row->length, row->method, needsSession, row->handler) != 0)
             result = -1;
-        }
-    }
     return result;
 }
 

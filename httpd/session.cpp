@@ -19,26 +19,23 @@
 
 #include "log/log.h"
 
-enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10, LOCK_POLL_MS = 10 };
+enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10, LOCK_POLL_MS = 1 };
 
 /*
  * Only a regular file that lies directly in /tmp/session/ is a session. A token with a "/" would reach other files of
  * /tmp, the shared log among them, into which anybody can write lines that read as a session.
  */
-static FILE *openSession(const char *token, const char *path)
+static int openSession(const char *token, const char *path)
 {
     if (strchr(token, '/'))
-        return nullptr;
-    int descriptor = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        return -1;
+    int session = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     struct stat status;
-    if (descriptor < 0)
-        return nullptr;
-    FILE *file = nullptr;
-    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
-        file = fdopen(descriptor, "r+");
-    if (!file)
-        close(descriptor);
-    return file;
+    if (session >= 0 && (fstat(session, &status) != 0 || !S_ISREG(status.st_mode))) {
+        close(session);
+        return -1;
+    }
+    return session;
 }
 
 static time_t monotonicSeconds()
@@ -49,16 +46,51 @@ static time_t monotonicSeconds()
 }
 
 /* Waits for the lock, but not for ever: a neighbour that hangs with it must not pile up processes behind it. */
-static bool lockSession(FILE *file)
+static bool lockSession(int session)
 {
     for (time_t deadline = monotonicSeconds() + LOCK_WAIT_SECONDS;;) {
-        if (flock(fileno(file), LOCK_EX | LOCK_NB) == 0)
+        if (flock(session, LOCK_EX | LOCK_NB) == 0)
             return true;
         if ((errno != EWOULDBLOCK && errno != EINTR) || monotonicSeconds() >= deadline)
             return false;
         struct timespec pause = {.tv_sec = 0, .tv_nsec = LOCK_POLL_MS * 1000000L};
         nanosleep(&pause, nullptr);
     }
+}
+
+/*
+ * Takes a line with its newline off *text, at most `size` - 1 bytes of it: what is longer is the next line's. Empty at
+ * the end.
+ */
+static void takeLine(const char **text, const char *end, char *line, size_t size)
+{
+    size_t length = size - 1 < (size_t)(end - *text) ? size - 1 : (size_t)(end - *text);
+    const char *newline = (const char *)memchr(*text, '\n', length);
+    if (newline)
+        length = (size_t)(newline + 1 - *text);
+    memcpy(line, *text, length);
+    line[length] = 0;
+    *text += length;
+}
+
+/* The lines that count, each with its newline; empty where the file has none. */
+struct SessionLines {
+    char user[200];
+    char stamp[200];
+    char role[16]; /* "admin" has none: this is the token then, and not looked at */
+};
+
+static SessionLines readSession(int session)
+{
+    SessionLines lines;
+    char text[sizeof lines]; /* as much as they can hold */
+    ssize_t length = read(session, text, sizeof text);
+    const char *rest = text;
+    const char *end = text + (length > 0 ? length : 0);
+    takeLine(&rest, end, lines.user, sizeof lines.user);
+    takeLine(&rest, end, lines.stamp, sizeof lines.stamp);
+    takeLine(&rest, end, lines.role, sizeof lines.role);
+    return lines;
 }
 
 static bool isExpired(long uptime, const char *stampText)
@@ -76,34 +108,27 @@ int checkSessionX(const char *token, const char *refresh, const RouteEntry *entr
         token = "(null)";
     char path[512];
     snprintf(path, sizeof path, "/tmp/session/%s", token);
-    FILE *file = openSession(token, path);
-    if (!file) {
+    int session = openSession(token, path);
+    if (session < 0) {
         LOG(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* the wording is established; the request is refused */
         return -1;
     }
     int verdict = -1;
-    char user[200] = "";
-    char stamp[200] = "";
-    char role[16] = "";
-    char content[256];
+    SessionLines lines;
     struct sysinfo system;
     bool isAdmin;
 
-    if (!lockSession(file)) {
+    if (!lockSession(session)) {
         LOG(LEVEL_ERROR, "File lock failed\n");
         goto done;
     }
-    if (!fgets(user, sizeof user, file) || !fgets(stamp, sizeof stamp, file))
-        stamp[0] = 0; /* a line that is missing is an empty one */
-
-    isAdmin = memcmp(user, "admin\n", sizeof "admin\n") == 0;
+    lines = readSession(session);
+    isAdmin = strcmp(lines.user, "admin\n") == 0;
     if (!isAdmin) {
         bool allowed;
-        if (!fgets(role, sizeof role, file))
-            role[0] = 0;
-        if (strncmp(role, "ro", 2) == 0) {
+        if (strncmp(lines.role, "ro", 2) == 0) {
             allowed = entry->needsSession != SESSION_ADMIN && entry->method == HTTP_GET;
-        } else if (strncmp(role, "rw", 2) == 0) {
+        } else if (strncmp(lines.role, "rw", 2) == 0) {
             allowed = entry->needsSession != SESSION_ADMIN;
         } else {
             LOG(LEVEL_ERROR, "Invalid priviledged level in user session\n");
@@ -118,28 +143,27 @@ int checkSessionX(const char *token, const char *refresh, const RouteEntry *entr
         LOG(LEVEL_ERROR, "Failed to get sysinfo\r\n");
         goto done;
     }
-    if (isExpired(system.uptime, stamp)) {
+    if (isExpired(system.uptime, lines.stamp)) {
         LOG(LEVEL_INFO, "Token timeout(%ld - %ld).please login again. (userName: %s timestamp: %s)\r\n", system.uptime,
-            strtol(stamp, nullptr, 10), user, stamp);
+            strtol(lines.stamp, nullptr, 10), lines.user, lines.stamp);
         unlink(path);
         goto done;
     }
     if (!refresh) {
-        /* Rewritten from its first byte but never shortened: established behaviour, old bytes behind it stay. */
+        char content[256];
         if (isAdmin)
-            snprintf(content, sizeof content, "%s%ld\n%s", user, system.uptime, token);
+            snprintf(content, sizeof content, "%s%ld\n%s", lines.user, system.uptime, token);
         else
-            snprintf(content, sizeof content, "%s%ld\n%s%s", user, system.uptime, role, token);
-        rewind(file);
-        fputs(content, file);
-        fflush(file); /* before the lock is given up */
+            snprintf(content, sizeof content, "%s%ld\n%s%s", lines.user, system.uptime, lines.role, token);
+        /* From its first byte, but it is never shortened: established behaviour, old bytes behind it stay. */
+        [[maybe_unused]] ssize_t written = pwrite(session, content, strlen(content), 0);
         LOG(LEVEL_DEBUG, "Token update to file. (%s)\r\n", content);
     }
-    if (flock(fileno(file), LOCK_UN) != 0)
+    if (flock(session, LOCK_UN) != 0)
         LOG(LEVEL_ERROR, "File unlock failed\n");
     else
         verdict = 0;
 done:
-    fclose(file);
+    close(session);
     return verdict;
 }

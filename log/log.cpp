@@ -87,7 +87,9 @@ static void openLevel()
     logger.levelFd = open(LEVEL_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (logger.levelFd < 0)
         return;
-    if (ftruncate(logger.levelFd, LEVEL_FILE_SIZE) != 0 ||
+    struct stat status; /* cheap, while even a truncation to the same size is the file system's work */
+    bool hasSize = fstat(logger.levelFd, &status) == 0 && status.st_size == LEVEL_FILE_SIZE;
+    if ((!hasSize && ftruncate(logger.levelFd, LEVEL_FILE_SIZE) != 0) ||
         (!isDigit(levelByte()) && pwrite(logger.levelFd, &standard, 1, 0) != 1))
         closeLevel();
 }
