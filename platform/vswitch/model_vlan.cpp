@@ -72,6 +72,7 @@ bool vlanExists(uint32_t vlan)
 std::vector<uint16_t> existingVlans()
 {
     std::vector<uint16_t> ids;
+    ids.reserve(vlans.size());
     for (const auto &[id, vlan] : vlans)
         ids.push_back((uint16_t)id);
     return ids;

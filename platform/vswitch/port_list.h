@@ -5,8 +5,8 @@
 #define VSWITCH_PORT_LIST_H
 
 #include <stdint.h>
-#include <stdio.h>
 
+#include <charconv>
 #include <set>
 #include <sstream>
 #include <string>
@@ -38,11 +38,13 @@ inline bool parsePortList(const std::string &text, PortSet *ports)
         return false;
     std::istringstream items(text);
     for (std::string item; std::getline(items, item, ',');) {
-        uint32_t first = 0, last = 0;
-        int length = 0;
-        if (sscanf(item.c_str(), "%9u%n-%9u%n", &first, &length, &last, &length) < 2)
-            last = first;
-        if (item.empty() || (size_t)length != item.size() || first > last || !portExists(first) || !portExists(last))
+        const char *end = item.data() + item.size();
+        uint32_t first = 0;
+        std::from_chars_result read = std::from_chars(item.data(), end, first);
+        uint32_t last = first;
+        if (read.ec == std::errc() && read.ptr < end && *read.ptr == '-')
+            read = std::from_chars(read.ptr + 1, end, last);
+        if (read.ec != std::errc() || read.ptr != end || first > last || !portExists(first) || !portExists(last))
             return false;
         for (uint32_t port = first; port <= last; port++)
             ports->insert(port);
