@@ -1,6 +1,6 @@
 #!/bin/bash
-# test.sh - installs what is missing, builds, and runs all tests: as released, then under AddressSanitizer and
-# UndefinedBehaviorSanitizer; then the fuzzers, half a minute each.
+# test.sh - installs what is missing, builds, and runs all tests: as released, then the fuzzers for half a minute each,
+# then all again under AddressSanitizer and UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")"
 . tools/packages.sh
@@ -21,5 +21,5 @@ run()
     ctest --test-dir "$build" -j "$jobs" --output-on-failure --no-tests=error
 }
 run build-test -DCMAKE_BUILD_TYPE=Release
-run build-sanitize -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=address,undefined
 tests/fuzz/run.sh 30
+run build-sanitize -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=address,undefined
