@@ -48,7 +48,7 @@ DESTDIR=$stage cmake --install "$aarch64" --strip >/dev/null
 # What is staged is for the right processor, finds the switch's own libraries, and brings no stand-in along.
 program=$(find "$stage" -name switching_v2.cgi)
 snippet=$(find "$stage" -name switching_v2.conf)
-readelf -hdVW "$program" >"$aarch64/readelf.log"
+aarch64-linux-gnu-readelf -hdVW "$program" >"$aarch64/readelf.log"
 # The dynamic loader is on the list because it owns the stack guard; it is there in any case.
 needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$aarch64/readelf.log" | grep -v '^ld-linux-' | xargs)
 libc=$(grep -o 'GLIBC_[0-9.]*' "$aarch64/readelf.log" | sort -uV | tail -1)
