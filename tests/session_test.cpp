@@ -31,7 +31,7 @@ protected:
 
     std::string file() const { return readFile(tmp("session/s")); }
     bool logged(const std::string &text) const { return log().find("[checkSessionX:") != std::string::npos && log().find("] " + text) != std::string::npos; }
-    void logEverything() { writeFile(tmp("devmgr_log_level"), "7\0\0\0"); }
+    void logEverything() { writeFile(tmp("devmgr_log_level"), "7"); }
 };
 
 TEST_F(Session, weighsTheRoleAgainstTheMethod)
@@ -134,6 +134,7 @@ TEST_F(Session, staysWellFormedUnderManyRequests)
     environment["HTTP_SESSION"] = "s";
     environment["SANDBOX_UPTIME"] = "7300";
     std::vector<Process> processes;
+    processes.reserve(20);
     for (int i = 0; i < 20; i++)
         processes.push_back(startProcess(programCommand(), environment, ""));
     for (Process process : processes)

@@ -87,9 +87,9 @@ TEST_F(VirtualSwitch, takesTheSocketOfOneThatDied)
 TEST_F(VirtualSwitch, survivesBadClients)
 {
     const std::string check = "rpcclt_openapiConnectivityCheck";
-    for (const std::string &bytes : {std::string("\xFF\xFF\xFF\xFF"), frame(""), frame("\1"), frame("\2\0"), frame("\1\xFFxx"),
-                                     call(check, "n\1\0\0\0"), call("rpcclt_openapiDot1dBaseNumPortsGet"),
-                                     call("rpcclt_openapiDot1dBaseNumPortsGet", "n\1\0\0\0"),
+    for (const std::string &bytes : {std::string("\xFF\xFF\xFF\xFF"), frame(""), frame("\1"), frame({2, 0}), frame("\1\xFFxx"),
+                                     call(check, std::string("n\1\0\0\0", 5)), call("rpcclt_openapiDot1dBaseNumPortsGet"),
+                                     call("rpcclt_openapiDot1dBaseNumPortsGet", std::string("n\1\0\0\0", 5)),
                                      call("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\xFF\xFF\xFF\xFF\0\0\0\0", 9)),
                                      call("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\2\0\0\0\3\0\0\0abc", 12))}) {
         int client = connectClient();
@@ -111,6 +111,7 @@ TEST_F(VirtualSwitch, survivesBadClients)
 TEST_F(VirtualSwitch, servesManyClientsAtOnce)
 {
     std::vector<int> clients;
+    clients.reserve(300);
     for (int i = 0; i < 300; i++)
         clients.push_back(connectClient());
     for (int round = 0; round < 3; round++)

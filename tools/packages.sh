@@ -3,11 +3,15 @@
 
 need()
 {
-    local missing=() foreign=() package architecture as=()
+    local missing=() foreign=() package native architecture as=()
+    native=$(dpkg --print-architecture)
     for package; do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' && continue
+        architecture=$native # a plain name means this machine's, though another's may be installed
+        case $package in *:*) architecture=${package#*:} ;; esac
+        dpkg-query -W -f '${Architecture} ${Status}\n' "$package" 2>/dev/null |
+            grep -Eq "^($architecture|all) .*ok installed" && continue
         missing+=("$package")
-        case $package in *:*) foreign+=("${package#*:}") ;; esac
+        [ "$architecture" = "$native" ] || foreign+=("$architecture")
     done
     [ ${#missing[@]} -gt 0 ] || return 0
     if [ "$(id -u)" -ne 0 ]; then

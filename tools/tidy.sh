@@ -1,5 +1,5 @@
 #!/bin/bash
-# tidy.sh [FILE...] - installs what is missing, and runs clang-tidy over the named sources, or all of them (some ten
+# tidy.sh [FILE...] - installs what is missing, and runs clang-tidy over the named sources, or all of them (some fifteen
 # minutes on two cores). Fails when there is a finding.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -70,6 +70,7 @@ void writeFile(const std::string &path, const std::string &content)
 static std::vector<char *> pointersOf(std::vector<std::string> &texts)
 {
     std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string &text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
