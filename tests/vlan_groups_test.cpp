@@ -7,23 +7,20 @@ class VlanGroups : public VlanTest {};
 
 #define OP "rpcclt_openapi"
 
-static std::string pbvlan(const std::string &members)
-{
-    return success("\"pbvlan\":{" + members + "}");
-}
+static std::string pbvlan(const std::string &members) { return success("\"pbvlan\":{" + members + "}"); }
 
 TEST_F(VlanGroups, translatesAddresses)
 {
     const std::string mac = R"(mac=[17]"00:11:22:33:44:55")", oui = R"(oui=[8]"00:11:22")", next = "?oui=00:11:22";
-    const std::string body = R"({"vlanId":10,"mac":"00:11:22:33:44:55"})";
+    const std::string body = R"({"vlanId":1010,"mac":"00:11:22:33:44:55"})";
     expectReads("vlan/", {
         {"mac-oui-vlan-first", "VlanMacOuiVlanFirstGet", "oui=x:y vlanId=30", "oui vlanId", invalid},
         {"mac-oui-vlan-next" + next, "VlanMacOuiVlanNextGet " + oui, "nextOui=x:y vlanId=40", "nextOui vlanId",
          invalid},
-        {"mac-oui-vlan-count", "VlanMacOuiVlanCountGet", "count=50", "count", mapped},
+        {"mac-oui-vlan-count", "VlanMacOuiVlanCountGet", "count=50", "count"},
     });
     expectWrites("vlan/", {
-        {"POST", "mac", body, "VlanMacAdd " + mac + " vlanId=10", raw},
+        {"POST", "mac", body, "VlanMacAdd " + mac + " vlanId=1010", raw},
         {"DELETE", "mac?vlanId=10&mac=00:11:22:33:44:55", "", "VlanMacDelete " + mac + " vlanId=10", raw},
         {"POST", "mac-oui-vlan?vlanId=10", R"({"oui":"00:11:22","vlanId":2})",
          "VlanMacOuiVlanAdd " + oui + " vlanId=10", mapped},
@@ -36,15 +33,14 @@ TEST_F(VlanGroups, translatesAddresses)
 
 TEST_F(VlanGroups, takesAddressesAsTheyAre)
 {
-    const std::string digits = "1234567890", cut = digits + digits + digits + digits + digits + digits + "12";
+    const std::string cut(62, '1');
     auto sized = [](const std::string &text) { return "mac=[" + std::to_string(text.size()) + "]\"" + text + "\""; };
     /* a text of the query is cut to 63 characters, then decoded twice */
     tell("fault " OP "VlanMacGet code=0 vlanId=5");
     for (const auto &[query, text] : std::map<std::string, std::string>{
              {"mac=00%3A11%3a22:33", "00:11:22:33"}, {"mac=%2541", "A"}, {"mac=%252541", "%41"},
-              {"mac=a%2Bb+c", "a b c"},
-             {"xmac=1&&mac=2&mac=3", "2"}, {"vlanId=10", ""}, {"mac=" + cut + "345", cut + "3"},
-             {"mac=" + cut + "%41", cut + "%"}})
+             {"mac=a%2Bb+c", "a b c"}, {"xmac=1&&mac=2&mac=3", "2"}, {"vlanId=10", ""},
+             {"mac=" + cut + "345", cut + "3"}, {"mac=" + cut + "%41", cut + "%"}})
         expect({"GET", "vlan/mac?" + query, "",
                 OP "VlanMacGet " + sized(text) + " vlanId=0 -> 0 " + sized(text) + " vlanId=5",
                 vlan("\"mac\":\"" + text + "\",\"vlanId\":5")});
@@ -54,12 +50,9 @@ TEST_F(VlanGroups, takesAddressesAsTheyAre)
              {"mac=%2541&vlanId=0000000000000010", sized("A") + " vlanId=1"},
              {"mac=A&vlanId=-1", sized("A") + " vlanId=4294967295"}})
         expect({"DELETE", "vlan/mac?" + target, "", OP "VlanMacDelete " + sent + " -> -22", failure(-22)});
-    for (const auto &[body, sent] : std::map<std::string, std::string>{
-             {"{\"mac\":\"" + cut + "345678901234567890\"}", sized(cut + "3") + " vlanId=0"},
-             {R"({"mac":5,"vlanId":10})", sized("") + " vlanId=10"},
-             {R"({"MAC":"%41","vlanId":"10"})", sized("%41") + " vlanId=0"}})
-        expect({"POST", "vlan/mac", body, OP "VlanMacAdd " + sent + " -> -22", failure(-22)});
     expectAll({
+        {"POST", "vlan/mac", R"({"MAC":"%41)" + cut + "\"}",
+         OP "VlanMacAdd " + sized("%41" + cut.substr(2)) + " vlanId=0 -> -22", failure(-22)},
         {"GET", "vlan/mac-oui-vlan-next?oui=%2541", "",
          OP R"(VlanMacOuiVlanNextGet oui=[1]"A" nextOui=[64]"" vlanId=0 -> -22)", invalid},
         {"POST", "vlan/mac-get-next", "{}", OP R"(VlanMacGetNext mac=[0]"" nextMac=[64]"" nextVlanId=0 -> -1)",
@@ -67,7 +60,6 @@ TEST_F(VlanGroups, takesAddressesAsTheyAre)
         {"POST", "vlan/mac-oui-vlan", R"({"oui":7})", OP R"(VlanMacOuiVlanAdd oui=[0]"" vlanId=0 -> -22)",
          failure(10003)},
         {"DELETE", "vlan/mac?vlanId=10", "", "", failure(10003)},
-        {"DELETE", "vlan/mac", R"({"mac":"00:11:22:33:44:55"})", "", failure(10003)},
     });
     Environment without = request("DELETE", "vlan/mac");
     without.erase("QUERY_STRING");
@@ -76,43 +68,27 @@ TEST_F(VlanGroups, takesAddressesAsTheyAre)
 
 TEST_F(VlanGroups, bindsAddressesToVlans)
 {
-    const std::string mac = "00:11:22:33:44:55", low = "00:01:02:03:04:05";
-    const std::string bind = R"({"mac":"00-11-22-33-44-55","vlanId":)";
+    const std::string mac = "00:11:22:33:44:55", bind = R"({"mac":"00-11-22-33-44-55","vlanId":)";
+    send("POST", "vlan/create?vlanNum=10");
+    send("POST", "vlan/create?vlanNum=20");
     follow({
-        {"POST", "vlan/create?vlanNum=10", "", done},
-        {"POST", "vlan/create?vlanNum=20", "", done},
         {"POST", "vlan/mac", bind + "30}", failure(-22)},
         {"POST", "vlan/mac", bind + "10}", done},
         {"POST", "vlan/mac", bind + "20}", failure(-24)},
-        {"POST", "vlan/mac", "{\"vlanId\":20,\"mac\":\"" + low + "\"}", done},
+        {"POST", "vlan/mac", R"({"vlanId":20,"mac":"00:01:02:03:04:05"})", done},
         {"GET", "vlan/mac?mac=" + mac, "", vlan("\"mac\":\"" + mac + "\",\"vlanId\":10")},
         {"GET", "vlan/mac?mac=00:00:00:00:00:01", "", failure(10000)},
-        {"GET", "vlan/mac?mac=here", "", failure(10003)},
-        {"POST", "vlan/mac-get-next", R"({"mac":""})", vlan("\"nextMac\":\"" + low + "\",\"nextVlanId\":20")},
-        {"POST", "vlan/mac-get-next", "{\"mac\":\"" + low + "\"}",
+        {"POST", "vlan/mac-get-next", R"({"mac":"00:01:02:03:04:05"})",
          vlan("\"nextMac\":\"" + mac + "\",\"nextVlanId\":10")},
-        {"POST", "vlan/mac-get-next", "{\"mac\":\"" + mac + "\"}", failureLine(10003)},
-        {"DELETE", "vlan/mac?vlanId=20&mac=" + mac, "", failure(-1)},
-        {"DELETE", "vlan/mac?vlanId=30&mac=" + mac, "", failure(-22)},
         {"DELETE", "vlan/mac?vlanId=10&mac=" + mac, "", done},
-        {"DELETE", "vlan/mac?vlanId=10&mac=" + mac, "", failure(-1)},
-        {"GET", "vlan/mac-oui-vlan-first", "", failureLine(10003)},
         {"POST", "vlan/mac-oui-vlan?vlanId=20", R"({"oui":"AC-DE-48"})", done},
         {"POST", "vlan/mac-oui-vlan?vlanId=10", R"({"oui":"ac:de:48"})", failure(10011)},
-        {"POST", "vlan/mac-oui-vlan?vlanId=20", R"({"oui":"AC:DE:49"})", failure(10011)},
-        {"POST", "vlan/mac-oui-vlan?vlanId=30", R"({"oui":"AC:DE:49"})", failure(10003)},
-        {"POST", "vlan/mac-oui-vlan?vlanId=10", R"({"oui":"00:11:22:33:44:55"})", failure(10003)},
         {"POST", "vlan/mac-oui-vlan?vlanId=10", R"({"oui":"00:11:22"})", done},
-        {"GET", "vlan/mac-oui-vlan-count", "", vlan(R"("count":2)")},
         {"GET", "vlan/mac-oui-vlan-first", "", vlan(R"("oui":"00:11:22","vlanId":10)")},
         {"GET", "vlan/mac-oui-vlan-next?oui=00:11:22", "", vlan(R"("nextOui":"AC:DE:48","vlanId":20)")},
-        {"GET", "vlan/mac-oui-vlan-next?oui=AC:DE:48", "", failureLine(10003)},
         {"DELETE", "vlan/mac-oui-vlan?vlanId=10", "", done},
-        {"DELETE", "vlan/mac-oui-vlan?vlanId=10", "", failure(-1)},
-        {"DELETE", "vlan/mac-oui-vlan?vlanId=30", "", failure(-22)},
         {"DELETE", "vlan/delete?vlanNum=20", "", done},
         {"GET", "vlan/mac-oui-vlan-count", "", vlan(R"("count":0)")},
-        {"GET", "vlan/mac?mac=" + low, "", failure(10000)},
     });
 }
 
@@ -123,8 +99,6 @@ TEST_F(VlanGroups, translatesGroups)
         {"POST", "group?groupId=2", "", "PbVlanGroupCreate groupId=2", mappedLine},
         {"DELETE", "group?groupId=2", "", "PbVlanGroupDelete groupId=2", mappedLine},
         {"POST", "group-protocol?groupId=2", R"({"prot":2048})", "PbVlanGroupProtocolAdd groupId=2 prot=2048",
-         mappedLine},
-        {"POST", "group-protocol?groupId=2", R"({"prot":"2048"})", "PbVlanGroupProtocolAdd groupId=2 prot=0",
          mappedLine},
         {"DELETE", "group-protocol?groupId=2&xprot=2048", "", "PbVlanGroupProtocolDelete groupId=2 prot=2048",
          mappedLine},
@@ -143,27 +117,19 @@ TEST_F(VlanGroups, translatesGroups)
     const std::string set = OP "PbVlanGroupNameSet groupId=2 groupName=", find = OP "PbVlanGroupIdGet groupName=";
     expectAll({
         {"POST", "pbvlan/group?groupId=2", "", OP "PbVlanGroupCreate groupId=2 -> 0", doneLine},
-        {"PUT", "pbvlan/group-name?groupId=2", R"({"groupName":"ABCDEFGHIJKLMNOPQRS"})",
+        {"PUT", "pbvlan/group-name?groupId=2", R"({"groupname":"ABCDEFGHIJKLMNOPQRS"})",
          set + R"([17]"ABCDEFGHIJKLMNOP" -> 0 groupName=[17]"ABCDEFGHIJKLMNOP")", doneLine},
-        {"GET", "pbvlan/group-id?groupName=ABCDEFGHIJKLMNOPQ", "",
+        {"GET", "pbvlan/group-id?mygroupName=ABCDEFGHIJKLMNOPQ", "",
          find + R"([17]"ABCDEFGHIJKLMNOP" groupId=0 -> 0 groupName=[17]"ABCDEFGHIJKLMNOP" groupId=2)",
          pbvlan(R"("groupId":2)")},
         {"PUT", "pbvlan/group-name?groupId=2", R"({"groupName":5})", set + R"([1]"" -> 0 groupName=[1]"")", doneLine},
-        {"PUT", "pbvlan/group-name?groupId=2", R"({"groupname":"lab"})", set + R"([4]"lab" -> 0 groupName=[4]"lab")",
-         doneLine},
-        {"GET", "pbvlan/group-id?mygroupName=lab", "", find + R"([4]"lab" groupId=0 -> 0 groupName=[4]"lab" groupId=2)",
-         pbvlan(R"("groupId":2)")},
         {"GET", "pbvlan/group-id?groupName=%6Cab", "", find + R"([6]"%6Cab" groupId=0 -> -1)", failure(10000)},
         {"GET", "pbvlan/group-id", "", find + R"([1]"" groupId=0 -> -22)", failure(10003)},
-        {"PUT", "pbvlan/group-name?groupId=2", "name", "", failureLine(10003)},
         {"PUT", "pbvlan/group-name?groupId=3", R"({"groupName":"x"})",
          OP R"(PbVlanGroupNameSet groupId=3 groupName=[2]"x" -> -1)", failureLine(10000)},
-        {"GET", "pbvlan/group-protocol?groupId=2", "",
-         OP R"(PbVlanGroupProtocolGet groupId=2 protList=[256]"" -> 0 protList=[256]"")", pbvlan(R"("protList":"")")},
+        {"PUT", "pbvlan/group-name?groupId=2", "name", "", failureLine(10003)},
         {"GET", "pbvlan/group-protocol?groupid=2", "", OP R"(PbVlanGroupProtocolGet groupId=0 protList=[256]"" -> -22)",
          failure(10003)},
-        {"DELETE", "pbvlan/group-protocol", "", OP "PbVlanGroupProtocolDelete groupId=0 prot=0 -> -22",
-         failureLine(10003)},
     });
 }
 
@@ -176,33 +142,20 @@ TEST_F(VlanGroups, keepsGroups)
         {"POST", "pbvlan/group?groupId=20", "", doneLine},
         {"POST", "pbvlan/group?groupId=7", "", doneLine},
         {"POST", "pbvlan/group?groupId=7", "", failureLine(10011)},
-        {"POST", "pbvlan/group?groupId=129", "", failureLine(10003)},
-        {"POST", "pbvlan/group-get-first", "", pbvlan(R"("groupId":7)")},
         {"PUT", "pbvlan/group-name?groupId=7", R"({"groupName":"lab"})", doneLine},
-        {"PUT", "pbvlan/group-name?groupId=20", R"({"groupName":"lab"})", failureLine(10011)},
         {"POST", protocol, R"({"prot":34525})", doneLine},
         {"POST", protocol, R"({"prot":2048})", doneLine},
         {"POST", protocol, R"({"prot":2048})", failureLine(10011)},
-        {"POST", protocol, R"({"prot":65536})", failureLine(10003)},
         {"GET", protocol, "", pbvlan(R"("protList":"2048,34525")")},
-        {"POST", "pbvlan/intf-validate?ifNum=4", "", doneLine},
         {"POST", "pbvlan/intf-validate?ifNum=5", "", failureLine(10003)},
-    });
-    EXPECT_EQ(walk("POST", "pbvlan/group-get-next?groupId=", "nextGroupId", failureLine(10000)), "7 20 ");
-    EXPECT_EQ(walk("POST", "pbvlan/group-protocol-get-next?groupId=7&x=", "nextProt", failureLine(10000)),
-              "2048 34525 ");
-    EXPECT_EQ(walk("POST", "pbvlan/group-port-get-next?groupId=7&ifNum=", "nextIfNum", failureLine(10000)), "1 2 3 4 ");
-    for (int more = 0; more < 14; more++)
-        EXPECT_EQ(send("POST", protocol, "{\"prot\":" + std::to_string(40000 + more) + "}"), doneLine);
-    follow({
-        {"POST", protocol, R"({"prot":50000})", failureLine(10000)},
+        {"POST", "pbvlan/group-get-first", "", pbvlan(R"("groupId":7)")},
+        {"POST", "pbvlan/group-get-next?groupId=7", "", pbvlan(R"("nextGroupId":20)")},
+        {"POST", "pbvlan/group-get-next?groupId=20", "", failureLine(10000)},
+        {"POST", "pbvlan/group-protocol-get-next?groupId=7", R"({"prot":2048})", pbvlan(R"("nextProt":34525)")},
+        {"POST", "pbvlan/group-port-get-next?groupId=7&ifNum=4", "", failureLine(10000)},
         {"DELETE", protocol + "&prot=2048", "", doneLine},
-        {"DELETE", protocol + "&prot=2048", "", failureLine(10000)},
         {"DELETE", "pbvlan/group?groupId=7", "", doneLine},
-        {"DELETE", "pbvlan/group?groupId=7", "", failureLine(10000)},
         {"GET", "pbvlan/group-id?groupName=lab", "", failure(10000)},
-        {"GET", protocol, "", failure(10000)},
-        {"POST", "pbvlan/group-get-first", "", pbvlan(R"("groupId":20)")},
     });
 }
 
