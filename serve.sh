@@ -4,6 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 . tools/packages.sh
+. tools/servers.sh
 
 port=8080
 switch=()
@@ -25,12 +26,10 @@ cmake --build build -j "$(nproc)" >/dev/null
 
 run=$(mktemp -d)
 token=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
-pids=()
 finish()
 {
     trap - EXIT INT TERM HUP
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+    stopServers
     rm -rf "$run" "/tmp/session/$token"
 }
 trap finish EXIT
@@ -45,40 +44,16 @@ for file in /tmp/session /tmp/zt731.log /tmp/devmgr_log_level; do
     fi
 done
 
-export OPENCLT_SOCKET=$run/vswitch.sock
-./build/vswitch "${switch[@]}" --trace "$run/trace" >"$run/vswitch.log" 2>&1 &
-pids+=($!)
-
-cat >"$run/lighttpd.conf" <<END
-server.document-root = "$run"
-server.bind = "127.0.0.1"
-server.port = $port
-server.modules = ("mod_setenv")
-include "$PWD/build/switching_v2.conf"
-setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET")
-END
-# Debian installs lighttpd where only root's search path leads.
-PATH=$PATH:/usr/sbin:/sbin lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1 &
-pids+=($!)
+startSwitch switch build "${switch[@]}" --trace "$run/trace"
+if ! startWebServer build "$port" ""; then
+    echo "The web server did not start: see above. Is port $port taken? Choose another with --port." >&2
+    exit 1
+fi
 
 (umask 077; printf 'admin\n0\n%s' "$token" >"/tmp/session/$token")
 base=http://127.0.0.1:$port/api/v2/switching
 first=$base/bridge/dot1d-base-bridge-address
-for ((try = 0; ; try++)); do
-    for pid in "${pids[@]}"; do
-        if ! kill -0 "$pid" 2>/dev/null; then
-            cat "$run"/*.log >&2
-            echo "The servers did not start: see above. Is port $port taken? Choose another with --port." >&2
-            exit 1
-        fi
-    done
-    answer=$(curl -s --max-time 30 -H "Session: $token" "$first") && break
-    if [ $try -ge 100 ]; then
-        cat "$run"/*.log >&2
-        exit 1
-    fi
-    sleep 0.1
-done
+answer=$(curl -s --max-time 30 -H "Session: $token" "$first")
 
 cat <<END
 

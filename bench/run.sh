@@ -6,6 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . tools/packages.sh
+. tools/servers.sh
 
 rounds=150 seconds=90 webRounds=20 scriptInstructions=yes
 case ${1-} in
@@ -27,12 +28,10 @@ cc -O2 -fPIE -pie "${warnings[@]}" -Iplatform/include bench/floor.c -o "$build/f
 
 run=$(mktemp -d)
 token=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
-pids=()
 finish()
 {
     trap - EXIT INT TERM HUP
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+    stopServers
     rm -rf "$run" "/tmp/session/$token"
 }
 trap finish EXIT
@@ -69,13 +68,7 @@ declare -A ids
 for length in "${lengths[@]}"; do
     ids[$length]=$(seq 0 $((length - 1)) | awk '{ printf "%s%d", (NR > 1 ? "," : ""), 1000 + $1 % 3000 }')
     printf '{"intf":1,"vidList":[%s]}' "${ids[$length]}" >"$run/body$length"
-    export OPENCLT_SOCKET=$run/switch$length
-    "$build/vswitch" >"$run/vswitch.log" 2>&1 &
-    pids+=($!)
-    for ((try = 0; try < 100; try++)); do
-        [ ! -S "$OPENCLT_SOCKET" ] || break
-        sleep 0.05
-    done
+    startSwitch switch$length "$build"
     list=rpcclt_openapiDot1qSwPortTrunkAllowedVlanList
     "$build/vswitch" fault ${list}Get code=0 "vidList=${ids[$length]}" || fail "$(cat "$run/vswitch.log")"
     "$build/vswitch" fault ${list}Set code=0
@@ -146,34 +139,10 @@ awk '/:registerEndpoints\(/ { gsub(",", "", $1); print "instructions registerEnd
 grep -q '^instructions registerEndpoints' "$results" || fail "callgrind knows no registerEndpoints"
 
 echo "Measuring rates" >&2
-export PATH=$PATH:/usr/sbin:/sbin # where lighttpd is
-base=
-for port in $(shuf -i 20000-32000 -n 20); do
-    cat >"$run/lighttpd.conf" <<END_OF_CONF
-server.document-root = "$run"
-server.bind = "127.0.0.1"
-server.port = $port
-server.modules = ("mod_setenv")
-include "$build/switching_v2.conf"
-alias.url += ("/floor" => "$build/floor")
-\$HTTP["url"] =~ "^/floor" { cgi.assign = ("floor" => "") }
-setenv.set-environment = ("OPENCLT_SOCKET" => "$run/switch4096", "LD_LIBRARY_PATH" => "$build/lib")
-END_OF_CONF
-    lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1 &
-    server=$!
-    pids+=($server)
-    for ((try = 0; try < 100; try++)); do
-        ! curl -s -o /dev/null "http://127.0.0.1:$port/" || break
-        kill -0 $server 2>/dev/null || break
-        sleep 0.05
-    done
-    if kill -0 $server 2>/dev/null; then
-        base=http://127.0.0.1:$port
-        break
-    fi
-    unset 'pids[-1]'
-done
-[ "$base" ] || fail "$(cat "$run/lighttpd.log")"
+startWebServer "$build" "$(anyPorts)" "\"LD_LIBRARY_PATH\" => \"$build/lib\"" "
+alias.url += (\"/floor\" => \"$build/floor\")
+\$HTTP[\"url\"] =~ \"^/floor\" { cgi.assign = (\"floor\" => \"\") }"
+base=http://127.0.0.1:$port
 session="Session: $token"
 declare -A url=([floor]=$base/floor [plain]=$base/api/v2/switching/bridge/dot1d-stp-priority)
 requestOf plain

@@ -2,6 +2,7 @@
 # load_test.sh BUILD [SECONDS] - many requests of several sessions at once, behind lighttpd, for so long (10): every
 # answer is whole and right, and what they leave behind (sessions, log, no process) is as it should be.
 set -u
+. "$(dirname "$0")/../tools/servers.sh"
 build=$(cd "$1" && pwd -P)
 seconds=${2:-10}
 run=$(mktemp -d)
@@ -13,41 +14,14 @@ printf 'jim\n0\nro\nro' >"$run/tmp/session/ro"
 printf '7\0\0\0' >"$run/tmp/devmgr_log_level"
 yes 'a line of another program' | head -c $((0x100000 - 20000)) >"$run/tmp/zt731.log"
 echo >>"$run/tmp/zt731.log"
-pids=()
-trap 'kill "${pids[@]}" 2>/dev/null; wait; rm -rf "$run"' EXIT
-export PATH=$PATH:/usr/sbin:/sbin OPENCLT_SOCKET=$run/vswitch.sock
-
-"$build/vswitch" >"$run/vswitch.log" 2>&1 &
-pids+=($!)
-for _ in $(seq 100); do
-    [ -S "$OPENCLT_SOCKET" ] && break
-    sleep 0.05
-done
+trap 'stopServers; rm -rf "$run"' EXIT
+startSwitch switch "$build" || exit 1
 "$build/vswitch" fault rpcclt_openapiVlanVIDListGet code=0 "vidList=$(seq -s, 1 500)" numOfElements=500 || exit 1
 "$build/vswitch" fault rpcclt_openapiVlanCreate code=0 delay=20 || exit 1 # those behind it are not kept waiting
 "$build/vswitch" fault rpcclt_openapiFdbFlush hangup || exit 1
 
-for port in $(shuf -i 20000-40000 -n 20); do
-    cat >"$run/lighttpd.conf" <<END
-server.document-root = "$run"
-server.bind = "127.0.0.1"
-server.port = $port
-server.modules = ("mod_setenv")
-include "$build/switching_v2.conf"
-setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", "SANDBOX_TMP" => "$run/tmp",
-                          "LD_PRELOAD" => "$build/lib/libsandbox.so",
-                          "ASAN_OPTIONS" => "verify_asan_link_order=0")
-END
-    lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1 &
-    server=$!
-    for _ in $(seq 100); do
-        curl -s -o /dev/null "http://127.0.0.1:$port/" && break
-        kill -0 $server 2>/dev/null || break
-        sleep 0.05
-    done
-    kill -0 $server 2>/dev/null && break
-done
-pids+=($server)
+startWebServer "$build" "$(anyPorts)" "\"SANDBOX_TMP\" => \"$run/tmp\",
+    \"LD_PRELOAD\" => \"$build/lib/libsandbox.so\", \"ASAN_OPTIONS\" => \"verify_asan_link_order=0\"" || exit 1
 
 python3 - "$port" "$seconds" "$run/tmp" "$build/switching_v2.cgi" "$OPENCLT_SOCKET" <<'END'
 import collections, glob, http.client, json, os, re, sys, threading, time

@@ -1,38 +1,15 @@
 #!/bin/bash
 # web_server_test.sh BUILD - the program behind lighttpd, asked with curl. Prints what differs and fails.
 set -u
+. "$(dirname "$0")/../tools/servers.sh"
 build=$1
 run=$(mktemp -d)
 mkdir -p "$run/tmp/session"
 printf 'admin\n0\ntoken' >"$run/tmp/session/token"
-pids=()
-trap 'kill "${pids[@]}" 2>/dev/null; wait; rm -rf "$run"' EXIT
-export PATH=$PATH:/usr/sbin:/sbin OPENCLT_SOCKET=$run/vswitch.sock
-
-"$build/vswitch" >"$run/vswitch.log" 2>&1 &
-pids+=($!)
-sandbox=
-[ ! -e "$build/lib/libsandbox.so" ] || sandbox=$build/lib/libsandbox.so
-for port in $(shuf -i 20000-40000 -n 20); do
-    cat >"$run/lighttpd.conf" <<END
-server.document-root = "$run"
-server.bind = "127.0.0.1"
-server.port = $port
-server.modules = ("mod_setenv")
-include "$build/switching_v2.conf"
-setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", "SANDBOX_TMP" => "$run/tmp", "LD_PRELOAD" => "$sandbox",
-                          "ASAN_OPTIONS" => "verify_asan_link_order=0")
-END
-    lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1 &
-    server=$!
-    for _ in $(seq 100); do
-        curl -s -o /dev/null "http://127.0.0.1:$port/" && break
-        kill -0 $server 2>/dev/null || break
-        sleep 0.05
-    done
-    kill -0 $server 2>/dev/null && break
-done
-pids+=($server)
+trap 'stopServers; rm -rf "$run"' EXIT
+startSwitch switch "$build" || exit 1
+startWebServer "$build" "$(anyPorts)" "\"SANDBOX_TMP\" => \"$run/tmp\",
+    \"LD_PRELOAD\" => \"$build/lib/libsandbox.so\", \"ASAN_OPTIONS\" => \"verify_asan_link_order=0\"" || exit 1
 
 failed=0
 # expect STATUS TYPE BODY CURL_WORDS... : the last word is the path below the interface's
