@@ -70,7 +70,9 @@ TEST_F(Registration, setsTheTimersOfAPort)
     };
     for (const auto &[target, operation, key, initial, highest, tooHigh] : rows) {
         std::string get = operation + "Get ifNum=9", set = operation + "Set ifNum=9 time=";
-        auto put = [&](Text json, Text sent) { return garp.put(target, "{" + member(key, json) + "}", set + sent); };
+        auto put = [set, at = target, name = key](Text json, Text sent) {
+            return garp.put(at, "{" + member(name, json) + "}", set + sent);
+        };
         expectAll({
             garp.get(target, get + " time=0 -> 0 time=" + initial, member(key, initial)),
             put(highest, highest + " -> 0"), put(tooHigh, tooHigh + " -> -22"), put("\"50\"", "0 -> -22"),
