@@ -28,7 +28,7 @@ void httpdProcessRequest(RouteTree *tree)
         return;
     }
     char name[URI_BUFFER];
-    strcpy(name, slash + 1);
+    snprintf(name, sizeof name, "%s", slash + 1);
     name[strcspn(name, "?")] = 0;
     *slash = 0; /* the root's path may become empty: it names the root all the same */
 

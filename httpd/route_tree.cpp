@@ -89,16 +89,16 @@ RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path)
 /* The functions below log under one name. */
 static const char ADD_CALLER[] = "httpdAddCContent";
 
-static RouteDir *findDirForEntries(RouteTree *tree, const char *path)
+RouteDir *routeDirForEntries(RouteTree *tree, const char *dirPath)
 {
-    RouteDir *dir = routeDirFindOrCreate(tree, path);
+    RouteDir *dir = routeDirFindOrCreate(tree, dirPath);
     if (!dir)
         logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, dirPtr == NULL\n", ADD_CALLER, __LINE__);
     return dir;
 }
 
-static int addEntry(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
-                    RouteHandler handler)
+int routeEntryAdd(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
+                  RouteHandler handler)
 {
     RouteEntry *entry = newNode<RouteEntry>(name, length);
     if (!entry) {
@@ -116,21 +116,8 @@ static int addEntry(RouteDir *dir, const char *name, size_t length, uint32_t met
 int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
                      RouteHandler handler)
 {
-    RouteDir *dir = findDirForEntries(tree, dirPath);
-    return dir ? addEntry(dir, name, strlen(name), method, needsSession, handler) : -1;
-}
-
-int httpdAddTable(RouteTree *tree, const char *dirPath, const RouteTable &table, uint32_t needsSession)
-{
-    /* One walk for all rows: a walk for each would cost more than all the rest of a request. */
-    RouteDir *dir = findDirForEntries(tree, dirPath);
-    if (!dir)
-        return -1;
-    int result = 0;
-    for (const Route *row = table.rows; row < table.rows + table.count; row++)
-        if (addEntry(dir, row->name, row->length, row->method, needsSession, row->handler) != 0)
-            result = -1;
-    return result;
+    RouteDir *dir = routeDirForEntries(tree, dirPath);
+    return dir ? routeEntryAdd(dir, name, strlen(name), method, needsSession, handler) : -1;
 }
 
 RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName)

@@ -35,30 +35,6 @@ struct RouteTree {
     RouteDir *root;
 };
 
-/* One row of a family's route table. The compiler measures the name, which is then copied 456 times a request. */
-struct Route {
-    template <size_t N> constexpr Route(const char (&literal)[N], HttpMethodCode code, RouteHandler function)
-        : name(literal), length(N - 1), method(code), handler(function)
-    {
-    }
-
-    const char *name;
-    uint16_t length; /* of the name, in bytes */
-    HttpMethodCode method;
-    RouteHandler handler;
-};
-
-/* A family's route table, in the order of registration. */
-struct RouteTable {
-    const Route *rows;
-    size_t count;
-};
-
-template <size_t N> constexpr RouteTable routeTable(const Route (&rows)[N])
-{
-    return {rows, N};
-}
-
 /* A tree with nothing but its root, or null when memory is out. */
 RouteTree *routeTreeCreate();
 
@@ -68,12 +44,24 @@ RouteTree *routeTreeCreate();
  */
 RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path);
 
-/* Registers an endpoint; no test for duplicates is made. Returns 0, or -1 when memory is out. */
+/* Registers an endpoint; no test for duplicates is made. Returns 0, or -1 when memory is out, which is logged. */
 int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
                      RouteHandler handler);
 
-/* Registers all rows of a table in their order, as httpdAddCContent would one by one. Returns 0, or -1 as it does. */
-int httpdAddTable(RouteTree *tree, const char *dirPath, const RouteTable &table, uint32_t needsSession);
+/*
+ * The same in two steps, for many endpoints of one directory: a walk for each would cost more than all the rest of a
+ * request. And code, not a table: the addresses in one would have to be relocated at every start.
+ */
+RouteDir *routeDirForEntries(RouteTree *tree, const char *dirPath);
+int routeEntryAdd(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
+                  RouteHandler handler);
+
+/* Adds an endpoint that asks for a session, like all of this interface; the compiler measures its name. */
+template <size_t N>
+inline void addRoute(RouteDir *dir, const char (&name)[N], HttpMethodCode method, RouteHandler handler)
+{
+    routeEntryAdd(dir, name, N - 1, method, SESSION_ANY, handler);
+}
 
 /* The newest entry of `dir` with exactly that name and, ignoring case, that method; null when there is none. */
 RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName);

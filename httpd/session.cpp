@@ -48,10 +48,15 @@ static time_t monotonicSeconds()
 /* Waits for the lock, but not for ever: a neighbour that hangs with it must not pile up processes behind it. */
 static bool lockSession(int session)
 {
-    for (time_t deadline = monotonicSeconds() + LOCK_WAIT_SECONDS;;) {
+    for (time_t deadline = 0;;) {
         if (flock(session, LOCK_EX | LOCK_NB) == 0)
             return true;
-        if ((errno != EWOULDBLOCK && errno != EINTR) || monotonicSeconds() >= deadline)
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return false;
+        time_t now = monotonicSeconds();
+        if (deadline == 0)
+            deadline = now + LOCK_WAIT_SECONDS;
+        if (now >= deadline)
             return false;
         struct timespec pause = {.tv_sec = 0, .tv_nsec = LOCK_POLL_MS * 1000000L};
         nanosleep(&pause, nullptr);

@@ -5,33 +5,34 @@
 
 #include "switching/families.h"
 
-static void registerFamily(RouteTree *tree, const char *path, const RouteTable &table)
+static void registerFamily(RouteTree *tree, const char *path, void (*addRoutes)(RouteDir *dir))
 {
-    httpdAddTable(tree, path, table, SESSION_ANY);
+    if (RouteDir *dir = routeDirForEntries(tree, path))
+        addRoutes(dir);
 }
 
 void registerEndpoints(RouteTree *tree)
 {
-    registerFamily(tree, "/api/v2/switching/bridge", bridgeRoutes);
-    registerFamily(tree, "/api/v2/switching/dot1ad", dot1adRoutes);
-    registerFamily(tree, "/api/v2/switching/fdb", fdbRoutes);
-    registerFamily(tree, "/api/v2/switching/garp", garpRoutes);
-    registerFamily(tree, "/api/v2/switching/loop-protect", loopProtectRoutes);
-    registerFamily(tree, "/api/v2/switching/macal", macalRoutes);
-    registerFamily(tree, "/api/v2/switching/pbvlan", pbvlanRoutes);
-    registerFamily(tree, "/api/v2/switching/protectedport", protectedPortRoutes);
-    registerFamily(tree, "/api/v2/switching/static-filter", staticFilterRoutes);
-    registerFamily(tree, "/api/v2/switching/storm-control", stormControlRoutes);
-    registerFamily(tree, "/api/v2/switching/voice-vlan", voiceVlanRoutes);
-    registerFamily(tree, "/api/v2/switching/voip", voipRoutes);
-    registerFamily(tree, "/api/v2/switching/vlan", vlanPlaceholderRoutes);
-    registerFamily(tree, "/api/v2/switching/vlan/association", vlanAssociationRoutes);
-    registerFamily(tree, "/api/v2/switching/vlan", vlanShadowedRoutes);
-    registerFamily(tree, "/api/v2/switching/vlan/protocol", vlanProtocolGroupRoutes);
-    registerFamily(tree, "/api/v2/switching/pbvlan", pbvlanVlanIdPlaceholderRoutes);
-    registerFamily(tree, "/api/v2/switching/vlan/protocol", vlanProtocolEthertypeRoutes);
-    registerFamily(tree, "/api/v2/switching/pbvlan", pbvlanNamePortPlaceholderRoutes);
-    registerFamily(tree, "/api/v2/switching/vlan", vlanRoutes);
-    registerFamily(tree, "/api/v2/switching/mvrp", mvrpRoutes);
-    registerFamily(tree, "/api/v2/switching/mmrp", mmrpRoutes);
+    registerFamily(tree, "/api/v2/switching/bridge", addBridgeRoutes);
+    registerFamily(tree, "/api/v2/switching/dot1ad", addDot1adRoutes);
+    registerFamily(tree, "/api/v2/switching/fdb", addFdbRoutes);
+    registerFamily(tree, "/api/v2/switching/garp", addGarpRoutes);
+    registerFamily(tree, "/api/v2/switching/loop-protect", addLoopProtectRoutes);
+    registerFamily(tree, "/api/v2/switching/macal", addMacalRoutes);
+    registerFamily(tree, "/api/v2/switching/pbvlan", addPbvlanRoutes);
+    registerFamily(tree, "/api/v2/switching/protectedport", addProtectedPortRoutes);
+    registerFamily(tree, "/api/v2/switching/static-filter", addStaticFilterRoutes);
+    registerFamily(tree, "/api/v2/switching/storm-control", addStormControlRoutes);
+    registerFamily(tree, "/api/v2/switching/voice-vlan", addVoiceVlanRoutes);
+    registerFamily(tree, "/api/v2/switching/voip", addVoipRoutes);
+    registerFamily(tree, "/api/v2/switching/vlan", addVlanPlaceholderRoutes);
+    registerFamily(tree, "/api/v2/switching/vlan/association", addVlanAssociationRoutes);
+    registerFamily(tree, "/api/v2/switching/vlan", addVlanShadowedRoutes);
+    registerFamily(tree, "/api/v2/switching/vlan/protocol", addVlanProtocolGroupRoutes);
+    registerFamily(tree, "/api/v2/switching/pbvlan", addPbvlanVlanIdPlaceholderRoutes);
+    registerFamily(tree, "/api/v2/switching/vlan/protocol", addVlanProtocolEthertypeRoutes);
+    registerFamily(tree, "/api/v2/switching/pbvlan", addPbvlanNamePortPlaceholderRoutes);
+    registerFamily(tree, "/api/v2/switching/vlan", addVlanRoutes);
+    registerFamily(tree, "/api/v2/switching/mvrp", addMvrpRoutes);
+    registerFamily(tree, "/api/v2/switching/mmrp", addMmrpRoutes);
 }

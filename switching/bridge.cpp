@@ -363,52 +363,51 @@ static void instanceMemberGetNext()
     answerDataOrOutcome("bridge", openResult(rc), {number("nextIntIfNum", next)});
 }
 
-static const Route routes[] = {
-    {"dot1d-base-bridge-address", HTTP_GET, baseBridgeAddressGet},
-    {"dot1d-base-num-ports", HTTP_GET, baseNumPortsGet},
-    {"dot1d-base-type", HTTP_GET, baseTypeGet},
-    {"dot1d-base-port-entry", HTTP_GET, basePortEntryGet},
-    {"dot1d-base-port-circuit", HTTP_GET, basePortCircuitGet},
-    {"dot1d-base-port-if-index", HTTP_GET, basePortIfIndexGet},
-    {"dot1d-base-port-delay-exceeded-discards", HTTP_GET, basePortDelayExceededDiscardsGet},
-    {"dot1d-base-port-mtu-exceeded-discards", HTTP_GET, basePortMtuExceededDiscardsGet},
-    {"dot1d-stp-protocol-specification", HTTP_GET, stpProtocolSpecificationGet},
-    {"dot1d-stp-priority", HTTP_GET, stpPriorityGet},
-    {"dot1d-stp-time-since-topology-change", HTTP_GET, stpTimeSinceTopologyChangeGet},
-    {"dot1d-stp-top-changes", HTTP_GET, stpTopChangesGet},
-    {"dot1d-stp-designated-root", HTTP_GET, stpDesignatedRootGet},
-    {"dot1d-stp-root-cost", HTTP_GET, stpRootCostGet},
-    {"dot1d-stp-root-port", HTTP_GET, stpRootPortGet},
-    {"dot1d-stp-max-age", HTTP_GET, stpMaxAgeGet},
-    {"dot1d-stp-hello-time", HTTP_GET, stpHelloTimeGet},
-    {"dot1d-stp-hold-time", HTTP_GET, stpHoldTimeGet},
-    {"dot1d-stp-forward-delay", HTTP_GET, stpForwardDelayGet},
-    {"dot1d-stp-bridge-max-age", HTTP_GET, stpBridgeMaxAgeGet},
-    {"dot1d-stp-bridge-hello-time", HTTP_GET, stpBridgeHelloTimeGet},
-    {"dot1d-stp-bridge-forward-delay", HTTP_GET, stpBridgeForwardDelayGet},
-    {"dot1d-stp-port-priority", HTTP_GET, stpPortPriorityGet},
-    {"dot1d-stp-port-state", HTTP_GET, stpPortStateGet},
-    {"dot1d-stp-port-path-cost", HTTP_GET, stpPortPathCostGet},
-    {"dot1d-stp-port-designated-root", HTTP_GET, stpPortDesignatedRootGet},
-    {"dot1d-stp-port-designated-cost", HTTP_GET, stpPortDesignatedCostGet},
-    {"dot1d-stp-port-designated-bridge", HTTP_GET, stpPortDesignatedBridgeGet},
-    {"dot1d-stp-port-designated-port", HTTP_GET, stpPortDesignatedPortGet},
-    {"dot1d-stp-port-forward-transitions", HTTP_GET, stpPortForwardTransitionsGet},
-    {"dot1d-tp-learned-entry-discards", HTTP_GET, tpLearnedEntryDiscardsGet},
-    {"db-dot1d-tp-aging-time", HTTP_GET, tpAgingTimeGet},
-    {"db-dot1d-tp-aging-time", HTTP_PUT, tpAgingTimeSet},
-    {"dot1d-tp-fdb-entry-next", HTTP_GET, tpFdbEntryNextGet},
-    {"dot1d-tp-fdb-entry", HTTP_GET, tpFdbEntryGet},
-    {"dot1d-tp-fdb-port", HTTP_GET, tpFdbPortGet},
-    {"dot1d-tp-fdb-status", HTTP_GET, tpFdbStatusGet},
-    {"dot1d-tp-port-max-info", HTTP_GET, tpPortMaxInfoGet},
-    {"dot1d-tp-port-in-frames", HTTP_GET, tpPortInFramesGet},
-    {"dot1d-tp-port-out-frames", HTTP_GET, tpPortOutFramesGet},
-    {"dot1d-tp-port-in-discards", HTTP_GET, tpPortInDiscardsGet},
-    {"dot1d-base-port-entry-next", HTTP_GET, basePortEntryNextGet},
-    {"dot1d-is-valid-intf", HTTP_POST, isValidIntf},
-    {"dot1d-is-interface-in-current-instance", HTTP_POST, isInterfaceInCurrentInstance},
-    {"dot1d-instance-member-get-next", HTTP_POST, instanceMemberGetNext},
-};
-
-const RouteTable bridgeRoutes = routeTable(routes);
+void addBridgeRoutes(RouteDir *dir)
+{
+    addRoute(dir, "dot1d-base-bridge-address", HTTP_GET, baseBridgeAddressGet);
+    addRoute(dir, "dot1d-base-num-ports", HTTP_GET, baseNumPortsGet);
+    addRoute(dir, "dot1d-base-type", HTTP_GET, baseTypeGet);
+    addRoute(dir, "dot1d-base-port-entry", HTTP_GET, basePortEntryGet);
+    addRoute(dir, "dot1d-base-port-circuit", HTTP_GET, basePortCircuitGet);
+    addRoute(dir, "dot1d-base-port-if-index", HTTP_GET, basePortIfIndexGet);
+    addRoute(dir, "dot1d-base-port-delay-exceeded-discards", HTTP_GET, basePortDelayExceededDiscardsGet);
+    addRoute(dir, "dot1d-base-port-mtu-exceeded-discards", HTTP_GET, basePortMtuExceededDiscardsGet);
+    addRoute(dir, "dot1d-stp-protocol-specification", HTTP_GET, stpProtocolSpecificationGet);
+    addRoute(dir, "dot1d-stp-priority", HTTP_GET, stpPriorityGet);
+    addRoute(dir, "dot1d-stp-time-since-topology-change", HTTP_GET, stpTimeSinceTopologyChangeGet);
+    addRoute(dir, "dot1d-stp-top-changes", HTTP_GET, stpTopChangesGet);
+    addRoute(dir, "dot1d-stp-designated-root", HTTP_GET, stpDesignatedRootGet);
+    addRoute(dir, "dot1d-stp-root-cost", HTTP_GET, stpRootCostGet);
+    addRoute(dir, "dot1d-stp-root-port", HTTP_GET, stpRootPortGet);
+    addRoute(dir, "dot1d-stp-max-age", HTTP_GET, stpMaxAgeGet);
+    addRoute(dir, "dot1d-stp-hello-time", HTTP_GET, stpHelloTimeGet);
+    addRoute(dir, "dot1d-stp-hold-time", HTTP_GET, stpHoldTimeGet);
+    addRoute(dir, "dot1d-stp-forward-delay", HTTP_GET, stpForwardDelayGet);
+    addRoute(dir, "dot1d-stp-bridge-max-age", HTTP_GET, stpBridgeMaxAgeGet);
+    addRoute(dir, "dot1d-stp-bridge-hello-time", HTTP_GET, stpBridgeHelloTimeGet);
+    addRoute(dir, "dot1d-stp-bridge-forward-delay", HTTP_GET, stpBridgeForwardDelayGet);
+    addRoute(dir, "dot1d-stp-port-priority", HTTP_GET, stpPortPriorityGet);
+    addRoute(dir, "dot1d-stp-port-state", HTTP_GET, stpPortStateGet);
+    addRoute(dir, "dot1d-stp-port-path-cost", HTTP_GET, stpPortPathCostGet);
+    addRoute(dir, "dot1d-stp-port-designated-root", HTTP_GET, stpPortDesignatedRootGet);
+    addRoute(dir, "dot1d-stp-port-designated-cost", HTTP_GET, stpPortDesignatedCostGet);
+    addRoute(dir, "dot1d-stp-port-designated-bridge", HTTP_GET, stpPortDesignatedBridgeGet);
+    addRoute(dir, "dot1d-stp-port-designated-port", HTTP_GET, stpPortDesignatedPortGet);
+    addRoute(dir, "dot1d-stp-port-forward-transitions", HTTP_GET, stpPortForwardTransitionsGet);
+    addRoute(dir, "dot1d-tp-learned-entry-discards", HTTP_GET, tpLearnedEntryDiscardsGet);
+    addRoute(dir, "db-dot1d-tp-aging-time", HTTP_GET, tpAgingTimeGet);
+    addRoute(dir, "db-dot1d-tp-aging-time", HTTP_PUT, tpAgingTimeSet);
+    addRoute(dir, "dot1d-tp-fdb-entry-next", HTTP_GET, tpFdbEntryNextGet);
+    addRoute(dir, "dot1d-tp-fdb-entry", HTTP_GET, tpFdbEntryGet);
+    addRoute(dir, "dot1d-tp-fdb-port", HTTP_GET, tpFdbPortGet);
+    addRoute(dir, "dot1d-tp-fdb-status", HTTP_GET, tpFdbStatusGet);
+    addRoute(dir, "dot1d-tp-port-max-info", HTTP_GET, tpPortMaxInfoGet);
+    addRoute(dir, "dot1d-tp-port-in-frames", HTTP_GET, tpPortInFramesGet);
+    addRoute(dir, "dot1d-tp-port-out-frames", HTTP_GET, tpPortOutFramesGet);
+    addRoute(dir, "dot1d-tp-port-in-discards", HTTP_GET, tpPortInDiscardsGet);
+    addRoute(dir, "dot1d-base-port-entry-next", HTTP_GET, basePortEntryNextGet);
+    addRoute(dir, "dot1d-is-valid-intf", HTTP_POST, isValidIntf);
+    addRoute(dir, "dot1d-is-interface-in-current-instance", HTTP_POST, isInterfaceInCurrentInstance);
+    addRoute(dir, "dot1d-instance-member-get-next", HTTP_POST, instanceMemberGetNext);
+}

@@ -1,40 +1,40 @@
 /*
- * families.h - the route tables of the endpoint families. main/ registers them, in an order that matters.
+ * families.h - the endpoint families: each adds its routes to its directory. main/ calls them, in an order that matters.
  */
 #ifndef SWITCHING_FAMILIES_H
 #define SWITCHING_FAMILIES_H
 
 #include "httpd/route_tree.h"
 
-extern const RouteTable bridgeRoutes;
-extern const RouteTable dot1adRoutes;
-extern const RouteTable fdbRoutes;
-extern const RouteTable garpRoutes;
-extern const RouteTable loopProtectRoutes;
-extern const RouteTable macalRoutes;
-extern const RouteTable mmrpRoutes;
-extern const RouteTable mvrpRoutes;
-extern const RouteTable protectedPortRoutes;
-extern const RouteTable staticFilterRoutes;
-extern const RouteTable stormControlRoutes;
-extern const RouteTable voiceVlanRoutes;
-extern const RouteTable voipRoutes;
+void addBridgeRoutes(RouteDir *dir);
+void addDot1adRoutes(RouteDir *dir);
+void addFdbRoutes(RouteDir *dir);
+void addGarpRoutes(RouteDir *dir);
+void addLoopProtectRoutes(RouteDir *dir);
+void addMacalRoutes(RouteDir *dir);
+void addMmrpRoutes(RouteDir *dir);
+void addMvrpRoutes(RouteDir *dir);
+void addProtectedPortRoutes(RouteDir *dir);
+void addStaticFilterRoutes(RouteDir *dir);
+void addStormControlRoutes(RouteDir *dir);
+void addVoiceVlanRoutes(RouteDir *dir);
+void addVoipRoutes(RouteDir *dir);
 
 /*
  * /vlan: placeholders; more of them, most shadowed by a later entry of the same name; then what answers, placeholders
  * among it.
  */
-extern const RouteTable vlanPlaceholderRoutes;
-extern const RouteTable vlanShadowedRoutes;
-extern const RouteTable vlanRoutes;
+void addVlanPlaceholderRoutes(RouteDir *dir);
+void addVlanShadowedRoutes(RouteDir *dir);
+void addVlanRoutes(RouteDir *dir);
 
-extern const RouteTable vlanAssociationRoutes;
-extern const RouteTable vlanProtocolGroupRoutes;
-extern const RouteTable vlanProtocolEthertypeRoutes;
+void addVlanAssociationRoutes(RouteDir *dir);
+void addVlanProtocolGroupRoutes(RouteDir *dir);
+void addVlanProtocolEthertypeRoutes(RouteDir *dir);
 
 /* /pbvlan: what works, and the later placeholders that shadow some of it. */
-extern const RouteTable pbvlanRoutes;
-extern const RouteTable pbvlanVlanIdPlaceholderRoutes;
-extern const RouteTable pbvlanNamePortPlaceholderRoutes;
+void addPbvlanRoutes(RouteDir *dir);
+void addPbvlanVlanIdPlaceholderRoutes(RouteDir *dir);
+void addPbvlanNamePortPlaceholderRoutes(RouteDir *dir);
 
 #endif

@@ -231,31 +231,30 @@ static void entryDelete()
     answerOutcome(openResult(rpcclt_openapiFdbEntryDelete(&openClient, &desc, vlanId, ifNum)));
 }
 
-static const Route routes[] = {
-    {"id", HTTP_GET, idGet},
-    {"addr-aging-timeout", HTTP_GET, addrAgingTimeoutGet},
-    {"addr-aging-timeout", HTTP_PUT, addrAgingTimeoutSet},
-    {"max-table-entries", HTTP_GET, maxTableEntriesGet},
-    {"active-addr-entries", HTTP_GET, activeAddrEntriesGet},
-    {"max-count", HTTP_GET, maxCountGet},
-    {"max-count-reset", HTTP_POST, maxCountReset},
-    {"dynamic-entries", HTTP_GET, dynamicEntriesGet},
-    {"internal-entries", HTTP_GET, internalEntriesGet},
-    {"is-restr-filter-mac", HTTP_GET, isRestrFilterMacGet},
-    {"type-of-vl", HTTP_GET, typeOfVlGet},
-    {"id-next", HTTP_GET, idNextGet},
-    {"bad-adds", HTTP_GET, badAddsGet},
-    {"mac-max-hw-limit", HTTP_GET, macMaxHwLimitGet},
-    {"flush-by-mac", HTTP_POST, flushByMac},
-    {"flush", HTTP_POST, flush},
-    {"entry-next", HTTP_GET, entryNextGet},
-    {"vlan-dynamic-entries", HTTP_GET, vlanDynamicEntriesGet},
-    {"vlan-internal-entries", HTTP_GET, vlanInternalEntriesGet},
-    {"flush-by-vlan", HTTP_POST, flushByVlan},
-    {"intf-dynamic-entries", HTTP_GET, intfDynamicEntriesGet},
-    {"intf-internal-entries", HTTP_GET, intfInternalEntriesGet},
-    {"flush-by-port", HTTP_POST, flushByPort},
-    {"entry", HTTP_DELETE, entryDelete},
-};
-
-const RouteTable fdbRoutes = routeTable(routes);
+void addFdbRoutes(RouteDir *dir)
+{
+    addRoute(dir, "id", HTTP_GET, idGet);
+    addRoute(dir, "addr-aging-timeout", HTTP_GET, addrAgingTimeoutGet);
+    addRoute(dir, "addr-aging-timeout", HTTP_PUT, addrAgingTimeoutSet);
+    addRoute(dir, "max-table-entries", HTTP_GET, maxTableEntriesGet);
+    addRoute(dir, "active-addr-entries", HTTP_GET, activeAddrEntriesGet);
+    addRoute(dir, "max-count", HTTP_GET, maxCountGet);
+    addRoute(dir, "max-count-reset", HTTP_POST, maxCountReset);
+    addRoute(dir, "dynamic-entries", HTTP_GET, dynamicEntriesGet);
+    addRoute(dir, "internal-entries", HTTP_GET, internalEntriesGet);
+    addRoute(dir, "is-restr-filter-mac", HTTP_GET, isRestrFilterMacGet);
+    addRoute(dir, "type-of-vl", HTTP_GET, typeOfVlGet);
+    addRoute(dir, "id-next", HTTP_GET, idNextGet);
+    addRoute(dir, "bad-adds", HTTP_GET, badAddsGet);
+    addRoute(dir, "mac-max-hw-limit", HTTP_GET, macMaxHwLimitGet);
+    addRoute(dir, "flush-by-mac", HTTP_POST, flushByMac);
+    addRoute(dir, "flush", HTTP_POST, flush);
+    addRoute(dir, "entry-next", HTTP_GET, entryNextGet);
+    addRoute(dir, "vlan-dynamic-entries", HTTP_GET, vlanDynamicEntriesGet);
+    addRoute(dir, "vlan-internal-entries", HTTP_GET, vlanInternalEntriesGet);
+    addRoute(dir, "flush-by-vlan", HTTP_POST, flushByVlan);
+    addRoute(dir, "intf-dynamic-entries", HTTP_GET, intfDynamicEntriesGet);
+    addRoute(dir, "intf-internal-entries", HTTP_GET, intfInternalEntriesGet);
+    addRoute(dir, "flush-by-port", HTTP_POST, flushByPort);
+    addRoute(dir, "entry", HTTP_DELETE, entryDelete);
+}

@@ -177,27 +177,26 @@ static void gvrpTransmitPduCountGet()
     answerGarp(rc, number("gvrpPduTxCount", count));
 }
 
-static const Route routes[] = {
-    {"gmrp-enable", HTTP_GET, gmrpEnableGet},
-    {"gmrp-enable", HTTP_PUT, gmrpEnableSet},
-    {"gvrp-enable", HTTP_GET, gvrpEnableGet},
-    {"gvrp-enable", HTTP_PUT, gvrpEnableSet},
-    {"gmrp-port-enable", HTTP_GET, gmrpPortEnableGet},
-    {"gmrp-port-enable", HTTP_PUT, gmrpPortEnableSet},
-    {"gvrp-port-enable", HTTP_GET, gvrpPortEnableGet},
-    {"gvrp-port-enable", HTTP_PUT, gvrpPortEnableSet},
-    {"join-time", HTTP_GET, joinTimeGet},
-    {"join-time", HTTP_PUT, joinTimeSet},
-    {"leave-time", HTTP_GET, leaveTimeGet},
-    {"leave-time", HTTP_PUT, leaveTimeSet},
-    {"leave-all-time", HTTP_GET, leaveAllTimeGet},
-    {"leave-all-time", HTTP_PUT, leaveAllTimeSet},
-    {"gmrp-failed-registrations", HTTP_GET, gmrpFailedRegistrationsGet},
-    {"gmrp-receive-pdu-count", HTTP_GET, gmrpReceivePduCountGet},
-    {"gmrp-transmit-pdu-count", HTTP_GET, gmrpTransmitPduCountGet},
-    {"gvrp-failed-registrations", HTTP_GET, gvrpFailedRegistrationsGet},
-    {"gvrp-receive-pdu-count", HTTP_GET, gvrpReceivePduCountGet},
-    {"gvrp-transmit-pdu-count", HTTP_GET, gvrpTransmitPduCountGet},
-};
-
-const RouteTable garpRoutes = routeTable(routes);
+void addGarpRoutes(RouteDir *dir)
+{
+    addRoute(dir, "gmrp-enable", HTTP_GET, gmrpEnableGet);
+    addRoute(dir, "gmrp-enable", HTTP_PUT, gmrpEnableSet);
+    addRoute(dir, "gvrp-enable", HTTP_GET, gvrpEnableGet);
+    addRoute(dir, "gvrp-enable", HTTP_PUT, gvrpEnableSet);
+    addRoute(dir, "gmrp-port-enable", HTTP_GET, gmrpPortEnableGet);
+    addRoute(dir, "gmrp-port-enable", HTTP_PUT, gmrpPortEnableSet);
+    addRoute(dir, "gvrp-port-enable", HTTP_GET, gvrpPortEnableGet);
+    addRoute(dir, "gvrp-port-enable", HTTP_PUT, gvrpPortEnableSet);
+    addRoute(dir, "join-time", HTTP_GET, joinTimeGet);
+    addRoute(dir, "join-time", HTTP_PUT, joinTimeSet);
+    addRoute(dir, "leave-time", HTTP_GET, leaveTimeGet);
+    addRoute(dir, "leave-time", HTTP_PUT, leaveTimeSet);
+    addRoute(dir, "leave-all-time", HTTP_GET, leaveAllTimeGet);
+    addRoute(dir, "leave-all-time", HTTP_PUT, leaveAllTimeSet);
+    addRoute(dir, "gmrp-failed-registrations", HTTP_GET, gmrpFailedRegistrationsGet);
+    addRoute(dir, "gmrp-receive-pdu-count", HTTP_GET, gmrpReceivePduCountGet);
+    addRoute(dir, "gmrp-transmit-pdu-count", HTTP_GET, gmrpTransmitPduCountGet);
+    addRoute(dir, "gvrp-failed-registrations", HTTP_GET, gvrpFailedRegistrationsGet);
+    addRoute(dir, "gvrp-receive-pdu-count", HTTP_GET, gvrpReceivePduCountGet);
+    addRoute(dir, "gvrp-transmit-pdu-count", HTTP_GET, gvrpTransmitPduCountGet);
+}

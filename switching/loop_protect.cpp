@@ -221,34 +221,33 @@ static void portVlanPropertiesSet()
     answerOutcome(openResult(rpcclt_openapiLoopProtectPortVlanPropertiesSet(&openClient, ifNum, tpid, vlanId)));
 }
 
-static const Route routes[] = {
-    {"admin-mode", HTTP_PUT, adminModeSet},
-    {"admin-mode", HTTP_GET, adminModeGet},
-    {"tx-timer", HTTP_PUT, txTimerSet},
-    {"tx-timer", HTTP_GET, txTimerGet},
-    {"max-pdu-receive", HTTP_PUT, maxPduReceiveSet},
-    {"max-pdu-receive", HTTP_GET, maxPduReceiveGet},
-    {"disable-timer", HTTP_PUT, disableTimerSet},
-    {"disable-timer", HTTP_GET, disableTimerGet},
-    {"all-stats", HTTP_DELETE, allStatsClear},
-    {"valid-intf-first", HTTP_GET, validIntfFirstGet},
-    {"port-tx-mode", HTTP_PUT, portTxModeSet},
-    {"port-tx-mode", HTTP_GET, portTxModeGet},
-    {"port-admin-mode", HTTP_PUT, portAdminModeSet},
-    {"port-admin-mode", HTTP_GET, portAdminModeGet},
-    {"port-action", HTTP_PUT, portActionSet},
-    {"port-action", HTTP_GET, portActionGet},
-    {"port-vlan-properties", HTTP_GET, portVlanPropertiesGet},
-    {"port-stats", HTTP_DELETE, portStatsClear},
-    {"portloop-detect-count", HTTP_GET, portloopDetectCountGet},
-    {"is-loop-detected", HTTP_POST, isLoopDetected},
-    {"is-port-disabled", HTTP_POST, isPortDisabled},
-    {"port-time-since-last-loop", HTTP_GET, portTimeSinceLastLoopGet},
-    {"port-packet-tx-count", HTTP_GET, portPacketTxCountGet},
-    {"port-packet-rx-count", HTTP_GET, portPacketRxCountGet},
-    {"is-valid-intf", HTTP_POST, isValidIntf},
-    {"valid-intf-next", HTTP_GET, validIntfNextGet},
-    {"port-vlan-properties", HTTP_PUT, portVlanPropertiesSet},
-};
-
-const RouteTable loopProtectRoutes = routeTable(routes);
+void addLoopProtectRoutes(RouteDir *dir)
+{
+    addRoute(dir, "admin-mode", HTTP_PUT, adminModeSet);
+    addRoute(dir, "admin-mode", HTTP_GET, adminModeGet);
+    addRoute(dir, "tx-timer", HTTP_PUT, txTimerSet);
+    addRoute(dir, "tx-timer", HTTP_GET, txTimerGet);
+    addRoute(dir, "max-pdu-receive", HTTP_PUT, maxPduReceiveSet);
+    addRoute(dir, "max-pdu-receive", HTTP_GET, maxPduReceiveGet);
+    addRoute(dir, "disable-timer", HTTP_PUT, disableTimerSet);
+    addRoute(dir, "disable-timer", HTTP_GET, disableTimerGet);
+    addRoute(dir, "all-stats", HTTP_DELETE, allStatsClear);
+    addRoute(dir, "valid-intf-first", HTTP_GET, validIntfFirstGet);
+    addRoute(dir, "port-tx-mode", HTTP_PUT, portTxModeSet);
+    addRoute(dir, "port-tx-mode", HTTP_GET, portTxModeGet);
+    addRoute(dir, "port-admin-mode", HTTP_PUT, portAdminModeSet);
+    addRoute(dir, "port-admin-mode", HTTP_GET, portAdminModeGet);
+    addRoute(dir, "port-action", HTTP_PUT, portActionSet);
+    addRoute(dir, "port-action", HTTP_GET, portActionGet);
+    addRoute(dir, "port-vlan-properties", HTTP_GET, portVlanPropertiesGet);
+    addRoute(dir, "port-stats", HTTP_DELETE, portStatsClear);
+    addRoute(dir, "portloop-detect-count", HTTP_GET, portloopDetectCountGet);
+    addRoute(dir, "is-loop-detected", HTTP_POST, isLoopDetected);
+    addRoute(dir, "is-port-disabled", HTTP_POST, isPortDisabled);
+    addRoute(dir, "port-time-since-last-loop", HTTP_GET, portTimeSinceLastLoopGet);
+    addRoute(dir, "port-packet-tx-count", HTTP_GET, portPacketTxCountGet);
+    addRoute(dir, "port-packet-rx-count", HTTP_GET, portPacketRxCountGet);
+    addRoute(dir, "is-valid-intf", HTTP_POST, isValidIntf);
+    addRoute(dir, "valid-intf-next", HTTP_GET, validIntfNextGet);
+    addRoute(dir, "port-vlan-properties", HTTP_PUT, portVlanPropertiesSet);
+}

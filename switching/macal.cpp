@@ -440,45 +440,44 @@ static void ruleTcpUdpPortNumberAdd()
     answerOutcome(openResult(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd(&openClient, &list, rule.priority, portNum)));
 }
 
-static const Route routes[] = {
-    {"list", HTTP_POST, listCreate},
-    {"list", HTTP_DELETE, listDelete},
-    {"list-vrf", HTTP_PUT, listVrfSet},
-    {"list-vrf", HTTP_GET, listVrfGet},
-    {"activate", HTTP_POST, activate},
-    {"deactivate", HTTP_POST, deactivate},
-    {"rule-entry", HTTP_POST, ruleEntryAdd},
-    {"rule", HTTP_DELETE, ruleRemove},
-    {"rule-action", HTTP_POST, ruleActionAdd},
-    {"rule-src-ip-mask", HTTP_POST, ruleSrcIpMaskAdd},
-    {"rule-service-port", HTTP_PUT, ruleServicePortSet},
-    {"rule-is-service-port", HTTP_PUT, ruleIsServicePortSet},
-    {"rule-service", HTTP_POST, ruleServiceAdd},
-    {"name", HTTP_GET, nameGet},
-    {"active-list", HTTP_GET, activeListGet},
-    {"rule-first", HTTP_GET, ruleFirstGet},
-    {"rule-next", HTTP_GET, ruleNextGet},
-    {"rule-exists", HTTP_POST, ruleExists},
-    {"rule-action", HTTP_GET, ruleActionGet},
-    {"rule-src-ip-mask", HTTP_GET, ruleSrcIpMaskGet},
-    {"rule-interface", HTTP_GET, ruleInterfaceGet},
-    {"rule-vlan", HTTP_GET, ruleVlanGet},
-    {"rule-service", HTTP_GET, ruleServiceGet},
-    {"service-port-rule-statistics", HTTP_GET, servicePortRuleStatisticsGet},
-    {"rule-tcp-udp-port-number", HTTP_GET, ruleTcpUdpPortNumberGet},
-    {"is-field-configured", HTTP_POST, isFieldConfigured},
-    {"is-any-list-created", HTTP_POST, isAnyListCreated},
-    {"is-any-list-activated", HTTP_POST, isAnyListActivated},
-    {"stats-packets-filtered", HTTP_GET, statsPacketsFilteredGet},
-    {"deny-counter-interval", HTTP_GET, denyCounterIntervalGet},
-    {"deny-counter-interval", HTTP_PUT, denyCounterIntervalSet},
-    {"rule-priority-index", HTTP_GET, rulePriorityIndexGet},
-    {"vrf-name-valid", HTTP_POST, vrfNameValid},
-    {"clear-service-port-statistics", HTTP_POST, clearServicePortStatistics},
-    {"is-net-filter-tables-feature-supported", HTTP_POST, isNetFilterTablesFeatureSupported},
-    {"rule-interface", HTTP_POST, ruleInterfaceAdd},
-    {"rule-vlan", HTTP_POST, ruleVlanAdd},
-    {"rule-tcp-udp-port-number", HTTP_POST, ruleTcpUdpPortNumberAdd},
-};
-
-const RouteTable macalRoutes = routeTable(routes);
+void addMacalRoutes(RouteDir *dir)
+{
+    addRoute(dir, "list", HTTP_POST, listCreate);
+    addRoute(dir, "list", HTTP_DELETE, listDelete);
+    addRoute(dir, "list-vrf", HTTP_PUT, listVrfSet);
+    addRoute(dir, "list-vrf", HTTP_GET, listVrfGet);
+    addRoute(dir, "activate", HTTP_POST, activate);
+    addRoute(dir, "deactivate", HTTP_POST, deactivate);
+    addRoute(dir, "rule-entry", HTTP_POST, ruleEntryAdd);
+    addRoute(dir, "rule", HTTP_DELETE, ruleRemove);
+    addRoute(dir, "rule-action", HTTP_POST, ruleActionAdd);
+    addRoute(dir, "rule-src-ip-mask", HTTP_POST, ruleSrcIpMaskAdd);
+    addRoute(dir, "rule-service-port", HTTP_PUT, ruleServicePortSet);
+    addRoute(dir, "rule-is-service-port", HTTP_PUT, ruleIsServicePortSet);
+    addRoute(dir, "rule-service", HTTP_POST, ruleServiceAdd);
+    addRoute(dir, "name", HTTP_GET, nameGet);
+    addRoute(dir, "active-list", HTTP_GET, activeListGet);
+    addRoute(dir, "rule-first", HTTP_GET, ruleFirstGet);
+    addRoute(dir, "rule-next", HTTP_GET, ruleNextGet);
+    addRoute(dir, "rule-exists", HTTP_POST, ruleExists);
+    addRoute(dir, "rule-action", HTTP_GET, ruleActionGet);
+    addRoute(dir, "rule-src-ip-mask", HTTP_GET, ruleSrcIpMaskGet);
+    addRoute(dir, "rule-interface", HTTP_GET, ruleInterfaceGet);
+    addRoute(dir, "rule-vlan", HTTP_GET, ruleVlanGet);
+    addRoute(dir, "rule-service", HTTP_GET, ruleServiceGet);
+    addRoute(dir, "service-port-rule-statistics", HTTP_GET, servicePortRuleStatisticsGet);
+    addRoute(dir, "rule-tcp-udp-port-number", HTTP_GET, ruleTcpUdpPortNumberGet);
+    addRoute(dir, "is-field-configured", HTTP_POST, isFieldConfigured);
+    addRoute(dir, "is-any-list-created", HTTP_POST, isAnyListCreated);
+    addRoute(dir, "is-any-list-activated", HTTP_POST, isAnyListActivated);
+    addRoute(dir, "stats-packets-filtered", HTTP_GET, statsPacketsFilteredGet);
+    addRoute(dir, "deny-counter-interval", HTTP_GET, denyCounterIntervalGet);
+    addRoute(dir, "deny-counter-interval", HTTP_PUT, denyCounterIntervalSet);
+    addRoute(dir, "rule-priority-index", HTTP_GET, rulePriorityIndexGet);
+    addRoute(dir, "vrf-name-valid", HTTP_POST, vrfNameValid);
+    addRoute(dir, "clear-service-port-statistics", HTTP_POST, clearServicePortStatistics);
+    addRoute(dir, "is-net-filter-tables-feature-supported", HTTP_POST, isNetFilterTablesFeatureSupported);
+    addRoute(dir, "rule-interface", HTTP_POST, ruleInterfaceAdd);
+    addRoute(dir, "rule-vlan", HTTP_POST, ruleVlanAdd);
+    addRoute(dir, "rule-tcp-udp-port-number", HTTP_POST, ruleTcpUdpPortNumberAdd);
+}

@@ -114,17 +114,16 @@ static void countersClear()
     answerOutcome(openResult(rpcclt_openapiMmrpCountersClear(&openClient)));
 }
 
-static const Route routes[] = {
-    {"mode", HTTP_GET, modeGet},
-    {"mode", HTTP_PUT, modeSet},
-    {"intf-mode", HTTP_GET, intfModeGet},
-    {"intf-mode", HTTP_PUT, intfModeSet},
-    {"periodic-state-machine-mode", HTTP_GET, periodicStateMachineModeGet},
-    {"periodic-state-machine-mode", HTTP_PUT, periodicStateMachineModeSet},
-    {"counter", HTTP_GET, counterGet},
-    {"intf-counter", HTTP_GET, intfCounterGet},
-    {"intf-counters", HTTP_DELETE, intfCountersClear},
-    {"counters", HTTP_DELETE, countersClear},
-};
-
-const RouteTable mmrpRoutes = routeTable(routes);
+void addMmrpRoutes(RouteDir *dir)
+{
+    addRoute(dir, "mode", HTTP_GET, modeGet);
+    addRoute(dir, "mode", HTTP_PUT, modeSet);
+    addRoute(dir, "intf-mode", HTTP_GET, intfModeGet);
+    addRoute(dir, "intf-mode", HTTP_PUT, intfModeSet);
+    addRoute(dir, "periodic-state-machine-mode", HTTP_GET, periodicStateMachineModeGet);
+    addRoute(dir, "periodic-state-machine-mode", HTTP_PUT, periodicStateMachineModeSet);
+    addRoute(dir, "counter", HTTP_GET, counterGet);
+    addRoute(dir, "intf-counter", HTTP_GET, intfCounterGet);
+    addRoute(dir, "intf-counters", HTTP_DELETE, intfCountersClear);
+    addRoute(dir, "counters", HTTP_DELETE, countersClear);
+}

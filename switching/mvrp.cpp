@@ -138,22 +138,21 @@ static void trafficCountersClear()
     answerOutcome(openResult(rpcclt_openapiMvrpTrafficCountersClear(&openClient)));
 }
 
-static const Route routes[] = {
-    {"mode", HTTP_GET, modeGet},
-    {"mode", HTTP_PUT, modeSet},
-    {"periodic-state-machine-mode", HTTP_GET, periodicStateMachineModeGet},
-    {"periodic-state-machine-mode", HTTP_PUT, periodicStateMachineModeSet},
-    {"intf-mode", HTTP_GET, intfModeGet},
-    {"intf-mode", HTTP_PUT, intfModeSet},
-    {"is-valid-intf", HTTP_GET, isValidIntfGet},
-    {"valid-intf-next", HTTP_GET, validIntfNextGet},
-    {"traffic-pdu-counter", HTTP_GET, trafficPduCounterGet},
-    {"intf-traffic-pdu-counter", HTTP_GET, intfTrafficPduCounterGet},
-    {"vlan-array", HTTP_GET, vlanArrayGet},
-    {"intf-vlan-array", HTTP_GET, intfVlanArrayGet},
-    {"traffic-counters-per-if", HTTP_DELETE, trafficCountersPerIfClear},
-    {"traffic-global-counters", HTTP_DELETE, trafficGlobalCountersClear},
-    {"traffic-counters", HTTP_DELETE, trafficCountersClear},
-};
-
-const RouteTable mvrpRoutes = routeTable(routes);
+void addMvrpRoutes(RouteDir *dir)
+{
+    addRoute(dir, "mode", HTTP_GET, modeGet);
+    addRoute(dir, "mode", HTTP_PUT, modeSet);
+    addRoute(dir, "periodic-state-machine-mode", HTTP_GET, periodicStateMachineModeGet);
+    addRoute(dir, "periodic-state-machine-mode", HTTP_PUT, periodicStateMachineModeSet);
+    addRoute(dir, "intf-mode", HTTP_GET, intfModeGet);
+    addRoute(dir, "intf-mode", HTTP_PUT, intfModeSet);
+    addRoute(dir, "is-valid-intf", HTTP_GET, isValidIntfGet);
+    addRoute(dir, "valid-intf-next", HTTP_GET, validIntfNextGet);
+    addRoute(dir, "traffic-pdu-counter", HTTP_GET, trafficPduCounterGet);
+    addRoute(dir, "intf-traffic-pdu-counter", HTTP_GET, intfTrafficPduCounterGet);
+    addRoute(dir, "vlan-array", HTTP_GET, vlanArrayGet);
+    addRoute(dir, "intf-vlan-array", HTTP_GET, intfVlanArrayGet);
+    addRoute(dir, "traffic-counters-per-if", HTTP_DELETE, trafficCountersPerIfClear);
+    addRoute(dir, "traffic-global-counters", HTTP_DELETE, trafficGlobalCountersClear);
+    addRoute(dir, "traffic-counters", HTTP_DELETE, trafficCountersClear);
+}

@@ -162,46 +162,45 @@ static void intfValidate()
     answerOutcome(openResult(rpcclt_openapiPbVlanIntfValidate(&openClient, queryUintExact("ifNum"))));
 }
 
-static const Route routes[] = {
-    {"group-get-first", HTTP_POST, groupGetFirst},
-    {"group-id", HTTP_GET, groupIdGet},
-    {"group", HTTP_POST, groupCreate},
-    {"group", HTTP_DELETE, groupDelete},
-    {"group-get-next", HTTP_POST, groupGetNext},
-    {"group-name", HTTP_PUT, groupNameSet},
-    {"group-name", HTTP_GET, groupNameGet},
-    {"group-vlan-id", HTTP_GET, groupVlanIdGet},
-    {"group-protocol", HTTP_GET, groupProtocolGet},
-    {"group-protocol-get-next", HTTP_POST, groupProtocolGetNext},
-    {"group-protocol", HTTP_POST, groupProtocolAdd},
-    {"group-protocol", HTTP_DELETE, groupProtocolDelete},
-    {"group-vlan-id", HTTP_POST, groupVlanIdAdd},
-    {"group-vlan-id", HTTP_DELETE, groupVlanIdDelete},
-    {"group-port", HTTP_POST, groupPortAdd},
-    {"group-port", HTTP_DELETE, groupPortDelete},
-    {"group-port-get-next", HTTP_POST, groupPortGetNext},
-    {"intf-validate", HTTP_POST, intfValidate},
-};
+void addPbvlanRoutes(RouteDir *dir)
+{
+    addRoute(dir, "group-get-first", HTTP_POST, groupGetFirst);
+    addRoute(dir, "group-id", HTTP_GET, groupIdGet);
+    addRoute(dir, "group", HTTP_POST, groupCreate);
+    addRoute(dir, "group", HTTP_DELETE, groupDelete);
+    addRoute(dir, "group-get-next", HTTP_POST, groupGetNext);
+    addRoute(dir, "group-name", HTTP_PUT, groupNameSet);
+    addRoute(dir, "group-name", HTTP_GET, groupNameGet);
+    addRoute(dir, "group-vlan-id", HTTP_GET, groupVlanIdGet);
+    addRoute(dir, "group-protocol", HTTP_GET, groupProtocolGet);
+    addRoute(dir, "group-protocol-get-next", HTTP_POST, groupProtocolGetNext);
+    addRoute(dir, "group-protocol", HTTP_POST, groupProtocolAdd);
+    addRoute(dir, "group-protocol", HTTP_DELETE, groupProtocolDelete);
+    addRoute(dir, "group-vlan-id", HTTP_POST, groupVlanIdAdd);
+    addRoute(dir, "group-vlan-id", HTTP_DELETE, groupVlanIdDelete);
+    addRoute(dir, "group-port", HTTP_POST, groupPortAdd);
+    addRoute(dir, "group-port", HTTP_DELETE, groupPortDelete);
+    addRoute(dir, "group-port-get-next", HTTP_POST, groupPortGetNext);
+    addRoute(dir, "intf-validate", HTTP_POST, intfValidate);
+}
 
 /*
- * Registered after the table above, and so answering in place of its group-vlan-id (all), group-name (GET) and
+ * Registered after the routes above, and so answering in place of its group-vlan-id (all), group-name (GET) and
  * group-port (POST and DELETE). Established behaviour: the working handlers stay registered, unreached.
  */
 
-static const Route vlanIdPlaceholders[] = {
-    {"group-vlan-id", HTTP_GET, unsupportedRead},
-    {"group-vlan-id", HTTP_POST, unsupportedWrite},
-    {"group-vlan-id", HTTP_DELETE, unsupportedWrite},
-};
+void addPbvlanVlanIdPlaceholderRoutes(RouteDir *dir)
+{
+    addRoute(dir, "group-vlan-id", HTTP_GET, unsupportedRead);
+    addRoute(dir, "group-vlan-id", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "group-vlan-id", HTTP_DELETE, unsupportedWrite);
+}
 
-static const Route namePortPlaceholders[] = {
-    {"group-name", HTTP_GET, unsupportedRead},
-    {"group-name", HTTP_POST, unsupportedWrite},
-    {"group-name", HTTP_DELETE, unsupportedWrite},
-    {"group-port", HTTP_POST, unsupportedWrite},
-    {"group-port", HTTP_DELETE, unsupportedWrite},
-};
-
-const RouteTable pbvlanRoutes = routeTable(routes);
-const RouteTable pbvlanVlanIdPlaceholderRoutes = routeTable(vlanIdPlaceholders);
-const RouteTable pbvlanNamePortPlaceholderRoutes = routeTable(namePortPlaceholders);
+void addPbvlanNamePortPlaceholderRoutes(RouteDir *dir)
+{
+    addRoute(dir, "group-name", HTTP_GET, unsupportedRead);
+    addRoute(dir, "group-name", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "group-name", HTTP_DELETE, unsupportedWrite);
+    addRoute(dir, "group-port", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "group-port", HTTP_DELETE, unsupportedWrite);
+}

@@ -121,16 +121,15 @@ static void groupIntfDelete()
     answerOutcome(openResult(rpcclt_openapiProtectedPortGroupIntfDelete(&openClient, ifNum, groupId)));
 }
 
-static const Route routes[] = {
-    {"max-groups", HTTP_POST, maxGroups},
-    {"group-name", HTTP_GET, groupNameGet},
-    {"group-name", HTTP_PUT, groupNameSet},
-    {"group-intf-count", HTTP_GET, groupIntfCountGet},
-    {"group-intf-list", HTTP_GET, groupIntfListGet},
-    {"group", HTTP_GET, groupGet},
-    {"next-group", HTTP_GET, nextGroupGet},
-    {"group-intf", HTTP_POST, groupIntfAdd},
-    {"group-intf", HTTP_DELETE, groupIntfDelete},
-};
-
-const RouteTable protectedPortRoutes = routeTable(routes);
+void addProtectedPortRoutes(RouteDir *dir)
+{
+    addRoute(dir, "max-groups", HTTP_POST, maxGroups);
+    addRoute(dir, "group-name", HTTP_GET, groupNameGet);
+    addRoute(dir, "group-name", HTTP_PUT, groupNameSet);
+    addRoute(dir, "group-intf-count", HTTP_GET, groupIntfCountGet);
+    addRoute(dir, "group-intf-list", HTTP_GET, groupIntfListGet);
+    addRoute(dir, "group", HTTP_GET, groupGet);
+    addRoute(dir, "next-group", HTTP_GET, nextGroupGet);
+    addRoute(dir, "group-intf", HTTP_POST, groupIntfAdd);
+    addRoute(dir, "group-intf", HTTP_DELETE, groupIntfDelete);
+}

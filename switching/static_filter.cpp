@@ -330,36 +330,35 @@ static void dstIntfListDelete()
     answerOutcome(openResult(rc));
 }
 
-static const Route routes[] = {
-    {"filter-admin-mode", HTTP_PUT, adminModeSet},
-    {"filter-admin-mode", HTTP_GET, adminModeGet},
-    {"filter-first", HTTP_GET, firstGet},
-    {"filter-count", HTTP_GET, countGet},
-    {"filter-counters", HTTP_GET, countersGet},
-    {"filter-size", HTTP_GET, sizeGet},
-    {"filter-check-mac-addr-type-multicast", HTTP_POST, checkMacAddrTypeMulticast},
-    {"filter-filtering-mode", HTTP_PUT, filteringModeSet},
-    {"filter", HTTP_POST, filterCreate},
-    {"filter", HTTP_DELETE, filterRemove},
-    {"filter-src-intf-list-modify", HTTP_POST, srcIntfListModify},
-    {"filter-next", HTTP_GET, nextGet},
-    {"filter-src-intf-list", HTTP_GET, srcIntfListGet},
-    {"filter-dst-intf-list", HTTP_GET, dstIntfListGet},
-    {"filter-dst-filt-intf-list", HTTP_GET, dstFiltIntfListGet},
-    {"filter-is-configured", HTTP_POST, isConfigured},
-    {"filter-vlan-filtering-mode", HTTP_PUT, vlanFilteringModeSet},
-    {"filter-vlan-filtering-mode", HTTP_GET, vlanFilteringModeGet},
-    {"filter-stream", HTTP_PUT, streamSet},
-    {"filter-stream", HTTP_GET, streamGet},
-    {"filter-is-intf-in-any-filter", HTTP_POST, isIntfInAnyFilter},
-    {"filter-port-parm-can", HTTP_PUT, portParmCanSet},
-    {"filter-is-valid-intf", HTTP_POST, isValidIntf},
-    {"filter-src-intf", HTTP_POST, srcIntfAdd},
-    {"filter-src-intf", HTTP_DELETE, srcIntfDelete},
-    {"filter-dst-intf", HTTP_POST, dstIntfAdd},
-    {"filter-dst-intf", HTTP_DELETE, dstIntfDelete},
-    {"filter-dst-intf-list", HTTP_POST, dstIntfListAdd},
-    {"filter-dst-intf-list", HTTP_DELETE, dstIntfListDelete},
-};
-
-const RouteTable staticFilterRoutes = routeTable(routes);
+void addStaticFilterRoutes(RouteDir *dir)
+{
+    addRoute(dir, "filter-admin-mode", HTTP_PUT, adminModeSet);
+    addRoute(dir, "filter-admin-mode", HTTP_GET, adminModeGet);
+    addRoute(dir, "filter-first", HTTP_GET, firstGet);
+    addRoute(dir, "filter-count", HTTP_GET, countGet);
+    addRoute(dir, "filter-counters", HTTP_GET, countersGet);
+    addRoute(dir, "filter-size", HTTP_GET, sizeGet);
+    addRoute(dir, "filter-check-mac-addr-type-multicast", HTTP_POST, checkMacAddrTypeMulticast);
+    addRoute(dir, "filter-filtering-mode", HTTP_PUT, filteringModeSet);
+    addRoute(dir, "filter", HTTP_POST, filterCreate);
+    addRoute(dir, "filter", HTTP_DELETE, filterRemove);
+    addRoute(dir, "filter-src-intf-list-modify", HTTP_POST, srcIntfListModify);
+    addRoute(dir, "filter-next", HTTP_GET, nextGet);
+    addRoute(dir, "filter-src-intf-list", HTTP_GET, srcIntfListGet);
+    addRoute(dir, "filter-dst-intf-list", HTTP_GET, dstIntfListGet);
+    addRoute(dir, "filter-dst-filt-intf-list", HTTP_GET, dstFiltIntfListGet);
+    addRoute(dir, "filter-is-configured", HTTP_POST, isConfigured);
+    addRoute(dir, "filter-vlan-filtering-mode", HTTP_PUT, vlanFilteringModeSet);
+    addRoute(dir, "filter-vlan-filtering-mode", HTTP_GET, vlanFilteringModeGet);
+    addRoute(dir, "filter-stream", HTTP_PUT, streamSet);
+    addRoute(dir, "filter-stream", HTTP_GET, streamGet);
+    addRoute(dir, "filter-is-intf-in-any-filter", HTTP_POST, isIntfInAnyFilter);
+    addRoute(dir, "filter-port-parm-can", HTTP_PUT, portParmCanSet);
+    addRoute(dir, "filter-is-valid-intf", HTTP_POST, isValidIntf);
+    addRoute(dir, "filter-src-intf", HTTP_POST, srcIntfAdd);
+    addRoute(dir, "filter-src-intf", HTTP_DELETE, srcIntfDelete);
+    addRoute(dir, "filter-dst-intf", HTTP_POST, dstIntfAdd);
+    addRoute(dir, "filter-dst-intf", HTTP_DELETE, dstIntfDelete);
+    addRoute(dir, "filter-dst-intf-list", HTTP_POST, dstIntfListAdd);
+    addRoute(dir, "filter-dst-intf-list", HTTP_DELETE, dstIntfListDelete);
+}

@@ -193,22 +193,21 @@ static void thresholdMinMaxGet()
     answerStormControl(rc, {rateUnitDatum(unit), number("minThreshold", min), number("maxThreshold", max)});
 }
 
-static const Route routes[] = {
-    {"mode", HTTP_PUT, modeSet},
-    {"mode", HTTP_GET, modeGet},
-    {"threshold-default", HTTP_PUT, thresholdDefaultSet},
-    {"threshold", HTTP_GET, thresholdGet},
-    {"intf-mode", HTTP_PUT, intfModeSet},
-    {"intf-mode", HTTP_GET, intfModeGet},
-    {"intf-threshold-default", HTTP_PUT, intfThresholdDefaultSet},
-    {"intf-threshold", HTTP_GET, intfThresholdGet},
-    {"action", HTTP_PUT, actionSet},
-    {"action", HTTP_GET, actionGet},
-    {"action-intf", HTTP_GET, actionIntfGet},
-    {"action-intf", HTTP_PUT, actionIntfSet},
-    {"threshold", HTTP_PUT, thresholdSet},
-    {"intf-threshold", HTTP_PUT, intfThresholdSet},
-    {"threshold-min-max", HTTP_GET, thresholdMinMaxGet},
-};
-
-const RouteTable stormControlRoutes = routeTable(routes);
+void addStormControlRoutes(RouteDir *dir)
+{
+    addRoute(dir, "mode", HTTP_PUT, modeSet);
+    addRoute(dir, "mode", HTTP_GET, modeGet);
+    addRoute(dir, "threshold-default", HTTP_PUT, thresholdDefaultSet);
+    addRoute(dir, "threshold", HTTP_GET, thresholdGet);
+    addRoute(dir, "intf-mode", HTTP_PUT, intfModeSet);
+    addRoute(dir, "intf-mode", HTTP_GET, intfModeGet);
+    addRoute(dir, "intf-threshold-default", HTTP_PUT, intfThresholdDefaultSet);
+    addRoute(dir, "intf-threshold", HTTP_GET, intfThresholdGet);
+    addRoute(dir, "action", HTTP_PUT, actionSet);
+    addRoute(dir, "action", HTTP_GET, actionGet);
+    addRoute(dir, "action-intf", HTTP_GET, actionIntfGet);
+    addRoute(dir, "action-intf", HTTP_PUT, actionIntfSet);
+    addRoute(dir, "threshold", HTTP_PUT, thresholdSet);
+    addRoute(dir, "intf-threshold", HTTP_PUT, intfThresholdSet);
+    addRoute(dir, "threshold-min-max", HTTP_GET, thresholdMinMaxGet);
+}

@@ -621,148 +621,147 @@ static void macOuiVlanCountGet()
 }
 
 /* Names that are held for what the switch does not offer */
-static const Route placeholders[] = {
-    {"list", HTTP_GET, unsupportedRead},
-    {"list", HTTP_POST, unsupportedWrite},
-    {"list", HTTP_DELETE, unsupportedWrite},
-    {"detail", HTTP_GET, unsupportedRead},
-    {"name", HTTP_GET, unsupportedRead},
-    {"name", HTTP_PUT, unsupportedWrite},
-    {"status", HTTP_GET, unsupportedRead},
-    {"port", HTTP_GET, unsupportedRead},
-};
+void addVlanPlaceholderRoutes(RouteDir *dir)
+{
+    addRoute(dir, "list", HTTP_GET, unsupportedRead);
+    addRoute(dir, "list", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "list", HTTP_DELETE, unsupportedWrite);
+    addRoute(dir, "detail", HTTP_GET, unsupportedRead);
+    addRoute(dir, "name", HTTP_GET, unsupportedRead);
+    addRoute(dir, "name", HTTP_PUT, unsupportedWrite);
+    addRoute(dir, "status", HTTP_GET, unsupportedRead);
+    addRoute(dir, "port", HTTP_GET, unsupportedRead);
+}
 
 /*
- * The "-all" names are held in the same way. All others are registered once more, later, in the table below, whose
+ * The "-all" names are held in the same way. All others are registered once more, later, among those below, whose
  * entries are the ones that answer.
  */
-static const Route shadowed[] = {
-    {"participation-all", HTTP_POST, unsupportedWrite},
-    {"acceptframe-all", HTTP_POST, unsupportedWrite},
-    {"pvid-all", HTTP_POST, unsupportedWrite},
-    {"tagging-all", HTTP_POST, unsupportedWrite},
-    {"ingressfilter-all", HTTP_POST, unsupportedWrite},
-    {"priority-all", HTTP_POST, unsupportedWrite},
-    {"if-pvid", HTTP_GET, unsupportedRead},
-    {"if-pvid", HTTP_PUT, unsupportedWrite},
-    {"if-tagging", HTTP_PUT, unsupportedWrite},
-    {"if-participation", HTTP_GET, unsupportedRead},
-    {"if-participation", HTTP_PUT, unsupportedWrite},
-    {"if-accept-frame-type", HTTP_GET, unsupportedRead},
-    {"if-accept-frame-type", HTTP_PUT, unsupportedWrite},
-    {"qports-enable-ingress-filtering", HTTP_GET, unsupportedRead},
-    {"qports-enable-ingress-filtering", HTTP_PUT, unsupportedWrite},
-    {"if-default-user-priority", HTTP_GET, unsupportedRead},
-    {"if-default-user-priority", HTTP_PUT, unsupportedWrite},
-    {"dot1q-sw-port-tagged-vlan-list", HTTP_GET, unsupportedRead},
-};
+void addVlanShadowedRoutes(RouteDir *dir)
+{
+    addRoute(dir, "participation-all", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "acceptframe-all", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "pvid-all", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "tagging-all", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "ingressfilter-all", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "priority-all", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "if-pvid", HTTP_GET, unsupportedRead);
+    addRoute(dir, "if-pvid", HTTP_PUT, unsupportedWrite);
+    addRoute(dir, "if-tagging", HTTP_PUT, unsupportedWrite);
+    addRoute(dir, "if-participation", HTTP_GET, unsupportedRead);
+    addRoute(dir, "if-participation", HTTP_PUT, unsupportedWrite);
+    addRoute(dir, "if-accept-frame-type", HTTP_GET, unsupportedRead);
+    addRoute(dir, "if-accept-frame-type", HTTP_PUT, unsupportedWrite);
+    addRoute(dir, "qports-enable-ingress-filtering", HTTP_GET, unsupportedRead);
+    addRoute(dir, "qports-enable-ingress-filtering", HTTP_PUT, unsupportedWrite);
+    addRoute(dir, "if-default-user-priority", HTTP_GET, unsupportedRead);
+    addRoute(dir, "if-default-user-priority", HTTP_PUT, unsupportedWrite);
+    addRoute(dir, "dot1q-sw-port-tagged-vlan-list", HTTP_GET, unsupportedRead);
+}
 
-static const Route routes[] = {
-    {"next", HTTP_GET, unsupportedRead},
-    {"created", HTTP_GET, unsupportedWrite}, /* the one read that answers with a line end: established behaviour */
-    {"is-static", HTTP_POST, unsupportedWrite},
-    {"create", HTTP_POST, vlanCreate},
-    {"delete", HTTP_DELETE, vlanDelete},
-    {"next-changed", HTTP_GET, unsupportedRead},
-    {"name-len", HTTP_GET, nameLenGet},
-    {"dot1q-max-supported-vlans", HTTP_GET, maxSupportedVlansGet},
-    {"most-vlan-entries", HTTP_GET, mostVlanEntriesGet},
-    {"static-vlan-entries", HTTP_GET, staticVlanEntriesGet},
-    {"dynamic-vlan-entries", HTTP_GET, dynamicVlanEntriesGet},
-    {"dot1q-vlan-num-deletes", HTTP_GET, vlanNumDeletesGet},
-    {"tagged", HTTP_GET, taggedGet},
-    {"next-vlan", HTTP_GET, nextVlanGet},
-    {"vid-list", HTTP_GET, vidListGet},
-    {"type", HTTP_GET, typeGet},
-    {"if-accept-frame-type", HTTP_GET, ifAcceptFrameTypeGet},
-    {"if-accept-frame-type", HTTP_PUT, ifAcceptFrameTypeSet},
-    {"if-pvid", HTTP_GET, unsupportedRead},
-    {"if-pvid", HTTP_PUT, ifPvidSet},
-    {"if-tagging", HTTP_GET, unsupportedRead},
-    {"if-tagging", HTTP_PUT, ifTaggingSet},
-    {"if-participation-status", HTTP_GET, unsupportedRead},
-    {"if-participation", HTTP_GET, ifParticipationGet},
-    {"if-participation", HTTP_PUT, ifParticipationSet},
-    {"if-num-traffic-classes", HTTP_GET, ifNumTrafficClassesGet},
-    {"if-default-user-priority", HTTP_GET, ifDefaultUserPriorityGet},
-    {"if-default-user-priority", HTTP_PUT, ifDefaultUserPrioritySet},
-    {"qports-enable-ingress-filtering", HTTP_GET, qportsEnableIngressFilteringGet},
-    {"qports-enable-ingress-filtering", HTTP_PUT, qportsEnableIngressFilteringSet},
-    {"dot1q-port-ingress-filtering", HTTP_POST, portIngressFiltering},
-    {"qports-current-ingress-filtering", HTTP_GET, qportsCurrentIngressFilteringGet},
-    {"dot1q-rx-packets-not-forwarded-count", HTTP_GET, rxPacketsNotForwardedCountGet},
-    {"dot1q-sw-port-mode", HTTP_GET, swPortModeGet},
-    {"dot1q-sw-port-mode", HTTP_PUT, swPortModeSet},
-    {"dot1q-sw-port-access-vlan", HTTP_GET, swPortAccessVlanGet},
-    {"dot1q-sw-port-access-vlan", HTTP_PUT, swPortAccessVlanSet},
-    {"dot1q-sw-port-trunk-native-vlan", HTTP_GET, swPortTrunkNativeVlanGet},
-    {"dot1q-sw-port-trunk-native-vlan", HTTP_PUT, swPortTrunkNativeVlanSet},
-    {"dot1q-sw-port-trunk-allowed-vlan-list", HTTP_GET, swPortTrunkAllowedVlanListGet},
-    {"dot1q-sw-port-trunk-allowed-vlan-list", HTTP_PUT, swPortTrunkAllowedVlanListSet},
-    {"dot1q-sw-port-forbidden-vlan-list", HTTP_GET, swPortForbiddenVlanListGet},
-    {"dot1q-sw-port-untagged-vlan-list", HTTP_GET, swPortUntaggedVlanListGet},
-    {"dot1q-sw-port-tagged-vlan-list", HTTP_GET, swPortTaggedVlanListGet},
-    {"dot1q-sw-port-dynamically-added-vlan-list", HTTP_GET, swPortDynamicallyAddedVlanListGet},
-    {"pvlan-intf-mode", HTTP_GET, pvlanIntfModeGet},
-    {"pvlan-intf-host-assoc", HTTP_GET, pvlanIntfHostAssocGet},
-    {"pvlan-intf-promisc-assoc", HTTP_GET, pvlanIntfPromiscAssocGet},
-    {"pvlan-intf-oper-assoc", HTTP_GET, pvlanIntfOperAssocGet},
-    {"pvlan-intf-promisc-trunk-assoc-next", HTTP_GET, pvlanIntfPromiscTrunkAssocNextGet},
-    {"pvlan-intf-isolated-trunk-assoc-next", HTTP_GET, pvlanIntfIsolatedTrunkAssocNextGet},
-    {"pvlan-intf-trunk-native-vlan", HTTP_GET, pvlanIntfTrunkNativeVlanGet},
-    {"pvlan-intf-trunk-allowed-vlan-list", HTTP_GET, pvlanIntfTrunkAllowedVlanListGet},
-    {"dot1q-private-vlan-enable", HTTP_POST, privateVlanEnable},
-    {"dot1q-private-vlan", HTTP_GET, privateVlanGet},
-    {"dot1q-api-private-vlan-assoc", HTTP_POST, privateVlanAssocAdd},
-    {"dot1q-api-private-vlan-assoc", HTTP_DELETE, privateVlanAssocRemove},
-    {"dot1q-private-vlan-association", HTTP_GET, privateVlanAssociationGet},
-    {"dot1q-intf-pvlan-host-assoc", HTTP_PUT, hostAssocSet},
-    {"dot1q-pvlan-intf-host-assoc", HTTP_DELETE, hostAssocRemove},
-    {"dot1q-pvlan-intf-host-assoc", HTTP_GET, hostAssocGet},
-    {"dot1q-intf-pvlan-promisc-assoc", HTTP_PUT, promiscAssocSet},
-    {"dot1q-pvlan-intf-promisc-assoc", HTTP_DELETE, promiscAssocRemove},
-    {"dot1q-pvlan-intf-promisc-assoc", HTTP_GET, promiscAssocGet},
-    {"global-auto-trunk", HTTP_GET, globalAutoTrunkGet},
-    {"global-auto-trunk", HTTP_PUT, globalAutoTrunkSet},
-    {"dot1q-oper-auto-trunk-mode", HTTP_GET, operAutoTrunkModeGet},
-    {"mac", HTTP_POST, macAdd},
-    {"mac", HTTP_DELETE, macDelete},
-    {"mac", HTTP_GET, macGet},
-    {"mac-get-next", HTTP_POST, macGetNext},
-    {"mac-oui-vlan", HTTP_POST, macOuiVlanAdd},
-    {"mac-oui-vlan", HTTP_DELETE, macOuiVlanDelete},
-    {"mac-oui-vlan-first", HTTP_GET, macOuiVlanFirstGet},
-    {"mac-oui-vlan-next", HTTP_GET, macOuiVlanNextGet},
-    {"mac-oui-vlan-count", HTTP_GET, macOuiVlanCountGet},
-};
+void addVlanRoutes(RouteDir *dir)
+{
+    addRoute(dir, "next", HTTP_GET, unsupportedRead);
+    addRoute(dir, "created", HTTP_GET, unsupportedWrite); /* the one read with a line end: established behaviour */
+    addRoute(dir, "is-static", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "create", HTTP_POST, vlanCreate);
+    addRoute(dir, "delete", HTTP_DELETE, vlanDelete);
+    addRoute(dir, "next-changed", HTTP_GET, unsupportedRead);
+    addRoute(dir, "name-len", HTTP_GET, nameLenGet);
+    addRoute(dir, "dot1q-max-supported-vlans", HTTP_GET, maxSupportedVlansGet);
+    addRoute(dir, "most-vlan-entries", HTTP_GET, mostVlanEntriesGet);
+    addRoute(dir, "static-vlan-entries", HTTP_GET, staticVlanEntriesGet);
+    addRoute(dir, "dynamic-vlan-entries", HTTP_GET, dynamicVlanEntriesGet);
+    addRoute(dir, "dot1q-vlan-num-deletes", HTTP_GET, vlanNumDeletesGet);
+    addRoute(dir, "tagged", HTTP_GET, taggedGet);
+    addRoute(dir, "next-vlan", HTTP_GET, nextVlanGet);
+    addRoute(dir, "vid-list", HTTP_GET, vidListGet);
+    addRoute(dir, "type", HTTP_GET, typeGet);
+    addRoute(dir, "if-accept-frame-type", HTTP_GET, ifAcceptFrameTypeGet);
+    addRoute(dir, "if-accept-frame-type", HTTP_PUT, ifAcceptFrameTypeSet);
+    addRoute(dir, "if-pvid", HTTP_GET, unsupportedRead);
+    addRoute(dir, "if-pvid", HTTP_PUT, ifPvidSet);
+    addRoute(dir, "if-tagging", HTTP_GET, unsupportedRead);
+    addRoute(dir, "if-tagging", HTTP_PUT, ifTaggingSet);
+    addRoute(dir, "if-participation-status", HTTP_GET, unsupportedRead);
+    addRoute(dir, "if-participation", HTTP_GET, ifParticipationGet);
+    addRoute(dir, "if-participation", HTTP_PUT, ifParticipationSet);
+    addRoute(dir, "if-num-traffic-classes", HTTP_GET, ifNumTrafficClassesGet);
+    addRoute(dir, "if-default-user-priority", HTTP_GET, ifDefaultUserPriorityGet);
+    addRoute(dir, "if-default-user-priority", HTTP_PUT, ifDefaultUserPrioritySet);
+    addRoute(dir, "qports-enable-ingress-filtering", HTTP_GET, qportsEnableIngressFilteringGet);
+    addRoute(dir, "qports-enable-ingress-filtering", HTTP_PUT, qportsEnableIngressFilteringSet);
+    addRoute(dir, "dot1q-port-ingress-filtering", HTTP_POST, portIngressFiltering);
+    addRoute(dir, "qports-current-ingress-filtering", HTTP_GET, qportsCurrentIngressFilteringGet);
+    addRoute(dir, "dot1q-rx-packets-not-forwarded-count", HTTP_GET, rxPacketsNotForwardedCountGet);
+    addRoute(dir, "dot1q-sw-port-mode", HTTP_GET, swPortModeGet);
+    addRoute(dir, "dot1q-sw-port-mode", HTTP_PUT, swPortModeSet);
+    addRoute(dir, "dot1q-sw-port-access-vlan", HTTP_GET, swPortAccessVlanGet);
+    addRoute(dir, "dot1q-sw-port-access-vlan", HTTP_PUT, swPortAccessVlanSet);
+    addRoute(dir, "dot1q-sw-port-trunk-native-vlan", HTTP_GET, swPortTrunkNativeVlanGet);
+    addRoute(dir, "dot1q-sw-port-trunk-native-vlan", HTTP_PUT, swPortTrunkNativeVlanSet);
+    addRoute(dir, "dot1q-sw-port-trunk-allowed-vlan-list", HTTP_GET, swPortTrunkAllowedVlanListGet);
+    addRoute(dir, "dot1q-sw-port-trunk-allowed-vlan-list", HTTP_PUT, swPortTrunkAllowedVlanListSet);
+    addRoute(dir, "dot1q-sw-port-forbidden-vlan-list", HTTP_GET, swPortForbiddenVlanListGet);
+    addRoute(dir, "dot1q-sw-port-untagged-vlan-list", HTTP_GET, swPortUntaggedVlanListGet);
+    addRoute(dir, "dot1q-sw-port-tagged-vlan-list", HTTP_GET, swPortTaggedVlanListGet);
+    addRoute(dir, "dot1q-sw-port-dynamically-added-vlan-list", HTTP_GET, swPortDynamicallyAddedVlanListGet);
+    addRoute(dir, "pvlan-intf-mode", HTTP_GET, pvlanIntfModeGet);
+    addRoute(dir, "pvlan-intf-host-assoc", HTTP_GET, pvlanIntfHostAssocGet);
+    addRoute(dir, "pvlan-intf-promisc-assoc", HTTP_GET, pvlanIntfPromiscAssocGet);
+    addRoute(dir, "pvlan-intf-oper-assoc", HTTP_GET, pvlanIntfOperAssocGet);
+    addRoute(dir, "pvlan-intf-promisc-trunk-assoc-next", HTTP_GET, pvlanIntfPromiscTrunkAssocNextGet);
+    addRoute(dir, "pvlan-intf-isolated-trunk-assoc-next", HTTP_GET, pvlanIntfIsolatedTrunkAssocNextGet);
+    addRoute(dir, "pvlan-intf-trunk-native-vlan", HTTP_GET, pvlanIntfTrunkNativeVlanGet);
+    addRoute(dir, "pvlan-intf-trunk-allowed-vlan-list", HTTP_GET, pvlanIntfTrunkAllowedVlanListGet);
+    addRoute(dir, "dot1q-private-vlan-enable", HTTP_POST, privateVlanEnable);
+    addRoute(dir, "dot1q-private-vlan", HTTP_GET, privateVlanGet);
+    addRoute(dir, "dot1q-api-private-vlan-assoc", HTTP_POST, privateVlanAssocAdd);
+    addRoute(dir, "dot1q-api-private-vlan-assoc", HTTP_DELETE, privateVlanAssocRemove);
+    addRoute(dir, "dot1q-private-vlan-association", HTTP_GET, privateVlanAssociationGet);
+    addRoute(dir, "dot1q-intf-pvlan-host-assoc", HTTP_PUT, hostAssocSet);
+    addRoute(dir, "dot1q-pvlan-intf-host-assoc", HTTP_DELETE, hostAssocRemove);
+    addRoute(dir, "dot1q-pvlan-intf-host-assoc", HTTP_GET, hostAssocGet);
+    addRoute(dir, "dot1q-intf-pvlan-promisc-assoc", HTTP_PUT, promiscAssocSet);
+    addRoute(dir, "dot1q-pvlan-intf-promisc-assoc", HTTP_DELETE, promiscAssocRemove);
+    addRoute(dir, "dot1q-pvlan-intf-promisc-assoc", HTTP_GET, promiscAssocGet);
+    addRoute(dir, "global-auto-trunk", HTTP_GET, globalAutoTrunkGet);
+    addRoute(dir, "global-auto-trunk", HTTP_PUT, globalAutoTrunkSet);
+    addRoute(dir, "dot1q-oper-auto-trunk-mode", HTTP_GET, operAutoTrunkModeGet);
+    addRoute(dir, "mac", HTTP_POST, macAdd);
+    addRoute(dir, "mac", HTTP_DELETE, macDelete);
+    addRoute(dir, "mac", HTTP_GET, macGet);
+    addRoute(dir, "mac-get-next", HTTP_POST, macGetNext);
+    addRoute(dir, "mac-oui-vlan", HTTP_POST, macOuiVlanAdd);
+    addRoute(dir, "mac-oui-vlan", HTTP_DELETE, macOuiVlanDelete);
+    addRoute(dir, "mac-oui-vlan-first", HTTP_GET, macOuiVlanFirstGet);
+    addRoute(dir, "mac-oui-vlan-next", HTTP_GET, macOuiVlanNextGet);
+    addRoute(dir, "mac-oui-vlan-count", HTTP_GET, macOuiVlanCountGet);
+}
 
-static const Route associations[] = {
-    {"mac", HTTP_GET, unsupportedRead},
-    {"mac", HTTP_POST, unsupportedWrite},
-    {"mac", HTTP_DELETE, unsupportedWrite},
-    {"oui", HTTP_GET, unsupportedRead},
-    {"oui", HTTP_POST, unsupportedWrite},
-    {"oui", HTTP_DELETE, unsupportedWrite},
-    {"subnet", HTTP_GET, unsupportedRead},
-    {"subnet", HTTP_POST, unsupportedWrite},
-    {"subnet", HTTP_DELETE, unsupportedWrite},
-};
+void addVlanAssociationRoutes(RouteDir *dir)
+{
+    addRoute(dir, "mac", HTTP_GET, unsupportedRead);
+    addRoute(dir, "mac", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "mac", HTTP_DELETE, unsupportedWrite);
+    addRoute(dir, "oui", HTTP_GET, unsupportedRead);
+    addRoute(dir, "oui", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "oui", HTTP_DELETE, unsupportedWrite);
+    addRoute(dir, "subnet", HTTP_GET, unsupportedRead);
+    addRoute(dir, "subnet", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "subnet", HTTP_DELETE, unsupportedWrite);
+}
 
-static const Route protocolGroups[] = {
-    {"group", HTTP_GET, unsupportedRead},
-    {"group", HTTP_POST, unsupportedWrite},
-    {"group", HTTP_DELETE, unsupportedWrite},
-};
+void addVlanProtocolGroupRoutes(RouteDir *dir)
+{
+    addRoute(dir, "group", HTTP_GET, unsupportedRead);
+    addRoute(dir, "group", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "group", HTTP_DELETE, unsupportedWrite);
+}
 
-static const Route protocolEthertypes[] = {
-    {"group-ethertype", HTTP_GET, unsupportedRead},
-    {"group-ethertype", HTTP_POST, unsupportedWrite},
-    {"group-ethertype", HTTP_DELETE, unsupportedWrite},
-};
-
-const RouteTable vlanPlaceholderRoutes = routeTable(placeholders);
-const RouteTable vlanShadowedRoutes = routeTable(shadowed);
-const RouteTable vlanRoutes = routeTable(routes);
-const RouteTable vlanAssociationRoutes = routeTable(associations);
-const RouteTable vlanProtocolGroupRoutes = routeTable(protocolGroups);
-const RouteTable vlanProtocolEthertypeRoutes = routeTable(protocolEthertypes);
+void addVlanProtocolEthertypeRoutes(RouteDir *dir)
+{
+    addRoute(dir, "group-ethertype", HTTP_GET, unsupportedRead);
+    addRoute(dir, "group-ethertype", HTTP_POST, unsupportedWrite);
+    addRoute(dir, "group-ethertype", HTTP_DELETE, unsupportedWrite);
+}

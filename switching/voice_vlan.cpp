@@ -136,22 +136,21 @@ static void portVlanIdSet()
     answerOutcome(openResult(rpcclt_openapiVoiceVlanPortVlanIdSet(&openClient, ifNum, vlanId)));
 }
 
-static const Route routes[] = {
-    {"admin-mode", HTTP_PUT, adminModeSet},
-    {"admin-mode", HTTP_GET, adminModeGet},
-    {"port-admin-mode", HTTP_PUT, portAdminModeSet},
-    {"port-admin-mode", HTTP_GET, portAdminModeGet},
-    {"port-vlan-id", HTTP_GET, portVlanIdGet},
-    {"port-dot1p-priority", HTTP_GET, portDot1pPriorityGet},
-    {"port-dot1p-priority", HTTP_PUT, portDot1pPrioritySet},
-    {"port-cos-override-mode", HTTP_GET, portCosOverrideModeGet},
-    {"port-cos-override-mode", HTTP_PUT, portCosOverrideModeSet},
-    {"port-auth-state", HTTP_GET, portAuthStateGet},
-    {"port-auth-state", HTTP_PUT, portAuthStateSet},
-    {"port-dscp", HTTP_GET, portDscpGet},
-    {"port-dscp", HTTP_PUT, portDscpSet},
-    {"port-status", HTTP_GET, portStatusGet},
-    {"port-vlan-id", HTTP_PUT, portVlanIdSet},
-};
-
-const RouteTable voiceVlanRoutes = routeTable(routes);
+void addVoiceVlanRoutes(RouteDir *dir)
+{
+    addRoute(dir, "admin-mode", HTTP_PUT, adminModeSet);
+    addRoute(dir, "admin-mode", HTTP_GET, adminModeGet);
+    addRoute(dir, "port-admin-mode", HTTP_PUT, portAdminModeSet);
+    addRoute(dir, "port-admin-mode", HTTP_GET, portAdminModeGet);
+    addRoute(dir, "port-vlan-id", HTTP_GET, portVlanIdGet);
+    addRoute(dir, "port-dot1p-priority", HTTP_GET, portDot1pPriorityGet);
+    addRoute(dir, "port-dot1p-priority", HTTP_PUT, portDot1pPrioritySet);
+    addRoute(dir, "port-cos-override-mode", HTTP_GET, portCosOverrideModeGet);
+    addRoute(dir, "port-cos-override-mode", HTTP_PUT, portCosOverrideModeSet);
+    addRoute(dir, "port-auth-state", HTTP_GET, portAuthStateGet);
+    addRoute(dir, "port-auth-state", HTTP_PUT, portAuthStateSet);
+    addRoute(dir, "port-dscp", HTTP_GET, portDscpGet);
+    addRoute(dir, "port-dscp", HTTP_PUT, portDscpSet);
+    addRoute(dir, "port-status", HTTP_GET, portStatusGet);
+    addRoute(dir, "port-vlan-id", HTTP_PUT, portVlanIdSet);
+}

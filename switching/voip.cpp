@@ -248,30 +248,29 @@ static void indexOuiRemove()
     answerOutcome(openResult(rpcclt_openapiVoipIndexOuiRemove(&openClient, queryUintExact("ouiIndex"))));
 }
 
-static const Route routes[] = {
-    {"global-vlan-id-reset", HTTP_POST, globalVlanIdReset},
-    {"global-vlan-id", HTTP_GET, globalVlanIdGet},
-    {"max-calls", HTTP_GET, maxCallsGet},
-    {"num-active-protocol-sessions", HTTP_GET, numActiveProtocolSessionsGet},
-    {"profile-cos-queue", HTTP_GET, profileCosQueueGet},
-    {"profile-cos-queue", HTTP_PUT, profileCosQueueSet},
-    {"oui-priority", HTTP_GET, ouiPriorityGet},
-    {"oui-priority", HTTP_PUT, ouiPrioritySet},
-    {"oui", HTTP_POST, ouiAdd},
-    {"oui", HTTP_DELETE, ouiRemove},
-    {"oui-count", HTTP_GET, ouiCountGet},
-    {"oui-first-entry", HTTP_GET, ouiFirstEntryGet},
-    {"oui-desc", HTTP_GET, ouiDescGet},
-    {"oui-next-entry", HTTP_GET, ouiNextEntryGet},
-    {"global-vlan-id", HTTP_PUT, globalVlanIdSet},
-    {"intf-mode", HTTP_GET, intfModeGet},
-    {"intf-mode", HTTP_PUT, intfModeSet},
-    {"intf-protocol-status", HTTP_GET, intfProtocolStatusGet},
-    {"intf-oui-status", HTTP_GET, intfOuiStatusGet},
-    {"oui-entry", HTTP_GET, ouiEntryGet},
-    {"oui-entry-next", HTTP_GET, ouiEntryNextGet},
-    {"index-oui", HTTP_POST, indexOuiAdd},
-    {"index-oui", HTTP_DELETE, indexOuiRemove},
-};
-
-const RouteTable voipRoutes = routeTable(routes);
+void addVoipRoutes(RouteDir *dir)
+{
+    addRoute(dir, "global-vlan-id-reset", HTTP_POST, globalVlanIdReset);
+    addRoute(dir, "global-vlan-id", HTTP_GET, globalVlanIdGet);
+    addRoute(dir, "max-calls", HTTP_GET, maxCallsGet);
+    addRoute(dir, "num-active-protocol-sessions", HTTP_GET, numActiveProtocolSessionsGet);
+    addRoute(dir, "profile-cos-queue", HTTP_GET, profileCosQueueGet);
+    addRoute(dir, "profile-cos-queue", HTTP_PUT, profileCosQueueSet);
+    addRoute(dir, "oui-priority", HTTP_GET, ouiPriorityGet);
+    addRoute(dir, "oui-priority", HTTP_PUT, ouiPrioritySet);
+    addRoute(dir, "oui", HTTP_POST, ouiAdd);
+    addRoute(dir, "oui", HTTP_DELETE, ouiRemove);
+    addRoute(dir, "oui-count", HTTP_GET, ouiCountGet);
+    addRoute(dir, "oui-first-entry", HTTP_GET, ouiFirstEntryGet);
+    addRoute(dir, "oui-desc", HTTP_GET, ouiDescGet);
+    addRoute(dir, "oui-next-entry", HTTP_GET, ouiNextEntryGet);
+    addRoute(dir, "global-vlan-id", HTTP_PUT, globalVlanIdSet);
+    addRoute(dir, "intf-mode", HTTP_GET, intfModeGet);
+    addRoute(dir, "intf-mode", HTTP_PUT, intfModeSet);
+    addRoute(dir, "intf-protocol-status", HTTP_GET, intfProtocolStatusGet);
+    addRoute(dir, "intf-oui-status", HTTP_GET, intfOuiStatusGet);
+    addRoute(dir, "oui-entry", HTTP_GET, ouiEntryGet);
+    addRoute(dir, "oui-entry-next", HTTP_GET, ouiEntryNextGet);
+    addRoute(dir, "index-oui", HTTP_POST, indexOuiAdd);
+    addRoute(dir, "index-oui", HTTP_DELETE, indexOuiRemove);
+}
