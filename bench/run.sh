@@ -139,12 +139,14 @@ awk '/:registerEndpoints\(/ { gsub(",", "", $1); print "instructions registerEnd
 grep -q '^instructions registerEndpoints' "$results" || fail "callgrind knows no registerEndpoints"
 
 echo "Measuring rates" >&2
+# The floor lies behind a path like the program's, so that the web server's own work is the same.
 startWebServer "$build" "$(anyPorts)" "\"LD_LIBRARY_PATH\" => \"$build/lib\"" "
-alias.url += (\"/floor\" => \"$build/floor\")
-\$HTTP[\"url\"] =~ \"^/floor\" { cgi.assign = (\"floor\" => \"\") }"
+alias.url += (\"/api/v2/floor/\" => \"$build/floor/\")
+\$HTTP[\"url\"] =~ \"^/api/v2/floor(/|\$)\" { cgi.assign = (\"floor\" => \"\") }"
 base=http://127.0.0.1:$port
 session="Session: $token"
-declare -A url=([floor]=$base/floor [plain]=$base/api/v2/switching/bridge/dot1d-stp-priority)
+declare -A url=([floor]=$base/api/v2/floor/bridge/dot1d-stp-priority
+                 [plain]=$base/api/v2/switching/bridge/dot1d-stp-priority)
 requestOf plain
 for name in floor plain; do
     answer=$(curl -s -D - -o "$run/answer" -H "$session" "${url[$name]}")
