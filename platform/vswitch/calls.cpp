@@ -262,11 +262,14 @@ static Reply answerControl(std::string_view rest)
     if (!takeArguments(rest, std::string(1, WIRE_TEXT), &arguments))
         return refuse("a command came in another form than this build's");
     std::string answer;
-    int code = runCommand(textOf(&arguments[0].text), &answer) ? OPEN_OK : OPEN_BAD_ARGUMENT;
+    CommandOutcome outcome = runCommand(textOf(&arguments[0].text), &answer);
     arguments[0].bytes = answer;
     arguments[0].text = {(uint32_t)answer.size(), arguments[0].bytes.data()};
     Reply reply;
-    reply.frame = replyFrame(code, arguments);
+    if (outcome == COMMAND_AGAIN)
+        reply.action = Reply::AGAIN;
+    else
+        reply.frame = replyFrame(outcome == COMMAND_DONE ? OPEN_OK : OPEN_BAD_ARGUMENT, arguments);
     return reply;
 }
 

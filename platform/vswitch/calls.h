@@ -12,7 +12,7 @@
 
 /* What becomes of a request. */
 struct Reply {
-    enum { SEND, HANG_UP } action = SEND;
+    enum { SEND, HANG_UP, AGAIN } action = SEND; /* AGAIN: nothing yet; the request is to be answered again in a moment */
     std::string frame;    /* what is sent: the length and as many bytes */
     uint32_t delayMs = 0; /* and how much later */
 };

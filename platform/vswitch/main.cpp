@@ -12,11 +12,12 @@
 #include <string>
 
 #include "calls.h"
+#include "commands.h"
 #include "model.h"
 #include "server.h"
 #include "wire.h"
 
-static const char usage[] =
+static const char synopsis[] =
     "vswitch: a virtual switch that answers the OpEN operations of switching_v2.cgi\n"
     "\n"
     "  vswitch [serve] [OPTIONS]         serve until stopped\n"
@@ -24,18 +25,7 @@ static const char usage[] =
     "    --stations N                    learned addresses at start (8)\n"
     "    --station-vlans N               VLANs 1 to N exist at start and share the stations (1)\n"
     "    --trace FILE                    write a line for every operation (- is standard output)\n"
-    "\n"
-    "  to a switch that is running:\n"
-    "  vswitch fault OPERATION WORD...   make calls of OPERATION (* is all) fail:\n"
-    "    code=N                          answer this code; the switch is not asked and nothing changes\n"
-    "    NAME=VALUE                      return this value (code=0 NAME=VALUE: without asking the switch)\n"
-    "    delay=MS  hangup  rubbish       answer late; hang up; answer what is no answer\n"
-    "    times=N                         for so many calls (until cleared)\n"
-    "  vswitch clear [OPERATION]         end faults\n"
-    "  vswitch reset                     back to the state at start, without faults\n"
-    "  vswitch pass SECONDS              let so much time pass at once: what ages, ages\n"
-    "  vswitch operations                list the operations with their parameters\n"
-    "\n"
+    "  vswitch COMMAND [WORD...]         tell a switch that is running\n"
     "  --socket PATH, or OPENCLT_SOCKET in the environment, names the socket (" WIRE_DEFAULT_SOCKET ")\n";
 
 /* Ends the process unless `text` is a number from `lowest` to `highest`. */
@@ -87,7 +77,7 @@ static int command(const char *path, const std::string &words)
     return code ? 2 : 0;
 }
 
-static int serve(const char *path, const ModelOptions &options, const char *traceFile)
+static int serve(const char *path, const char *traceFile)
 {
     FILE *trace = nullptr;
     if (traceFile) {
@@ -97,7 +87,6 @@ static int serve(const char *path, const ModelOptions &options, const char *trac
             return 1;
         }
     }
-    createModel(options);
     traceTo(trace);
     return serveOn(path);
 }
@@ -113,6 +102,7 @@ int main(int argc, char **argv)
     };
     ModelOptions options;
     const char *traceFile = nullptr;
+    bool help = false;
     const char *path = getenv("OPENCLT_SOCKET");
     if (!path || !*path)
         path = WIRE_DEFAULT_SOCKET;
@@ -124,22 +114,24 @@ int main(int argc, char **argv)
         case STATIONS: options.stations = numberOption("stations", optarg, 0, 1000000); break;
         case STATION_VLANS: options.stationVlans = numberOption("station-vlans", optarg, 1, 4094); break;
         case TRACE: traceFile = optarg; break;
-        case HELP: fputs(usage, stdout); return 0;
-        default: fputs(usage, stderr); return 2;
+        case HELP: help = true; break;
+        default: return 2; /* getopt_long has said what is wrong */
         }
     }
     if (!*path) {
         fprintf(stderr, "vswitch: --socket takes a path\n");
         return 2;
     }
-    std::string verb = optind < argc ? argv[optind] : "serve";
-    std::string words = verb;
-    for (int i = optind + 1; i < argc; i++)
-        words += std::string(" ") + argv[i];
-    if (verb == "serve" && optind >= argc - 1)
-        return serve(path, options, traceFile);
-    if (verb == "fault" || verb == "clear" || verb == "reset" || verb == "pass" || verb == "operations")
-        return command(path, words);
-    fputs(usage, stderr);
+    createModel(options);
+    if (help) {
+        printf("%s%s", synopsis, commandHelp().c_str());
+        return 0;
+    }
+    Words words(argv + optind, argv + argc);
+    if (words.empty() || (words.size() == 1 && words[0] == "serve"))
+        return serve(path, traceFile);
+    if (isCommand(words[0]))
+        return command(path, joinWords(words));
+    fprintf(stderr, "vswitch: there is no command \"%s\"; --help lists them\n", words[0].c_str());
     return 2;
 }

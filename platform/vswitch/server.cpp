@@ -32,6 +32,7 @@ struct Client {
     std::string output;   /* to be sent, from `holdUntil` on */
     int64_t holdUntil;    /* in milliseconds of the monotonic clock */
     bool hangUp;          /* once the output is sent and its time has come */
+    bool again;           /* its first request could not be answered yet; it is tried again when the time has come */
 };
 
 static int64_t millisNow()
@@ -139,8 +140,11 @@ static bool serveRequest(Client *client, uint32_t length)
         return false;
     }
     Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length));
+    client->again = reply.action == Reply::AGAIN;
+    client->holdUntil = millisNow() + (client->again ? 5 : reply.delayMs);
+    if (client->again)
+        return true;
     client->input.erase(0, sizeof length + length);
-    client->holdUntil = millisNow() + reply.delayMs;
     client->hangUp = reply.action == Reply::HANG_UP;
     if (!client->hangUp)
         client->output = reply.frame;
@@ -178,7 +182,8 @@ static bool attend(Client *client, short events)
     uint32_t length;
     while (sendTo(client)) {
         /* One request at a time: the next one is not served before the last answer is out. */
-        if (client->hangUp || !client->output.empty() || !hasRequest(*client, &length))
+        if (client->hangUp || !client->output.empty() || !hasRequest(*client, &length) ||
+            (client->again && client->holdUntil > millisNow()))
             return true;
         if (!serveRequest(client, length))
             return false;
@@ -191,7 +196,7 @@ static int waitMillis(const std::list<Client> &clients)
 {
     int64_t due = INT64_MAX;
     for (const Client &client : clients)
-        if (!client.output.empty() || client.hangUp)
+        if (!client.output.empty() || client.hangUp || client.again)
             due = std::min(due, client.holdUntil);
     return due == INT64_MAX ? -1 : (int)std::clamp<int64_t>(due - millisNow(), 0, 60000);
 }
@@ -201,7 +206,7 @@ static bool acceptClients(int listener, std::list<Client> *clients)
 {
     int socket;
     while ((socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0)
-        clients->push_back({socket, {}, {}, 0, false});
+        clients->push_back({socket, {}, {}, 0, false, false});
     return errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
 }
 

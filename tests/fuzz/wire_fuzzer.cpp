@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "platform/vswitch/calls.h"
-#include "platform/vswitch/faults.h"
+#include "platform/vswitch/commands.h"
 #include "platform/vswitch/model.h"
 #include "platform/vswitch/operations.h"
 #include "tests/fuzz/fuzz_input.h"
