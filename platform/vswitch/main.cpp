@@ -15,6 +15,7 @@
 #include "commands.h"
 #include "model.h"
 #include "server.h"
+#include "trace.h"
 #include "wire.h"
 
 static const char synopsis[] =
@@ -79,15 +80,10 @@ static int command(const char *path, const std::string &words)
 
 static int serve(const char *path, const char *traceFile)
 {
-    FILE *trace = nullptr;
-    if (traceFile) {
-        trace = strcmp(traceFile, "-") == 0 ? stdout : fopen(traceFile, "ae");
-        if (!trace) {
-            fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile, strerror(errno));
-            return 1;
-        }
+    if (traceFile && !openTrace(traceFile)) {
+        fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile, strerror(errno));
+        return 1;
     }
-    traceTo(trace);
     return serveOn(path);
 }
 
