@@ -7,6 +7,7 @@
 
 #include "faults.h"
 #include "model.h"
+#include "numbers.h"
 
 struct Group {
     const char *heading;
@@ -29,21 +30,18 @@ static CommandOutcome pass(const Words &words, std::string *answer)
     return COMMAND_DONE;
 }
 
-static CommandOutcome listOperations(const Words &, std::string *answer)
+static CommandOutcome listOperations(const Words &words, std::string *answer)
 {
-    for (const Operation &operation : operations()) {
-        *answer += operation.name;
-        for (size_t i = 0; i < operation.parameters.size(); i++)
-            *answer += std::string(" ") + operation.parameters[i] + ":" + operation.tags[i];
-        *answer += operation.run ? "\n" : " (the model lacks it)\n";
-    }
-    return COMMAND_DONE;
+    std::string part = words.empty() ? "" : words[0];
+    *answer = part == "--json" ? operationsJson() : operationsText(part);
+    return answer->empty() ? refuse(answer, "there is no operation with \"" + part + "\" in its name") : COMMAND_DONE;
 }
 
 static const Command switchCommands[] = {
     {"reset", "", "back to the state at start, without faults", reset},
     {"pass", "SECONDS", "let so much time pass at once: what ages, ages", pass},
-    {"operations", "", "list the operations with their parameters", listOperations},
+    {"operations", "[PART | --json]", "the operations (with PART in their names) and what their numbers mean",
+     listOperations, true},
 };
 
 static std::vector<Group> &groups()
@@ -57,18 +55,13 @@ void registerCommands(const char *heading, std::span<const Command> commands)
     groups().push_back({heading, commands});
 }
 
-static const Command *findCommand(const std::string &name)
+const Command *findCommand(const std::string &name)
 {
     for (const Group &group : groups())
         for (const Command &command : group.commands)
             if (name == command.name)
                 return &command;
     return nullptr;
-}
-
-bool isCommand(const std::string &name)
-{
-    return findCommand(name);
 }
 
 std::string commandHelp()
@@ -128,13 +121,17 @@ std::string joinWords(const Words &words)
 /* How many words a usage asks for. */
 static void countWords(const std::string &usage, size_t *fewest, size_t *most)
 {
+    bool optional = false;
     Words words;
     splitWords(usage, &words);
-    *fewest = 0;
-    *most = words.size();
-    for (const std::string &word : words)
-        if (word[0] != '[')
+    *fewest = *most = 0;
+    for (const std::string &word : words) {
+        optional = optional || word[0] == '[';
+        if (!optional)
             ++*fewest;
+        optional = optional && !word.ends_with(']');
+        *most += !optional; /* "[A | B]" is one */
+    }
     if (usage.ends_with("...") || usage.ends_with("...]"))
         *most = SIZE_MAX;
 }

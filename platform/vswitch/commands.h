@@ -26,6 +26,7 @@ struct Command {
     const char *usage;
     const char *help; /* a line; further lines, behind "\n", are shown under it as they are */
     CommandOutcome (*run)(const Words &words, std::string *answer);
+    bool alone = false; /* it needs no switch that is running */
 };
 
 /* Adds commands under a heading of the help. The rows must live as long as the process. Once, at the start. */
@@ -34,8 +35,8 @@ void registerCommands(const char *heading, std::span<const Command> commands);
 /* The commands as --help shows them: the headings in the order of their registration. */
 std::string commandHelp();
 
-/* Whether there is a command of that name. */
-bool isCommand(const std::string &name);
+/* The command of that name, null when there is none. */
+const Command *findCommand(const std::string &name);
 
 /* The words of a line: split at blanks; '...', "..." and \ keep them, as in a shell. False when a quote does not end. */
 bool splitWords(const std::string &line, Words *words);

@@ -15,22 +15,11 @@
 #include "state.h"
 
 enum : uint32_t { LISTS = 8, LIST_NAME_LENGTH = 32, PRIORITIES = 64, ANY_PRIORITY = 65535 };
-enum : uint32_t { DENY, PERMIT };
-
-enum Field : uint32_t {
-    SERVICE = 1,
-    SOURCE = 2,
-    SOURCE_MASK = 4,
-    VLAN = 8,
-    INTERFACE = 16,
-    SERVICE_PORT = 32,
-    TCP_UDP_PORT = 64
-};
 
 /* A rule matches by the fields that it was given, and denies until it is told to permit. */
 struct Rule {
     uint32_t action = DENY;
-    std::map<uint32_t, uint32_t> fields; /* values by Field */
+    std::map<uint32_t, uint32_t> fields; /* values by RuleField */
     uint64_t packets = 0, bytes = 0;
 };
 using Rules = std::map<uint32_t, Rule>; /* by priority, from 1 */
@@ -147,7 +136,7 @@ static int ruleAfter(OpenBufferDesc *name, uint32_t priority, uint32_t *next)
 
 /* Fields: one that is given again has the new value. */
 
-static int setField(OpenBufferDesc *name, uint32_t priority, Field field, bool valid, uint32_t value)
+static int setField(OpenBufferDesc *name, uint32_t priority, RuleField field, bool valid, uint32_t value)
 {
     Rule *rule = ruleOf(name, priority);
     if (!rule)
@@ -158,7 +147,7 @@ static int setField(OpenBufferDesc *name, uint32_t priority, Field field, bool v
     return OPEN_OK;
 }
 
-static int readField(OpenBufferDesc *name, uint32_t priority, Field field, uint32_t *value)
+static int readField(OpenBufferDesc *name, uint32_t priority, RuleField field, uint32_t *value)
 {
     Rule *rule = ruleOf(name, priority);
     if (!rule || !rule->fields.contains(field))
@@ -167,7 +156,7 @@ static int readField(OpenBufferDesc *name, uint32_t priority, Field field, uint3
     return OPEN_OK;
 }
 
-template <Field F> static int fieldGet(OpenBufferDesc *name, uint32_t priority, uint32_t *value)
+template <RuleField F> static int fieldGet(OpenBufferDesc *name, uint32_t priority, uint32_t *value)
 {
     return readField(name, priority, F, value);
 }
@@ -181,22 +170,22 @@ static bool isMask(uint32_t mask)
 
 static int addSource(OpenBufferDesc *name, uint32_t priority, uint32_t address, uint32_t mask)
 {
-    int rc = setField(name, priority, SOURCE, isMask(mask), address);
-    return rc == OPEN_OK ? setField(name, priority, SOURCE_MASK, true, mask) : rc;
+    int rc = setField(name, priority, FIELD_SOURCE, isMask(mask), address);
+    return rc == OPEN_OK ? setField(name, priority, FIELD_SOURCE_MASK, true, mask) : rc;
 }
 
 static int getSource(OpenBufferDesc *name, uint32_t priority, uint32_t *address, uint32_t *mask)
 {
-    int rc = readField(name, priority, SOURCE, address);
-    return rc == OPEN_OK ? readField(name, priority, SOURCE_MASK, mask) : rc;
+    int rc = readField(name, priority, FIELD_SOURCE, address);
+    return rc == OPEN_OK ? readField(name, priority, FIELD_SOURCE_MASK, mask) : rc;
 }
 
 /* A rule that is for the service port no more has lost the field. */
 static int setServicePort(OpenBufferDesc *name, uint32_t priority, uint32_t flag)
 {
-    int rc = setField(name, priority, SERVICE_PORT, flag <= 1, flag);
+    int rc = setField(name, priority, FIELD_SERVICE_PORT, flag <= 1, flag);
     if (rc == OPEN_OK && !flag)
-        ruleOf(name, priority)->fields.erase(SERVICE_PORT);
+        ruleOf(name, priority)->fields.erase(FIELD_SERVICE_PORT);
     return rc;
 }
 
@@ -205,7 +194,7 @@ static int isFieldConfigured(OpenBufferDesc *name, uint32_t priority, uint32_t f
     Rule *rule = ruleOf(name, priority);
     if (!rule)
         return OPEN_FAILED;
-    if (field < SERVICE || field > TCP_UDP_PORT || (field & (field - 1)))
+    if (field < FIELD_SERVICE || field > FIELD_TCP_UDP_PORT || (field & (field - 1)))
         return OPEN_BAD_ARGUMENT;
     *flag = rule->fields.contains(field);
     return OPEN_OK;
@@ -230,26 +219,26 @@ static void serveFields()
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiMacalRuleServiceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t service) {
-        return setField(name, priority, SERVICE, service >= TELNET && service <= CUSTOM_PORT, service);
+        return setField(name, priority, FIELD_SERVICE, service >= TELNET && service <= CUSTOM_PORT, service);
     });
-    SERVE(rpcclt_openapiMacalRuleServiceGet, fieldGet<SERVICE>);
+    SERVE(rpcclt_openapiMacalRuleServiceGet, fieldGet<FIELD_SERVICE>);
     SERVE(rpcclt_openapiMacalRuleSrcIpMaskAdd, addSource);
     SERVE(rpcclt_openapiMacalRuleSrcIpMaskGet, getSource);
     SERVE(rpcclt_openapiMacalRuleVlanAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t vlan) {
-        return setField(name, priority, VLAN, vlanExists(vlan), vlan);
+        return setField(name, priority, FIELD_VLAN, vlanExists(vlan), vlan);
     });
-    SERVE(rpcclt_openapiMacalRuleVlanGet, fieldGet<VLAN>);
+    SERVE(rpcclt_openapiMacalRuleVlanGet, fieldGet<FIELD_VLAN>);
     SERVE(rpcclt_openapiMacalRuleInterfaceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
-        return setField(name, priority, INTERFACE, portExists(port), port);
+        return setField(name, priority, FIELD_INTERFACE, portExists(port), port);
     });
-    SERVE(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<INTERFACE>);
+    SERVE(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<FIELD_INTERFACE>);
     SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
-        return setField(name, priority, TCP_UDP_PORT, port >= 1 && port <= 65535, port);
+        return setField(name, priority, FIELD_TCP_UDP_PORT, port >= 1 && port <= 65535, port);
     });
-    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<TCP_UDP_PORT>);
+    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<FIELD_TCP_UDP_PORT>);
     SERVE(rpcclt_openapiMacalRuleServicePortSet, setServicePort);
     SERVE(rpcclt_openapiMacalRuleIsServicePortSet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) {
-        return isFieldConfigured(name, priority, SERVICE_PORT, flag);
+        return isFieldConfigured(name, priority, FIELD_SERVICE_PORT, flag);
     });
     SERVE(rpcclt_openapiMacalIsFieldConfigured, isFieldConfigured);
 }
@@ -263,22 +252,22 @@ static uint32_t portOfService(uint32_t service)
     return ports[service];
 }
 
-static bool fieldMatches(Field field, uint32_t value, const Rule &rule, const ManagementPacket &packet)
+static bool fieldMatches(RuleField field, uint32_t value, const Rule &rule, const ManagementPacket &packet)
 {
     switch (field) {
-    case SERVICE:
+    case FIELD_SERVICE:
         return value == CUSTOM_PORT || (packet.tcpOrUdp && packet.destinationPort == portOfService(value));
-    case SOURCE:
-        return ((packet.source ^ value) & rule.fields.at(SOURCE_MASK)) == 0;
-    case VLAN:
+    case FIELD_SOURCE:
+        return ((packet.source ^ value) & rule.fields.at(FIELD_SOURCE_MASK)) == 0;
+    case FIELD_VLAN:
         return packet.vlan == value;
-    case INTERFACE:
+    case FIELD_INTERFACE:
         return packet.port == value;
-    case SERVICE_PORT:
+    case FIELD_SERVICE_PORT:
         return packet.port == 0;
-    case TCP_UDP_PORT:
+    case FIELD_TCP_UDP_PORT:
         return packet.tcpOrUdp && packet.destinationPort == value;
-    case SOURCE_MASK:
+    case FIELD_SOURCE_MASK:
         break;
     }
     return true;
@@ -287,7 +276,7 @@ static bool fieldMatches(Field field, uint32_t value, const Rule &rule, const Ma
 static bool matches(const Rule &rule, const ManagementPacket &packet)
 {
     return std::all_of(rule.fields.begin(), rule.fields.end(), [&](const auto &field) {
-        return fieldMatches((Field)field.first, field.second, rule, packet);
+        return fieldMatches((RuleField)field.first, field.second, rule, packet);
     });
 }
 
@@ -340,7 +329,7 @@ void passAccessLists(uint64_t now)
 static int statistics(OpenBufferDesc *name, uint32_t priority, uint32_t *packets, uint32_t *bytes)
 {
     Rule *rule = ruleOf(name, priority);
-    if (!rule || !rule->fields.contains(SERVICE_PORT))
+    if (!rule || !rule->fields.contains(FIELD_SERVICE_PORT))
         return OPEN_FAILED;
     *packets = (uint32_t)rule->packets;
     *bytes = (uint32_t)rule->bytes;

@@ -9,15 +9,15 @@
 /* The root's timers are its own, in hundredths of a second. */
 enum : uint32_t { MAX_AGE = 2000, HELLO_TIME = 200, HOLD_TIME = 100, FORWARD_DELAY = 1500 };
 
-enum StpPortState : uint32_t { STP_DISABLED = 1, STP_FORWARDING = 5 };
-
 static const uint32_t STP_PORT_PRIORITY = 128;
 
-static Setting baseType = {"rpcclt_openapiDot1dBaseTypeGet", nullptr, FOR_SWITCH, 2, 0, 0}; /* transparent only */
+static Setting baseType = {"rpcclt_openapiDot1dBaseTypeGet", nullptr, FOR_SWITCH, BRIDGE_TRANSPARENT, 0,
+                           0};
 static Setting delayDiscards = {"rpcclt_openapiDot1dBasePortDelayExceededDiscardsGet", nullptr, FOR_PORT, 0, 0, 0};
 static Setting mtuDiscards = {"rpcclt_openapiDot1dBasePortMtuExceededDiscardsGet", nullptr, FOR_PORT, 0, 0, 0};
 static Setting maxInfo = {"rpcclt_openapiDot1dTpPortMaxInfoGet", nullptr, FOR_PORT, 1518, 0, 0};
-static Setting stpProtocol = {"rpcclt_openapiDot1dStpProtocolSpecificationGet", nullptr, FOR_SWITCH, 3, 0, 0}; /* 802.1D */
+static Setting stpProtocol = {"rpcclt_openapiDot1dStpProtocolSpecificationGet", nullptr, FOR_SWITCH, STP_802_1D,
+                              0, 0};
 static Setting priority = {"rpcclt_openapiDot1dStpPriorityGet", nullptr, FOR_SWITCH, 32768, 0, 0};
 static Setting rootCost = {"rpcclt_openapiDot1dStpRootCostGet", nullptr, FOR_SWITCH, 0, 0, 0};
 static Setting rootPort = {"rpcclt_openapiDot1dStpRootPortGet", nullptr, FOR_SWITCH, 0, 0, 0};

@@ -30,7 +30,7 @@ static Setting ageingTime = {"rpcclt_openapiDbDot1dTpAgingTimeGet", "rpcclt_open
                              300, 10, 1000000};
 static Setting maxEntries = {"rpcclt_openapiFdbMaxTableEntriesGet", nullptr, FOR_SWITCH, MAX_ENTRIES, 0, 0};
 static Setting hardwareLimit = {"rpcclt_openapiFdbMacMaxHwLimitGet", nullptr, FOR_SWITCH, MAX_ENTRIES, 0, 0};
-static Setting learningType = {"rpcclt_openapiFdbTypeOfVLGet", nullptr, FOR_SWITCH, 1, 0, 0}; /* IVL */
+static Setting learningType = {"rpcclt_openapiFdbTypeOfVLGet", nullptr, FOR_SWITCH, LEARNING_INDEPENDENT, 0, 0};
 
 const Fdb &fdb()
 {
@@ -153,10 +153,9 @@ static int addressNext(OpenBufferDesc *address)
     return found == addresses.end() ? (int)OPEN_FAILED : setText(address, macText(found->first));
 }
 
-/* As the bridge counts them: learned, self, management. */
 static uint32_t bridgeStatus(FdbType type)
 {
-    return type == FDB_LEARNED ? 3 : type == FDB_MANAGEMENT ? 4 : 5;
+    return type == FDB_LEARNED ? BRIDGE_FDB_LEARNED : type == FDB_MANAGEMENT ? BRIDGE_FDB_SELF : BRIDGE_FDB_MGMT;
 }
 
 /* Walking */

@@ -13,8 +13,6 @@
 #include "settings.h"
 #include "state.h"
 
-enum LoopAction : uint32_t { LOOP_SHUT_DOWN = 1, LOOP_LOG = 2, LOOP_BOTH = 3 };
-
 struct LoopPort {
     uint32_t tpid = 0x8100, vlan = 0; /* of its frames; VLAN 0 is no tag */
     bool loop = false;                /* made up: each frame comes back */

@@ -8,10 +8,6 @@
 #include "operations.h"
 #include "state.h"
 
-/* What an association makes of a port: the trunk modes are those of an associated port that is a trunk. */
-enum PrivatePortMode : uint32_t { PORT_NONE = 0, PORT_HOST = 1, PORT_PROMISCUOUS = 2, PORT_PROMISCUOUS_TRUNK = 3,
-                                  PORT_ISOLATED_TRUNK = 4 };
-
 struct PrivateVlan {
     PrivateVlanType type;
     uint32_t primary; /* of a secondary VLAN that is associated with one, else 0 */

@@ -26,11 +26,8 @@ static Setting mmrpPeriodic = {"rpcclt_openapiMmrpPeriodicStateMachineModeGet",
 
 enum Protocol { GMRP, GVRP, MVRP, MMRP, PROTOCOLS };
 
-/* What is counted, by the counter types of MVRP (all of them) and of MMRP (the first five). */
-enum Counter : uint32_t { RECEIVED, BAD_HEADER, BAD_FORMAT, SENT, SEND_FAILED, REGISTRATION_FAILED, COUNTERS };
-using Counters = std::array<uint64_t, COUNTERS>;
-
-enum VlanSelection : uint32_t { VLANS_ALL, VLANS_STATIC, VLANS_DYNAMIC };
+/* What is counted, by MrpCounter. */
+using Counters = std::array<uint64_t, MRP_REGISTRATION_FAILED + 1>;
 
 /* A port that runs a protocol: what is due when, in seconds of uptime. */
 struct Session {
@@ -92,7 +89,7 @@ static uint32_t refusedVlans(uint32_t port)
 
 /* PDUs */
 
-static void count(Protocol protocol, uint32_t port, Counter counter, uint64_t number)
+static void count(Protocol protocol, uint32_t port, MrpCounter counter, uint64_t number)
 {
     states[protocol].counted[port][counter] += number;
     states[protocol].total[counter] += number;
@@ -100,10 +97,10 @@ static void count(Protocol protocol, uint32_t port, Counter counter, uint64_t nu
 
 static void exchange(Protocol protocol, uint32_t port, uint64_t rounds)
 {
-    count(protocol, port, SENT, rounds);
-    count(protocol, port, RECEIVED, rounds);
+    count(protocol, port, MRP_SENT, rounds);
+    count(protocol, port, MRP_RECEIVED, rounds);
     if (protocol == GVRP || protocol == MVRP)
-        count(protocol, port, REGISTRATION_FAILED, rounds * refusedVlans(port));
+        count(protocol, port, MRP_REGISTRATION_FAILED, rounds * refusedVlans(port));
 }
 
 static uint64_t leaveAllSeconds(Protocol protocol, uint32_t port)
@@ -130,7 +127,7 @@ static void passSession(Protocol protocol, uint32_t port, uint64_t now)
         session.nextLeaveAll += rounds * interval;
     }
     if ((protocol == MVRP && mvrpPeriodic.value()) || (protocol == MMRP && mmrpPeriodic.value()))
-        count(protocol, port, SENT, now - session.periodicUntil);
+        count(protocol, port, MRP_SENT, now - session.periodicUntil);
     session.periodicUntil = now;
 }
 
@@ -176,19 +173,19 @@ template <Protocol P> static int portEnableSet(uint32_t port, uint32_t flag)
 
 template <Protocol P> static int portCounter(uint32_t port, uint32_t type, uint32_t *value)
 {
-    if (!portExists(port) || type > (P == MMRP ? SEND_FAILED : REGISTRATION_FAILED))
+    if (!portExists(port) || type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
     return tell((uint32_t)states[P].counted[port][type], value);
 }
 
-template <Protocol P, Counter C> static int portCounterGet(uint32_t port, uint32_t *value)
+template <Protocol P, MrpCounter C> static int portCounterGet(uint32_t port, uint32_t *value)
 {
     return portCounter<P>(port, C, value);
 }
 
 template <Protocol P> static int totalCounter(uint32_t type, uint32_t *value)
 {
-    if (type > (P == MMRP ? SEND_FAILED : REGISTRATION_FAILED))
+    if (type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
     return tell((uint32_t)states[P].total[type], value);
 }
@@ -223,23 +220,23 @@ static int tellVlans(std::vector<uint16_t> known, VlanIdList *vlans, uint32_t *c
 
 static int vlansOfSwitch(uint32_t selection, VlanIdList *vlans, uint32_t *count)
 {
-    if (selection > VLANS_DYNAMIC)
+    if (selection > MVRP_VLANS_DYNAMIC)
         return OPEN_BAD_ARGUMENT;
     std::vector<uint16_t> known = states[MVRP].enabled ? existingVlans() : std::vector<uint16_t>();
-    if (selection != VLANS_ALL)
-        std::erase_if(known, [=](uint16_t vlan) { return vlanIsDynamic(vlan) != (selection == VLANS_DYNAMIC); });
+    if (selection != MVRP_VLANS_ALL)
+        std::erase_if(known, [=](uint16_t vlan) { return vlanIsDynamic(vlan) != (selection == MVRP_VLANS_DYNAMIC); });
     return tellVlans(known, vlans, count);
 }
 
 /* Static: what the port tells its neighbour. Dynamic: what the neighbour registered. */
 static int vlansOfPort(uint32_t port, uint32_t selection, VlanIdList *vlans, uint32_t *count)
 {
-    if (!portExists(port) || selection > VLANS_DYNAMIC)
+    if (!portExists(port) || selection > MVRP_VLANS_DYNAMIC)
         return OPEN_BAD_ARGUMENT;
     std::vector<uint16_t> known = runs(MVRP, port) ? existingVlans() : std::vector<uint16_t>();
     std::erase_if(known, [=](uint16_t vlan) {
         bool added = isAdded(port, vlan);
-        return !portInVlan(port, vlan) || (selection != VLANS_ALL && added != (selection == VLANS_DYNAMIC));
+        return !portInVlan(port, vlan) || (selection != MVRP_VLANS_ALL && added != (selection == MVRP_VLANS_DYNAMIC));
     });
     return tellVlans(known, vlans, count);
 }
@@ -266,12 +263,12 @@ void serveRegistration()
     SERVE(rpcclt_openapiMmrpIntfModeGet, portEnableGet<MMRP>);
     SERVE(rpcclt_openapiMmrpIntfModeSet, portEnableSet<MMRP>);
 
-    SERVE(rpcclt_openapiGarpGmrpFailedRegistrationsGet, portCounterGet<GMRP, REGISTRATION_FAILED>);
-    SERVE(rpcclt_openapiGarpGmrpReceivePDUCountGet, portCounterGet<GMRP, RECEIVED>);
-    SERVE(rpcclt_openapiGarpGmrpTransmitPDUCountGet, portCounterGet<GMRP, SENT>);
-    SERVE(rpcclt_openapiGarpGvrpFailedRegistrationsGet, portCounterGet<GVRP, REGISTRATION_FAILED>);
-    SERVE(rpcclt_openapiGarpGvrpReceivePDUCountGet, portCounterGet<GVRP, RECEIVED>);
-    SERVE(rpcclt_openapiGarpGvrpTransmitPDUCountGet, portCounterGet<GVRP, SENT>);
+    SERVE(rpcclt_openapiGarpGmrpFailedRegistrationsGet, portCounterGet<GMRP, MRP_REGISTRATION_FAILED>);
+    SERVE(rpcclt_openapiGarpGmrpReceivePDUCountGet, portCounterGet<GMRP, MRP_RECEIVED>);
+    SERVE(rpcclt_openapiGarpGmrpTransmitPDUCountGet, portCounterGet<GMRP, MRP_SENT>);
+    SERVE(rpcclt_openapiGarpGvrpFailedRegistrationsGet, portCounterGet<GVRP, MRP_REGISTRATION_FAILED>);
+    SERVE(rpcclt_openapiGarpGvrpReceivePDUCountGet, portCounterGet<GVRP, MRP_RECEIVED>);
+    SERVE(rpcclt_openapiGarpGvrpTransmitPDUCountGet, portCounterGet<GVRP, MRP_SENT>);
     SERVE(rpcclt_openapiMvrpTrafficPduCounterGet, totalCounter<MVRP>);
     SERVE(rpcclt_openapiMvrpIntfTrafficPduCounterGet, portCounter<MVRP>);
     SERVE(rpcclt_openapiMvrpTrafficCountersPerIfClear, clearPort<MVRP>);

@@ -15,8 +15,6 @@
 #include "operations.h"
 #include "state.h"
 
-enum StormUnit : uint32_t { STORM_PERCENT = 1, STORM_PPS = 2, STORM_KBPS = 3 };
-
 struct Threshold {
     uint32_t unit = STORM_PERCENT, value = 5;
 };

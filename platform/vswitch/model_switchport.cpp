@@ -12,11 +12,6 @@
 #include "settings.h"
 #include "state.h"
 
-/* Auto: in the VLAN where a neighbour registered it. */
-enum Participation : uint32_t { PARTICIPATION_AUTO = 0, PARTICIPATION_INCLUDE = 1, PARTICIPATION_EXCLUDE = 2 };
-
-enum Tagging : uint32_t { UNTAGGED = 0, TAGGED = 1 };
-
 struct Switchport {
     SwitchportMode mode = MODE_GENERAL;
     uint32_t untaggedVlan[4] = {0, 1, 1, 1}; /* by mode: the access VLAN, the native VLAN, the PVID */

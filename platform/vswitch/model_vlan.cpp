@@ -10,8 +10,6 @@
 #include "settings.h"
 #include "state.h"
 
-enum VlanType : uint32_t { VLAN_DEFAULT = 1, VLAN_STATIC = 2, VLAN_DYNAMIC = 3 };
-
 static VlanSet configured;
 static uint32_t mostVlans, deletes;
 

@@ -8,12 +8,6 @@
 #include "settings.h"
 #include "state.h"
 
-/* How a phone on a port is told to send: untold, tagged with a VLAN, with a priority only, as it likes, untagged. */
-enum PortMode : uint32_t { VOICE_DISABLED, VOICE_VLAN, VOICE_PRIORITY, VOICE_NONE, VOICE_UNTAGGED };
-
-/* How VoIP is recognised on a port. */
-enum DetectionType : uint32_t { BY_PROTOCOL = 1, BY_OUI = 2 };
-
 enum : uint32_t { MAX_CALLS = 16, OUI_INDEXES = 32 };
 
 static Setting adminMode = {"rpcclt_openapiVoiceVlanAdminModeGet", "rpcclt_openapiVoiceVlanAdminModeSet", FOR_SWITCH, 0,
@@ -98,10 +92,9 @@ static int detectionSet(uint32_t port, uint32_t type, uint32_t flag)
     return OPEN_OK;
 }
 
-/* 0 (up) where it is enabled and the port is up, 1 (down) elsewhere. */
-template <DetectionType type> static int detectionStatus(uint32_t port, uint32_t *status)
+template <VoipDetection type> static int detectionStatus(uint32_t port, uint32_t *status)
 {
-    return onPort(port, detection[{port, type}] && portIsUp(port) ? 0 : 1, status);
+    return onPort(port, detection[{port, type}] && portIsUp(port) ? VOIP_UP : VOIP_DOWN, status);
 }
 
 /* One call is carried on each port on which VoIP is recognised by protocol. */
@@ -113,10 +106,10 @@ static int sessionsGet(uint32_t *count)
     return OPEN_OK;
 }
 
-/* Scheme 1 remarks to a priority, 2 puts into a traffic class: 0 to 7 either way. */
+/* The priority or the traffic class: 0 to 7 either way. */
 static int cosQueueSet(uint32_t scheme, uint32_t value)
 {
-    if (scheme < 1 || scheme > 2 || value > 7)
+    if (scheme < SCHEME_REMARK || scheme > SCHEME_TRAFFIC_CLASS || value > 7)
         return OPEN_BAD_ARGUMENT;
     priorityScheme = scheme;
     priorityValue = value;
@@ -269,7 +262,7 @@ void serveVoice()
 /* The OUIs from the factory belong to no maker: they are of locally administered addresses. */
 void resetVoice()
 {
-    priorityScheme = 2;
+    priorityScheme = SCHEME_TRAFFIC_CLASS;
     priorityValue = 6;
     detection.clear();
     ouis = {

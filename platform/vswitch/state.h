@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "model.h"
+#include "numbers.h"
 
 using PortSet = std::set<uint32_t>;
 using VlanSet = std::set<uint16_t>;
@@ -83,8 +84,7 @@ std::vector<uint16_t> existingVlans();
 
 /* Ports in VLANs, as in force (model_switchport.cpp) */
 
-/* How a port has its VLANs: in one, untagged; in all it allows, tagged but for one; or as set for each VLAN. */
-enum SwitchportMode : uint32_t { MODE_ACCESS = 1, MODE_TRUNK = 2, MODE_GENERAL = 3 };
+/* How the port has its VLANs. */
 SwitchportMode switchportMode(uint32_t port);
 
 /* The VLAN of the port's untagged frames, before they are classified by their source or protocol. */
@@ -103,7 +103,6 @@ bool isAdded(uint32_t port, uint32_t vlan);
 bool portTags(uint32_t port, uint32_t vlan);
 
 /* Which frames the port takes. Priority-tagged ones (VLAN 0) count as untagged. */
-enum AcceptedFrames : uint32_t { ACCEPT_ALL = 1, ACCEPT_TAGGED = 2, ACCEPT_UNTAGGED = 3 };
 AcceptedFrames acceptedFrames(uint32_t port);
 
 /* Are frames of VLANs that the port is not in dropped as they come? */
@@ -111,7 +110,6 @@ bool filtersIngress(uint32_t port);
 
 /* Private VLANs (model_private_vlan.cpp) */
 
-enum PrivateVlanType : uint32_t { PRIVATE_NONE = 0, PRIVATE_PRIMARY = 1, PRIVATE_ISOLATED = 2, PRIVATE_COMMUNITY = 3 };
 PrivateVlanType privateVlanType(uint32_t vlan);
 
 /* The primary VLAN that a secondary one is associated with, 0 for none; and all that are associated with a primary one. */
@@ -137,8 +135,6 @@ uint32_t vlanOfSource(uint64_t mac); /* by address, then by OUI */
 uint32_t vlanOfProtocol(uint32_t port, uint32_t etherType);
 
 /* Addresses (model_fdb.cpp) */
-
-enum FdbType : uint32_t { FDB_STATIC = 0, FDB_LEARNED = 1, FDB_MANAGEMENT = 2, FDB_SELF = 4 };
 
 struct FdbEntry {
     uint32_t port; /* 0 is the switch itself; of a static filter the first of its destinations */
@@ -171,13 +167,9 @@ struct Filter {
 const Filter *filterFor(uint32_t vlan, uint64_t mac);
 
 /* What becomes of frames to groups that no filter names. */
-enum FilteringMode : uint32_t { FORWARD_ALL = 0, FORWARD_UNREGISTERED = 1, FILTER_UNREGISTERED = 2 };
 FilteringMode filteringMode(uint32_t vlan);
 
 /* Storm control (model_storm_control.cpp) */
-
-enum StormKind : uint32_t { STORM_UNICAST = 1, STORM_BROADCAST = 2, STORM_MULTICAST = 3 };
-enum StormAction : uint32_t { STORM_NONE = 0, STORM_SHUT_DOWN = 1, STORM_RATE_LIMIT = 2, STORM_TRAP = 3 };
 
 /* What the port lets in of a kind: packets a second, UINT64_MAX without a limit; and what it does when there are more. */
 struct StormLimit {
@@ -213,8 +205,6 @@ VlanSet registeredVlans();
 void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins);
 
 /* Management access lists (model_access_lists.cpp): what comes to the switch itself. */
-
-enum Service : uint32_t { SERVICE_NONE, TELNET, HTTP, HTTPS, SNMP, SSH, TFTP, SNTP, JAVA, NTP, CUSTOM_PORT };
 
 struct ManagementPacket {
     uint32_t port, vlan;    /* where it came in; port 0 is the management port */
