@@ -151,7 +151,10 @@ CommandOutcome runCommand(const std::string &line, std::string *answer)
         return refuse(answer, std::string("\"") + command->name + "\" takes " +
                                   (most ? std::string("the words ") + command->usage : "no words") + ", not " +
                                   std::to_string(words.size()));
-    return command->run(words, answer);
+    bringUpToNow();
+    CommandOutcome outcome = command->run(words, answer);
+    bringUpToNow();
+    return outcome;
 }
 
 bool readNumber(const std::string &text, long long lowest, long long highest, long long *number)
