@@ -69,7 +69,8 @@ std::string commandHelp()
     const size_t column = 34; /* where what they do is said */
     std::string text;
     for (const Group &group : groups()) {
-        text.append("\n  ").append(group.heading).append("\n");
+        if (text.find(group.heading) == std::string::npos) /* the next of the same heading go on */
+            text.append("\n  ").append(group.heading).append("\n");
         for (const Command &command : group.commands) {
             std::string line = std::string("    ") + command.name + (*command.usage ? " " : "") + command.usage;
             line += std::string(line.size() + 2 > column ? 2 : column - line.size(), ' ') + command.help;

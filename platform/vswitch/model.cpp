@@ -63,7 +63,7 @@ static void serveSystem()
 void createModel(const ModelOptions &chosen)
 {
     options = chosen;
-    registerCommands("its clock:", clockCommands);
+    registerCommands("the switch:", clockCommands);
     serveSystem();
     servePorts();
     serveBridge();

@@ -212,7 +212,7 @@ static const Command commands[] = {
 void serveLoopProtection()
 {
     serveSettings({&adminMode, &txTimer, &maxReceived, &disableTimer, &portTxMode, &portAdminMode, &portAction});
-    registerCommands("what happens to loop protection:", commands);
+    registerCommands("what happens:", commands);
 
     SERVE(rpcclt_openapiLoopProtectPortVlanPropertiesSet, setVlanProperties);
     SERVE(rpcclt_openapiLoopProtectPortVlanPropertiesGet, getVlanProperties);

@@ -142,7 +142,7 @@ static const Command commands[] = {
 
 void serveStations()
 {
-    registerCommands("what happens to stations:", commands);
+    registerCommands("what happens:", commands);
 }
 
 void resetStations()

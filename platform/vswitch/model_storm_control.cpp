@@ -264,7 +264,7 @@ void serveStormControl()
 {
     serveSwitch();
     servePort();
-    registerCommands("what happens to storm control:", commands);
+    registerCommands("what happens:", commands);
 }
 
 void resetStormControl()
