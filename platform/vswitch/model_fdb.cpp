@@ -18,7 +18,7 @@
 #include "settings.h"
 #include "state.h"
 
-static const uint32_t MAX_ENTRIES = 131072;
+static const uint32_t MAX_ENTRIES = 32768;
 
 static Fdb entries;
 static std::set<std::pair<uint64_t, uint32_t>> addresses; /* and their VLANs, ordered by address */
