@@ -7,6 +7,7 @@
  *   SANDBOX_SLEEP_MS         what sleep() sleeps, whatever it is asked for
  *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
  *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
+ *   SANDBOX_TEAR_DOWN_CRASHES  openapiClientTearDown does not return
  *   SANDBOX_READ_ONLY        /tmp is on a read-only file system
  *   SANDBOX_FAIL_ALLOCATION  N: the Nth allocation since main was entered fails, the others do not; the file
  *                            allocation-failed in /tmp says that there was one (preloaded only)
@@ -19,6 +20,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/sysinfo.h>
 #include <time.h>
 #include <unistd.h>
@@ -76,12 +78,17 @@ EXPORT int __open_2(const char *path, int flags) /* open() in a fortified build 
     return openMoved(path, flags, 0);
 }
 
-EXPORT FILE *fopen(const char *path, const char *mode)
+EXPORT int openat(int directory, const char *path, int flags, ...) /* of files that are there, in a directory of /tmp */
+{
+    if ((flags & O_ACCMODE) != O_RDONLY && isReadOnly("/tmp/"))
+        return -1;
+    return NEXT(openat)(directory, path, flags);
+}
+
+EXPORT int lstat(const char *path, struct stat *status) noexcept
 {
     Path storage;
-    if (strcspn(mode, "wa+") < strlen(mode) && isReadOnly(path))
-        return nullptr;
-    return NEXT(fopen)(moved(path, &storage), mode);
+    return NEXT(lstat)(moved(path, &storage), status);
 }
 
 EXPORT int unlink(const char *path) noexcept
@@ -98,6 +105,12 @@ EXPORT int rename(const char *from, const char *to) noexcept
     if (isReadOnly(from))
         return -1;
     return NEXT(rename)(moved(from, &fromStorage), moved(to, &toStorage));
+}
+
+EXPORT int renameat2(int fromDirectory, const char *from, int toDirectory, const char *to, unsigned flags) noexcept
+{
+    Path fromStorage, toStorage;
+    return NEXT(renameat2)(fromDirectory, moved(from, &fromStorage), toDirectory, moved(to, &toStorage), flags);
 }
 
 EXPORT unsigned sleep(unsigned seconds)
@@ -128,6 +141,15 @@ EXPORT int openapiClientRegister(const char *name, struct OpenClient *client)
         return -1;
     Register *original = (Register *)dlsym(RTLD_NEXT, "openapiClientRegister");
     return original ? original(name, client) : -1;
+}
+
+EXPORT int openapiClientTearDown(struct OpenClient *client)
+{
+    using TearDown = int(struct OpenClient *);
+    if (getenv("SANDBOX_TEAR_DOWN_CRASHES"))
+        abort();
+    TearDown *original = (TearDown *)dlsym(RTLD_NEXT, "openapiClientTearDown");
+    return original ? original(client) : -1;
 }
 
 #ifdef SANDBOX_PRELOADED /* what links this file keeps its own memory */
