@@ -1,5 +1,5 @@
 /*
- * sandbox.cpp - gives a process a /tmp of its own, and the troubles a test asks for. Preloaded into the program (and
+ * sandbox.cpp - gives a process a /tmp of its own, in which files of others are protected, and the troubles a test asks for. Preloaded into the program (and
  * linked into the tests), so that what is tested is the program as it is, and no test meets another or a running switch.
  *
  * Environment:
@@ -56,10 +56,20 @@ static bool isReadOnly(const char *path)
     return true;
 }
 
+/* As where fs.protected_regular is 2: who would create a file does not get another user's. */
+static bool isProtected(const char *path, int flags)
+{
+    struct stat status;
+    if ((flags & (O_CREAT | O_EXCL)) != O_CREAT || lstat(path, &status) != 0 || status.st_uid == geteuid())
+        return false;
+    errno = EACCES;
+    return true;
+}
+
 static int openMoved(const char *path, int flags, mode_t mode)
 {
     Path storage;
-    if ((flags & O_ACCMODE) != O_RDONLY && isReadOnly(path))
+    if (((flags & O_ACCMODE) != O_RDONLY && isReadOnly(path)) || isProtected(path, flags))
         return -1;
     return NEXT(open)(moved(path, &storage), flags, mode);
 }
