@@ -226,11 +226,11 @@ static bool connectToServer(Client *client)
     return false;
 }
 
-static long millisNow()
+static int64_t millisNow()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000L + now.tv_nsec / 1000000;
+    return now.tv_sec * (int64_t)1000 + now.tv_nsec / 1000000;
 }
 
 static bool sendAll(int connection, const char *bytes, size_t size)
@@ -250,7 +250,7 @@ static bool sendAll(int connection, const char *bytes, size_t size)
 /* Reads the reply's frame. A server that sends it in drops gets at most twice the time of one that is silent. */
 static bool receiveFrame(int connection, Frame *frame)
 {
-    long deadline = millisNow() + operationMillis();
+    int64_t deadline = millisNow() + operationMillis();
     uint32_t wanted = sizeof(uint32_t);
     frame->size = 0;
     for (bool haveLength = false; frame->size < wanted;) {
