@@ -10,7 +10,6 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <time.h>
@@ -233,17 +232,25 @@ static bool isAtItsPath(const struct stat *open)
 }
 
 /*
- * Of all processes that see the full file one replaces it, the others go on with the new one. Its lock is everybody's to
- * hold, so it counts for no more than a second megabyte.
+ * False while another process rotates the file. Who may only read it can lock it as well, but only against writing: such a
+ * lock does not count, or one neighbour could let the log grow for ever.
  */
+static bool lockForRotation()
+{
+    struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0};
+    if (fcntl(logger.fileFd, F_SETLK, &lock) == 0)
+        return true;
+    return fcntl(logger.fileFd, F_GETLK, &lock) == 0 && lock.l_type == F_RDLCK;
+}
+
+/* Of all processes that see the full file one replaces it; the others go on with the new one. */
 static void rotate(const struct stat *status)
 {
-    bool busy = flock(logger.fileFd, LOCK_EX | LOCK_NB) != 0;
-    if (busy && status->st_size <= 2 * LOG_FILE_LIMIT)
+    if (!lockForRotation())
         return;
     if (isAtItsPath(status))
         replaceFile();
-    reopenFile();
+    reopenFile(); /* and so unlocked */
 }
 
 static void printEntry(size_t length)
@@ -252,22 +259,28 @@ static void printEntry(size_t length)
     fflush(stdout);
 }
 
-/* One write, so that no neighbour's entry gets into this one. Without a file it goes to standard output. */
+/* One write, so that no neighbour's entry gets into this one. Returns whether the file was still there after it. */
+static bool writeEntry(size_t length)
+{
+    struct stat status;
+    [[maybe_unused]] ssize_t written = write(logger.fileFd, entry, length);
+    if (fstat(logger.fileFd, &status) != 0)
+        return true;
+    if (status.st_nlink > 0 && status.st_size > LOG_FILE_LIMIT)
+        rotate(&status);
+    return status.st_nlink > 0;
+}
+
+/* Without a file the entry goes to standard output. */
 static void appendEntry(size_t length)
 {
-    for (int attempt = 0; attempt < ATTEMPTS && logger.fileFd >= 0; attempt++) {
-        struct stat status;
-        [[maybe_unused]] ssize_t written = write(logger.fileFd, entry, length);
-        if (fstat(logger.fileFd, &status) != 0)
+    for (int attempt = 0; attempt < ATTEMPTS; attempt++) {
+        if (logger.fileFd < 0)
+            return printEntry(length);
+        if (writeEntry(length))
             return;
-        if (status.st_nlink > 0) {
-            if (status.st_size > LOG_FILE_LIMIT)
-                rotate(&status);
-            return;
-        }
-        reopenFile(); /* the file had been removed, and the entry is lost with it */
+        reopenFile(); /* the file was removed, and the entry may be lost with it */
     }
-    printEntry(length);
 }
 
 /* How much of a formatted text stands in its `room`, which holds the terminator too. */
