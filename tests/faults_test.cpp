@@ -112,7 +112,7 @@ protected:
     {
         socket = directory + "/victim.sock";
         writeFile(directory + "/trace", "");
-        Process victim = startProcess({std::string(BUILD_DIRECTORY) + "/vswitch", "--socket", socket, "--trace",
+        Process victim = startProcess({buildDirectory() + "/vswitch", "--socket", socket, "--trace",
                                        directory + "/trace"}, {}, "");
         char line[256]; /* it says when it serves */
         EXPECT_GT(read(victim.output, line, sizeof line), 0);
