@@ -205,8 +205,8 @@ TEST_F(Faults, serverFailsAtTheStart)
         {OP "ConnectivityCheck delay=400 times=2", 2, priorityAnswer},
         {OP "NetworkOSVersionGet hangup", 0, priorityAnswer},
         {OP "ApiVersionGet delay=400", 0, priorityAnswer},
-        {"* hangup", 6, ""},
-        {"* delay=400", 6, ""},
+        {OP "ConnectivityCheck hangup", 6, ""},
+        {OP "ConnectivityCheck delay=400", 6, ""},
         {OP "Dot1dStpPriorityGet delay=100", 0, priorityAnswer}, /* late, but in time */
     };
     for (const auto &row : rows) {
