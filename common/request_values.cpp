@@ -91,6 +91,10 @@ static void takeMember(const Member &member, const cJSON *item)
         if (text)
             snprintf((char *)member.value, member.size, "%s", text);
         break;
+    case Member::COPIED_TEXT:
+        if (text)
+            *(char **)member.value = strdup(text);
+        break;
     case Member::WORD:
         *number = codeOf(*member.words, text, *number);
         break;

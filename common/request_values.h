@@ -70,7 +70,7 @@ bool readParams(std::initializer_list<Param> params);
 
 /* A member of the JSON body, found ignoring the case of its key. */
 struct Member {
-    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, WORD, TRUE_LITERAL, VLAN_IDS } rule;
+    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, COPIED_TEXT, WORD, TRUE_LITERAL, VLAN_IDS } rule;
     const char *key;
     void *value;
     uint32_t size;
@@ -100,6 +100,12 @@ inline Member saturatedMember(const char *key, uint32_t *value)
 template <uint32_t N> Member textMember(const char *key, OpenText<N> &text)
 {
     return {Member::TEXT, key, text.bytes, N, nullptr, false};
+}
+
+/* A copy of a string of any length, the caller's to free; another type than a string does not qualify. */
+inline Member copiedTextMember(const char *key, char **text)
+{
+    return {Member::COPIED_TEXT, key, text, 0, nullptr, false};
 }
 
 /* The code of a word, case matters; an unknown word or another type than a string does not qualify. */

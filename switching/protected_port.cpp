@@ -5,9 +5,9 @@
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_input.h"
+#include "common/request_values.h"
 #include "switching/families.h"
 
-#include <cjson/cJSON.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -36,20 +36,16 @@ static void groupNameGet()
     answerProtectedPort(rc, {string("groupName", name.bytes)});
 }
 
-/* How long a name may be is for OpEN to say: it is passed on where cJSON put it, not copied to storage of some size. */
+/* How long a name may be is for OpEN to say: it is not cut to storage of some size. */
 static void groupNameSet()
 {
-    char *input = readRequestInput();
-    cJSON *body = input ? cJSON_Parse(input) : nullptr;
-    free(input);
-    char *name = cJSON_GetStringValue(cJSON_GetObjectItem(body, "groupName"));
-    ResultCode code = RESULT_INVALID_ARGUMENT;
-    if (name) {
-        OpenBufferDesc desc = {(uint32_t)strlen(name) + 1, name};
-        code = openResult(rpcclt_openapiProtectedPortGroupNameSet(&openClient, queryUintExact("groupId"), &desc));
-    }
-    cJSON_Delete(body);
-    answerOutcome(code);
+    char *name = nullptr;
+    parseBody({copiedTextMember("groupName", &name)});
+    if (!name)
+        return answerOutcome(RESULT_INVALID_ARGUMENT);
+    OpenBufferDesc desc = {(uint32_t)strlen(name) + 1, name};
+    answerOutcome(openResult(rpcclt_openapiProtectedPortGroupNameSet(&openClient, queryUintExact("groupId"), &desc)));
+    free(name);
 }
 
 static void groupIntfCountGet()
