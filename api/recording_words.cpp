@@ -48,17 +48,23 @@ static uint32_t numberFor(const Key &key)
     }
 }
 
+/* The word of that row, if it lies between these two; else one that is not in the table. */
+static std::string wordAt(const WordTable &words, uint32_t row, uint32_t lowest)
+{
+    return row >= lowest && row < words.count ? words.rows[row].word : "no word of these";
+}
+
 /* An address, so that a handler that reads one finds one, of as few characters as an OUI's storage holds. */
 static std::string textFor(const Key &key)
 {
     Value value = valueOf(key);
     switch (value.kind) {
     case Value::NOTHING: return "";
-    case Value::OTHER: return key.words ? key.words->rows[key.words->count - 1].word : "10.0.1." + std::to_string(indexOf(key));
+    case Value::OTHER: return key.words ? wordAt(*key.words, key.words->count - 1, 1) : "11.0.1." + std::to_string(indexOf(key));
     case Value::DIGITS: return std::to_string(numberFor(key));
     case Value::LARGEST: return std::to_string(UINT32_MAX);
-    case Value::WORD: return value.word < key.words->count ? key.words->rows[value.word].word : "no word of these";
-    default: return key.words ? key.words->rows[0].word : "10.0.0." + std::to_string(indexOf(key));
+    case Value::WORD: return wordAt(*key.words, value.word, 0);
+    default: return key.words ? wordAt(*key.words, 0, 0) : "10.0.0." + std::to_string(indexOf(key));
     }
 }
 
