@@ -85,7 +85,7 @@ def key_schema(endpoint, key, endpoints):
         schema["default"] = key["default"]
     else:
         schema = {"type": "string", "default": ""}
-        if key["rule"] != "any text":
+        if key["rule"] == "text":
             schema["maxLength"] = key["size"] - 1
         if kind == "ipv4":
             schema.update({"format": "ipv4", "x-conversion": "ipv4"})
