@@ -32,6 +32,7 @@ def read_endpoint(raw):
         endpoint["members"], endpoint["data"] = facts.members(raw["keys"])
         for index, key in enumerate(endpoint["keys"]):
             facts.describe_key(key, index)
+        endpoint["keys"].sort(key=lambda key: key["place"])  # not of their look-up, which is the compiler's to choose
         endpoint["constants"] = facts.constants(endpoint["keys"])
         endpoint["text_sizes"] = facts.text_sizes()
         endpoint["open_codes"] = facts.open_codes()
@@ -77,8 +78,8 @@ class Runs:
         key["operands"] = sorted({self.sent[place][0] for place in places}, key=lambda n: [p[0] for p in self.sent.values()].index(n))
         if len(places) != sum(row[0] in key["operands"] for row in self.sent.values()):
             raise Unclear(f"the key {key['name']} reaches an operand of one operation, but not of another")
-        self.place = places[0]
-        value = lambda run: operands(run).get(self.place, (None, None, None))[2]
+        key["place"] = places[0]
+        value = lambda run: operands(run).get(places[0], (None, None, None))[2]
         absent = self.of_key(key, "absent")
         key["required"] = not self.asked(absent)
         key["nothing_refused"] = not self.asked(self.of_key(key, "nothing"))
