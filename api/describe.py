@@ -12,22 +12,23 @@ import os
 import re
 import sys
 
-from facts import OPEN_CODES, Unclear, record
+from facts import MAPPED, OPEN_CODES, Unclear, record
 from switch import Switch
 from words import Words, Wrong
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DESCRIPTION = os.path.join(HERE, "openapi.json")
-BASE = "/api/v2/switching/"
+BASE = "/api/v2/switching"
 INT32 = {"type": "integer", "format": "int32", "minimum": -2**31, "maximum": 2**31 - 1}
 UINT32 = {"type": "integer", "minimum": 0, "maximum": 2**32 - 1}
 UINT16 = {"type": "integer", "minimum": 0, "maximum": 65535}
 UINT64 = {"type": "integer", "minimum": 0, "maximum": 2**64}  # as JSON numbers are doubles, the largest rounds up
+FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}  # those that occur together
 VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
 
 
 def directory(endpoint):
-    return endpoint["path"].removeprefix(BASE)
+    return endpoint["path"].removeprefix(BASE + "/")
 
 
 def identity(endpoint):
@@ -85,7 +86,7 @@ def key_schema(endpoint, key, endpoints):
         schema["default"] = key["default"]
     else:
         schema = {"type": "string", "default": ""}
-        if key["rule"] != "any text":
+        if key["rule"] == "text":
             schema["maxLength"] = key["size"] - 1
         if kind == "ipv4":
             schema.update({"format": "ipv4", "x-conversion": "ipv4"})
@@ -253,16 +254,26 @@ def success_schema(endpoint, words, schemas):
     return object_schema({endpoint["data"]: object_schema(members), "resp": {"$ref": "#/components/schemas/SuccessResp"}})
 
 
+def add_failures(components, failures):
+    """References to the failures, those that share a message in one."""
+    by_message = {}
+    for code, message in failures.items():
+        by_message.setdefault(message, []).append(code)
+    return [add_component(components, codes, message) for message, codes in by_message.items()]
+
+
 def describe_answer(endpoint, words, components):
     """200 with a success, or with one of the failures of this endpoint: by message, as few codes share one."""
     schemas = []
     if 0 in endpoint["results"]:
         schemas.append(success_schema(endpoint, words, components))
-    by_message = {}
-    for code, message in endpoint["results"].items():
-        if code != 0:
-            by_message.setdefault(message, []).append(code)
-    schemas += [add_component(components, codes, message) for message, codes in by_message.items()]
+    failures = {code: message for code, message in endpoint["results"].items() if code != 0}
+    for name, codes in FAILURES.items():
+        if set(codes) <= set(failures):
+            group = add_failures(components, {code: failures.pop(code) for code in codes})
+            components[name] = {"oneOf": group}
+            schemas.append({"$ref": f"#/components/schemas/{name}"})
+    schemas += add_failures(components, failures)
     return {"description": "The outcome, and the data of a success. Failures come with status 200 as well.",
             "content": {"application/json": {"schema": schemas[0] if len(schemas) == 1 else {"oneOf": schemas}}}}
 
@@ -272,15 +283,15 @@ def describe_answer(endpoint, words, components):
 def describe_endpoint(endpoint, endpoints, words, components):
     line = words.line(identity(endpoint))
     operation = {"operationId": f"{endpoint['method'].lower()}-{directory(endpoint).replace('/', '-')}-{endpoint['name']}",
-                 "tags": [directory(endpoint)], "summary": line.rstrip(".")}
+                 "tags": [directory(endpoint)], "summary": line.split(". ")[0].rstrip(".")}
+    if ". " in line:
+        operation["description"] = line
     if not endpoint["calls"]:
         operation["deprecated"] = True
     describe_request(endpoint, operation, endpoints, words)
     if "x-query-string" in operation:
         target = f"$base/{directory(endpoint)}/{endpoint['name']}?{operation['x-query-string']['example']}"
-        operation["description"] = (
-            "The query is the JSON text itself, not encoded; what other keys there are follow it. `curl -g -X "
-            f"{endpoint['method']} -H \"$session\" '{target}'`")
+        operation["description"] = f"{line} `curl -g -X {endpoint['method']} -H \"$session\" '{target}'`"
     operation["responses"] = {"200": describe_answer(endpoint, words, components),
                               "403": {"$ref": "#/components/responses/Refused"}}
     operation["x-operations"] = endpoint["calls"]
@@ -296,13 +307,13 @@ def read_scene():
     for line in open(os.path.join(HERE, "scene.txt"), encoding="utf-8"):
         if not line.startswith("#"):
             method, target, body = re.fullmatch(r"(\S+) (\S+) ?(.*)\n", line).groups()
-            yield {"method": method, "target": BASE + target, "body": body}
+            yield {"method": method, "target": f"{BASE}/{target}", "body": body}
 
 
 def describe(endpoints, words):
     paths, schemas = {}, {}
     for endpoint in endpoints:
-        methods = paths.setdefault(f"{endpoint['path']}/{endpoint['name']}", {})
+        methods = paths.setdefault(f"/{directory(endpoint)}/{endpoint['name']}", {})
         methods[endpoint["method"].lower()] = describe_endpoint(endpoint, endpoints, words, schemas)
     words.check_all_used()
     schemas["SuccessResp"] = resp_schema([0], "Success")
@@ -311,7 +322,7 @@ def describe(endpoints, words):
         "openapi": "3.1.0",
         "info": {"title": "Switching", "version": "2",
                  "description": open(os.path.join(HERE, "info.md"), encoding="utf-8").read()},
-        "servers": [{"url": "/", "description": "The switch's web server"}],
+        "servers": [{"url": BASE, "description": "At the switch's own web server"}],
         "security": [{"session": []}],
         "tags": [{"name": tag, "description": words.heads[tag.replace("/", "-")]} for tag in tags],
         "paths": paths,
@@ -334,11 +345,12 @@ def operations_of(description):
 def example_request(path, operation):
     """The target and the body of an operation's example."""
     query = operation.get("x-query-string", {}).get("example") or query_of(operation)
-    for media, content in operation.get("requestBody", {}).get("content", {}).items():
-        if media == "application/json":
-            return f"{path}?{query}" if query else path, json.dumps(content["example"])
-        return path, "&".join(f"{key}={value}" for key, value in content["example"].items())
-    return f"{path}?{query}" if query else path, ""
+    target = BASE + path + ("?" + query if query else "")
+    content = operation.get("requestBody", {}).get("content", {})
+    if "application/json" in content:
+        return target, json.dumps(content["application/json"]["example"])
+    form = content.get("application/x-www-form-urlencoded", {}).get("example", {})
+    return target, "&".join(f"{key}={value}" for key, value in form.items())
 
 
 def set_scene(switch, description):
@@ -380,6 +392,20 @@ def keep_answers(description, old):
         operation["responses"]["200"]["content"]["application/json"]["example"] = content["example"]
 
 
+def pretty(value, indent="", before=0):
+    """JSON with what fits into a line in one line; `before` are the characters that stand in it already."""
+    line = json.dumps(value, ensure_ascii=False)
+    if len(indent) + before + len(line) <= 119 or not value or not isinstance(value, (dict, list)):
+        return line
+    inner = indent + "  "
+    if isinstance(value, list):
+        rows = [pretty(item, inner) for item in value]
+    else:
+        rows = [f"{json.dumps(key)}: {pretty(item, inner, len(key) + 4)}" for key, item in value.items()]
+    begin, end = "[]" if isinstance(value, list) else "{}"
+    return begin + "\n" + ",\n".join(inner + row for row in rows) + "\n" + indent + end
+
+
 def main():
     if len(sys.argv) not in (2, 3) or (sys.argv[2:] or ["--write"])[0] not in ("--write", "--play"):
         sys.exit(__doc__)
@@ -392,7 +418,7 @@ def main():
             keep_answers(description, json.load(open(DESCRIPTION, encoding="utf-8")))
     except (Unclear, Wrong) as wrong:
         sys.exit(f"describe.py: {wrong}")
-    text = json.dumps(description, indent=1, ensure_ascii=False) + "\n"
+    text = pretty(description) + "\n"
     if mode != "--check":
         open(DESCRIPTION, "w", encoding="utf-8").write(text)
     elif text != open(DESCRIPTION, encoding="utf-8").read():

@@ -5,6 +5,7 @@ what cannot be told is an error, never a guess.
 """
 import ipaddress
 import json
+import re
 import subprocess
 
 MAPPED = {0: 0, -22: 10003, -24: 10011, -28: 17002, -29: 10023}
@@ -30,7 +31,8 @@ def read_endpoint(raw):
         endpoint["calls"] = [call[0] for call in facts.base["calls"]]
         endpoint["members"], endpoint["data"] = facts.members(raw["keys"])
         for index, key in enumerate(endpoint["keys"]):
-            facts.describe_key(key, 1001 + index)
+            facts.describe_key(key, index)
+        endpoint["keys"].sort(key=lambda key: key["place"])  # not of their look-up, which is the compiler's to choose
         endpoint["constants"] = facts.constants(endpoint["keys"])
         endpoint["text_sizes"] = facts.text_sizes()
         endpoint["open_codes"] = facts.open_codes()
@@ -67,7 +69,7 @@ class Runs:
 
     # Keys
 
-    def describe_key(self, key, number):
+    def describe_key(self, key, index):
         """Adds to a key where its value goes, what it is when it is missing, and which values reach OpEN unchanged."""
         other = operands(self.of_key(key, "other"))
         places = [place for place in self.sent if other.get(place, self.sent[place])[2] != self.sent[place][2]]
@@ -76,32 +78,28 @@ class Runs:
         key["operands"] = sorted({self.sent[place][0] for place in places}, key=lambda n: [p[0] for p in self.sent.values()].index(n))
         if len(places) != sum(row[0] in key["operands"] for row in self.sent.values()):
             raise Unclear(f"the key {key['name']} reaches an operand of one operation, but not of another")
-        self.place = places[0]
-        value = lambda run: operands(run).get(self.place, (None, None, None))[2]
+        key["place"] = places[0]
+        value = lambda run: operands(run).get(places[0], (None, None, None))[2]
         absent = self.of_key(key, "absent")
         key["required"] = not self.asked(absent)
         key["nothing_refused"] = not self.asked(self.of_key(key, "nothing"))
         key["default"] = None if key["required"] else value(absent)
         reached = value(self.base)
-        if key.get("words"):
+        kinds = {"uint": "number", "int32": "number", "true": "boolean", "ids": "ids", "ipv4": "ipv4", "text": "text",
+                 "long text": "text", "word": "words", "word or number": "words"}
+        key["type"] = kinds[key["rule"]]
+        if key["type"] == "words":
             self.describe_words(key, value)
-        elif isinstance(reached, list):
-            key["type"] = "ids"
-        elif key["rule"] == "true":
-            key["type"] = "boolean"
-        elif key["rule"] in ("text", "any text"):
-            self.describe_text(key, value, number)
-        else:
-            key["type"] = "number"
-        if key["type"] == "number":
+        elif key["type"] == "text" and reached != f"text{index}":
+            raise Unclear(f"the text of {key['name']} arrives as {reached}")
+        elif key["type"] in ("number", "ipv4"):
             largest = value(self.of_key(key, "largest"))
-            if largest not in (65535, 2**32 - 1):
-                raise Unclear(f"the key {key['name']} at its largest is {largest}")
+            if reached != 1001 + index or largest not in (65535, 2**32 - 1):
+                raise Unclear(f"the number of {key['name']} arrives as {reached}, the largest as {largest}")
             key["bits"] = 16 if largest == 65535 else 32
 
     def describe_words(self, key, value):
         """The codes of the words, and whether a number is taken besides."""
-        key["type"] = "words"
         key["codes"] = {}
         for row, (code, word) in enumerate(key["words"]):
             if value(self.of_key(key, f"word{row}")) != code:
@@ -110,20 +108,7 @@ class Runs:
         unknown = value(self.of_key(key, f"word{len(key['words'])}"))
         if not key["required"] and unknown != key["default"]:
             raise Unclear(f"an unknown word for {key['name']} is not what a missing one is")
-        digits = value(self.of_key(key, "digits"))
-        key["number_too"] = digits != unknown
-
-    def describe_text(self, key, value, number):
-        """The text itself, the address it is, or the number it begins with."""
-        base, other, digits = value(self.base), value(self.of_key(key, "other")), value(self.of_key(key, "digits"))
-        if (base, other, digits) == (f"10.0.0.{number - 1001}", f"11.0.1.{number - 1001}", str(number)):
-            key["type"] = "text"
-        elif (base, other, digits) == (10, 11, number):
-            key["type"] = "number"
-        elif isinstance(base, int) and ipv4(base) == f"10.0.0.{number - 1001}" and digits == 0:
-            key["type"] = "ipv4"
-        else:
-            raise Unclear(f"the text of {key['name']} becomes {base}, {other}, {digits}")
+        key["number_too"] = key["rule"] == "word or number"
 
     # Operations
 
@@ -230,7 +215,7 @@ class Runs:
             fact.update(type="number", values=values)
         elif "operand" in fact and base == f"o{self.marker(fact)}":
             fact.update(type="text", longest=max(map(len, values)))
-        elif "key" in fact and isinstance(base, str) and base.startswith("10.0.0."):
+        elif "key" in fact and re.fullmatch(r"text\d+", str(base)):
             fact["type"] = "text"
         elif "operand" in fact and base == ipv4(self.marker(fact)):
             fact["type"] = "ipv4"
@@ -282,7 +267,7 @@ class Runs:
             runs = [run for run in self.runs if run["what"].split()[-1] == key["name"] and run["calls"]]
             place = next(p for p, row in self.sent.items() if operands(self.of_key(key, "other"))[p] != row)
             pairs = [(operands(run)[place][2], run) for run in runs + [self.base]]
-            otherwise = self.of_key(key, "digits")["data"][member]
+            otherwise = self.of_key(key, "nothing")["data"][member]
         for code, run in sorted(pairs, key=lambda pair: pair[0]):
             if run["code"] != 0:
                 continue

@@ -31,7 +31,7 @@ struct Key {
 
 /* What one key is in this run; Value::USUAL where nothing else is said. */
 struct Value {
-    enum Kind { USUAL, OTHER, ABSENT, NOTHING, DIGITS, LARGEST, WORD } kind = USUAL;
+    enum Kind { USUAL, OTHER, ABSENT, NOTHING, LARGEST, WORD } kind = USUAL;
     uint32_t word = 0; /* the row of the table */
 };
 

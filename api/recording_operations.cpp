@@ -10,8 +10,6 @@
 #include "common/open_client.h"
 #include "openclt.h"
 
-OpenClient openClient;
-
 static const Output &outputHere()
 {
     static const Output marker;

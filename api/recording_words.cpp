@@ -9,16 +9,16 @@
 
 #include "api/recording.h"
 #include "common/answer.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 
-/* The key, noted when it is new. */
-static Key &keyOf(const char *name, const char *source, const char *rule, uint32_t size, const std::string &before)
+/* The key, noted when it is new. `before` is what its variable holds. */
+static Key &keyOf(const char *name, const char *source, const char *rule, const std::string &before, uint32_t size = 0,
+                  const WordTable *words = nullptr)
 {
     for (Key &key : keys)
         if (key.name == name && strcmp(key.source, source) == 0)
             return key;
-    keys.push_back({name, source, rule, size, nullptr, before});
+    keys.push_back({name, source, rule, size, words, before});
     return keys.back();
 }
 
@@ -48,115 +48,79 @@ static uint32_t numberFor(const Key &key)
     }
 }
 
-/* The word of that row, if it lies between these two; else one that is not in the table. */
-static std::string wordAt(const WordTable &words, uint32_t row, uint32_t lowest)
-{
-    return row >= lowest && row < words.count ? words.rows[row].word : "no word of these";
-}
-
-/* An address, so that a handler that reads one finds one, of as few characters as an OUI's storage holds. */
+/* Of as few characters as the smallest storage of a text holds. */
 static std::string textFor(const Key &key)
 {
+    Value::Kind kind = valueOf(key).kind;
+    return kind == Value::NOTHING ? "" : (kind == Value::OTHER ? "other" : "text") + std::to_string(indexOf(key));
+}
+
+/* The word of the run's row: the first where nothing else is said; a row behind the last, or 0, is an unknown word. */
+static const char *wordFor(const Key &key)
+{
     Value value = valueOf(key);
-    switch (value.kind) {
-    case Value::NOTHING: return "";
-    case Value::OTHER: return key.words ? wordAt(*key.words, key.words->count - 1, 1) : "11.0.1." + std::to_string(indexOf(key));
-    case Value::DIGITS: return std::to_string(numberFor(key));
-    case Value::LARGEST: return std::to_string(UINT32_MAX);
-    case Value::WORD: return wordAt(*key.words, value.word, 0);
-    default: return key.words ? wordAt(*key.words, 0, 0) : "10.0.0." + std::to_string(indexOf(key));
-    }
-}
-
-static void takeText(const Key &key, char *bytes, uint32_t size)
-{
-    snprintf(bytes, size, "%s", textFor(key).c_str());
-}
-
-static void takeWord(Key &key, const WordTable &words, uint32_t *code)
-{
-    key.words = &words;
-    *code = codeOf(words, textFor(key).c_str(), *code);
-}
-
-static void takeIds(const Key &key, VlanIdList *list)
-{
-    if (valueOf(key).kind == Value::NOTHING)
-        return;
-    for (uint32_t i = 0; i < 3; i++)
-        list->ids[list->count++] = (uint16_t)(numberFor(key) + i);
-}
-
-/* Words and their codes */
-
-const char *wordOf(const WordTable &words, uint32_t code, const char *fallback)
-{
-    const char *word = fallback;
-    for (uint32_t i = words.count; i-- > 0;) {
-        recording.reported.insert(words.rows[i].code);
-        if (words.rows[i].code == code)
-            word = words.rows[i].word;
-    }
-    return word;
-}
-
-/* A text that is compared with words is the value of the last key before: so the words are that key's. */
-uint32_t codeOf(const WordTable &words, const char *word, uint32_t fallback)
-{
-    for (Key &key : keys)
-        if (word && *word && textFor(key) == word)
-            key.words = &words;
-    for (uint32_t i = 0; word && i < words.count; i++)
-        if (strcmp(words.rows[i].word, word) == 0)
-            return words.rows[i].code;
-    return fallback;
+    uint32_t row = value.kind == Value::WORD ? value.word : value.kind == Value::OTHER ? key.words->count - 1 : 0;
+    bool known = value.kind != Value::NOTHING && row < key.words->count && !(value.kind == Value::OTHER && row == 0);
+    return known ? key.words->rows[row].word : "no word of these";
 }
 
 /* The query string */
 
-uint32_t queryUintExact(const char *key)
+uint32_t queryUintExact(const char *name)
 {
-    Key &seen = keyOf(key, "exact", "uint", 0, "0");
-    return isThere(seen) ? numberFor(seen) : 0;
+    const Key &key = keyOf(name, "exact", "uint", "0");
+    return isThere(key) ? numberFor(key) : 0;
 }
 
-void queryTextExact(const char *key, char *buffer, size_t size)
+uint16_t queryUint16Exact(const char *name)
 {
-    Key &seen = keyOf(key, "exact", "text", (uint32_t)size, "");
-    buffer[0] = 0;
-    if (isThere(seen))
-        takeText(seen, buffer, (uint32_t)size);
+    return (uint16_t)queryUintExact(name);
 }
 
-int paramGetExact(const char *, const char *key, char *buffer, size_t size)
+uint32_t queryWordExact(const char *name, const WordTable &words, uint32_t fallback)
 {
-    Key &seen = keyOf(key, "decoded", "text", (uint32_t)size, buffer);
-    if (!isThere(seen))
-        return RESULT_GENERAL_FAILED;
-    takeText(seen, buffer, (uint32_t)size);
-    return 0;
+    const Key &key = keyOf(name, "exact", "word", std::to_string(fallback), 0, &words);
+    return isThere(key) ? codeOf(words, wordFor(key), fallback) : fallback;
 }
 
-char *urlDecodeInPlace(char *text)
+uint32_t queryWordOrUintExact(const char *name, const WordTable &words)
 {
-    return text;
+    const Key &key = keyOf(name, "exact", "word or number", "0", 0, &words);
+    return isThere(key) ? codeOf(words, wordFor(key), 0) : 0;
+}
+
+bool queryTextDecoded(const char *name, char *text, uint32_t size)
+{
+    const Key &key = keyOf(name, "decoded", "text", text, size);
+    if (isThere(key))
+        snprintf(text, size, "%s", textFor(key).c_str());
+    return isThere(key);
+}
+
+uint32_t queryUintDecoded(const char *name)
+{
+    const Key &key = keyOf(name, "decoded", "uint", "0");
+    return isThere(key) ? numberFor(key) : 0;
 }
 
 bool readParams(std::initializer_list<Param> params)
 {
     bool query = recording.scenario.method == "GET" || recording.scenario.method == "DELETE";
+    const char *source = query ? "loose" : "form";
     for (const Param &param : params) {
-        const char *rule = param.text ? "text" : param.words ? "word" : "uint";
-        std::string before = param.text ? param.text : std::to_string(*param.number);
-        Key &key = keyOf(param.key, query ? "loose" : "form", rule, param.size, before);
-        if (!isThere(key))
-            continue;
-        if (param.text)
-            takeText(key, param.text, param.size);
-        else if (param.words)
-            takeWord(key, *param.words, param.number);
-        else
-            *param.number = numberFor(key);
+        if (param.text) {
+            const Key &key = keyOf(param.key, source, "text", param.text, param.size);
+            if (isThere(key))
+                snprintf(param.text, param.size, "%s", textFor(key).c_str());
+        } else if (param.words) {
+            const Key &key = keyOf(param.key, source, "word", std::to_string(*param.number), 0, param.words);
+            if (isThere(key))
+                *param.number = codeOf(*param.words, wordFor(key), *param.number);
+        } else {
+            const Key &key = keyOf(param.key, source, "uint", std::to_string(*param.number));
+            if (isThere(key))
+                *param.number = numberFor(key);
+        }
     }
     return true;
 }
@@ -168,26 +132,41 @@ static const char *ruleName(Member::Rule rule)
     switch (rule) {
     case Member::INTEGER: return "int32";
     case Member::INTEGER_OF_NUMBER: return "int32";
-    case Member::SATURATED: return "saturated";
+    case Member::SATURATED: return "uint";
     case Member::TEXT: return "text";
-    case Member::COPIED_TEXT: return "any text";
+    case Member::LONG_TEXT: return "long text";
     case Member::WORD: return "word";
     case Member::TRUE_LITERAL: return "true";
+    case Member::IPV4: return "ipv4";
     case Member::VLAN_IDS: return "ids";
     }
     abort();
 }
 
-static void takeMember(Key &key, const Member &member)
+static void takeIds(const Key &key, VlanIdList *list)
+{
+    for (uint32_t i = 0; i < 3 && valueOf(key).kind != Value::NOTHING; i++)
+        list->ids[list->count++] = (uint16_t)(numberFor(key) + i);
+}
+
+static void takeLongText(const Key &key, LongText *text)
+{
+    std::string value = textFor(key);
+    if (longTextReserve(*text, value.size() + 1))
+        memcpy(text->bytes, value.data(), value.size());
+}
+
+static void takeMember(const Key &key, const Member &member)
 {
     uint32_t *number = (uint32_t *)member.value;
     switch (member.rule) {
     case Member::INTEGER:
     case Member::INTEGER_OF_NUMBER:
-    case Member::SATURATED: *number = numberFor(key); break;
-    case Member::TEXT: takeText(key, (char *)member.value, member.size); break;
-    case Member::COPIED_TEXT: *(char **)member.value = strdup(textFor(key).c_str()); break;
-    case Member::WORD: takeWord(key, *member.words, number); break;
+    case Member::SATURATED:
+    case Member::IPV4: *number = numberFor(key); break;
+    case Member::TEXT: snprintf((char *)member.value, member.size, "%s", textFor(key).c_str()); break;
+    case Member::LONG_TEXT: takeLongText(key, (LongText *)member.value); break;
+    case Member::WORD: *number = codeOf(*member.words, wordFor(key), *number); break;
     case Member::TRUE_LITERAL: *number = valueOf(key).kind == Value::USUAL ? 1 : 0; break;
     case Member::VLAN_IDS: takeIds(key, (VlanIdList *)member.value); break;
     }
@@ -197,8 +176,8 @@ static std::string beforeOf(const Member &member)
 {
     if (member.rule == Member::TEXT)
         return (const char *)member.value;
-    bool number = member.rule != Member::COPIED_TEXT && member.rule != Member::VLAN_IDS;
-    return !number ? "" : std::to_string(*(uint32_t *)member.value);
+    bool number = member.rule != Member::LONG_TEXT && member.rule != Member::VLAN_IDS;
+    return number ? std::to_string(*(uint32_t *)member.value) : "";
 }
 
 bool parseBody(std::initializer_list<Member> members)
@@ -206,7 +185,7 @@ bool parseBody(std::initializer_list<Member> members)
     const char *source = recording.scenario.method == "DELETE" ? "query-json" : "json";
     bool complete = recording.scenario.body;
     for (const Member &member : members) {
-        Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, beforeOf(member));
+        const Key &key = keyOf(member.key, source, ruleName(member.rule), beforeOf(member), member.size, member.words);
         if (recording.scenario.body && isThere(key))
             takeMember(key, member);
         else if (member.required)
@@ -219,7 +198,7 @@ bool readBody(std::initializer_list<Member> members)
 {
     if (parseBody(members))
         return true;
-    answerOutcome(RESULT_INVALID_ARGUMENT);
+    answerOutcome(ResultCode::INVALID_ARGUMENT);
     return false;
 }
 
@@ -233,19 +212,39 @@ static cJSON *idsOf(const VlanIdList &list)
     return ids;
 }
 
+static cJSON *wordValue(const Datum &datum)
+{
+    for (uint32_t row = 0; row < datum.words->count; row++)
+        recording.reported.insert(datum.words->rows[row].code);
+    return cJSON_CreateString(wordOf(*datum.words, datum.code, datum.text));
+}
+
+static cJSON *addressValue(uint32_t address)
+{
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &address, text, sizeof text);
+    return cJSON_CreateString(text);
+}
+
+static cJSON *arrayValue(const VlanIdList &list)
+{
+    cJSON *record = cJSON_CreateObject();
+    cJSON_AddNumberToObject(record, "numEntries", (int32_t)list.count);
+    cJSON_AddItemToObject(record, "ids", idsOf(list));
+    return record;
+}
+
 static cJSON *valueOf(const Datum &datum)
 {
     switch (datum.kind) {
     case Datum::NUMBER: return cJSON_CreateNumber(datum.number);
     case Datum::STRING: return cJSON_CreateString(datum.text);
-    case Datum::BOOLEAN: return cJSON_CreateBool(datum.number != 0);
+    case Datum::WORD: return wordValue(datum);
+    case Datum::BOOLEAN: return cJSON_CreateBool(datum.code != 0);
+    case Datum::YES_NO: return cJSON_CreateString(datum.code ? "true" : "false");
+    case Datum::IPV4: return addressValue(datum.code);
     case Datum::VLAN_IDS: return idsOf(*datum.list);
-    case Datum::VLAN_ARRAY: {
-        cJSON *record = cJSON_CreateObject();
-        cJSON_AddNumberToObject(record, "numEntries", (int32_t)datum.list->count);
-        cJSON_AddItemToObject(record, "ids", idsOf(*datum.list));
-        return record;
-    }
+    case Datum::VLAN_ARRAY: return arrayValue(*datum.list);
     }
     abort();
 }
@@ -260,7 +259,7 @@ static void answer(const char *name, ResultCode code, Data data, bool lineEnd)
 
 void answerData(const char *name, ResultCode code, Data data)
 {
-    if (code == RESULT_SUCCESS)
+    if (code == ResultCode::SUCCESS)
         answer(name, code, data, false);
     else
         answer(nullptr, code, {}, false);
@@ -268,10 +267,15 @@ void answerData(const char *name, ResultCode code, Data data)
 
 void answerDataOrOutcome(const char *name, ResultCode code, Data data)
 {
-    if (code == RESULT_SUCCESS)
+    if (code == ResultCode::SUCCESS)
         answer(name, code, data, false);
     else
         answer(nullptr, code, {}, true);
+}
+
+void answerYesNo(const char *name, int openCode, uint32_t flag)
+{
+    answerDataOrOutcome(name, openResult(openCode), {yesNo("status", flag == 1)});
 }
 
 void answerOutcome(ResultCode code)
@@ -286,10 +290,10 @@ void answerOutcomeFixed(ResultCode code)
 
 void unsupportedRead()
 {
-    answer(nullptr, RESULT_UNSUPPORTED_FEATURE, {}, false);
+    answer(nullptr, ResultCode::UNSUPPORTED_FEATURE, {}, false);
 }
 
 void unsupportedWrite()
 {
-    answer(nullptr, RESULT_UNSUPPORTED_FEATURE, {}, true);
+    answer(nullptr, ResultCode::UNSUPPORTED_FEATURE, {}, true);
 }

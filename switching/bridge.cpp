@@ -4,7 +4,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -26,8 +25,7 @@ static void answerBridge(int rc, const Datum &datum)
 static void baseBridgeAddressGet()
 {
     OpenText<18> address;
-    OpenBufferDesc desc = bufferSized(address);
-    int rc = rpcclt_openapiDot1dBaseBridgeAddressGet(&openClient, &desc);
+    int rc = rpcclt_openapiDot1dBaseBridgeAddressGet(&openClient, bufferSized(address));
     answerBridge(rc, string("bridgeAddress", address.bytes));
 }
 
@@ -55,8 +53,7 @@ static void basePortEntryGet()
 static void basePortCircuitGet()
 {
     OpenText<256> circuit;
-    OpenBufferDesc desc = bufferSized(circuit);
-    int rc = rpcclt_openapiDot1dBasePortCircuitGet(&openClient, queryPort(), &desc);
+    int rc = rpcclt_openapiDot1dBasePortCircuitGet(&openClient, queryPort(), bufferSized(circuit));
     answerBridge(rc, string("circuit", circuit.bytes));
 }
 
@@ -101,7 +98,7 @@ static void stpTimeSinceTopologyChangeGet()
 {
     uint64_t time = 0;
     int rc = rpcclt_openapiDot1dStpTimeSinceTopologyChangeGet(&openClient, &time);
-    answerBridge(rc, number("timeSinceTopologyChange", (double)time));
+    answerBridge(rc, number64("timeSinceTopologyChange", time));
 }
 
 static void stpTopChangesGet()
@@ -114,8 +111,7 @@ static void stpTopChangesGet()
 static void stpDesignatedRootGet()
 {
     OpenText<18> root;
-    OpenBufferDesc desc = bufferSized(root);
-    int rc = rpcclt_openapiDot1dStpDesignatedRootGet(&openClient, &desc);
+    int rc = rpcclt_openapiDot1dStpDesignatedRootGet(&openClient, bufferSized(root));
     answerBridge(rc, string("designatedRoot", root.bytes));
 }
 
@@ -208,8 +204,7 @@ static void stpPortPathCostGet()
 static void stpPortDesignatedRootGet()
 {
     OpenText<18> root;
-    OpenBufferDesc desc = bufferSized(root);
-    int rc = rpcclt_openapiDot1dStpPortDesignatedRootGet(&openClient, queryPort(), &desc);
+    int rc = rpcclt_openapiDot1dStpPortDesignatedRootGet(&openClient, queryPort(), bufferSized(root));
     answerBridge(rc, string("designatedRoot", root.bytes));
 }
 
@@ -223,8 +218,7 @@ static void stpPortDesignatedCostGet()
 static void stpPortDesignatedBridgeGet()
 {
     OpenText<18> bridge;
-    OpenBufferDesc desc = bufferSized(bridge);
-    int rc = rpcclt_openapiDot1dStpPortDesignatedBridgeGet(&openClient, queryPort(), &desc);
+    int rc = rpcclt_openapiDot1dStpPortDesignatedBridgeGet(&openClient, queryPort(), bufferSized(bridge));
     answerBridge(rc, string("designatedBridge", bridge.bytes));
 }
 
@@ -263,7 +257,7 @@ static void tpAgingTimeSet()
     uint32_t seconds = 0;
     if (!readBody({required(saturatedMember("agingTime", &seconds))}))
         return;
-    answerOutcome(openResult(rpcclt_openapiDbDot1dTpAgingTimeSet(&openClient, seconds)));
+    answerResult(rpcclt_openapiDbDot1dTpAgingTimeSet(&openClient, seconds));
 }
 
 /* OpEN writes the next address over the given one. */
@@ -271,8 +265,7 @@ static void tpFdbEntryNextGet()
 {
     OpenText<24> address;
     readParams({textParam("address", address)});
-    OpenBufferDesc desc = bufferSized(address);
-    int rc = rpcclt_openapiDot1dTpFdbEntryNextGet(&openClient, &desc);
+    int rc = rpcclt_openapiDot1dTpFdbEntryNextGet(&openClient, bufferSized(address));
     answerBridge(rc, string("address", address.bytes));
 }
 
@@ -282,18 +275,16 @@ static void tpFdbEntryGet()
     OpenText<24> address;
     readParams({textParam("address", address)});
     OpenText<24> asked = address;
-    OpenBufferDesc desc = bufferSized(asked);
-    int rc = rpcclt_openapiDot1dTpFdbEntryGet(&openClient, &desc);
-    answerData("bridge", RESULT_SUCCESS, {string("address", address.bytes), boolean("exists", rc == OPEN_OK)});
+    int rc = rpcclt_openapiDot1dTpFdbEntryGet(&openClient, bufferSized(asked));
+    answerData("bridge", ResultCode::SUCCESS, {string("address", address.bytes), boolean("exists", rc == OPEN_OK)});
 }
 
 static void tpFdbPortGet()
 {
     OpenText<24> address;
     readParams({textParam("address", address)});
-    OpenBufferDesc desc = terminatedSized(address);
     uint32_t port = 0;
-    int rc = rpcclt_openapiDot1dTpFdbPortGet(&openClient, &desc, &port);
+    int rc = rpcclt_openapiDot1dTpFdbPortGet(&openClient, terminatedSized(address), &port);
     answerBridge(rc, number("port", port));
 }
 
@@ -301,9 +292,8 @@ static void tpFdbStatusGet()
 {
     OpenText<24> address;
     readParams({textParam("address", address)});
-    OpenBufferDesc desc = terminatedSized(address);
     uint32_t status = 0;
-    int rc = rpcclt_openapiDot1dTpFdbStatusGet(&openClient, &desc, &status);
+    int rc = rpcclt_openapiDot1dTpFdbStatusGet(&openClient, terminatedSized(address), &status);
     answerBridge(rc, number("status", status));
 }
 
@@ -346,7 +336,7 @@ static void basePortEntryNextGet()
 
 static void isValidIntf()
 {
-    answerOutcome(openResult(rpcclt_openapiDot1dIsValidIntf(&openClient, queryUintExact("intIfNum"))));
+    answerResult(rpcclt_openapiDot1dIsValidIntf(&openClient, queryUintExact("intIfNum")));
 }
 
 static void isInterfaceInCurrentInstance()

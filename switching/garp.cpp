@@ -4,7 +4,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -14,7 +13,7 @@ static constexpr WordTable statusWords = wordTable(statusRows);
 /* Only a flag of exactly 1 is enabled. */
 static Datum status(const char *key, uint32_t flag)
 {
-    return string(key, wordOf(statusWords, flag, "disable"));
+    return word(key, statusWords, flag, "disable");
 }
 
 static void answerGarp(int rc, const Datum &datum)
@@ -36,7 +35,7 @@ static void gmrpEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("globalGmrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag)));
+    answerResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag));
 }
 
 static void gvrpEnableGet()
@@ -51,7 +50,7 @@ static void gvrpEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("globalGvrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGvrpEnableSet(&openClient, flag)));
+    answerResult(rpcclt_openapiGarpGvrpEnableSet(&openClient, flag));
 }
 
 /* GMRP and GVRP of an interface */
@@ -68,7 +67,7 @@ static void gmrpPortEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("intfGmrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGmrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag)));
+    answerResult(rpcclt_openapiGarpGmrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag));
 }
 
 static void gvrpPortEnableGet()
@@ -83,7 +82,7 @@ static void gvrpPortEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("intfGvrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGvrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag)));
+    answerResult(rpcclt_openapiGarpGvrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag));
 }
 
 /* Timers of an interface */
@@ -100,7 +99,7 @@ static void joinTimeSet()
     uint32_t time = 0;
     if (!readBody({integerMember("joinTime", &time)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpJoinTimeSet(&openClient, queryUintExact("ifNum"), time)));
+    answerResult(rpcclt_openapiGarpJoinTimeSet(&openClient, queryUintExact("ifNum"), time));
 }
 
 static void leaveTimeGet()
@@ -115,7 +114,7 @@ static void leaveTimeSet()
     uint32_t time = 0;
     if (!readBody({integerMember("leaveTime", &time)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpLeaveTimeSet(&openClient, queryUintExact("ifNum"), time)));
+    answerResult(rpcclt_openapiGarpLeaveTimeSet(&openClient, queryUintExact("ifNum"), time));
 }
 
 static void leaveAllTimeGet()
@@ -130,7 +129,7 @@ static void leaveAllTimeSet()
     uint32_t time = 0;
     if (!readBody({integerMember("leaveAllTime", &time)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpLeaveAllTimeSet(&openClient, queryUintExact("ifNum"), time)));
+    answerResult(rpcclt_openapiGarpLeaveAllTimeSet(&openClient, queryUintExact("ifNum"), time));
 }
 
 /* Counters of an interface */

@@ -4,7 +4,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -23,15 +22,13 @@ static constexpr WordTable counterWords = wordTable(counterRows);
 /* The counter the query's "type" names; an unknown word, or none, asks for "rx". */
 static uint32_t queryCounterType()
 {
-    char word[64];
-    queryTextExact("type", word, sizeof word);
-    return codeOf(counterWords, word, 0);
+    return queryWordExact("type", counterWords, 0);
 }
 
 /* Only a flag of exactly 1 is enabled. */
 static Datum mode(const char *key, uint32_t flag)
 {
-    return string(key, wordOf(modeWords, flag, "disable"));
+    return word(key, modeWords, flag, "disable");
 }
 
 static void answerMmrp(int rc, const Datum &datum)
@@ -53,7 +50,7 @@ static void modeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("mmrpMode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMmrpModeSet(&openClient, flag)));
+    answerResult(rpcclt_openapiMmrpModeSet(&openClient, flag));
 }
 
 static void intfModeGet()
@@ -70,7 +67,7 @@ static void intfModeSet()
     uint32_t flag = 0;
     if (!readBody({integerMember("ifNum", &ifNum), wordMember("mmrpIntfMode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMmrpIntfModeSet(&openClient, ifNum, flag)));
+    answerResult(rpcclt_openapiMmrpIntfModeSet(&openClient, ifNum, flag));
 }
 
 static void periodicStateMachineModeGet()
@@ -85,7 +82,7 @@ static void periodicStateMachineModeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("mmrpPeriodicStateMachineMode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMmrpPeriodicStateMachineModeSet(&openClient, flag)));
+    answerResult(rpcclt_openapiMmrpPeriodicStateMachineModeSet(&openClient, flag));
 }
 
 /* Counters, reported as signed numbers */
@@ -94,24 +91,24 @@ static void counterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMmrpCounterGet(&openClient, queryCounterType(), &value);
-    answerMmrp(rc, number("counter", (int32_t)value));
+    answerMmrp(rc, signedNumber("counter", value));
 }
 
 static void intfCounterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMmrpIntfCounterGet(&openClient, queryUintExact("intIfNum"), queryCounterType(), &value);
-    answerMmrp(rc, number("counter", (int32_t)value));
+    answerMmrp(rc, signedNumber("counter", value));
 }
 
 static void intfCountersClear()
 {
-    answerOutcome(openResult(rpcclt_openapiMmrpIntfCountersClear(&openClient, queryUintExact("intIfNum"))));
+    answerResult(rpcclt_openapiMmrpIntfCountersClear(&openClient, queryUintExact("intIfNum")));
 }
 
 static void countersClear()
 {
-    answerOutcome(openResult(rpcclt_openapiMmrpCountersClear(&openClient)));
+    answerResult(rpcclt_openapiMmrpCountersClear(&openClient));
 }
 
 void addMmrpRoutes(RouteDir *dir)

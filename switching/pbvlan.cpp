@@ -4,7 +4,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -33,20 +32,19 @@ static void groupIdGet()
 {
     OpenText<17> name;
     readParams({textParam("groupName", name)});
-    OpenBufferDesc desc = terminatedSized(name);
     uint32_t groupId = 0;
-    int rc = rpcclt_openapiPbVlanGroupIdGet(&openClient, &desc, &groupId);
+    int rc = rpcclt_openapiPbVlanGroupIdGet(&openClient, terminatedSized(name), &groupId);
     answerPbvlan(rc, number("groupId", groupId));
 }
 
 static void groupCreate()
 {
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupCreate(&openClient, queryUintExact("groupId"))));
+    answerResult(rpcclt_openapiPbVlanGroupCreate(&openClient, queryUintExact("groupId")));
 }
 
 static void groupDelete()
 {
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupDelete(&openClient, queryUintExact("groupId"))));
+    answerResult(rpcclt_openapiPbVlanGroupDelete(&openClient, queryUintExact("groupId")));
 }
 
 static void groupGetNext()
@@ -61,15 +59,13 @@ static void groupNameSet()
     OpenText<17> name;
     if (!readBody({textMember("groupName", name)}))
         return;
-    OpenBufferDesc desc = terminatedSized(name);
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupNameSet(&openClient, queryUintExact("groupId"), &desc)));
+    answerResult(rpcclt_openapiPbVlanGroupNameSet(&openClient, queryUintExact("groupId"), terminatedSized(name)));
 }
 
 static void groupNameGet()
 {
     OpenText<17> name;
-    OpenBufferDesc desc = bufferSized(name);
-    int rc = rpcclt_openapiPbVlanGroupNameGet(&openClient, queryUintExact("groupId"), &desc);
+    int rc = rpcclt_openapiPbVlanGroupNameGet(&openClient, queryUintExact("groupId"), bufferSized(name));
     answerPbvlan(rc, string("groupName", name.bytes));
 }
 
@@ -85,8 +81,7 @@ static void groupVlanIdGet()
 static void groupProtocolGet()
 {
     OpenText<256> protocols;
-    OpenBufferDesc desc = bufferSized(protocols);
-    int rc = rpcclt_openapiPbVlanGroupProtocolGet(&openClient, queryUintExact("groupId"), &desc);
+    int rc = rpcclt_openapiPbVlanGroupProtocolGet(&openClient, queryUintExact("groupId"), bufferSized(protocols));
     answerPbvlan(rc, string("protList", protocols.bytes));
 }
 
@@ -106,7 +101,7 @@ static void groupProtocolAdd()
     if (!readBody({integerOfNumberMember("prot", &protocol)}))
         return;
     uint32_t groupId = queryUintExact("groupId");
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupProtocolAdd(&openClient, groupId, protocol)));
+    answerResult(rpcclt_openapiPbVlanGroupProtocolAdd(&openClient, groupId, protocol));
 }
 
 /* One query, two lookups: the group by its exact key, the protocol by the loose one. */
@@ -115,7 +110,7 @@ static void groupProtocolDelete()
     uint32_t groupId = queryUintExact("groupId");
     uint32_t protocol = 0;
     readParams({uintParam("prot", &protocol)});
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupProtocolDelete(&openClient, groupId, protocol)));
+    answerResult(rpcclt_openapiPbVlanGroupProtocolDelete(&openClient, groupId, protocol));
 }
 
 /* The VLAN and the interfaces of a group */
@@ -124,28 +119,28 @@ static void groupVlanIdAdd()
 {
     uint32_t groupId = queryUintExact("groupId");
     uint32_t vlanId = queryUintExact("vlanId");
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupVlanIDAdd(&openClient, groupId, vlanId)));
+    answerResult(rpcclt_openapiPbVlanGroupVlanIDAdd(&openClient, groupId, vlanId));
 }
 
 static void groupVlanIdDelete()
 {
     uint32_t groupId = queryUintExact("groupId");
     uint32_t vlanId = queryUintExact("vlanId");
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupVlanIDDelete(&openClient, groupId, vlanId)));
+    answerResult(rpcclt_openapiPbVlanGroupVlanIDDelete(&openClient, groupId, vlanId));
 }
 
 static void groupPortAdd()
 {
     uint32_t groupId = queryUintExact("groupId");
     uint32_t ifNum = queryUintExact("ifNum");
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupPortAdd(&openClient, groupId, ifNum)));
+    answerResult(rpcclt_openapiPbVlanGroupPortAdd(&openClient, groupId, ifNum));
 }
 
 static void groupPortDelete()
 {
     uint32_t groupId = queryUintExact("groupId");
     uint32_t ifNum = queryUintExact("ifNum");
-    answerOutcome(openResult(rpcclt_openapiPbVlanGroupPortDelete(&openClient, groupId, ifNum)));
+    answerResult(rpcclt_openapiPbVlanGroupPortDelete(&openClient, groupId, ifNum));
 }
 
 static void groupPortGetNext()
@@ -159,7 +154,7 @@ static void groupPortGetNext()
 
 static void intfValidate()
 {
-    answerOutcome(openResult(rpcclt_openapiPbVlanIntfValidate(&openClient, queryUintExact("ifNum"))));
+    answerResult(rpcclt_openapiPbVlanIntfValidate(&openClient, queryUintExact("ifNum")));
 }
 
 void addPbvlanRoutes(RouteDir *dir)
