@@ -112,7 +112,7 @@ protected:
     {
         socket = directory + "/victim.sock";
         writeFile(directory + "/trace", "");
-        Process victim = startProcess({std::string(BUILD_DIRECTORY) + "/vswitch", "--socket", socket, "--trace",
+        Process victim = startProcess({buildDirectory() + "/vswitch", "--socket", socket, "--trace",
                                        directory + "/trace"}, {}, "");
         char line[256]; /* it says when it serves */
         EXPECT_GT(read(victim.output, line, sizeof line), 0);
@@ -205,8 +205,8 @@ TEST_F(Faults, serverFailsAtTheStart)
         {OP "ConnectivityCheck delay=400 times=2", 2, priorityAnswer},
         {OP "NetworkOSVersionGet hangup", 0, priorityAnswer},
         {OP "ApiVersionGet delay=400", 0, priorityAnswer},
-        {"* hangup", 6, ""},
-        {"* delay=400", 6, ""},
+        {OP "ConnectivityCheck hangup", 6, ""},
+        {OP "ConnectivityCheck delay=400", 6, ""},
         {OP "Dot1dStpPriorityGet delay=100", 0, priorityAnswer}, /* late, but in time */
     };
     for (const auto &row : rows) {
@@ -678,8 +678,8 @@ class Memory : public Faults {
 protected:
     /*
      * Runs the request again and again, each time with another allocation failing, until there are no more. What it
-     * may end in: the right answer; nothing behind the header; a refusal; nothing at all; with a body, that it is
-     * none. The switch is asked for what it should be asked for, or for nothing.
+     * may end in: the right answer; nothing behind the header, and a line in the log that says why; a refusal; nothing
+     * at all. The switch is asked for what it should be asked for, or for nothing.
      */
     void failEveryAllocation(const Exchange &exchange)
     {
@@ -699,8 +699,12 @@ protected:
             bool silent = output == header || output == "";
             EXPECT_EQ(outcome.errors, "");
             EXPECT_TRUE(asked == exchange.asked || (asked.empty() && output != right)) << asked;
-            EXPECT_TRUE(output == right || silent || (asked.empty() && output == refused) ||
-                        (!exchange.body.empty() && output == header + failureLine(10003))) << output;
+            EXPECT_TRUE(output == right || silent || (asked.empty() && output == refused)) << output;
+            /* the fixed buffer's builder says only that it could not print: established behaviour */
+            bool inFixedBuffer = exchange.answered == success("");
+            EXPECT_TRUE(output != header || (inFixedBuffer && !asked.empty()) ||
+                        (log() + readFile(tmp("zt731.log.old")) + outcome.output).find("] [MEM] Failed to ") !=
+                            std::string::npos) << log();
             EXPECT_TRUE(outcome.exitStatus == 0 || (outcome.exitStatus == 1 && asked.empty() && silent))
                 << outcome.exitStatus << ", signal " << outcome.signal;
             expectSessionIsWhole();
@@ -726,6 +730,16 @@ TEST_F(Memory, runsOut)
         {"FdbAddrAgingTimeoutGet", "timeOut=77",
          {"GET", "fdb/addr-aging-timeout?a&b&c&d&e&f&g&h&i&j&k&fdbId=2", "", "fdbId=2 timeOut=0 -> 0 timeOut=77",
           success(R"("fdb":{"timeOut":77})")}},
+        {"Dot1qApiPrivateVlanAssocRemove", "",
+         {"DELETE", R"(vlan/dot1q-api-private-vlan-assoc?{"vidList":[10]})", "",
+          "primaryVid=0 secondaryVidList=1(10) -> 0", success("")}},
+        {"MacalRuleIsServicePortSet", "flag=1",
+         {"PUT", "macal/rule-is-service-port", "macalName=mgmt&macalRulePrio=2",
+          R"(macalName=[256]"mgmt" priority=2 flag=0 -> 0 macalName=[256]"mgmt" flag=1)",
+          success(R"("macal":{"isRuleForServicePort":true})")}},
+        {"ProtectedPortGroupNameSet", "",
+         {"PUT", "protectedport/group-name?groupId=2", R"({"groupName":"lab"})",
+          R"(groupId=2 name=[4]"lab" -> 0 name=[4]"lab")", successLine()}},
         {"VlanMacOuiVlanNextGet", "nextOui=00:11:22 vlanId=5",
          {"GET", "vlan/mac-oui-vlan-next?oui=00%3A11%3A21", "",
           R"(oui=[8]"00:11:21" nextOui=[64]"" vlanId=0 -> 0 oui=[8]"00:11:21" nextOui=[64]"00:11:22" vlanId=5)",
