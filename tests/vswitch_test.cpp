@@ -50,7 +50,7 @@ protected:
 
     std::vector<std::string> command(const std::vector<std::string> &words = {"serve"})
     {
-        std::vector<std::string> all = {std::string(BUILD_DIRECTORY) + "/vswitch", "--socket", socket};
+        std::vector<std::string> all = {buildDirectory() + "/vswitch", "--socket", socket};
         all.insert(all.end(), words.begin(), words.end());
         return all;
     }
