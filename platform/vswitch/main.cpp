@@ -169,7 +169,7 @@ int main(int argc, char **argv)
             return 2;
     }
     if (options.version) {
-        printf("vswitch %s\n", *VSWITCH_VERSION ? VSWITCH_VERSION : "without a version");
+        puts("vswitch " VSWITCH_VERSION);
         return 0;
     }
     createModel(options.model);
