@@ -26,9 +26,18 @@
 #include <time.h>
 #include <unistd.h>
 
+#ifdef _TIME_BITS /* a 32-bit build: the functions for large files and late times have names of their own */
+#define __open_2 __open64_2
+static const char *const otherNames[][2] = {{"open", "open64"}, {"openat", "openat64"}, {"lstat", "__lstat64_time64"}};
+#else
+static const char *const otherNames[][2] = {{"", ""}};
+#endif
+
 /* The C library's own function of that name. */
 template <class Function> static Function *next(const char *name, Function *)
 {
+    for (const auto &[usual, other] : otherNames)
+        name = strcmp(name, usual) == 0 ? other : name;
     return (Function *)dlsym(RTLD_NEXT, name);
 }
 #define NEXT(function) next(#function, (decltype(&::function))nullptr)
