@@ -1,13 +1,14 @@
 /*
- * sandbox.cpp - gives a process a /tmp of its own, in which files of others are protected, and the troubles a test asks for. Preloaded into the program (and
- * linked into the tests), so that what is tested is the program as it is, and no test meets another or a running switch.
+ * sandbox.cpp - gives a process a /tmp of its own, in which files of others are protected, and the troubles a test asks
+ * for. Preloaded into the program (and linked into the tests), so that what is tested is the program as it is, and no
+ * test meets another or a running switch.
  *
  * Environment:
  *   SANDBOX_TMP              the directory that stands for /tmp
  *   SANDBOX_SLEEP_MS         what sleep() sleeps, whatever it is asked for
  *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
  *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
- *   SANDBOX_TEAR_DOWN_CRASHES  openapiClientTearDown does not return
+ *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown does not return
  *   SANDBOX_READ_ONLY        /tmp is on a read-only file system
  *   SANDBOX_FAIL_ALLOCATION  N: the Nth allocation since main was entered fails, the others do not; the file
  *                            allocation-failed in /tmp says that there was one (preloaded only)
