@@ -20,7 +20,7 @@ while [ $# -gt 0 ]; do
     case $1 in
         --port) number "$1" "${2-}" 1 65535; port=$2 ;;
         --ports) number "$1" "${2-}" 1 4096; switch+=("$1" "$2") ;;
-        --stations) number "$1" "${2-}" 0 1000000; switch+=("$1" "$2") ;;
+        --stations) number "$1" "${2-}" 0 65536; switch+=("$1" "$2") ;;
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
         --own-files) own=own; shift; continue ;;
         --build) builtIn "${2-}" switching_v2.conf vswitch lib/libsandbox.so ;;
