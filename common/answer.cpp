@@ -1,8 +1,9 @@
 /*
- * answer.cpp - prints answers. An answer that cannot be built for want of memory is no output at all.
+ * answer.cpp - builds answers and prints them. One that cannot be built is no output (see request_input.cpp).
  */
 #include "common/answer.h"
 
+#include <arpa/inet.h>
 #include <cjson/cJSON.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -28,6 +29,13 @@ static bool addVlanArray(cJSON *object, const char *key, const VlanIdList &list)
            addVlanIds(record, "ids", list);
 }
 
+static bool addIpv4(cJSON *object, const char *key, uint32_t address)
+{
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &address, text, sizeof text);
+    return cJSON_AddStringToObject(object, key, text);
+}
+
 static bool addDatum(cJSON *object, const Datum &datum)
 {
     switch (datum.kind) {
@@ -35,8 +43,14 @@ static bool addDatum(cJSON *object, const Datum &datum)
         return cJSON_AddNumberToObject(object, datum.key, datum.number);
     case Datum::STRING:
         return cJSON_AddStringToObject(object, datum.key, datum.text);
+    case Datum::WORD:
+        return cJSON_AddStringToObject(object, datum.key, wordOf(*datum.words, datum.code, datum.text));
     case Datum::BOOLEAN:
-        return cJSON_AddBoolToObject(object, datum.key, datum.number != 0);
+        return cJSON_AddBoolToObject(object, datum.key, datum.code != 0);
+    case Datum::YES_NO:
+        return cJSON_AddStringToObject(object, datum.key, datum.code != 0 ? "true" : "false");
+    case Datum::IPV4:
+        return addIpv4(object, datum.key, datum.code);
     case Datum::VLAN_IDS:
         return addVlanIds(object, datum.key, *datum.list);
     case Datum::VLAN_ARRAY:
@@ -80,15 +94,13 @@ static void answerBare(ResultCode code, LineEnd lineEnd)
 static void answerSuccess(const char *name, Data data)
 {
     char *envelope = nullptr;
-    cJSON *object = dataObject(data);
-    if (object)
-        responseJsonDocument(RESULT_SUCCESS, name, object, &envelope);
+    responseJsonDocument(ResultCode::SUCCESS, name, dataObject(data), &envelope);
     printEnvelope(envelope, WITHOUT_LINE_END);
 }
 
 void answerData(const char *name, ResultCode code, Data data)
 {
-    if (code == RESULT_SUCCESS)
+    if (code == ResultCode::SUCCESS)
         answerSuccess(name, data);
     else
         answerBare(code, WITHOUT_LINE_END);
@@ -96,10 +108,15 @@ void answerData(const char *name, ResultCode code, Data data)
 
 void answerDataOrOutcome(const char *name, ResultCode code, Data data)
 {
-    if (code == RESULT_SUCCESS)
+    if (code == ResultCode::SUCCESS)
         answerSuccess(name, data);
     else
         answerOutcome(code);
+}
+
+void answerYesNo(const char *name, int openCode, uint32_t flag)
+{
+    answerDataOrOutcome(name, openResult(openCode), {yesNo("status", flag == 1)});
 }
 
 void answerOutcome(ResultCode code)
@@ -116,10 +133,10 @@ void answerOutcomeFixed(ResultCode code)
 
 void unsupportedRead()
 {
-    answerBare(RESULT_UNSUPPORTED_FEATURE, WITHOUT_LINE_END);
+    answerBare(ResultCode::UNSUPPORTED_FEATURE, WITHOUT_LINE_END);
 }
 
 void unsupportedWrite()
 {
-    answerOutcome(RESULT_UNSUPPORTED_FEATURE);
+    answerOutcome(ResultCode::UNSUPPORTED_FEATURE);
 }

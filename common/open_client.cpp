@@ -1,9 +1,10 @@
 /*
- * open_client.cpp - attaches this process to OpEN.
+ * open_client.cpp - attaches this process to OpEN, and keeps the longer of the texts it exchanges.
  */
 #include "common/open_client.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include "log/log.h"
@@ -35,8 +36,7 @@ int initHandler(const char *baseName, OpenClient *client)
     }
 
     OpenText<100> osVersion;
-    OpenBufferDesc osVersionDesc = bufferSized(osVersion);
-    if (rpcclt_openapiNetworkOSVersionGet(client, &osVersionDesc) == OPEN_OK)
+    if (rpcclt_openapiNetworkOSVersionGet(client, bufferSized(osVersion)) == OPEN_OK)
         LOG(LEVEL_DEBUG, "ORNIS Version = %s\n", osVersion.bytes);
     else
         LOG(LEVEL_ERROR, "Network OS Version retrieve error\n");
@@ -48,4 +48,19 @@ int initHandler(const char *baseName, OpenClient *client)
     else
         LOG(LEVEL_ERROR, "Open API Version retrieve error\n");
     return 0;
+}
+
+bool longTextReserve(LongText &text, uint64_t size)
+{
+    if (size > UINT32_MAX || size >= SIZE_MAX)
+        return false;
+    text.bytes = (char *)calloc((size_t)size + 1, 1);
+    text.size = text.bytes ? (uint32_t)size : 0;
+    return text.bytes;
+}
+
+void longTextFree(LongText &text)
+{
+    free(text.bytes);
+    text = {};
 }

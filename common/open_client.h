@@ -4,6 +4,7 @@
 #ifndef COMMON_OPEN_CLIENT_H
 #define COMMON_OPEN_CLIENT_H
 
+#include <stddef.h>
 #include <stdint.h>
 #include <string.h>
 
@@ -13,8 +14,9 @@
 extern OpenClient openClient;
 
 /*
- * Registers `client` under "<baseName>_<pid>" and waits for the OpEN server: at most seven checks, three seconds apart.
- * A null base name counts as "common.c". Returns 0, or -1 when there is no client or no server.
+ * Installs the crash recorder, registers `client` under "<baseName>_<pid>" and waits for the OpEN server: at most seven
+ * checks, three seconds apart. A null base name counts as "common.c". Returns 0, or -1 when there is no client or no
+ * server.
  */
 int initHandler(const char *baseName, OpenClient *client);
 
@@ -25,22 +27,44 @@ int initHandler(const char *baseName, OpenClient *client);
 template <uint32_t N> struct OpenText {
     static constexpr uint32_t size = N;
     char bytes[N + 1] = {};
+    OpenBufferDesc desc = {};
 };
 
-/* The three sizes a descriptor can state. Which of them an operation gets is part of each endpoint. */
-template <uint32_t N> OpenBufferDesc bufferSized(OpenText<N> &text)
+/* The same for a size that is known only at run time. Freed by longTextFree; an empty one need not be. */
+struct LongText {
+    uint32_t size = 0;
+    char *bytes = nullptr;
+    OpenBufferDesc desc = {};
+};
+
+/* Gives an empty text so many bytes to offer. False without memory, or when no descriptor can state the size. */
+bool longTextReserve(LongText &text, uint64_t size);
+
+void longTextFree(LongText &text);
+
+/*
+ * A text as an operation takes it, valid as long as the text. The words are the three sizes that can be stated of it;
+ * which of them an operation gets is part of each endpoint.
+ */
+template <class Text> OpenBufferDesc *sized(Text &text, size_t size)
 {
-    return {N, text.bytes};
+    text.desc = {(uint32_t)size, text.bytes};
+    return &text.desc;
 }
 
-template <uint32_t N> OpenBufferDesc lengthSized(OpenText<N> &text)
+template <class Text> OpenBufferDesc *bufferSized(Text &text)
 {
-    return {(uint32_t)strlen(text.bytes), text.bytes};
+    return sized(text, text.size);
 }
 
-template <uint32_t N> OpenBufferDesc terminatedSized(OpenText<N> &text)
+template <class Text> OpenBufferDesc *lengthSized(Text &text)
 {
-    return {(uint32_t)strlen(text.bytes) + 1, text.bytes};
+    return sized(text, strlen(text.bytes));
+}
+
+template <class Text> OpenBufferDesc *terminatedSized(Text &text)
+{
+    return sized(text, strlen(text.bytes) + 1);
 }
 
 #endif

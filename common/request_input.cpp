@@ -3,30 +3,52 @@
  */
 #include "common/request_input.h"
 
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "common/response.h"
+#include "log/log.h"
 
 enum { QUERY_LIMIT = 8192, LIST_STEP = 10 };
 
-/* The request body, CONTENT_LENGTH bytes of it; a length that makes no sense counts as no body. */
+/*
+ * Without memory a request is not answered from what is left of it. An input that cannot be had ends the process with
+ * status 1, before any operation is called: defaults in its place would be the answer to another question. An answer
+ * that cannot be built is no output. In both cases a line in the log says what failed.
+ */
+void exitWithoutMemory(const char *what)
+{
+    LOG(LEVEL_ERROR, "[MEM] Failed to %s\n", what);
+    exit(1);
+}
+
+/* What CONTENT_LENGTH announces; a length that makes no sense is none. */
+static size_t announcedLength()
+{
+    const char *text = getenv("CONTENT_LENGTH");
+    long long length = text ? strtoll(text, nullptr, 10) : 0;
+    if (length <= 0)
+        return 0;
+    return (unsigned long long)length < SIZE_MAX ? (size_t)length : SIZE_MAX - 1;
+}
+
 static char *readBodyText()
 {
-    const char *lengthText = getenv("CONTENT_LENGTH");
-    long length = lengthText ? strtol(lengthText, nullptr, 10) : 0;
-    char *text = length > 0 ? (char *)calloc((size_t)length + 1, 1) : nullptr;
-    if (!text)
-        return (char *)calloc(1, 1);
-    size_t stored = fread(text, 1, (size_t)length, stdin);
-    if (stored < (size_t)length)
+    size_t length = announcedLength();
+    char *text = (char *)calloc(length + 1, 1);
+    if (!text || length == 0)
+        return text;
+    size_t stored = fread(text, 1, length, stdin);
+    if (stored < length)
         text[stored] = (char)0xFF; /* the end-of-file value of the last read: established behaviour */
     return text;
 }
 
 char *readRequestInput()
 {
+    errno = 0;
     const char *method = getenv("REQUEST_METHOD");
     if (!method)
         return nullptr;
@@ -45,19 +67,19 @@ ParamList paramListSplit(const char *input)
     size_t count = 0;
     ParamList list = (ParamList)calloc(capacity, sizeof *list);
     if (!list)
-        exit(1);
+        exitWithoutMemory("create parameter list");
     for (const char *rest = input ? input : "";;) {
         size_t length = strcspn(rest, "&");
         if (count + 1 == capacity) { /* this piece and the end must fit */
             ParamList grown = (ParamList)realloc(list, (capacity + LIST_STEP) * sizeof *list);
             if (!grown)
-                exit(1);
+                exitWithoutMemory("grow parameter list");
             list = grown;
             capacity += LIST_STEP;
         }
         list[count] = strndup(rest, length);
         if (!list[count])
-            exit(1);
+            exitWithoutMemory("copy parameter");
         list[++count] = nullptr;
         if (!rest[length])
             return list;
@@ -87,7 +109,7 @@ void paramListFree(ParamList list)
 int paramGetExact(const char *input, const char *key, char *buffer, size_t size)
 {
     if (!input || !key || !buffer || size == 0)
-        return RESULT_GENERAL_FAILED;
+        return (int)ResultCode::GENERAL_FAILED;
     size_t keyLength = strlen(key);
     for (const char *piece = input; *piece;) {
         size_t length = strcspn(piece, "&");
@@ -98,7 +120,7 @@ int paramGetExact(const char *input, const char *key, char *buffer, size_t size)
         }
         piece += length + (piece[length] == '&');
     }
-    return RESULT_GENERAL_FAILED;
+    return (int)ResultCode::GENERAL_FAILED;
 }
 
 /* The value of a hexadecimal digit, -1 for any other character. */
@@ -130,30 +152,4 @@ char *urlDecodeInPlace(char *text)
     }
     *to = 0;
     return text;
-}
-
-/* What follows "key=" at the start of the query string or right behind a "&"; null when there is no such place. */
-static const char *queryValueExact(const char *key)
-{
-    const char *query = getenv("QUERY_STRING");
-    if (!query)
-        return nullptr;
-    size_t keyLength = strlen(key);
-    for (const char *at = query; (at = strstr(at, key)); at += keyLength)
-        if ((at == query || at[-1] == '&') && at[keyLength] == '=')
-            return at + keyLength + 1;
-    return nullptr;
-}
-
-uint32_t queryUintExact(const char *key)
-{
-    const char *value = queryValueExact(key);
-    return value ? (uint32_t)strtoul(value, nullptr, 10) : 0;
-}
-
-void queryTextExact(const char *key, char *buffer, size_t size)
-{
-    const char *value = queryValueExact(key);
-    int length = value ? (int)strcspn(value, "&") : 0;
-    snprintf(buffer, size, "%.*s", length, value ? value : "");
 }

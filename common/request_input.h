@@ -1,5 +1,6 @@
 /*
- * request_input.h - where a request's values come from: the query string, the body, and the ways to look a key up.
+ * request_input.h - where a request's values come from: its input, and the ways to look a key up in it. Endpoints read
+ * by the words of request_values.h, which stand on these.
  */
 #ifndef COMMON_REQUEST_INPUT_H
 #define COMMON_REQUEST_INPUT_H
@@ -12,12 +13,16 @@ typedef char **ParamList;
 
 /*
  * The raw input of this request, owned by the caller (free): for GET and DELETE the first 8192 bytes of the query
- * string, for POST and PUT the body. Null for any other method (they are compared with case) or when memory is out.
- * A body that ends before CONTENT_LENGTH gets one byte 0xFF at its end: established behaviour.
+ * string, for POST and PUT the body, CONTENT_LENGTH bytes of it. A body that ends before that gets one byte 0xFF at its
+ * end: established behaviour. Null for any other method (they are compared with case); null, with errno ENOMEM, when
+ * there is no memory for the input.
  */
 char *readRequestInput();
 
-/* Splits `input` (null counts as empty) on "&", keeping empty pieces. Without memory the process ends with status 1. */
+/* Ends the process, which could not `what` (for the log) for want of memory: see request_input.cpp. */
+[[noreturn]] void exitWithoutMemory(const char *what);
+
+/* Splits `input` (null counts as empty) on "&", keeping empty pieces. Without memory: exitWithoutMemory. */
 ParamList paramListSplit(const char *input);
 
 /*
@@ -37,14 +42,5 @@ int paramGetExact(const char *input, const char *key, char *buffer, size_t size)
 
 /* Decodes "%xx" and "+" in place and returns the text; what is no proper escape stays. Null is returned as null. */
 char *urlDecodeInPlace(char *text);
-
-/*
- * The number behind exactly `key` in the query string, whatever the method: the key stands at the start or right behind
- * a "&" and is followed by "=". Base 10, low 32 bits; 0 when the key is not there or its value is no number.
- */
-uint32_t queryUintExact(const char *key);
-
-/* The text behind exactly `key` up to the next "&", cut to size - 1 bytes, not decoded; "" without the key. */
-void queryTextExact(const char *key, char *buffer, size_t size);
 
 #endif

@@ -1,8 +1,9 @@
 /*
- * request_values.cpp - the conventions by which a request's values become OpEN's.
+ * request_values.cpp - the conventions by which a request's values become OpEN's. Only here are they looked up.
  */
 #include "common/request_values.h"
 
+#include <arpa/inet.h>
 #include <cjson/cJSON.h>
 #include <errno.h>
 #include <stdio.h>
@@ -12,20 +13,80 @@
 #include "common/answer.h"
 #include "common/request_input.h"
 
-const char *wordOf(const WordTable &words, uint32_t code, const char *fallback)
+/* What follows "key=" at the start of the query string or right behind a "&"; null when there is no such place. */
+static const char *queryValueExact(const char *key)
 {
-    for (uint32_t i = 0; i < words.count; i++)
-        if (words.rows[i].code == code)
-            return words.rows[i].word;
-    return fallback;
+    const char *query = getenv("QUERY_STRING");
+    if (!query)
+        return nullptr;
+    size_t keyLength = strlen(key);
+    for (const char *at = query; (at = strstr(at, key)); at += keyLength)
+        if ((at == query || at[-1] == '&') && at[keyLength] == '=')
+            return at + keyLength + 1;
+    return nullptr;
 }
 
-uint32_t codeOf(const WordTable &words, const char *word, uint32_t fallback)
+/* The same on every machine, however long its numbers are. */
+static uint32_t uintOf(const char *text)
 {
-    for (uint32_t i = 0; word && i < words.count; i++)
-        if (strcmp(words.rows[i].word, word) == 0)
-            return words.rows[i].code;
-    return fallback;
+    return (uint32_t)strtoull(text, nullptr, 10);
+}
+
+uint32_t queryUintExact(const char *key)
+{
+    const char *value = queryValueExact(key);
+    return value ? uintOf(value) : 0;
+}
+
+uint16_t queryUint16Exact(const char *key)
+{
+    return (uint16_t)queryUintExact(key);
+}
+
+/* The text behind exactly `key` up to the next "&", cut to what fits; "" without the key. */
+static void queryTextExact(const char *key, char *text, size_t size)
+{
+    const char *value = queryValueExact(key);
+    int length = value ? (int)strcspn(value, "&") : 0;
+    snprintf(text, size, "%.*s", length, value ? value : "");
+}
+
+uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback)
+{
+    char text[32]; /* longer than every word */
+    queryTextExact(key, text, sizeof text);
+    return codeOf(words, text, fallback);
+}
+
+uint32_t queryWordOrUintExact(const char *key, const WordTable &words)
+{
+    char text[32];
+    queryTextExact(key, text, sizeof text);
+    return codeOf(words, text, uintOf(text));
+}
+
+bool queryTextDecoded(const char *key, char *text, uint32_t size)
+{
+    text[0] = 0;
+    bool found = paramGetExact(getenv("QUERY_STRING"), key, text, size) == 0;
+    urlDecodeInPlace(text);
+    return found;
+}
+
+uint32_t queryUintDecoded(const char *key)
+{
+    char text[16] = "";
+    paramGetExact(getenv("QUERY_STRING"), key, text, sizeof text);
+    return (uint32_t)strtoll(text, nullptr, 10);
+}
+
+/* The request's input, or null when it has none. */
+static char *requestInput()
+{
+    char *input = readRequestInput();
+    if (!input && errno == ENOMEM)
+        exitWithoutMemory("read request input");
+    return input;
 }
 
 static void takeParam(const Param &param, const char *value)
@@ -35,15 +96,12 @@ static void takeParam(const Param &param, const char *value)
     else if (param.words)
         *param.number = codeOf(*param.words, value, *param.number);
     else
-        *param.number = (uint32_t)strtoul(value, nullptr, 10);
+        *param.number = uintOf(value);
 }
 
 bool readParams(std::initializer_list<Param> params)
 {
-    errno = 0;
-    char *input = readRequestInput();
-    if (!input && errno == ENOMEM)
-        exit(1); /* as without memory for the list: defaults would be the answer to another question */
+    char *input = requestInput();
     ParamList list = paramListSplit(input);
     for (const Param &param : params) {
         const char *value = paramFind(param.key, list);
@@ -72,9 +130,17 @@ static void takeVlanIds(const cJSON *array, VlanIdList *list)
         list->ids[list->count++] = cJSON_IsNumber(item) ? (uint16_t)item->valueint : 0;
 }
 
+static void takeLongText(const char *text, LongText *to)
+{
+    if (!longTextReserve(*to, strlen(text)))
+        exitWithoutMemory("copy text");
+    memcpy(to->bytes, text, to->size);
+}
+
 static void takeMember(const Member &member, const cJSON *item)
 {
     uint32_t *number = (uint32_t *)member.value;
+    uint32_t address;
     const char *text = cJSON_GetStringValue(item);
     switch (member.rule) {
     case Member::INTEGER:
@@ -91,11 +157,18 @@ static void takeMember(const Member &member, const cJSON *item)
         if (text)
             snprintf((char *)member.value, member.size, "%s", text);
         break;
+    case Member::LONG_TEXT:
+        takeLongText(text, (LongText *)member.value);
+        break;
     case Member::WORD:
         *number = codeOf(*member.words, text, *number);
         break;
     case Member::TRUE_LITERAL:
         *number = cJSON_IsTrue(item) ? 1 : 0;
+        break;
+    case Member::IPV4:
+        if (text && inet_pton(AF_INET, text, &address) == 1)
+            *number = address;
         break;
     case Member::VLAN_IDS:
         takeVlanIds(item, (VlanIdList *)member.value);
@@ -103,14 +176,31 @@ static void takeMember(const Member &member, const cJSON *item)
     }
 }
 
+/* The JSON document that is the input, or null. */
+static cJSON *parseInput()
+{
+    char *input = requestInput();
+    errno = 0;
+    cJSON *document = input ? cJSON_Parse(input) : nullptr;
+    if (!document && errno == ENOMEM)
+        exitWithoutMemory("parse request input");
+    free(input);
+    return document;
+}
+
+/* The member of that name, if it is one by its rule. */
+static const cJSON *findMember(const cJSON *body, const Member &member)
+{
+    const cJSON *item = cJSON_GetObjectItem(body, member.key);
+    return member.rule == Member::LONG_TEXT && !cJSON_IsString(item) ? nullptr : item;
+}
+
 bool parseBody(std::initializer_list<Member> members)
 {
-    char *input = readRequestInput();
-    cJSON *body = input ? cJSON_Parse(input) : nullptr;
-    free(input);
+    cJSON *body = parseInput();
     bool complete = body;
     for (const Member &member : members) {
-        const cJSON *item = cJSON_GetObjectItem(body, member.key);
+        const cJSON *item = findMember(body, member);
         if (item)
             takeMember(member, item);
         else if (member.required)
@@ -124,6 +214,6 @@ bool readBody(std::initializer_list<Member> members)
 {
     if (parseBody(members))
         return true;
-    answerOutcome(RESULT_INVALID_ARGUMENT);
+    answerOutcome(ResultCode::INVALID_ARGUMENT);
     return false;
 }

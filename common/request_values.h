@@ -1,8 +1,10 @@
 /*
- * request_values.h - reads several values of a request at once, from the parameter list or from a JSON body.
+ * request_values.h - the words by which an endpoint reads the values of its request: one at a time from the query
+ * string, or several at once from the parameter list or a JSON body.
  *
- * A value that is not there (or does not qualify, as each function says) leaves its variable as it was: what the
- * variable holds before is the endpoint's default. Nothing borrowed is left behind: texts are copied.
+ * Of several, a value that is not there (or does not qualify, as each function says) leaves its variable as it was:
+ * what the variable holds before is the endpoint's default. Nothing borrowed is left behind: texts are copied. Without
+ * memory the process ends (exitWithoutMemory): a value that only could not be had is never taken for absent.
  */
 #ifndef COMMON_REQUEST_VALUES_H
 #define COMMON_REQUEST_VALUES_H
@@ -11,29 +13,40 @@
 #include <stdint.h>
 
 #include "common/open_client.h"
+#include "common/words.h"
 
-/* A code and the word a client uses for it. */
-struct Word {
-    uint32_t code;
-    const char *word;
-};
+/*
+ * Exact keys of the query string, whatever the method: the key stands at the start or right behind a "&" and is
+ * followed by "=". The value is not decoded.
+ */
 
-/* The words of one set of codes. */
-struct WordTable {
-    const Word *rows;
-    uint32_t count;
-};
+/* Base 10, low 32 bits; 0 when the key is not there or its value is no number. */
+uint32_t queryUintExact(const char *key);
 
-template <uint32_t N> constexpr WordTable wordTable(const Word (&rows)[N])
+/* The low 16 bits of the same. */
+uint16_t queryUint16Exact(const char *key);
+
+/* The code of a word; `fallback` for another text, or none. */
+uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback);
+
+/* The code of a word; another text counts as a number, as queryUintExact reads it, of 31 bytes at most. */
+uint32_t queryWordOrUintExact(const char *key, const WordTable &words);
+
+/*
+ * Exact keys of the query string, whatever the method, in the manner of paramGetExact: percent-decoded, and cut before
+ * that to what their storage holds.
+ */
+
+/* The text decoded once more: established behaviour. False, and the empty text, without the key. */
+bool queryTextDecoded(const char *key, char *text, uint32_t size);
+
+template <uint32_t N> bool queryTextDecoded(const char *key, OpenText<N> &text)
 {
-    return {rows, N};
+    return queryTextDecoded(key, text.bytes, N);
 }
 
-/* The word of `code`, `fallback` when it has none. */
-const char *wordOf(const WordTable &words, uint32_t code, const char *fallback);
-
-/* The code of exactly `word` (null allowed), `fallback` when there is no such word. */
-uint32_t codeOf(const WordTable &words, const char *word, uint32_t fallback);
+/* Base 10, low 32 bits of a signed number of at most 15 bytes; 0 without the key. */
+uint32_t queryUintDecoded(const char *key);
 
 /* A value of the parameter list, found by the loose lookup of paramFind. */
 struct Param {
@@ -62,15 +75,12 @@ inline Param wordParam(const char *key, const WordTable &words, uint32_t *code)
     return {key, code, nullptr, 0, &words};
 }
 
-/*
- * Reads the parameter list of this request's input (the form-encoded body of a PUT or POST). False without an input;
- * without memory the process ends with status 1.
- */
+/* Reads the parameter list of this request's input (the form-encoded body of a PUT or POST). False without an input. */
 bool readParams(std::initializer_list<Param> params);
 
 /* A member of the JSON body, found ignoring the case of its key. */
 struct Member {
-    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, WORD, TRUE_LITERAL, VLAN_IDS } rule;
+    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, LONG_TEXT, WORD, TRUE_LITERAL, IPV4, VLAN_IDS } rule;
     const char *key;
     void *value;
     uint32_t size;
@@ -102,6 +112,12 @@ template <uint32_t N> Member textMember(const char *key, OpenText<N> &text)
     return {Member::TEXT, key, text.bytes, N, nullptr, false};
 }
 
+/* A string of any length, for the caller to free. Another type than a string counts as no member at all. */
+inline Member longTextMember(const char *key, LongText &text)
+{
+    return {Member::LONG_TEXT, key, &text, 0, nullptr, false};
+}
+
 /* The code of a word, case matters; an unknown word or another type than a string does not qualify. */
 inline Member wordMember(const char *key, const WordTable &words, uint32_t *code)
 {
@@ -112,6 +128,12 @@ inline Member wordMember(const char *key, const WordTable &words, uint32_t *code
 inline Member trueMember(const char *key, uint32_t *flag)
 {
     return {Member::TRUE_LITERAL, key, flag, 0, nullptr, false};
+}
+
+/* The four bytes of a dotted IPv4 address in network order, as they lie in memory; another text does not qualify. */
+inline Member ipv4Member(const char *key, uint32_t *address)
+{
+    return {Member::IPV4, key, address, 0, nullptr, false};
 }
 
 /* The first 4096 elements of an array; numbers are cut to 16 bits, anything else is a 0 in its place. */

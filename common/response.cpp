@@ -11,16 +11,16 @@
 
 /* Spelling included, these texts are the interface's own. */
 static const struct {
-    ResultCode code;
+    int32_t code;
     const char *message;
 } resultTable[] = {
-    {RESULT_SUCCESS, "Success"},
+    {0, "Success"},
     {999, "unknown fail"},
-    {RESULT_GENERAL_FAILED, "General Failed"},
+    {10000, "General Failed"},
     {10001, "system error"},
     {10002, "Invalid Pointer"},
     {10027, "Disable PTP Mode"},
-    {RESULT_INVALID_ARGUMENT, "Invalid argument"},
+    {10003, "Invalid argument"},
     {10004, "Not implemented"},
     {10005, "Out of memory"},
     {10006, "Buffer error"},
@@ -28,7 +28,7 @@ static const struct {
     {10008, "Timed out"},
     {10009, "Object not init"},
     {10010, "Object init failed"},
-    {RESULT_OBJECT_EXIST, "Object exist"},
+    {10011, "Object exist"},
     {10012, "Object not exist"},
     {10015, "Device or resource empty"},
     {10016, "Device or resource open failed"},
@@ -38,7 +38,7 @@ static const struct {
     {10020, "Network is unreachable"},
     {10021, "Illegal request"},
     {10022, "Invalid weibo user"},
-    {RESULT_API_NOT_FOUND, "Request api not found"},
+    {10023, "Request api not found"},
     {10024, "HTTP method is not suported for this request"},
     {10025, "Upload file error"},
     {10026, "upgrade file error"},
@@ -62,7 +62,7 @@ static const struct {
     {18001, "IP Address/Netmask entered conflicts with the configured IP Address/Netmask of a router interface"},
     {20001, "Invalid physical mode for this port."},
     {11000, ""},
-    {RESULT_UNSUPPORTED_FEATURE, "Unsupported Feature"},
+    {17002, "Unsupported Feature"},
     {17003, "PTP Boundary Clock API is not supported on this model"},
     {26001, "Kernel upgrade required, please upload ONIE file"},
     {-200, "Maximum user accounts reached"},
@@ -82,101 +82,89 @@ static const struct {
 
 static_assert(sizeof resultTable / sizeof resultTable[0] == 64);
 
+using enum ResultCode;
+
 const ResultCode OpenResultMap[30] = {
-    RESULT_API_NOT_FOUND,       /* -29 */
-    RESULT_UNSUPPORTED_FEATURE, /* -28 */
-    RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED,
-    RESULT_OBJECT_EXIST, /* -24 */
-    RESULT_GENERAL_FAILED,
-    RESULT_INVALID_ARGUMENT, /* -22 */
-    RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED,
-    RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED,
-    RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED,
-    RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED, RESULT_GENERAL_FAILED,
-    RESULT_GENERAL_FAILED, /* -1 */
-    RESULT_SUCCESS,
+    API_NOT_FOUND,       /* -29 */
+    UNSUPPORTED_FEATURE, /* -28 */
+    GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED,
+    OBJECT_EXIST, /* -24 */
+    GENERAL_FAILED,
+    INVALID_ARGUMENT, /* -22 */
+    GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED,
+    GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED,
+    GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED,
+    GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED,
+    GENERAL_FAILED, /* -1 */
+    SUCCESS,
 };
 
 ResultCode openResult(int openCode)
 {
     unsigned index = (unsigned)openCode + 29u;
-    return index < sizeof OpenResultMap / sizeof OpenResultMap[0] ? OpenResultMap[index] : RESULT_GENERAL_FAILED;
+    return index < sizeof OpenResultMap / sizeof OpenResultMap[0] ? OpenResultMap[index] : GENERAL_FAILED;
 }
 
 const char *resultMessage(ResultCode code)
 {
     for (const auto &row : resultTable)
-        if (row.code == code)
+        if (row.code == (int32_t)code)
             return row.message;
     return "Error code unknown";
 }
 
-/* How far the building of an envelope got. */
-enum Progress { ENVELOPE_NO_ROOT, ENVELOPE_NO_RESP, ENVELOPE_NO_DATA, ENVELOPE_NO_TEXT, ENVELOPE_DONE };
-
-static bool addOutcome(cJSON *resp, ResultCode code)
+/* Adds `item`, which then belongs to `object`. Null is no item; an item that cannot be added is deleted. */
+static bool addOwned(cJSON *object, const char *name, cJSON *item)
 {
-    return cJSON_AddNumberToObject(resp, "respCode", code) &&
-           cJSON_AddStringToObject(resp, "respMsg", resultMessage(code)) &&
-           cJSON_AddStringToObject(resp, "status", code == RESULT_SUCCESS ? "success" : "fail");
+    if (item && cJSON_AddItemToObject(object, name, item))
+        return true;
+    cJSON_Delete(item);
+    return false;
+}
+
+/* The "resp" object, or null. */
+static cJSON *outcomeObject(ResultCode code)
+{
+    cJSON *resp = cJSON_CreateObject();
+    if (cJSON_AddNumberToObject(resp, "respCode", (int32_t)code) &&
+        cJSON_AddStringToObject(resp, "respMsg", resultMessage(code)) &&
+        cJSON_AddStringToObject(resp, "status", code == SUCCESS ? "success" : "fail"))
+        return resp;
+    cJSON_Delete(resp);
+    return nullptr;
 }
 
 /*
- * Where an envelope's data comes from: a document, or else a text to be parsed. Neither is looked at without a name, or
- * when the code is a failure.
+ * The envelope as a document: the data, if it has a name, then "resp". `data` is taken over. Without memory, or without
+ * the data that was named, null, and *failed is what could not be done, in the log's words.
  */
-struct EnvelopeData {
-    const char *name;
-    const char *text;
-    cJSON *document; /* becomes null when the envelope has taken it over */
-};
-
-static bool addData(cJSON *root, EnvelopeData *data)
+static cJSON *envelopeDocument(ResultCode code, const char *dataName, cJSON *data, const char **failed)
 {
-    if (!data->document)
-        data->document = cJSON_Parse(data->text);
-    if (!cJSON_AddItemToObject(root, data->name, data->document))
-        return false;
-    data->document = nullptr;
-    return true;
-}
-
-/* Prints the envelope into *text, which belongs to the caller. The data stands before "resp". */
-static Progress buildEnvelope(ResultCode code, EnvelopeData data, char **text)
-{
-    Progress progress = ENVELOPE_NO_ROOT;
     cJSON *root = cJSON_CreateObject();
-    cJSON *resp = nullptr;
-    if (root) {
-        progress = ENVELOPE_NO_RESP;
-        resp = cJSON_CreateObject();
+    if (!root) {
+        cJSON_Delete(data);
+        *failed = "create root object";
+        return nullptr;
     }
-    if (resp && addOutcome(resp, code)) {
-        progress = ENVELOPE_NO_DATA;
-        if (code != RESULT_SUCCESS || !data.name || addData(root, &data)) {
-            progress = ENVELOPE_NO_TEXT;
-            if (cJSON_AddItemToObject(root, "resp", resp)) {
-                resp = nullptr; /* the root's now */
-                *text = cJSON_Print(root);
-                progress = *text ? ENVELOPE_DONE : ENVELOPE_NO_TEXT;
-            }
-        }
-    }
-    cJSON_Delete(data.document);
-    cJSON_Delete(resp);
+    if (dataName && !addOwned(root, dataName, data))
+        *failed = "parse data JSON";
+    else if (!addOwned(root, "resp", outcomeObject(code)))
+        *failed = "create resp object";
+    else
+        return root;
     cJSON_Delete(root);
-    return progress;
+    return nullptr;
 }
 
-/* As both of the builders that allocate do it: the finished text takes the place of *output, a failure is logged. */
-static int replaceOutput(const char *caller, ResultCode code, const EnvelopeData &data, char **output)
+int responseJsonDocument(ResultCode code, const char *dataName, cJSON *data, char **output)
 {
-    static const char *const steps[] = {"create root object", "create resp object", "parse data JSON", "print JSON"};
-    char *text = nullptr;
-    Progress progress = buildEnvelope(code, data, &text);
-    if (progress != ENVELOPE_DONE) {
-        logWrite(LEVEL_ERROR, "[%s:%d] [MEM] Failed to %s\n", caller, __LINE__, steps[progress]);
-        return RESULT_GENERAL_FAILED;
+    const char *failed = "print JSON";
+    cJSON *envelope = envelopeDocument(code, dataName, data, &failed);
+    char *text = envelope ? cJSON_Print(envelope) : nullptr;
+    cJSON_Delete(envelope);
+    if (!text) {
+        LOG_AS("responseJsonRreallocStr", LEVEL_ERROR, "[MEM] Failed to %s\n", failed);
+        return (int)GENERAL_FAILED;
     }
     free(*output);
     *output = text;
@@ -185,22 +173,24 @@ static int replaceOutput(const char *caller, ResultCode code, const EnvelopeData
 
 int responseJsonRreallocStr(ResultCode code, const char *dataName, const char *data, char **output)
 {
-    return replaceOutput(__func__, code, {data ? dataName : nullptr, data, nullptr}, output);
-}
-
-int responseJsonDocument(ResultCode code, const char *dataName, cJSON *data, char **output)
-{
-    return replaceOutput(__func__, code, {dataName, nullptr, data}, output);
+    bool withData = code == SUCCESS && dataName && data;
+    return responseJsonDocument(code, withData ? dataName : nullptr, withData ? cJSON_Parse(data) : nullptr, output);
 }
 
 int responseJsonStr(ResultCode code, const char *dataName, const char *data, char *buffer)
 {
-    char *text = nullptr;
-    Progress progress = buildEnvelope(code, {dataName, data, nullptr}, &text);
-    if (progress == ENVELOPE_NO_TEXT)
-        LOG(LEVEL_ERROR, "package response str error\r\n");
-    if (progress != ENVELOPE_DONE)
+    bool withData = code == SUCCESS && dataName;
+    const char *failed;
+    cJSON *envelope =
+        envelopeDocument(code, withData ? dataName : nullptr, withData ? cJSON_Parse(data) : nullptr, &failed);
+    if (!envelope)
         return -1;
+    char *text = cJSON_Print(envelope);
+    cJSON_Delete(envelope);
+    if (!text) {
+        LOG(LEVEL_ERROR, "package response str error\r\n");
+        return -1;
+    }
     memcpy(buffer, text, strlen(text));
     free(text);
     return 0;

@@ -4,7 +4,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -58,7 +57,7 @@ static void addrAgingTimeoutSet()
     uint32_t fdbId = 1, timeOut = 0;
     if (!readBody({integerMember("fdbId", &fdbId), integerMember("timeOut", &timeOut)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiFdbAddrAgingTimeoutSet(&openClient, fdbId, timeOut)));
+    answerResult(rpcclt_openapiFdbAddrAgingTimeoutSet(&openClient, fdbId, timeOut));
 }
 
 /* Sizes and counts of the whole database */
@@ -86,7 +85,7 @@ static void maxCountGet()
 
 static void maxCountReset()
 {
-    answerOutcome(openResult(rpcclt_openapiMaxCountReset(&openClient)));
+    answerResult(rpcclt_openapiMaxCountReset(&openClient));
 }
 
 static void dynamicEntriesGet()
@@ -111,8 +110,7 @@ static void isRestrFilterMacGet()
     OpenText<18> mac;
     readParams({textParam("macaddr", mac)});
     OpenText<18> asked = mac;
-    OpenBufferDesc desc = bufferSized(asked);
-    int rc = rpcclt_openapiIsRestrFilterMacGet(&openClient, &desc);
+    int rc = rpcclt_openapiIsRestrFilterMacGet(&openClient, bufferSized(asked));
     bool restricted = rc == OPEN_RESTRICTED;
     answerFdb(restricted ? OPEN_OK : rc, {string("macaddr", mac.bytes), yesNo("restricted", restricted)});
 }
@@ -121,7 +119,7 @@ static void typeOfVlGet()
 {
     uint32_t type = 1;
     int rc = rpcclt_openapiFdbTypeOfVLGet(&openClient, &type);
-    answerFdb(rc, {string("type", wordOf(vlanLearningTypes, type, "unknown"))});
+    answerFdb(rc, {word("type", vlanLearningTypes, type, "unknown")});
 }
 
 static void idNextGet()
@@ -154,13 +152,12 @@ static void flushByMac()
     OpenText<18> mac;
     if (!readBody({textMember("mac", mac)}))
         return;
-    OpenBufferDesc desc = bufferSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFdbFlushByMac(&openClient, &desc)));
+    answerResult(rpcclt_openapiFdbFlushByMac(&openClient, bufferSized(mac)));
 }
 
 static void flush()
 {
-    answerOutcome(openResult(rpcclt_openapiFdbFlush(&openClient)));
+    answerResult(rpcclt_openapiFdbFlush(&openClient));
 }
 
 /* Entries, by VLAN and by interface. The POST endpoints take their key from the query string and read no body. */
@@ -172,18 +169,17 @@ static void entryNextGet()
     OpenText<18> mac;
     uint32_t ifNum = 0;
     readParams({textParam("mac", mac), uintParam("fdbIfNum", &ifNum)});
-    OpenBufferDesc desc = bufferSized(mac);
     uint32_t type = 0;
-    int rc = rpcclt_openapiFdbEntryNextGet(&openClient, &desc, &vlanId, &ifNum, &type);
+    int rc = rpcclt_openapiFdbEntryNextGet(&openClient, bufferSized(mac), &vlanId, &ifNum, &type);
     answerFdb(rc, {string("mac", mac.bytes), number("fdbIfNum", ifNum),
-                   string("entryType", wordOf(entryTypes, type, "unknown"))});
+                   word("entryType", entryTypes, type, "unknown")});
 }
 
 /* The VLAN of the two counts is held to 16 bits, that of flush-by-vlan is not: established behaviour. */
 
 static void vlanDynamicEntriesGet()
 {
-    uint16_t vlanId = (uint16_t)queryUintExact("vlanId");
+    uint16_t vlanId = queryUint16Exact("vlanId");
     uint32_t entries = 0;
     int rc = rpcclt_openapiFdbVlanDynamicEntriesGet(&openClient, vlanId, &entries);
     answerFdb(rc, {number("entries", entries)});
@@ -191,7 +187,7 @@ static void vlanDynamicEntriesGet()
 
 static void vlanInternalEntriesGet()
 {
-    uint16_t vlanId = (uint16_t)queryUintExact("vlanId");
+    uint16_t vlanId = queryUint16Exact("vlanId");
     uint32_t entries = 0;
     int rc = rpcclt_openapiFdbVlanInternalEntriesGet(&openClient, vlanId, &entries);
     answerFdb(rc, {number("entries", entries)});
@@ -199,7 +195,7 @@ static void vlanInternalEntriesGet()
 
 static void flushByVlan()
 {
-    answerOutcome(openResult(rpcclt_openapiFdbFlushByVlan(&openClient, queryUintExact("vlanId"))));
+    answerResult(rpcclt_openapiFdbFlushByVlan(&openClient, queryUintExact("vlanId")));
 }
 
 static void intfDynamicEntriesGet()
@@ -218,7 +214,7 @@ static void intfInternalEntriesGet()
 
 static void flushByPort()
 {
-    answerOutcome(openResult(rpcclt_openapiFdbFlushByPort(&openClient, queryUintExact("intIfNum"))));
+    answerResult(rpcclt_openapiFdbFlushByPort(&openClient, queryUintExact("intIfNum")));
 }
 
 static void entryDelete()
@@ -227,8 +223,7 @@ static void entryDelete()
     uint32_t ifNum = queryUintExact("intIfNum");
     OpenText<18> mac;
     readParams({textParam("mac", mac)});
-    OpenBufferDesc desc = bufferSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFdbEntryDelete(&openClient, &desc, vlanId, ifNum)));
+    answerResult(rpcclt_openapiFdbEntryDelete(&openClient, bufferSized(mac), vlanId, ifNum));
 }
 
 void addFdbRoutes(RouteDir *dir)

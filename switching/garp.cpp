@@ -4,7 +4,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -14,12 +13,12 @@ static constexpr WordTable statusWords = wordTable(statusRows);
 /* Only a flag of exactly 1 is enabled. */
 static Datum status(const char *key, uint32_t flag)
 {
-    return string(key, wordOf(statusWords, flag, "disable"));
+    return word(key, statusWords, flag, "disable");
 }
 
-static void answerGarp(int rc, const Datum &datum)
+static void answerGarp(int rc, Data data)
 {
-    answerData("garp", openResult(rc), {datum});
+    answerData("garp", openResult(rc), data);
 }
 
 /* GMRP and GVRP of the switch */
@@ -28,7 +27,7 @@ static void gmrpEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGmrpEnableGet(&openClient, &flag);
-    answerGarp(rc, status("globalGmrpStatus", flag));
+    answerGarp(rc, {status("globalGmrpStatus", flag)});
 }
 
 static void gmrpEnableSet()
@@ -36,14 +35,14 @@ static void gmrpEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("globalGmrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag)));
+    answerResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag));
 }
 
 static void gvrpEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGvrpEnableGet(&openClient, &flag);
-    answerGarp(rc, status("globalGvrpStatus", flag));
+    answerGarp(rc, {status("globalGvrpStatus", flag)});
 }
 
 static void gvrpEnableSet()
@@ -51,7 +50,7 @@ static void gvrpEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("globalGvrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGvrpEnableSet(&openClient, flag)));
+    answerResult(rpcclt_openapiGarpGvrpEnableSet(&openClient, flag));
 }
 
 /* GMRP and GVRP of an interface */
@@ -60,7 +59,7 @@ static void gmrpPortEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGmrpPortEnableGet(&openClient, queryUintExact("ifNum"), &flag);
-    answerGarp(rc, status("intfGmrpStatus", flag));
+    answerGarp(rc, {status("intfGmrpStatus", flag)});
 }
 
 static void gmrpPortEnableSet()
@@ -68,14 +67,14 @@ static void gmrpPortEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("intfGmrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGmrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag)));
+    answerResult(rpcclt_openapiGarpGmrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag));
 }
 
 static void gvrpPortEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGvrpPortEnableGet(&openClient, queryUintExact("ifNum"), &flag);
-    answerGarp(rc, status("intfGvrpStatus", flag));
+    answerGarp(rc, {status("intfGvrpStatus", flag)});
 }
 
 static void gvrpPortEnableSet()
@@ -83,7 +82,7 @@ static void gvrpPortEnableSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("intfGvrpStatus", statusWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpGvrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag)));
+    answerResult(rpcclt_openapiGarpGvrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag));
 }
 
 /* Timers of an interface */
@@ -92,7 +91,7 @@ static void joinTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiGarpJoinTimeGet(&openClient, queryUintExact("ifNum"), &time);
-    answerGarp(rc, number("joinTime", time));
+    answerGarp(rc, {number("joinTime", time)});
 }
 
 static void joinTimeSet()
@@ -100,14 +99,14 @@ static void joinTimeSet()
     uint32_t time = 0;
     if (!readBody({integerMember("joinTime", &time)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpJoinTimeSet(&openClient, queryUintExact("ifNum"), time)));
+    answerResult(rpcclt_openapiGarpJoinTimeSet(&openClient, queryUintExact("ifNum"), time));
 }
 
 static void leaveTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiGarpLeaveTimeGet(&openClient, queryUintExact("ifNum"), &time);
-    answerGarp(rc, number("leaveTime", time));
+    answerGarp(rc, {number("leaveTime", time)});
 }
 
 static void leaveTimeSet()
@@ -115,14 +114,14 @@ static void leaveTimeSet()
     uint32_t time = 0;
     if (!readBody({integerMember("leaveTime", &time)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpLeaveTimeSet(&openClient, queryUintExact("ifNum"), time)));
+    answerResult(rpcclt_openapiGarpLeaveTimeSet(&openClient, queryUintExact("ifNum"), time));
 }
 
 static void leaveAllTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiGarpLeaveAllTimeGet(&openClient, queryUintExact("ifNum"), &time);
-    answerGarp(rc, number("leaveAllTime", time));
+    answerGarp(rc, {number("leaveAllTime", time)});
 }
 
 static void leaveAllTimeSet()
@@ -130,7 +129,7 @@ static void leaveAllTimeSet()
     uint32_t time = 0;
     if (!readBody({integerMember("leaveAllTime", &time)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiGarpLeaveAllTimeSet(&openClient, queryUintExact("ifNum"), time)));
+    answerResult(rpcclt_openapiGarpLeaveAllTimeSet(&openClient, queryUintExact("ifNum"), time));
 }
 
 /* Counters of an interface */
@@ -139,42 +138,42 @@ static void gmrpFailedRegistrationsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGmrpFailedRegistrationsGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gmrpFailedRegistrations", count));
+    answerGarp(rc, {number("gmrpFailedRegistrations", count)});
 }
 
 static void gmrpReceivePduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGmrpReceivePDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gmrpPduRxCount", count));
+    answerGarp(rc, {number("gmrpPduRxCount", count)});
 }
 
 static void gmrpTransmitPduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGmrpTransmitPDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gmrpPduTxCount", count));
+    answerGarp(rc, {number("gmrpPduTxCount", count)});
 }
 
 static void gvrpFailedRegistrationsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGvrpFailedRegistrationsGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gvrpFailedRegistrations", count));
+    answerGarp(rc, {number("gvrpFailedRegistrations", count)});
 }
 
 static void gvrpReceivePduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGvrpReceivePDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gvrpPduRxCount", count));
+    answerGarp(rc, {number("gvrpPduRxCount", count)});
 }
 
 static void gvrpTransmitPduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGvrpTransmitPDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gvrpPduTxCount", count));
+    answerGarp(rc, {number("gvrpPduTxCount", count)});
 }
 
 void addGarpRoutes(RouteDir *dir)

@@ -5,18 +5,12 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
 static void answerLoopProtect(int rc, Data data)
 {
     answerData("loopProtect", openResult(rc), data);
-}
-
-static void answerYesNo(int rc, uint32_t flag)
-{
-    answerDataOrOutcome("loopProtect", openResult(rc), {yesNo("status", flag == 1)});
 }
 
 /* The switch */
@@ -26,7 +20,7 @@ static void adminModeSet()
     uint32_t mode = 0;
     if (!readBody({integerOfNumberMember("adminMode", &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectAdminModeSet(&openClient, mode)));
+    answerResult(rpcclt_openapiLoopProtectAdminModeSet(&openClient, mode));
 }
 
 static void adminModeGet()
@@ -41,7 +35,7 @@ static void txTimerSet()
     uint32_t timer = 0;
     if (!readBody({integerOfNumberMember("timerVal", &timer)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectTxTimerSet(&openClient, timer)));
+    answerResult(rpcclt_openapiLoopProtectTxTimerSet(&openClient, timer));
 }
 
 static void txTimerGet()
@@ -56,7 +50,7 @@ static void maxPduReceiveSet()
     uint32_t frames = 0;
     if (!readBody({integerOfNumberMember("val", &frames)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectMaxPduReceiveSet(&openClient, frames)));
+    answerResult(rpcclt_openapiLoopProtectMaxPduReceiveSet(&openClient, frames));
 }
 
 static void maxPduReceiveGet()
@@ -71,7 +65,7 @@ static void disableTimerSet()
     uint32_t timer = 0;
     if (!readBody({integerOfNumberMember("val", &timer)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectDisableTimerSet(&openClient, timer)));
+    answerResult(rpcclt_openapiLoopProtectDisableTimerSet(&openClient, timer));
 }
 
 static void disableTimerGet()
@@ -83,7 +77,7 @@ static void disableTimerGet()
 
 static void allStatsClear()
 {
-    answerOutcome(openResult(rpcclt_openapiLoopProtectAllStatsClear(&openClient)));
+    answerResult(rpcclt_openapiLoopProtectAllStatsClear(&openClient));
 }
 
 static void validIntfFirstGet()
@@ -100,7 +94,7 @@ static void portTxModeSet()
     uint32_t mode = 0;
     if (!readBody({integerOfNumberMember("mode", &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectPortTxModeSet(&openClient, queryUintExact("ifNum"), mode)));
+    answerResult(rpcclt_openapiLoopProtectPortTxModeSet(&openClient, queryUintExact("ifNum"), mode));
 }
 
 static void portTxModeGet()
@@ -115,7 +109,7 @@ static void portAdminModeSet()
     uint32_t mode = 0;
     if (!readBody({integerOfNumberMember("mode", &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectPortAdminModeSet(&openClient, queryUintExact("ifNum"), mode)));
+    answerResult(rpcclt_openapiLoopProtectPortAdminModeSet(&openClient, queryUintExact("ifNum"), mode));
 }
 
 static void portAdminModeGet()
@@ -132,7 +126,7 @@ static void portActionSet()
     uint32_t action = 0;
     if (!readBody({integerOfNumberMember("mode", &action)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectPortActionSet(&openClient, queryUintExact("ifNum"), action)));
+    answerResult(rpcclt_openapiLoopProtectPortActionSet(&openClient, queryUintExact("ifNum"), action));
 }
 
 static void portActionGet()
@@ -151,7 +145,7 @@ static void portVlanPropertiesGet()
 
 static void portStatsClear()
 {
-    answerOutcome(openResult(rpcclt_openapiLoopProtectPortStatsClear(&openClient, queryUintExact("ifNum"))));
+    answerResult(rpcclt_openapiLoopProtectPortStatsClear(&openClient, queryUintExact("ifNum")));
 }
 
 static void portloopDetectCountGet()
@@ -165,14 +159,14 @@ static void isLoopDetected()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiLoopProtectIsLoopDetected(&openClient, queryUintExact("ifNum"), &flag);
-    answerYesNo(rc, flag);
+    answerYesNo("loopProtect", rc, flag);
 }
 
 static void isPortDisabled()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiLoopProtectIsPortDisabled(&openClient, queryUintExact("ifNum"), &flag);
-    answerYesNo(rc, flag);
+    answerYesNo("loopProtect", rc, flag);
 }
 
 static void portTimeSinceLastLoopGet()
@@ -200,7 +194,7 @@ static void isValidIntf()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiLoopProtectIsValidIntf(&openClient, queryUintExact("ifNum"), &flag);
-    answerYesNo(rc, flag);
+    answerYesNo("loopProtect", rc, flag);
 }
 
 static void validIntfNextGet()
@@ -218,7 +212,7 @@ static void portVlanPropertiesSet()
     uint32_t tpid = 0;
     if (!readBody({integerOfNumberMember("tpid", &tpid)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiLoopProtectPortVlanPropertiesSet(&openClient, ifNum, tpid, vlanId)));
+    answerResult(rpcclt_openapiLoopProtectPortVlanPropertiesSet(&openClient, ifNum, tpid, vlanId));
 }
 
 void addLoopProtectRoutes(RouteDir *dir)

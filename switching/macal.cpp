@@ -3,11 +3,8 @@
  * its priority there. POST and PUT take their values from a JSON body, GET and DELETE from the parameter list; the
  * exceptions say so.
  */
-#include <arpa/inet.h>
-
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -52,19 +49,9 @@ static bool readRuleBody(Rule &rule)
     return readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority)});
 }
 
-/* An IPv4 text, with a byte to spare: what must be cut to fit was too long to be an address and still is. */
-using AddressText = OpenText<INET_ADDRSTRLEN + 1>;
-
-/* The four bytes in network order, as OpEN has them in memory; 0 for a text that is no address. */
-static uint32_t addressOf(const AddressText &text)
+static void answerMacal(int rc, Data data)
 {
-    uint32_t address = 0;
-    return inet_pton(AF_INET, text.bytes, &address) == 1 ? address : 0;
-}
-
-static void answerMacal(int rc, const Datum &datum)
-{
-    answerData("macal", openResult(rc), {datum});
+    answerData("macal", openResult(rc), data);
 }
 
 /* The answer to a question: the JSON literal true only for a flag of exactly 1; a failure ends with a line end. */
@@ -80,17 +67,15 @@ static void listCreate()
     Name list;
     if (!readBody({textMember("macalName", list)}))
         return;
-    OpenBufferDesc desc = bufferSized(list);
-    answerOutcome(openResult(rpcclt_openapiMacalListCreate(&openClient, &desc)));
+    answerResult(rpcclt_openapiMacalListCreate(&openClient, bufferSized(list)));
 }
 
 static void listDelete()
 {
     Name list;
     if (!readParams({textParam("macalName", list)}) || !list.bytes[0])
-        return answerOutcome(RESULT_INVALID_ARGUMENT);
-    OpenBufferDesc desc = bufferSized(list);
-    answerOutcome(openResult(rpcclt_openapiMacalListDelete(&openClient, &desc)));
+        return answerOutcome(ResultCode::INVALID_ARGUMENT);
+    answerResult(rpcclt_openapiMacalListDelete(&openClient, bufferSized(list)));
 }
 
 /* No list is named with the VRF. */
@@ -99,16 +84,14 @@ static void listVrfSet()
     Name vrf;
     if (!readBody({textMember("vrfName", vrf)}))
         return;
-    OpenBufferDesc desc = bufferSized(vrf);
-    answerOutcome(openResult(rpcclt_openapiMacalListVrfSet(&openClient, &desc)));
+    answerResult(rpcclt_openapiMacalListVrfSet(&openClient, bufferSized(vrf)));
 }
 
 static void listVrfGet()
 {
     Name vrf;
-    OpenBufferDesc desc = bufferSized(vrf);
-    int rc = rpcclt_openapiMacalListVrfGet(&openClient, &desc);
-    answerMacal(rc, string("vrfName", vrf.bytes));
+    int rc = rpcclt_openapiMacalListVrfGet(&openClient, bufferSized(vrf));
+    answerMacal(rc, {string("vrfName", vrf.bytes)});
 }
 
 static void activate()
@@ -116,8 +99,7 @@ static void activate()
     Name list;
     if (!readBody({textMember("macalName", list)}))
         return;
-    OpenBufferDesc desc = bufferSized(list);
-    answerOutcome(openResult(rpcclt_openapiMacalActivate(&openClient, &desc)));
+    answerResult(rpcclt_openapiMacalActivate(&openClient, bufferSized(list)));
 }
 
 static void deactivate()
@@ -125,8 +107,7 @@ static void deactivate()
     Name list;
     if (!readBody({textMember("macalName", list)}))
         return;
-    OpenBufferDesc desc = bufferSized(list);
-    answerOutcome(openResult(rpcclt_openapiMacalDeactivate(&openClient, &desc)));
+    answerResult(rpcclt_openapiMacalDeactivate(&openClient, bufferSized(list)));
 }
 
 /* Rules */
@@ -138,8 +119,7 @@ static void ruleEntryAdd()
     rule.priority = PRIORITY_UNSTATED;
     if (!readRuleBody(rule))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    int rc = rpcclt_openapiMacalRuleEntryAdd(&openClient, &list, &rule.priority);
+    int rc = rpcclt_openapiMacalRuleEntryAdd(&openClient, bufferSized(rule.list), &rule.priority);
     answerDataOrOutcome("macal", openResult(rc), {number("macalRulePrio", rule.priority)});
 }
 
@@ -148,9 +128,8 @@ static void ruleRemove()
 {
     Rule rule = ruleOfParams();
     if (!rule.list.bytes[0] || rule.priority == 0)
-        return answerOutcome(RESULT_INVALID_ARGUMENT);
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleRemove(&openClient, &list, rule.priority)));
+        return answerOutcome(ResultCode::INVALID_ARGUMENT);
+    answerResult(rpcclt_openapiMacalRuleRemove(&openClient, bufferSized(rule.list), rule.priority));
 }
 
 static void ruleActionAdd()
@@ -160,21 +139,19 @@ static void ruleActionAdd()
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
                    wordMember("action", actionWords, &action)}))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleActionAdd(&openClient, &list, rule.priority, action)));
+    answerResult(rpcclt_openapiMacalRuleActionAdd(&openClient, bufferSized(rule.list), rule.priority, action));
 }
 
 static void ruleSrcIpMaskAdd()
 {
     Rule rule;
-    AddressText address;
-    AddressText mask;
+    uint32_t address = 0;
+    uint32_t mask = 0;
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
-                   textMember("ipAddr", address), textMember("mask", mask)}))
+                   ipv4Member("ipAddr", &address), ipv4Member("mask", &mask)}))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleSrcIpMaskAdd(&openClient, &list, rule.priority, addressOf(address),
-                                                                 addressOf(mask))));
+    answerResult(
+        rpcclt_openapiMacalRuleSrcIpMaskAdd(&openClient, bufferSized(rule.list), rule.priority, address, mask));
 }
 
 static void ruleServicePortSet()
@@ -184,17 +161,15 @@ static void ruleServicePortSet()
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
                    trueMember("isServicePort", &flag)}))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleServicePortSet(&openClient, &list, rule.priority, flag)));
+    answerResult(rpcclt_openapiMacalRuleServicePortSet(&openClient, bufferSized(rule.list), rule.priority, flag));
 }
 
 /* A question in spite of its method and name, with a form-encoded body: established behaviour. */
 static void ruleIsServicePortSet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t flag = 0;
-    int rc = rpcclt_openapiMacalRuleIsServicePortSet(&openClient, &list, rule.priority, &flag);
+    int rc = rpcclt_openapiMacalRuleIsServicePortSet(&openClient, bufferSized(rule.list), rule.priority, &flag);
     answerQuestion(rc, "isRuleForServicePort", flag);
 }
 
@@ -205,8 +180,7 @@ static void ruleServiceAdd()
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
                    wordMember("service", serviceWords, &service)}))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleServiceAdd(&openClient, &list, rule.priority, service)));
+    answerResult(rpcclt_openapiMacalRuleServiceAdd(&openClient, bufferSized(rule.list), rule.priority, service));
 }
 
 /* Readers and questions */
@@ -214,36 +188,32 @@ static void ruleServiceAdd()
 static void nameGet()
 {
     Name list;
-    OpenBufferDesc desc = bufferSized(list);
-    int rc = rpcclt_openapiMacalNameGet(&openClient, &desc);
-    answerMacal(rc, string("macalName", list.bytes));
+    int rc = rpcclt_openapiMacalNameGet(&openClient, bufferSized(list));
+    answerMacal(rc, {string("macalName", list.bytes)});
 }
 
 static void activeListGet()
 {
     Name list;
-    OpenBufferDesc desc = bufferSized(list);
-    int rc = rpcclt_openapiMacalActiveListGet(&openClient, &desc);
-    answerMacal(rc, string("macalName", list.bytes));
+    int rc = rpcclt_openapiMacalActiveListGet(&openClient, bufferSized(list));
+    answerMacal(rc, {string("macalName", list.bytes)});
 }
 
 static void ruleFirstGet()
 {
     Name list;
     readParams({textParam("macalName", list)});
-    OpenBufferDesc desc = bufferSized(list);
     uint32_t priority = 0;
-    int rc = rpcclt_openapiMacalRuleFirstGet(&openClient, &desc, &priority);
-    answerMacal(rc, number("macalRulePrio", priority));
+    int rc = rpcclt_openapiMacalRuleFirstGet(&openClient, bufferSized(list), &priority);
+    answerMacal(rc, {number("macalRulePrio", priority)});
 }
 
 static void ruleNextGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t next = 0;
-    int rc = rpcclt_openapiMacalRuleNextGet(&openClient, &list, rule.priority, &next);
-    answerMacal(rc, number("nextMacalRulePrio", next));
+    int rc = rpcclt_openapiMacalRuleNextGet(&openClient, bufferSized(rule.list), rule.priority, &next);
+    answerMacal(rc, {number("nextMacalRulePrio", next)});
 }
 
 static void ruleExists()
@@ -251,79 +221,68 @@ static void ruleExists()
     Rule rule;
     if (!readRuleBody(rule))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t flag = 0;
-    int rc = rpcclt_openapiMacalRuleExists(&openClient, &list, rule.priority, &flag);
+    int rc = rpcclt_openapiMacalRuleExists(&openClient, bufferSized(rule.list), rule.priority, &flag);
     answerQuestion(rc, "isIndexExists", flag);
 }
 
 static void ruleActionGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t action = 0;
-    int rc = rpcclt_openapiMacalRuleActionGet(&openClient, &list, rule.priority, &action);
-    answerMacal(rc, string("action", wordOf(actionWords, action, "unknown")));
+    int rc = rpcclt_openapiMacalRuleActionGet(&openClient, bufferSized(rule.list), rule.priority, &action);
+    answerMacal(rc, {word("action", actionWords, action, "unknown")});
 }
 
 static void ruleSrcIpMaskGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t address = 0;
     uint32_t mask = 0;
-    int rc = rpcclt_openapiMacalRuleSrcIpMaskGet(&openClient, &list, rule.priority, &address, &mask);
-    char addressText[INET_ADDRSTRLEN] = "";
-    char maskText[INET_ADDRSTRLEN] = "";
-    inet_ntop(AF_INET, &address, addressText, sizeof addressText);
-    inet_ntop(AF_INET, &mask, maskText, sizeof maskText);
-    answerData("macal", openResult(rc), {string("ipAddr", addressText), string("mask", maskText)});
+    int rc = rpcclt_openapiMacalRuleSrcIpMaskGet(&openClient, bufferSized(rule.list), rule.priority, &address, &mask);
+    answerMacal(rc, {ipv4("ipAddr", address), ipv4("mask", mask)});
 }
 
 static void ruleInterfaceGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t ifNum = 0;
-    int rc = rpcclt_openapiMacalRuleInterfaceGet(&openClient, &list, rule.priority, &ifNum);
-    answerMacal(rc, number("ifNum", ifNum));
+    int rc = rpcclt_openapiMacalRuleInterfaceGet(&openClient, bufferSized(rule.list), rule.priority, &ifNum);
+    answerMacal(rc, {number("ifNum", ifNum)});
 }
 
 static void ruleVlanGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t vlanId = 0;
-    int rc = rpcclt_openapiMacalRuleVlanGet(&openClient, &list, rule.priority, &vlanId);
-    answerMacal(rc, number("vlanId", vlanId));
+    int rc = rpcclt_openapiMacalRuleVlanGet(&openClient, bufferSized(rule.list), rule.priority, &vlanId);
+    answerMacal(rc, {number("vlanId", vlanId)});
 }
 
 static void ruleServiceGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t service = 0;
-    int rc = rpcclt_openapiMacalRuleServiceGet(&openClient, &list, rule.priority, &service);
-    answerMacal(rc, string("service", wordOf(serviceWords, service, "unknown")));
+    int rc = rpcclt_openapiMacalRuleServiceGet(&openClient, bufferSized(rule.list), rule.priority, &service);
+    answerMacal(rc, {word("service", serviceWords, service, "unknown")});
 }
 
 static void servicePortRuleStatisticsGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t packets = 0;
     uint32_t bytes = 0;
-    int rc = rpcclt_openapiMacalServicePortRuleStatisticsGet(&openClient, &list, rule.priority, &packets, &bytes);
-    answerData("macal", openResult(rc), {number("packets", packets), number("bytes", bytes)});
+    int rc = rpcclt_openapiMacalServicePortRuleStatisticsGet(&openClient, bufferSized(rule.list), rule.priority,
+                                                             &packets, &bytes);
+    answerMacal(rc, {number("packets", packets), number("bytes", bytes)});
 }
 
 static void ruleTcpUdpPortNumberGet()
 {
     Rule rule = ruleOfParams();
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t portNum = 0;
-    int rc = rpcclt_openapiMacalRuleTcpUdpPortNumberGet(&openClient, &list, rule.priority, &portNum);
-    answerMacal(rc, number("portNum", portNum));
+    int rc = rpcclt_openapiMacalRuleTcpUdpPortNumberGet(&openClient, bufferSized(rule.list), rule.priority, &portNum);
+    answerMacal(rc, {number("portNum", portNum)});
 }
 
 static void isFieldConfigured()
@@ -333,9 +292,8 @@ static void isFieldConfigured()
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
                    wordMember("ruleField", fieldWords, &field)}))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
     uint32_t flag = 0;
-    int rc = rpcclt_openapiMacalIsFieldConfigured(&openClient, &list, rule.priority, field, &flag);
+    int rc = rpcclt_openapiMacalIsFieldConfigured(&openClient, bufferSized(rule.list), rule.priority, field, &flag);
     answerQuestion(rc, "isConfigured", flag);
 }
 
@@ -357,14 +315,14 @@ static void statsPacketsFilteredGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiMacalStatsPacketsFilteredGet(&openClient, &count);
-    answerMacal(rc, number("filtPackets", count));
+    answerMacal(rc, {number("filtPackets", count)});
 }
 
 static void denyCounterIntervalGet()
 {
     uint32_t interval = 0;
     int rc = rpcclt_openapiMacalDenyCounterIntervalGet(&openClient, &interval);
-    answerMacal(rc, number("interval", interval));
+    answerMacal(rc, {number("interval", interval)});
 }
 
 static void denyCounterIntervalSet()
@@ -372,17 +330,16 @@ static void denyCounterIntervalSet()
     uint32_t interval = 0;
     if (!readBody({saturatedMember("interval", &interval)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMacalDenyCounterIntervalSet(&openClient, interval)));
+    answerResult(rpcclt_openapiMacalDenyCounterIntervalSet(&openClient, interval));
 }
 
 static void rulePriorityIndexGet()
 {
     Name list;
     readParams({textParam("macalName", list)});
-    OpenBufferDesc desc = bufferSized(list);
     uint32_t priority = 0;
-    int rc = rpcclt_openapiMacalRulePriorityIndexGet(&openClient, &desc, &priority);
-    answerMacal(rc, number("macalRulePrio", priority));
+    int rc = rpcclt_openapiMacalRulePriorityIndexGet(&openClient, bufferSized(list), &priority);
+    answerMacal(rc, {number("macalRulePrio", priority)});
 }
 
 static void vrfNameValid()
@@ -390,15 +347,14 @@ static void vrfNameValid()
     Name vrf;
     if (!readBody({textMember("vrfName", vrf)}))
         return;
-    OpenBufferDesc desc = bufferSized(vrf);
     uint32_t flag = 0;
-    int rc = rpcclt_openapiMacalVrfNameValid(&openClient, &desc, &flag);
+    int rc = rpcclt_openapiMacalVrfNameValid(&openClient, bufferSized(vrf), &flag);
     answerQuestion(rc, "isValid", flag);
 }
 
 static void clearServicePortStatistics()
 {
-    answerOutcome(openResult(rpcclt_openapiMacalClearServicePortStatistics(&openClient)));
+    answerResult(rpcclt_openapiMacalClearServicePortStatistics(&openClient));
 }
 
 static void isNetFilterTablesFeatureSupported()
@@ -416,8 +372,7 @@ static void ruleInterfaceAdd()
     Rule rule;
     if (!readRuleBody(rule))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleInterfaceAdd(&openClient, &list, rule.priority, ifNum)));
+    answerResult(rpcclt_openapiMacalRuleInterfaceAdd(&openClient, bufferSized(rule.list), rule.priority, ifNum));
 }
 
 static void ruleVlanAdd()
@@ -426,8 +381,7 @@ static void ruleVlanAdd()
     Rule rule;
     if (!readRuleBody(rule))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleVlanAdd(&openClient, &list, rule.priority, vlanId)));
+    answerResult(rpcclt_openapiMacalRuleVlanAdd(&openClient, bufferSized(rule.list), rule.priority, vlanId));
 }
 
 static void ruleTcpUdpPortNumberAdd()
@@ -436,8 +390,8 @@ static void ruleTcpUdpPortNumberAdd()
     Rule rule;
     if (!readRuleBody(rule))
         return;
-    OpenBufferDesc list = bufferSized(rule.list);
-    answerOutcome(openResult(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd(&openClient, &list, rule.priority, portNum)));
+    answerResult(
+        rpcclt_openapiMacalRuleTcpUdpPortNumberAdd(&openClient, bufferSized(rule.list), rule.priority, portNum));
 }
 
 void addMacalRoutes(RouteDir *dir)

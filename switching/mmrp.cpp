@@ -4,7 +4,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -23,20 +22,18 @@ static constexpr WordTable counterWords = wordTable(counterRows);
 /* The counter the query's "type" names; an unknown word, or none, asks for "rx". */
 static uint32_t queryCounterType()
 {
-    char word[64];
-    queryTextExact("type", word, sizeof word);
-    return codeOf(counterWords, word, 0);
+    return queryWordExact("type", counterWords, 0);
 }
 
 /* Only a flag of exactly 1 is enabled. */
 static Datum mode(const char *key, uint32_t flag)
 {
-    return string(key, wordOf(modeWords, flag, "disable"));
+    return word(key, modeWords, flag, "disable");
 }
 
-static void answerMmrp(int rc, const Datum &datum)
+static void answerMmrp(int rc, Data data)
 {
-    answerData("mmrp", openResult(rc), {datum});
+    answerData("mmrp", openResult(rc), data);
 }
 
 /* Modes */
@@ -45,7 +42,7 @@ static void modeGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMmrpModeGet(&openClient, &flag);
-    answerMmrp(rc, mode("mmrpMode", flag));
+    answerMmrp(rc, {mode("mmrpMode", flag)});
 }
 
 static void modeSet()
@@ -53,14 +50,14 @@ static void modeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("mmrpMode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMmrpModeSet(&openClient, flag)));
+    answerResult(rpcclt_openapiMmrpModeSet(&openClient, flag));
 }
 
 static void intfModeGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMmrpIntfModeGet(&openClient, queryUintExact("ifNum"), &flag);
-    answerMmrp(rc, mode("mmrpIntfMode", flag));
+    answerMmrp(rc, {mode("mmrpIntfMode", flag)});
 }
 
 /* The one setter that takes its interface from the body; the query string is not read. */
@@ -70,14 +67,14 @@ static void intfModeSet()
     uint32_t flag = 0;
     if (!readBody({integerMember("ifNum", &ifNum), wordMember("mmrpIntfMode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMmrpIntfModeSet(&openClient, ifNum, flag)));
+    answerResult(rpcclt_openapiMmrpIntfModeSet(&openClient, ifNum, flag));
 }
 
 static void periodicStateMachineModeGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMmrpPeriodicStateMachineModeGet(&openClient, &flag);
-    answerMmrp(rc, mode("mmrpPeriodicStateMachineMode", flag));
+    answerMmrp(rc, {mode("mmrpPeriodicStateMachineMode", flag)});
 }
 
 static void periodicStateMachineModeSet()
@@ -85,7 +82,7 @@ static void periodicStateMachineModeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("mmrpPeriodicStateMachineMode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMmrpPeriodicStateMachineModeSet(&openClient, flag)));
+    answerResult(rpcclt_openapiMmrpPeriodicStateMachineModeSet(&openClient, flag));
 }
 
 /* Counters, reported as signed numbers */
@@ -94,24 +91,24 @@ static void counterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMmrpCounterGet(&openClient, queryCounterType(), &value);
-    answerMmrp(rc, number("counter", (int32_t)value));
+    answerMmrp(rc, {signedNumber("counter", value)});
 }
 
 static void intfCounterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMmrpIntfCounterGet(&openClient, queryUintExact("intIfNum"), queryCounterType(), &value);
-    answerMmrp(rc, number("counter", (int32_t)value));
+    answerMmrp(rc, {signedNumber("counter", value)});
 }
 
 static void intfCountersClear()
 {
-    answerOutcome(openResult(rpcclt_openapiMmrpIntfCountersClear(&openClient, queryUintExact("intIfNum"))));
+    answerResult(rpcclt_openapiMmrpIntfCountersClear(&openClient, queryUintExact("intIfNum")));
 }
 
 static void countersClear()
 {
-    answerOutcome(openResult(rpcclt_openapiMmrpCountersClear(&openClient)));
+    answerResult(rpcclt_openapiMmrpCountersClear(&openClient));
 }
 
 void addMmrpRoutes(RouteDir *dir)

@@ -4,22 +4,21 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
 static constexpr Word modeRows[] = {{0, "disable"}, {1, "enable"}};
 static constexpr WordTable modeWords = wordTable(modeRows);
 
-static void answerMvrp(int rc, const Datum &datum)
+static void answerMvrp(int rc, Data data)
 {
-    answerData("mvrp", openResult(rc), {datum});
+    answerData("mvrp", openResult(rc), data);
 }
 
 /* Any flag but 0 is enabled. */
 static void answerMode(int rc, uint32_t flag)
 {
-    answerMvrp(rc, string("mode", wordOf(modeWords, flag, "enable")));
+    answerMvrp(rc, {word("mode", modeWords, flag, "enable")});
 }
 
 /* Modes */
@@ -36,7 +35,7 @@ static void modeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("mode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMvrpModeSet(&openClient, flag)));
+    answerResult(rpcclt_openapiMvrpModeSet(&openClient, flag));
 }
 
 static void periodicStateMachineModeGet()
@@ -51,7 +50,7 @@ static void periodicStateMachineModeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("mode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMvrpPeriodicStateMachineModeSet(&openClient, flag)));
+    answerResult(rpcclt_openapiMvrpPeriodicStateMachineModeSet(&openClient, flag));
 }
 
 static void intfModeGet()
@@ -66,7 +65,7 @@ static void intfModeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("mode", modeWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiMvrpIntfModeSet(&openClient, queryUintExact("intIfNum"), flag)));
+    answerResult(rpcclt_openapiMvrpIntfModeSet(&openClient, queryUintExact("intIfNum"), flag));
 }
 
 /* Interfaces that can run MVRP */
@@ -75,14 +74,14 @@ static void isValidIntfGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMvrpIsValidIntfGet(&openClient, queryUintExact("intIfNum"), &flag);
-    answerMvrp(rc, yesNo("isValid", flag != 0));
+    answerMvrp(rc, {yesNo("isValid", flag != 0)});
 }
 
 static void validIntfNextGet()
 {
     uint32_t next = 0;
     int rc = rpcclt_openapiMvrpValidIntfNextGet(&openClient, queryUintExact("intIfNum"), &next);
-    answerMvrp(rc, number("nextIfNum", next));
+    answerMvrp(rc, {number("nextIfNum", next)});
 }
 
 /* Counters, reported as signed numbers */
@@ -91,7 +90,7 @@ static void trafficPduCounterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMvrpTrafficPduCounterGet(&openClient, queryUintExact("type"), &value);
-    answerMvrp(rc, number("counter", (int32_t)value));
+    answerMvrp(rc, {signedNumber("counter", value)});
 }
 
 static void intfTrafficPduCounterGet()
@@ -99,7 +98,7 @@ static void intfTrafficPduCounterGet()
     uint32_t ifNum = queryUintExact("intIfNum");
     uint32_t value = 0;
     int rc = rpcclt_openapiMvrpIntfTrafficPduCounterGet(&openClient, ifNum, queryUintExact("type"), &value);
-    answerMvrp(rc, number("counter", (int32_t)value));
+    answerMvrp(rc, {signedNumber("counter", value)});
 }
 
 /* Registered VLANs; both the list's own count and the one beside it are reported, as signed numbers */
@@ -109,7 +108,7 @@ static void vlanArrayGet()
     VlanIdList vlans = {};
     uint32_t count = 0;
     int rc = rpcclt_openapiMvrpVlanArrayGet(&openClient, queryUintExact("vlanType"), &vlans, &count);
-    answerData("mvrp", openResult(rc), {vlanArray("vlanList", vlans), number("count", (int32_t)count)});
+    answerMvrp(rc, {vlanArray("vlanList", vlans), signedNumber("count", count)});
 }
 
 static void intfVlanArrayGet()
@@ -118,24 +117,24 @@ static void intfVlanArrayGet()
     VlanIdList vlans = {};
     uint32_t count = 0;
     int rc = rpcclt_openapiMvrpIntfVlanArrayGet(&openClient, ifNum, queryUintExact("vlanType"), &vlans, &count);
-    answerData("mvrp", openResult(rc), {vlanArray("vlanList", vlans), number("count", (int32_t)count)});
+    answerMvrp(rc, {vlanArray("vlanList", vlans), signedNumber("count", count)});
 }
 
 /* Clearing of counters */
 
 static void trafficCountersPerIfClear()
 {
-    answerOutcome(openResult(rpcclt_openapiMvrpTrafficCountersPerIfClear(&openClient, queryUintExact("intIfNum"))));
+    answerResult(rpcclt_openapiMvrpTrafficCountersPerIfClear(&openClient, queryUintExact("intIfNum")));
 }
 
 static void trafficGlobalCountersClear()
 {
-    answerOutcome(openResult(rpcclt_openapiMvrpTrafficGlobalCountersClear(&openClient)));
+    answerResult(rpcclt_openapiMvrpTrafficGlobalCountersClear(&openClient));
 }
 
 static void trafficCountersClear()
 {
-    answerOutcome(openResult(rpcclt_openapiMvrpTrafficCountersClear(&openClient)));
+    answerResult(rpcclt_openapiMvrpTrafficCountersClear(&openClient));
 }
 
 void addMvrpRoutes(RouteDir *dir)

@@ -4,15 +4,11 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
+#include "common/request_values.h"
 #include "switching/families.h"
 
-#include <cjson/cJSON.h>
-#include <stdlib.h>
-#include <string.h>
-
 /* Bytes of a member list: so many for each member and one more, but never less than the minimum. */
-enum : uint32_t { MEMBER_BYTES = 16, MEMBER_LIST_MIN = 1024 };
+constexpr uint64_t MEMBER_BYTES = 16, MEMBER_LIST_MIN = 1024;
 
 static void answerProtectedPort(int rc, Data data)
 {
@@ -31,25 +27,19 @@ static void maxGroups()
 static void groupNameGet()
 {
     OpenText<49> name;
-    OpenBufferDesc desc = bufferSized(name);
-    int rc = rpcclt_openapiProtectedPortGroupNameGet(&openClient, queryUintExact("groupId"), &desc);
+    int rc = rpcclt_openapiProtectedPortGroupNameGet(&openClient, queryUintExact("groupId"), bufferSized(name));
     answerProtectedPort(rc, {string("groupName", name.bytes)});
 }
 
-/* How long a name may be is for OpEN to say: it is passed on where cJSON put it, not copied to storage of some size. */
+/* How long a name may be is for OpEN to say. */
 static void groupNameSet()
 {
-    char *input = readRequestInput();
-    cJSON *body = input ? cJSON_Parse(input) : nullptr;
-    free(input);
-    char *name = cJSON_GetStringValue(cJSON_GetObjectItem(body, "groupName"));
-    ResultCode code = RESULT_INVALID_ARGUMENT;
-    if (name) {
-        OpenBufferDesc desc = {(uint32_t)strlen(name) + 1, name};
-        code = openResult(rpcclt_openapiProtectedPortGroupNameSet(&openClient, queryUintExact("groupId"), &desc));
-    }
-    cJSON_Delete(body);
-    answerOutcome(code);
+    LongText name;
+    if (!readBody({required(longTextMember("groupName", name))}))
+        return;
+    uint32_t groupId = queryUintExact("groupId");
+    answerResult(rpcclt_openapiProtectedPortGroupNameSet(&openClient, groupId, terminatedSized(name)));
+    longTextFree(name);
 }
 
 static void groupIntfCountGet()
@@ -59,18 +49,11 @@ static void groupIntfCountGet()
     answerProtectedPort(rc, {number("intfCount", count)});
 }
 
-/*
- * Zeroed storage for the list of `count` members, `bytes` is the caller's to free: null when there is no memory or a
- * descriptor cannot state the size. One byte more than the descriptor offers, so that the text always ends.
- */
-static OpenBufferDesc memberListStorage(uint32_t count)
+/* The bytes offered for the list of `count` members. */
+static uint64_t memberListSize(uint32_t count)
 {
-    uint64_t size = (uint64_t)count * MEMBER_BYTES + 1;
-    if (size < MEMBER_LIST_MIN)
-        size = MEMBER_LIST_MIN;
-    if (size > UINT32_MAX)
-        return {0, nullptr};
-    return {(uint32_t)size, (char *)calloc(size + 1, 1)};
+    uint64_t size = count * MEMBER_BYTES + 1;
+    return size < MEMBER_LIST_MIN ? MEMBER_LIST_MIN : size;
 }
 
 static void groupIntfListGet()
@@ -80,13 +63,12 @@ static void groupIntfListGet()
     int rc = rpcclt_openapiProtectedPortGroupIntfCountGet(&openClient, groupId, &count);
     if (rc != OPEN_OK)
         return answerProtectedPort(rc, {});
-    OpenBufferDesc list = memberListStorage(count);
-    char *members = list.bytes;
-    if (!members)
-        return answerData("protectedport", RESULT_GENERAL_FAILED, {});
-    rc = rpcclt_openapiProtectedPortGroupIntfListGet(&openClient, groupId, &list);
-    answerProtectedPort(rc, {string("intfList", members)});
-    free(members);
+    LongText members;
+    if (!longTextReserve(members, memberListSize(count)))
+        return answerData("protectedport", ResultCode::GENERAL_FAILED, {});
+    rc = rpcclt_openapiProtectedPortGroupIntfListGet(&openClient, groupId, bufferSized(members));
+    answerProtectedPort(rc, {string("intfList", members.bytes)});
+    longTextFree(members);
 }
 
 /* Members */
@@ -111,14 +93,14 @@ static void groupIntfAdd()
 {
     uint32_t ifNum = queryUintExact("ifNum");
     uint32_t groupId = queryUintExact("groupId");
-    answerOutcome(openResult(rpcclt_openapiProtectedPortGroupIntfAdd(&openClient, ifNum, groupId)));
+    answerResult(rpcclt_openapiProtectedPortGroupIntfAdd(&openClient, ifNum, groupId));
 }
 
 static void groupIntfDelete()
 {
     uint32_t ifNum = queryUintExact("ifNum");
     uint32_t groupId = queryUintExact("groupId");
-    answerOutcome(openResult(rpcclt_openapiProtectedPortGroupIntfDelete(&openClient, ifNum, groupId)));
+    answerResult(rpcclt_openapiProtectedPortGroupIntfDelete(&openClient, ifNum, groupId));
 }
 
 void addProtectedPortRoutes(RouteDir *dir)

@@ -6,7 +6,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -23,9 +22,25 @@ static void answerStaticFilter(int rc, Data data)
     answerData("staticFilter", openResult(rc), data);
 }
 
-static void answerYesNo(int rc, uint32_t flag)
+/* The filter a request is about */
+struct Filter {
+    OpenText<18> mac;
+    uint32_t vlanId = 0;
+};
+
+static Filter filterOfParams()
 {
-    answerDataOrOutcome("staticFilter", openResult(rc), {yesNo("status", flag == 1)});
+    Filter filter;
+    filter.vlanId = queryUintExact("vlanId");
+    readParams({textParam("macAddr", filter.mac)});
+    return filter;
+}
+
+/* As readBody, for the endpoints that take nothing but the filter's address from it. */
+static bool readFilterBody(Filter &filter)
+{
+    filter.vlanId = queryUintExact("vlanId");
+    return readBody({textMember("macAddr", filter.mac)});
 }
 
 /* The table of filters */
@@ -35,22 +50,21 @@ static void adminModeSet()
     uint32_t mode = 0;
     if (!readBody({wordMember("adminMode", adminModes, &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiFilterAdminModeSet(&openClient, mode)));
+    answerResult(rpcclt_openapiFilterAdminModeSet(&openClient, mode));
 }
 
 static void adminModeGet()
 {
     uint32_t mode = 0;
     int rc = rpcclt_openapiFilterAdminModeGet(&openClient, &mode);
-    answerStaticFilter(rc, {string("adminMode", wordOf(adminModes, mode, "disable"))});
+    answerStaticFilter(rc, {word("adminMode", adminModes, mode, "disable")});
 }
 
 static void firstGet()
 {
     OpenText<18> mac;
-    OpenBufferDesc desc = bufferSized(mac);
     uint32_t vlanId = 0;
-    int rc = rpcclt_openapiFilterFirstGet(&openClient, &desc, &vlanId);
+    int rc = rpcclt_openapiFilterFirstGet(&openClient, bufferSized(mac), &vlanId);
     answerStaticFilter(rc, {string("macAddr", mac.bytes), number("vlanId", vlanId)});
 }
 
@@ -81,10 +95,9 @@ static void checkMacAddrTypeMulticast()
     OpenText<18> mac;
     if (!readBody({textMember("macAddr", mac)}))
         return;
-    OpenBufferDesc desc = lengthSized(mac);
     uint32_t flag = 0;
-    int rc = rpcclt_openapiFilterCheckMacAddrTypeMulticast(&openClient, &desc, &flag);
-    answerYesNo(rc, flag);
+    int rc = rpcclt_openapiFilterCheckMacAddrTypeMulticast(&openClient, lengthSized(mac), &flag);
+    answerYesNo("staticFilter", rc, flag);
 }
 
 static void filteringModeSet()
@@ -92,102 +105,85 @@ static void filteringModeSet()
     uint32_t mode = 0;
     if (!readBody({wordMember("mode", filteringModes, &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiFilterFilteringModeSet(&openClient, mode)));
+    answerResult(rpcclt_openapiFilterFilteringModeSet(&openClient, mode));
 }
 
 /* One filter */
 
 static void filterCreate()
 {
-    OpenText<18> mac;
-    if (!readBody({textMember("macAddr", mac)}))
+    Filter filter;
+    if (!readFilterBody(filter))
         return;
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFilterCreate(&openClient, &desc, queryUintExact("vlanId"))));
+    answerResult(rpcclt_openapiFilterCreate(&openClient, lengthSized(filter.mac), filter.vlanId));
 }
 
 static void filterRemove()
 {
-    OpenText<18> mac;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFilterRemove(&openClient, &desc, queryUintExact("vlanId"))));
+    Filter filter = filterOfParams();
+    answerResult(rpcclt_openapiFilterRemove(&openClient, lengthSized(filter.mac), filter.vlanId));
 }
 
 static void srcIntfListModify()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac;
+    Filter filter;
+    filter.vlanId = queryUintExact("vlanId");
     OpenText<4097> intfList;
-    if (!readBody({textMember("macAddr", mac), textMember("srcIntfList", intfList)}))
+    if (!readBody({textMember("macAddr", filter.mac), textMember("srcIntfList", intfList)}))
         return;
-    OpenBufferDesc macDesc = lengthSized(mac);
-    OpenBufferDesc listDesc = bufferSized(intfList);
-    answerOutcome(openResult(rpcclt_openapiFilterSrcIntfListModify(&openClient, &macDesc, vlanId, &listDesc)));
+    answerResult(rpcclt_openapiFilterSrcIntfListModify(&openClient, lengthSized(filter.mac), filter.vlanId,
+                                                       bufferSized(intfList)));
 }
 
 static void nextGet()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac, nextMac;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc macDesc = lengthSized(mac);
-    OpenBufferDesc nextMacDesc = bufferSized(nextMac);
+    Filter filter = filterOfParams();
+    OpenText<18> nextMac;
     uint32_t nextVlanId = 0;
-    int rc = rpcclt_openapiFilterNextGet(&openClient, &macDesc, vlanId, &nextMacDesc, &nextVlanId);
+    int rc = rpcclt_openapiFilterNextGet(&openClient, lengthSized(filter.mac), filter.vlanId,
+                                         bufferSized(nextMac), &nextVlanId);
     answerStaticFilter(rc, {string("nextMacAddr", nextMac.bytes), number("nextVlanId", nextVlanId)});
 }
 
 static void srcIntfListGet()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac;
+    Filter filter = filterOfParams();
     OpenText<4097> intfList;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc macDesc = lengthSized(mac);
-    OpenBufferDesc listDesc = bufferSized(intfList);
     uint32_t count = 0;
-    int rc = rpcclt_openapiFilterSrcIntfListGet(&openClient, &macDesc, vlanId, &count, &listDesc);
+    int rc = rpcclt_openapiFilterSrcIntfListGet(&openClient, lengthSized(filter.mac), filter.vlanId,
+                                                &count, bufferSized(intfList));
     answerStaticFilter(rc, {number("numOfSrcIntf", count), string("srcIntfList", intfList.bytes)});
 }
 
 static void dstIntfListGet()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac;
+    Filter filter = filterOfParams();
     OpenText<4097> intfList;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc macDesc = lengthSized(mac);
-    OpenBufferDesc listDesc = bufferSized(intfList);
     uint32_t count = 0;
-    int rc = rpcclt_openapiFilterDstIntfListGet(&openClient, &macDesc, vlanId, &count, &listDesc);
+    int rc = rpcclt_openapiFilterDstIntfListGet(&openClient, lengthSized(filter.mac), filter.vlanId,
+                                                &count, bufferSized(intfList));
     answerStaticFilter(rc, {number("numOfDstIntf", count), string("dstIntfList", intfList.bytes)});
 }
 
 /* Its count goes by the key of the destination list: established behaviour. */
 static void dstFiltIntfListGet()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac;
+    Filter filter = filterOfParams();
     OpenText<4097> intfList;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc macDesc = lengthSized(mac);
-    OpenBufferDesc listDesc = bufferSized(intfList);
     uint32_t count = 0;
-    int rc = rpcclt_openapiFilterDstFiltIntfListGet(&openClient, &macDesc, vlanId, &count, &listDesc);
+    int rc = rpcclt_openapiFilterDstFiltIntfListGet(&openClient, lengthSized(filter.mac), filter.vlanId,
+                                                    &count, bufferSized(intfList));
     answerStaticFilter(rc, {number("numOfDstIntf", count), string("dstFiltIntfList", intfList.bytes)});
 }
 
 static void isConfigured()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac;
-    if (!readBody({textMember("macAddr", mac)}))
+    Filter filter;
+    if (!readFilterBody(filter))
         return;
-    OpenBufferDesc desc = lengthSized(mac);
     uint32_t flag = 0;
-    int rc = rpcclt_openapiFilterIsConfigured(&openClient, &desc, vlanId, &flag);
-    answerYesNo(rc, flag);
+    int rc = rpcclt_openapiFilterIsConfigured(&openClient, lengthSized(filter.mac), filter.vlanId, &flag);
+    answerYesNo("staticFilter", rc, flag);
 }
 
 /* The filtering mode of a VLAN */
@@ -197,37 +193,33 @@ static void vlanFilteringModeSet()
     uint32_t mode = 0;
     if (!readBody({wordMember("mode", filteringModes, &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiFilterVlanFilteringModeSet(&openClient, queryUintExact("vlanId"), mode)));
+    answerResult(rpcclt_openapiFilterVlanFilteringModeSet(&openClient, queryUintExact("vlanId"), mode));
 }
 
 static void vlanFilteringModeGet()
 {
     uint32_t mode = 0;
     int rc = rpcclt_openapiFilterVlanFilteringModeGet(&openClient, queryUintExact("vlanId"), &mode);
-    answerStaticFilter(rc, {string("mode", wordOf(filteringModes, mode, "filter_forward_all"))});
+    answerStaticFilter(rc, {word("mode", filteringModes, mode, "filter_forward_all")});
 }
 
 /* The stream of a filter */
 
 static void streamSet()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac;
+    Filter filter;
+    filter.vlanId = queryUintExact("vlanId");
     uint32_t streamId = 0;
-    if (!readBody({textMember("macAddr", mac), integerOfNumberMember("streamId", &streamId)}))
+    if (!readBody({textMember("macAddr", filter.mac), integerOfNumberMember("streamId", &streamId)}))
         return;
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFilterStreamSet(&openClient, &desc, vlanId, streamId)));
+    answerResult(rpcclt_openapiFilterStreamSet(&openClient, lengthSized(filter.mac), filter.vlanId, streamId));
 }
 
 static void streamGet()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
-    OpenText<18> mac;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc desc = lengthSized(mac);
+    Filter filter = filterOfParams();
     uint32_t streamId = 0;
-    int rc = rpcclt_openapiFilterStreamGet(&openClient, &desc, vlanId, &streamId);
+    int rc = rpcclt_openapiFilterStreamGet(&openClient, lengthSized(filter.mac), filter.vlanId, &streamId);
     answerStaticFilter(rc, {number("streamId", streamId)});
 }
 
@@ -237,7 +229,7 @@ static void isIntfInAnyFilter()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiFilterIsIntfInAnyFilter(&openClient, queryUintExact("ifNum"), &flag);
-    answerYesNo(rc, flag);
+    answerYesNo("staticFilter", rc, flag);
 }
 
 /* For all its method and the operation's name, this only asks. */
@@ -245,89 +237,73 @@ static void portParmCanSet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiFilterPortParmCanSet(&openClient, queryUintExact("ifNum"), &flag);
-    answerYesNo(rc, flag);
+    answerYesNo("staticFilter", rc, flag);
 }
 
 static void isValidIntf()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiFilterIsValidIntf(&openClient, queryUintExact("ifNum"), &flag);
-    answerYesNo(rc, flag);
+    answerYesNo("staticFilter", rc, flag);
 }
 
 /* The interfaces of a filter */
 
 static void srcIntfAdd()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
+    Filter filter;
     uint32_t ifNum = queryUintExact("ifNum");
-    OpenText<18> mac;
-    if (!readBody({textMember("macAddr", mac)}))
+    if (!readFilterBody(filter))
         return;
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFilterSrcIntfAdd(&openClient, &desc, vlanId, ifNum)));
+    answerResult(rpcclt_openapiFilterSrcIntfAdd(&openClient, lengthSized(filter.mac), filter.vlanId, ifNum));
 }
 
 static void srcIntfDelete()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
+    Filter filter = filterOfParams();
     uint32_t ifNum = queryUintExact("ifNum");
-    OpenText<18> mac;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFilterSrcIntfDelete(&openClient, &desc, vlanId, ifNum)));
+    answerResult(rpcclt_openapiFilterSrcIntfDelete(&openClient, lengthSized(filter.mac), filter.vlanId, ifNum));
 }
 
 static void dstIntfAdd()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
+    Filter filter;
     uint32_t ifNum = queryUintExact("ifNum");
-    OpenText<18> mac;
-    if (!readBody({textMember("macAddr", mac)}))
+    if (!readFilterBody(filter))
         return;
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFilterDstIntfAdd(&openClient, &desc, vlanId, ifNum)));
+    answerResult(rpcclt_openapiFilterDstIntfAdd(&openClient, lengthSized(filter.mac), filter.vlanId, ifNum));
 }
 
 static void dstIntfDelete()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
+    Filter filter = filterOfParams();
     uint32_t ifNum = queryUintExact("ifNum");
-    OpenText<18> mac;
-    readParams({textParam("macAddr", mac)});
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcome(openResult(rpcclt_openapiFilterDstIntfDelete(&openClient, &desc, vlanId, ifNum)));
+    answerResult(rpcclt_openapiFilterDstIntfDelete(&openClient, lengthSized(filter.mac), filter.vlanId, ifNum));
 }
 
 static void dstIntfListAdd()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
+    Filter filter;
+    filter.vlanId = queryUintExact("vlanId");
     uint32_t ifNum = queryUintExact("ifNum");
-    OpenText<18> mac;
     OpenText<4097> fwdList, filterList;
-    if (!readBody({textMember("macAddr", mac), textMember("fwdIntfList", fwdList),
+    if (!readBody({textMember("macAddr", filter.mac), textMember("fwdIntfList", fwdList),
                    textMember("filterIntfList", filterList)}))
         return;
-    OpenBufferDesc macDesc = lengthSized(mac);
-    OpenBufferDesc fwdDesc = bufferSized(fwdList);
-    OpenBufferDesc filterDesc = bufferSized(filterList);
-    int rc = rpcclt_openapiFilterDstIntfListAdd(&openClient, &macDesc, vlanId, ifNum, &fwdDesc, &filterDesc);
-    answerOutcome(openResult(rc));
+    answerResult(rpcclt_openapiFilterDstIntfListAdd(&openClient, lengthSized(filter.mac), filter.vlanId, ifNum,
+                                                    bufferSized(fwdList), bufferSized(filterList)));
 }
 
 static void dstIntfListDelete()
 {
-    uint32_t vlanId = queryUintExact("vlanId");
+    Filter filter;
+    filter.vlanId = queryUintExact("vlanId");
     uint32_t ifNum = queryUintExact("ifNum");
-    OpenText<18> mac;
     OpenText<4097> fwdList, filterList;
-    readParams({textParam("macAddr", mac), textParam("fwdIntfList", fwdList),
+    readParams({textParam("macAddr", filter.mac), textParam("fwdIntfList", fwdList),
                 textParam("filterIntfList", filterList)});
-    OpenBufferDesc macDesc = lengthSized(mac);
-    OpenBufferDesc fwdDesc = bufferSized(fwdList);
-    OpenBufferDesc filterDesc = bufferSized(filterList);
-    int rc = rpcclt_openapiFilterDstIntfListDelete(&openClient, &macDesc, vlanId, ifNum, &fwdDesc, &filterDesc);
-    answerOutcome(openResult(rc));
+    answerResult(rpcclt_openapiFilterDstIntfListDelete(&openClient, lengthSized(filter.mac), filter.vlanId, ifNum,
+                                                       bufferSized(fwdList), bufferSized(filterList)));
 }
 
 void addStaticFilterRoutes(RouteDir *dir)

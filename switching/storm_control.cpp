@@ -4,11 +4,8 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
-
-#include <stdlib.h>
 
 static constexpr Word trafficTypeRows[] = {{1, "unicast"}, {2, "broadcast"}, {3, "multicast"}};
 static constexpr WordTable trafficTypes = wordTable(trafficTypeRows);
@@ -27,30 +24,28 @@ static constexpr WordTable actions = wordTable(actionRows);
 
 static Datum trafficTypeDatum(uint32_t type)
 {
-    return string("stormCtrlMode", wordOf(trafficTypes, type, "none"));
+    return word("stormCtrlMode", trafficTypes, type, "none");
 }
 
 static Datum rateUnitDatum(uint32_t unit)
 {
-    return string("rateUnit", wordOf(rateUnits, unit, "none"));
+    return word("rateUnit", rateUnits, unit, "none");
 }
 
 static Datum stateDatum(uint32_t state)
 {
-    return string("state", wordOf(states, state, "disable"));
+    return word("state", states, state, "disable");
 }
 
 static Datum actionDatum(uint32_t action)
 {
-    return string("action", wordOf(actions, action, "none"));
+    return word("action", actions, action, "none");
 }
 
 /* The unit the query string names, for PUT as well; a text that is no unit's word counts as a number. */
 static uint32_t rateUnitFromQuery()
 {
-    char text[32] = "";
-    queryTextExact("rateUnit", text, sizeof text);
-    return codeOf(rateUnits, text, (uint32_t)strtoul(text, nullptr, 10));
+    return queryWordOrUintExact("rateUnit", rateUnits);
 }
 
 static void answerStormControl(int rc, Data data)
@@ -65,7 +60,7 @@ static void modeSet()
     uint32_t type = 0, state = 0;
     if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), wordMember("state", states, &state)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiStormControlModeSet(&openClient, type, state)));
+    answerResult(rpcclt_openapiStormControlModeSet(&openClient, type, state));
 }
 
 static void modeGet()
@@ -82,7 +77,7 @@ static void thresholdDefaultSet()
     uint32_t type = 0;
     if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiStormControlThresholdDefaultSet(&openClient, type)));
+    answerResult(rpcclt_openapiStormControlThresholdDefaultSet(&openClient, type));
 }
 
 static void thresholdGet()
@@ -101,7 +96,7 @@ static void intfModeSet()
     if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
                    wordMember("state", states, &state)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiStormControlIntfModeSet(&openClient, type, interface, state)));
+    answerResult(rpcclt_openapiStormControlIntfModeSet(&openClient, type, interface, state));
 }
 
 static void intfModeGet()
@@ -117,7 +112,7 @@ static void intfThresholdDefaultSet()
     uint32_t type = 0, interface = 0;
     if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiStormControlIntfThresholdDefaultSet(&openClient, type, interface)));
+    answerResult(rpcclt_openapiStormControlIntfThresholdDefaultSet(&openClient, type, interface));
 }
 
 static void intfThresholdGet()
@@ -136,7 +131,7 @@ static void actionSet()
     uint32_t type = 0, action = 0;
     if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), wordMember("action", actions, &action)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiStormControlActionSet(&openClient, type, action)));
+    answerResult(rpcclt_openapiStormControlActionSet(&openClient, type, action));
 }
 
 static void actionGet()
@@ -160,7 +155,7 @@ static void actionIntfSet()
     uint32_t interface = 0, action = 0;
     if (!readBody({saturatedMember("interface", &interface), wordMember("action", actions, &action)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfSet(&openClient, interface, action)));
+    answerResult(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfSet(&openClient, interface, action));
 }
 
 /* Thresholds in a unit. The unit comes from the query string, the rest from the body. */
@@ -171,7 +166,7 @@ static void thresholdSet()
     uint32_t type = 0, threshold = 0;
     if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("threshold", &threshold)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiStormControlThresholdSet(&openClient, type, unit, threshold)));
+    answerResult(rpcclt_openapiStormControlThresholdSet(&openClient, type, unit, threshold));
 }
 
 static void intfThresholdSet()
@@ -181,8 +176,7 @@ static void intfThresholdSet()
     if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
                    saturatedMember("threshold", &threshold)}))
         return;
-    int rc = rpcclt_openapiStormControlIntfThresholdSet(&openClient, type, interface, unit, threshold);
-    answerOutcome(openResult(rc));
+    answerResult(rpcclt_openapiStormControlIntfThresholdSet(&openClient, type, interface, unit, threshold));
 }
 
 static void thresholdMinMaxGet()

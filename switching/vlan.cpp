@@ -1,16 +1,14 @@
 /*
- * vlan.cpp - /api/v2/switching/vlan: the VLAN table, the VLAN settings of an interface, switchports, private VLANs, and
- * the VLAN of untagged traffic by its source; the placeholders of /vlan/association and /vlan/protocol.
+ * vlan.cpp - /api/v2/switching/vlan, three subjects: the VLANs and the interfaces in them; switchports and private VLANs;
+ * the VLAN of untagged traffic by its source. Last their routes, with the placeholders of /vlan/association and
+ * /vlan/protocol.
  *
  * Numbers pass between the client and OpEN unchanged, whatever they mean. A number in a body counts only when it is a
  * JSON number. Some setters map OpEN's code (openResult), some hand it to the client as it is; readers map it or make
  * any failure an invalid argument. Which one is each endpoint's established behaviour, even where two make one call.
  */
-#include <stdlib.h>
-
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -19,42 +17,48 @@ static void answerVlan(int rc, Data data)
     answerData("vlan", openResult(rc), data);
 }
 
+/* The answers of the setters: by the map of OpEN's codes, and with the code as it is. */
+
+static void answerMapped(int rc)
+{
+    answerOutcomeFixed(openResult(rc));
+}
+
+static void answerUnmapped(int rc)
+{
+    answerOutcomeFixed(unmappedResult(rc));
+}
+
 /* For the readers that report every failure of OpEN as an invalid argument. */
 static void answerVlanOrInvalid(int rc, Data data)
 {
     answerDataOrOutcome("vlan", invalidUnlessOk(rc), data);
 }
 
-/* The interface of the few endpoints that insist on one. Without it they have answered, and have nothing left to do. */
+/* For the few endpoints that insist on an interface. False: there is none, and the refusal is answered. */
 static bool readIfNum(uint32_t *ifNum)
 {
     *ifNum = queryUintExact("ifNum");
     if (*ifNum == 0)
-        answerOutcome(RESULT_INVALID_ARGUMENT);
+        answerOutcome(ResultCode::INVALID_ARGUMENT);
     return *ifNum != 0;
 }
 
 /* A MAC address or an OUI, as the client wrote it: OpEN says what is one. */
 using AddressText = OpenText<64>;
 
-/* The text behind exactly `key`, decoded twice: established behaviour. False, and an empty text, without the key. */
-static bool queryAddress(const char *key, AddressText &text)
-{
-    bool found = paramGetExact(getenv("QUERY_STRING"), key, text.bytes, text.size) == RESULT_SUCCESS;
-    urlDecodeInPlace(text.bytes);
-    return found;
-}
+/* ---- VLANs and the interfaces in them ---- */
 
 /* The VLAN table */
 
 static void vlanCreate()
 {
-    answerOutcomeFixed(openResult(rpcclt_openapiVlanCreate(&openClient, queryUintExact("vlanNum"))));
+    answerMapped(rpcclt_openapiVlanCreate(&openClient, queryUintExact("vlanNum")));
 }
 
 static void vlanDelete()
 {
-    answerOutcomeFixed(openResult(rpcclt_openapiVlanDelete(&openClient, queryUintExact("vlanNum"))));
+    answerMapped(rpcclt_openapiVlanDelete(&openClient, queryUintExact("vlanNum")));
 }
 
 static void nameLenGet()
@@ -149,7 +153,7 @@ static void ifAcceptFrameTypeSet()
     uint32_t type = 1;
     if (!readBody({integerOfNumberMember("type", &type)}) || !readIfNum(&ifNum))
         return;
-    answerOutcomeFixed(rpcclt_openapiVlanIfAcceptFrameTypeSet(&openClient, ifNum, type));
+    answerUnmapped(rpcclt_openapiVlanIfAcceptFrameTypeSet(&openClient, ifNum, type));
 }
 
 static void ifPvidSet()
@@ -158,7 +162,7 @@ static void ifPvidSet()
     uint32_t vlanId = 0;
     if (!readBody({integerOfNumberMember("vlanNum", &vlanId)}) || !readIfNum(&ifNum))
         return;
-    answerOutcomeFixed(openResult(rpcclt_openapiVlanIfPvidSet(&openClient, ifNum, vlanId)));
+    answerMapped(rpcclt_openapiVlanIfPvidSet(&openClient, ifNum, vlanId));
 }
 
 /* Tagging takes the interface first, participation takes the VLAN first. */
@@ -170,7 +174,7 @@ static void ifTaggingSet()
         return;
     uint32_t ifNum = queryUintExact("ifNum");
     uint32_t vlanId = queryUintExact("vlanNum");
-    answerOutcomeFixed(rpcclt_openapiVlanIfTaggingSet(&openClient, ifNum, vlanId, tagging));
+    answerUnmapped(rpcclt_openapiVlanIfTaggingSet(&openClient, ifNum, vlanId, tagging));
 }
 
 static void ifParticipationGet()
@@ -189,7 +193,7 @@ static void ifParticipationSet()
         return;
     uint32_t vlanId = queryUintExact("vlanNum");
     uint32_t ifNum = queryUintExact("ifNum");
-    answerOutcomeFixed(rpcclt_openapiVlanIfParticipationSet(&openClient, vlanId, ifNum, mode));
+    answerUnmapped(rpcclt_openapiVlanIfParticipationSet(&openClient, vlanId, ifNum, mode));
 }
 
 static void ifNumTrafficClassesGet()
@@ -212,7 +216,7 @@ static void ifDefaultUserPrioritySet()
     if (!readBody({integerOfNumberMember("priority", &priority)}))
         return;
     uint32_t ifNum = queryUintExact("ifNum");
-    answerOutcomeFixed(openResult(rpcclt_openapiVlanIfDefaultUserPrioritySet(&openClient, ifNum, priority)));
+    answerMapped(rpcclt_openapiVlanIfDefaultUserPrioritySet(&openClient, ifNum, priority));
 }
 
 /* Ingress filtering as configured */
@@ -229,7 +233,7 @@ static void qportsEnableIngressFilteringSet()
     if (!readBody({integerOfNumberMember("mode", &mode)}))
         return;
     uint32_t ifNum = queryUintExact("ifNum");
-    answerOutcomeFixed(openResult(rpcclt_openapiQportsEnableIngressFilteringSet(&openClient, ifNum, mode)));
+    answerMapped(rpcclt_openapiQportsEnableIngressFilteringSet(&openClient, ifNum, mode));
 }
 
 /* A read through POST; the body is not looked at. */
@@ -252,8 +256,10 @@ static void rxPacketsNotForwardedCountGet()
 {
     uint64_t count = 0;
     int rc = rpcclt_openapiDot1qRxPacketsNotForwardedCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerVlan(rc, {number("totalRxPktsNotForwarded", (double)count)});
+    answerVlan(rc, {number64("totalRxPktsNotForwarded", count)});
 }
+
+/* ---- Switchports and private VLANs ---- */
 
 /* The switchport of an interface. Mode and trunk list are set with the interface in the body, the others by query. */
 
@@ -270,7 +276,7 @@ static void swPortModeSet()
     uint32_t mode = 0;
     if (!readBody({integerOfNumberMember("intf", &intf), integerOfNumberMember("mode", &mode)}))
         return;
-    answerOutcomeFixed(rpcclt_openapiDot1qSwPortModeSet(&openClient, intf, mode));
+    answerUnmapped(rpcclt_openapiDot1qSwPortModeSet(&openClient, intf, mode));
 }
 
 static void swPortAccessVlanGet()
@@ -286,7 +292,7 @@ static void swPortAccessVlanSet()
     if (!readBody({integerOfNumberMember("vlanId", &vlanId)}))
         return;
     uint32_t intf = queryUintExact("intf");
-    answerOutcomeFixed(openResult(rpcclt_openapiDot1qSwPortAccessVlanSet(&openClient, intf, vlanId)));
+    answerMapped(rpcclt_openapiDot1qSwPortAccessVlanSet(&openClient, intf, vlanId));
 }
 
 static void swPortTrunkNativeVlanGet()
@@ -302,7 +308,7 @@ static void swPortTrunkNativeVlanSet()
     if (!readBody({integerOfNumberMember("vlanId", &vlanId)}))
         return;
     uint32_t intf = queryUintExact("intf");
-    answerOutcomeFixed(openResult(rpcclt_openapiDot1qSwPortTrunkNativeVlanSet(&openClient, intf, vlanId)));
+    answerMapped(rpcclt_openapiDot1qSwPortTrunkNativeVlanSet(&openClient, intf, vlanId));
 }
 
 static void swPortTrunkAllowedVlanListGet()
@@ -318,7 +324,7 @@ static void swPortTrunkAllowedVlanListSet()
     VlanIdList list = {};
     if (!readBody({integerOfNumberMember("intf", &intf), vlanIdsMember("vidList", &list)}))
         return;
-    answerOutcomeFixed(rpcclt_openapiDot1qSwPortTrunkAllowedVlanListSet(&openClient, intf, &list));
+    answerUnmapped(rpcclt_openapiDot1qSwPortTrunkAllowedVlanListSet(&openClient, intf, &list));
 }
 
 static void swPortForbiddenVlanListGet()
@@ -422,7 +428,7 @@ static void privateVlanEnable()
     uint32_t type = 0;
     if (!readBody({integerOfNumberMember("pvlanType", &type)}))
         return;
-    answerOutcomeFixed(rpcclt_openapiDot1qPrivateVlanEnable(&openClient, queryUintExact("vlanId"), type));
+    answerUnmapped(rpcclt_openapiDot1qPrivateVlanEnable(&openClient, queryUintExact("vlanId"), type));
 }
 
 static void privateVlanGet()
@@ -437,7 +443,7 @@ static void privateVlanAssocAdd()
     VlanIdList list = {};
     if (!readBody({vlanIdsMember("vidList", &list)}))
         return;
-    answerOutcomeFixed(rpcclt_openapiDot1qApiPrivateVlanAssocAdd(&openClient, queryUintExact("vlanId"), list));
+    answerUnmapped(rpcclt_openapiDot1qApiPrivateVlanAssocAdd(&openClient, queryUintExact("vlanId"), list));
 }
 
 /* A DELETE has its query string for a body. It seldom parses; the list is then empty, and the call is made with it. */
@@ -445,7 +451,7 @@ static void privateVlanAssocRemove()
 {
     VlanIdList list = {};
     parseBody({vlanIdsMember("vidList", &list)});
-    answerOutcomeFixed(rpcclt_openapiDot1qApiPrivateVlanAssocRemove(&openClient, queryUintExact("vlanId"), list));
+    answerUnmapped(rpcclt_openapiDot1qApiPrivateVlanAssocRemove(&openClient, queryUintExact("vlanId"), list));
 }
 
 static void privateVlanAssociationGet()
@@ -463,12 +469,12 @@ static void hostAssocSet()
                    integerOfNumberMember("secondaryVlan", &secondary)}))
         return;
     uint32_t ifNum = queryUintExact("ifNum");
-    answerOutcomeFixed(rpcclt_openapiDot1qIntfPVlanHostAssocSet(&openClient, ifNum, primary, secondary));
+    answerUnmapped(rpcclt_openapiDot1qIntfPVlanHostAssocSet(&openClient, ifNum, primary, secondary));
 }
 
 static void hostAssocRemove()
 {
-    answerOutcomeFixed(rpcclt_openapiDot1qPVlanIntfHostAssocRemove(&openClient, queryUintExact("ifNum")));
+    answerUnmapped(rpcclt_openapiDot1qPVlanIntfHostAssocRemove(&openClient, queryUintExact("ifNum")));
 }
 
 /* The same value as pvlan-intf-host-assoc reads, but with the code mapped. */
@@ -487,12 +493,12 @@ static void promiscAssocSet()
     if (!readBody({integerOfNumberMember("primaryVlan", &primary), vlanIdsMember("vidList", &list)}))
         return;
     uint32_t ifNum = queryUintExact("ifNum");
-    answerOutcomeFixed(rpcclt_openapiDot1qIntfPVlanPromiscAssocSet(&openClient, ifNum, primary, list));
+    answerUnmapped(rpcclt_openapiDot1qIntfPVlanPromiscAssocSet(&openClient, ifNum, primary, list));
 }
 
 static void promiscAssocRemove()
 {
-    answerOutcomeFixed(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove(&openClient, queryUintExact("ifNum")));
+    answerUnmapped(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove(&openClient, queryUintExact("ifNum")));
 }
 
 /* The same value as pvlan-intf-promisc-assoc reads, but with the code mapped. */
@@ -518,7 +524,7 @@ static void globalAutoTrunkSet()
     uint32_t mode = 0;
     if (!readBody({integerOfNumberMember("adminMode", &mode)}))
         return;
-    answerOutcomeFixed(rpcclt_openapiVlanGlobalAutoTrunkSet(&openClient, mode));
+    answerUnmapped(rpcclt_openapiVlanGlobalAutoTrunkSet(&openClient, mode));
 }
 
 static void operAutoTrunkModeGet()
@@ -528,7 +534,7 @@ static void operAutoTrunkModeGet()
     answerVlan(rc, {boolean("autoTrunkOperMode", mode == 1)});
 }
 
-/* The VLAN of untagged traffic by its source: the MAC address, or the OUI of it */
+/* ---- The VLAN of untagged traffic by its source: the MAC address, or the OUI of it ---- */
 
 static void macAdd()
 {
@@ -536,31 +542,26 @@ static void macAdd()
     uint32_t vlanId = 0;
     if (!readBody({textMember("mac", mac), integerOfNumberMember("vlanId", &vlanId)}))
         return;
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcomeFixed(rpcclt_openapiVlanMacAdd(&openClient, &desc, vlanId));
+    answerUnmapped(rpcclt_openapiVlanMacAdd(&openClient, lengthSized(mac), vlanId));
 }
 
-/* Alone in refusing a missing text, and in decoding its number. */
+/* Here, and only here, an absent address is refused, and the VLAN is percent-decoded. */
 static void macDelete()
 {
     AddressText mac;
-    if (!queryAddress("mac", mac))
-        return answerOutcomeFixed(RESULT_INVALID_ARGUMENT);
-    char vlanId[16] = "";
-    paramGetExact(getenv("QUERY_STRING"), "vlanId", vlanId, sizeof vlanId);
-    OpenBufferDesc desc = lengthSized(mac);
-    answerOutcomeFixed(rpcclt_openapiVlanMacDelete(&openClient, &desc, (uint32_t)strtol(vlanId, nullptr, 10)));
+    if (!queryTextDecoded("mac", mac))
+        return answerOutcomeFixed(ResultCode::INVALID_ARGUMENT);
+    answerUnmapped(rpcclt_openapiVlanMacDelete(&openClient, lengthSized(mac), queryUintDecoded("vlanId")));
 }
 
 /* The address comes back as it was asked for, whatever OpEN makes of it. */
 static void macGet()
 {
     AddressText mac;
-    queryAddress("mac", mac);
+    queryTextDecoded("mac", mac);
     AddressText asked = mac;
-    OpenBufferDesc desc = lengthSized(asked);
     uint32_t vlanId = 0;
-    int rc = rpcclt_openapiVlanMacGet(&openClient, &desc, &vlanId);
+    int rc = rpcclt_openapiVlanMacGet(&openClient, lengthSized(asked), &vlanId);
     answerVlan(rc, {string("mac", mac.bytes), number("vlanId", vlanId)});
 }
 
@@ -571,10 +572,8 @@ static void macGetNext()
     if (!readBody({textMember("mac", mac)}))
         return;
     AddressText nextMac;
-    OpenBufferDesc desc = lengthSized(mac);
-    OpenBufferDesc nextDesc = bufferSized(nextMac);
     uint32_t nextVlanId = 0;
-    int rc = rpcclt_openapiVlanMacGetNext(&openClient, &desc, &nextDesc, &nextVlanId);
+    int rc = rpcclt_openapiVlanMacGetNext(&openClient, lengthSized(mac), bufferSized(nextMac), &nextVlanId);
     answerVlanOrInvalid(rc, {string("nextMac", nextMac.bytes), number("nextVlanId", nextVlanId)});
 }
 
@@ -583,33 +582,29 @@ static void macOuiVlanAdd()
     AddressText oui;
     if (!readBody({textMember("oui", oui)}))
         return;
-    OpenBufferDesc desc = lengthSized(oui);
-    answerOutcomeFixed(openResult(rpcclt_openapiVlanMacOuiVlanAdd(&openClient, &desc, queryUintExact("vlanId"))));
+    answerMapped(rpcclt_openapiVlanMacOuiVlanAdd(&openClient, lengthSized(oui), queryUintExact("vlanId")));
 }
 
 static void macOuiVlanDelete()
 {
-    answerOutcomeFixed(rpcclt_openapiVlanMacOuiVlanDelete(&openClient, queryUintExact("vlanId")));
+    answerUnmapped(rpcclt_openapiVlanMacOuiVlanDelete(&openClient, queryUintExact("vlanId")));
 }
 
 static void macOuiVlanFirstGet()
 {
     AddressText oui;
-    OpenBufferDesc desc = bufferSized(oui);
     uint32_t vlanId = 0;
-    int rc = rpcclt_openapiVlanMacOuiVlanFirstGet(&openClient, &desc, &vlanId);
+    int rc = rpcclt_openapiVlanMacOuiVlanFirstGet(&openClient, bufferSized(oui), &vlanId);
     answerVlanOrInvalid(rc, {string("oui", oui.bytes), number("vlanId", vlanId)});
 }
 
 static void macOuiVlanNextGet()
 {
     AddressText oui;
-    queryAddress("oui", oui);
+    queryTextDecoded("oui", oui);
     AddressText nextOui;
-    OpenBufferDesc desc = lengthSized(oui);
-    OpenBufferDesc nextDesc = bufferSized(nextOui);
     uint32_t vlanId = 0;
-    int rc = rpcclt_openapiVlanMacOuiVlanNextGet(&openClient, &desc, &nextDesc, &vlanId);
+    int rc = rpcclt_openapiVlanMacOuiVlanNextGet(&openClient, lengthSized(oui), bufferSized(nextOui), &vlanId);
     answerVlanOrInvalid(rc, {string("nextOui", nextOui.bytes), number("vlanId", vlanId)});
 }
 
@@ -619,6 +614,8 @@ static void macOuiVlanCountGet()
     int rc = rpcclt_openapiVlanMacOuiVlanCountGet(&openClient, &count);
     answerVlan(rc, {number("count", count)});
 }
+
+/* ---- Routes ---- */
 
 /* Names that are held for what the switch does not offer */
 void addVlanPlaceholderRoutes(RouteDir *dir)

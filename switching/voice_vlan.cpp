@@ -4,13 +4,12 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
 static void answerReading(int rc, const char *key, uint32_t value)
 {
-    answerData("voiceVlan", openResult(rc), {number(key, (int32_t)value)});
+    answerData("voiceVlan", openResult(rc), {signedNumber(key, value)});
 }
 
 /* The administrative mode of the switch, and of an interface with the value that goes with it */
@@ -20,7 +19,7 @@ static void adminModeSet()
     uint32_t mode = 0;
     if (!readBody({integerOfNumberMember("mode", &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoiceVlanAdminModeSet(&openClient, mode)));
+    answerResult(rpcclt_openapiVoiceVlanAdminModeSet(&openClient, mode));
 }
 
 static void adminModeGet()
@@ -37,7 +36,7 @@ static void portAdminModeSet()
     uint32_t value = 0;
     if (!readBody({integerOfNumberMember("mode", &mode), integerOfNumberMember("dataValue", &value)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoiceVlanPortAdminModeSet(&openClient, ifNum, mode, value)));
+    answerResult(rpcclt_openapiVoiceVlanPortAdminModeSet(&openClient, ifNum, mode, value));
 }
 
 static void portAdminModeGet()
@@ -69,7 +68,7 @@ static void portDot1pPrioritySet()
     uint32_t priority = 0;
     if (!readBody({integerOfNumberMember("priority", &priority)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoiceVlanPortDot1pPrioritySet(&openClient, ifNum, priority)));
+    answerResult(rpcclt_openapiVoiceVlanPortDot1pPrioritySet(&openClient, ifNum, priority));
 }
 
 static void portCosOverrideModeGet()
@@ -85,7 +84,7 @@ static void portCosOverrideModeSet()
     uint32_t mode = 0;
     if (!readBody({integerOfNumberMember("mode", &mode)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoiceVlanPortCosOverrideModeSet(&openClient, ifNum, mode)));
+    answerResult(rpcclt_openapiVoiceVlanPortCosOverrideModeSet(&openClient, ifNum, mode));
 }
 
 static void portAuthStateGet()
@@ -101,7 +100,7 @@ static void portAuthStateSet()
     uint32_t state = 0;
     if (!readBody({integerOfNumberMember("state", &state)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoiceVlanPortAuthStateSet(&openClient, ifNum, state)));
+    answerResult(rpcclt_openapiVoiceVlanPortAuthStateSet(&openClient, ifNum, state));
 }
 
 static void portDscpGet()
@@ -117,7 +116,7 @@ static void portDscpSet()
     uint32_t dscp = 0;
     if (!readBody({integerOfNumberMember("dscp", &dscp)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoiceVlanPortDscpSet(&openClient, ifNum, dscp)));
+    answerResult(rpcclt_openapiVoiceVlanPortDscpSet(&openClient, ifNum, dscp));
 }
 
 /* The status goes under the key "mode": established behaviour. */
@@ -133,7 +132,7 @@ static void portVlanIdSet()
 {
     uint32_t ifNum = queryUintExact("ifNum");
     uint32_t vlanId = queryUintExact("vlanId");
-    answerOutcome(openResult(rpcclt_openapiVoiceVlanPortVlanIdSet(&openClient, ifNum, vlanId)));
+    answerResult(rpcclt_openapiVoiceVlanPortVlanIdSet(&openClient, ifNum, vlanId));
 }
 
 void addVoiceVlanRoutes(RouteDir *dir)

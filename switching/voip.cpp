@@ -5,7 +5,6 @@
  */
 #include "common/answer.h"
 #include "common/open_client.h"
-#include "common/request_input.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
@@ -37,7 +36,7 @@ static void answerVoip(int rc, Data data)
 
 static void globalVlanIdReset()
 {
-    answerOutcome(openResult(rpcclt_openapiVoipGlobalVlanIdReset(&openClient)));
+    answerResult(rpcclt_openapiVoipGlobalVlanIdReset(&openClient));
 }
 
 static void globalVlanIdGet()
@@ -68,7 +67,7 @@ static void profileCosQueueGet()
     uint32_t scheme = 0;
     uint32_t value = 0;
     int rc = rpcclt_openapiVoipProfileCosQueueGet(&openClient, &scheme, &value);
-    answerVoip(rc, {string("pType", wordOf(schemeWords, scheme, "unknown")), number("pTypeVal", value)});
+    answerVoip(rc, {word("pType", schemeWords, scheme, "unknown"), number("pTypeVal", value)});
 }
 
 /* What is read as "pType" and "pTypeVal" is set as "priScheme" and "value": established behaviour. */
@@ -78,7 +77,7 @@ static void profileCosQueueSet()
     uint32_t value = 0;
     if (!readBody({wordMember("priScheme", schemeWords, &scheme), integerMember("value", &value)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoipProfileCosQueueSet(&openClient, scheme, value)));
+    answerResult(rpcclt_openapiVoipProfileCosQueueSet(&openClient, scheme, value));
 }
 
 static void ouiPriorityGet()
@@ -93,7 +92,7 @@ static void ouiPrioritySet()
     uint32_t priority = 0;
     if (!readBody({integerMember("priority", &priority)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoipOUIPrioritySet(&openClient, priority)));
+    answerResult(rpcclt_openapiVoipOUIPrioritySet(&openClient, priority));
 }
 
 /* The table of OUIs, by OUI */
@@ -104,9 +103,7 @@ static void ouiAdd()
     OuiDescription description;
     if (!readBody({textMember("voipOui", oui), textMember("ouiDesc", description)}))
         return;
-    OpenBufferDesc ouiText = lengthSized(oui);
-    OpenBufferDesc descriptionText = lengthSized(description);
-    answerOutcome(openResult(rpcclt_openapiVoipOuiAdd(&openClient, &ouiText, &descriptionText)));
+    answerResult(rpcclt_openapiVoipOuiAdd(&openClient, lengthSized(oui), lengthSized(description)));
 }
 
 /* The query string itself must be the JSON text, not percent-encoded: established behaviour. */
@@ -115,8 +112,7 @@ static void ouiRemove()
     Oui oui;
     if (!readBody({textMember("voipOui", oui)}))
         return;
-    OpenBufferDesc ouiText = lengthSized(oui);
-    answerOutcome(openResult(rpcclt_openapiVoipOuiRemove(&openClient, &ouiText)));
+    answerResult(rpcclt_openapiVoipOuiRemove(&openClient, lengthSized(oui)));
 }
 
 static void ouiCountGet()
@@ -130,9 +126,7 @@ static void ouiFirstEntryGet()
 {
     Oui oui;
     OuiDescription description;
-    OpenBufferDesc ouiText = bufferSized(oui);
-    OpenBufferDesc descriptionText = bufferSized(description);
-    int rc = rpcclt_openapiVoipOuiFirstEntryGet(&openClient, &ouiText, &descriptionText);
+    int rc = rpcclt_openapiVoipOuiFirstEntryGet(&openClient, bufferSized(oui), bufferSized(description));
     answerVoip(rc, {string("voipOui", oui.bytes), string("ouiDesc", description.bytes)});
 }
 
@@ -141,9 +135,7 @@ static void ouiDescGet()
     Oui oui;
     OuiDescription description;
     readParams({textParam("voipOui", oui)});
-    OpenBufferDesc ouiText = lengthSized(oui);
-    OpenBufferDesc descriptionText = bufferSized(description);
-    int rc = rpcclt_openapiVoipOuiDescGet(&openClient, &ouiText, &descriptionText);
+    int rc = rpcclt_openapiVoipOuiDescGet(&openClient, lengthSized(oui), bufferSized(description));
     answerVoip(rc, {string("ouiDesc", description.bytes)});
 }
 
@@ -153,17 +145,15 @@ static void ouiNextEntryGet()
     Oui next;
     OuiDescription nextDescription;
     readParams({textParam("voipOui", oui)});
-    OpenBufferDesc ouiText = lengthSized(oui);
-    OpenBufferDesc nextText = bufferSized(next);
-    OpenBufferDesc nextDescriptionText = bufferSized(nextDescription);
-    int rc = rpcclt_openapiVoipOuiNextEntryGet(&openClient, &ouiText, &nextText, &nextDescriptionText);
+    int rc = rpcclt_openapiVoipOuiNextEntryGet(&openClient, lengthSized(oui), bufferSized(next),
+                                               bufferSized(nextDescription));
     answerVoip(rc, {string("nextVoipOui", next.bytes), string("nextOuiDesc", nextDescription.bytes)});
 }
 
 /* From the query string; the body is not read. */
 static void globalVlanIdSet()
 {
-    answerOutcome(openResult(rpcclt_openapiVoipGlobalVlanIdSet(&openClient, queryUintExact("vlanId"))));
+    answerResult(rpcclt_openapiVoipGlobalVlanIdSet(&openClient, queryUintExact("vlanId")));
 }
 
 /* Interfaces */
@@ -174,12 +164,10 @@ static void intfModeGet()
     uint32_t ifNum = queryUintExact("ifNum");
     uint32_t protocol = 0;
     uint32_t oui = 0;
-    ResultCode protocolCode =
-        openResult(rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_PROTOCOL, &protocol));
-    ResultCode ouiCode = openResult(rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_OUI, &oui));
-    answerData("voip", protocolCode != RESULT_SUCCESS ? protocolCode : ouiCode,
-               {string("protocolMode", wordOf(enableWords, protocol, "disable")),
-                string("ouiMode", wordOf(enableWords, oui, "disable"))});
+    int protocolRc = rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_PROTOCOL, &protocol);
+    int ouiRc = rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_OUI, &oui);
+    answerVoip(protocolRc != OPEN_OK ? protocolRc : ouiRc,
+               {word("protocolMode", enableWords, protocol, "disable"), word("ouiMode", enableWords, oui, "disable")});
 }
 
 static void intfModeSet()
@@ -189,7 +177,7 @@ static void intfModeSet()
     uint32_t flag = 0;
     if (!readBody({wordMember("type", modeTypeWords, &type), wordMember("mode", enableWords, &flag)}))
         return;
-    answerOutcome(openResult(rpcclt_openapiVoipIntfModeSet(&openClient, ifNum, type, flag)));
+    answerResult(rpcclt_openapiVoipIntfModeSet(&openClient, ifNum, type, flag));
 }
 
 /* A status that OpEN leaves untouched reads "down". */
@@ -197,14 +185,14 @@ static void intfProtocolStatusGet()
 {
     uint32_t status = STATUS_DOWN;
     int rc = rpcclt_openapiVoipIntfProtocolStatusGet(&openClient, queryUintExact("ifNum"), &status);
-    answerVoip(rc, {string("status", wordOf(statusWords, status, "down"))});
+    answerVoip(rc, {word("status", statusWords, status, "down")});
 }
 
 static void intfOuiStatusGet()
 {
     uint32_t status = STATUS_DOWN;
     int rc = rpcclt_openapiVoipIntfOUIStatusGet(&openClient, queryUintExact("ifNum"), &status);
-    answerVoip(rc, {string("status", wordOf(statusWords, status, "down"))});
+    answerVoip(rc, {word("status", statusWords, status, "down")});
 }
 
 /* The table of OUIs, by index */
@@ -213,9 +201,8 @@ static void ouiEntryGet()
 {
     Oui oui;
     OuiDescription description;
-    OpenBufferDesc ouiText = bufferSized(oui);
-    OpenBufferDesc descriptionText = bufferSized(description);
-    int rc = rpcclt_openapiVoipOuiEntryGet(&openClient, queryUintExact("ouiIndex"), &ouiText, &descriptionText);
+    uint32_t index = queryUintExact("ouiIndex");
+    int rc = rpcclt_openapiVoipOuiEntryGet(&openClient, index, bufferSized(oui), bufferSized(description));
     answerVoip(rc, {string("voipOui", oui.bytes), string("ouiDesc", description.bytes)});
 }
 
@@ -224,10 +211,8 @@ static void ouiEntryNextGet()
     uint32_t index = queryUintExact("ouiIndex");
     Oui oui;
     OuiDescription description;
-    OpenBufferDesc ouiText = bufferSized(oui);
-    OpenBufferDesc descriptionText = bufferSized(description);
     uint32_t next = 0;
-    int rc = rpcclt_openapiVoipOuiEntryNextGet(&openClient, index, &ouiText, &descriptionText, &next);
+    int rc = rpcclt_openapiVoipOuiEntryNextGet(&openClient, index, bufferSized(oui), bufferSized(description), &next);
     answerVoip(rc, {string("voipOui", oui.bytes), string("ouiDesc", description.bytes), number("nextOuiIndex", next)});
 }
 
@@ -238,14 +223,12 @@ static void indexOuiAdd()
     OuiDescription description;
     if (!readBody({textMember("voipOui", oui), textMember("ouiDesc", description)}))
         return;
-    OpenBufferDesc ouiText = lengthSized(oui);
-    OpenBufferDesc descriptionText = lengthSized(description);
-    answerOutcome(openResult(rpcclt_openapiVoipIndexOuiAdd(&openClient, index, &ouiText, &descriptionText)));
+    answerResult(rpcclt_openapiVoipIndexOuiAdd(&openClient, index, lengthSized(oui), lengthSized(description)));
 }
 
 static void indexOuiRemove()
 {
-    answerOutcome(openResult(rpcclt_openapiVoipIndexOuiRemove(&openClient, queryUintExact("ouiIndex"))));
+    answerResult(rpcclt_openapiVoipIndexOuiRemove(&openClient, queryUintExact("ouiIndex")));
 }
 
 void addVoipRoutes(RouteDir *dir)

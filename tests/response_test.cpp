@@ -12,26 +12,26 @@
 TEST(ResultCodes, mapOpenCodes)
 {
     for (int code = -40; code <= 40; code++) {
-        ResultCode expected = code == 0     ? 0
-                              : code == -22 ? 10003
-                              : code == -24 ? 10011
-                              : code == -28 ? 17002
-                              : code == -29 ? 10023
-                                            : 10000;
+        ResultCode expected{code == 0     ? 0
+                            : code == -22 ? 10003
+                            : code == -24 ? 10011
+                            : code == -28 ? 17002
+                            : code == -29 ? 10023
+                                          : 10000};
         EXPECT_EQ(openResult(code), expected) << code;
     }
-    EXPECT_EQ(openResult(INT32_MIN), 10000);
-    EXPECT_EQ(openResult(INT32_MAX), 10000);
+    for (int code : {INT32_MIN, INT32_MAX})
+        EXPECT_EQ(openResult(code), ResultCode::GENERAL_FAILED);
 }
 
 TEST(ResultCodes, haveMessages)
 {
-    EXPECT_STREQ(resultMessage(0), "Success");
-    EXPECT_STREQ(resultMessage(10024), "HTTP method is not suported for this request");
-    EXPECT_STREQ(resultMessage(11000), "");
-    EXPECT_STREQ(resultMessage(-7), "Failed to allocate memory");
-    EXPECT_STREQ(resultMessage(-204), "Invalid user, user does not exist");
-    EXPECT_STREQ(resultMessage(12), "Error code unknown");
+    EXPECT_STREQ(resultMessage(ResultCode{0}), "Success");
+    EXPECT_STREQ(resultMessage(ResultCode{10024}), "HTTP method is not suported for this request");
+    EXPECT_STREQ(resultMessage(ResultCode{11000}), "");
+    EXPECT_STREQ(resultMessage(ResultCode{-7}), "Failed to allocate memory");
+    EXPECT_STREQ(resultMessage(ResultCode{-204}), "Invalid user, user does not exist");
+    EXPECT_STREQ(resultMessage(ResultCode{12}), "Error code unknown");
 }
 
 /* What responseJsonRreallocStr makes of an output that holds "old". */
@@ -52,22 +52,22 @@ TEST(Envelope, holdsDataOnlyOnSuccess)
     const std::string failed = "{\n\t\"resp\":\t{\n\t\t\"respCode\":\t-204,\n\t\t\"respMsg\":\t\"Invalid user, user does "
                                "not exist\",\n\t\t\"status\":\t\"fail\"\n\t}\n}";
     int result = -1;
-    EXPECT_EQ(allocated(0, "bridge", "{\"a\":1}", &result), withData);
+    EXPECT_EQ(allocated(ResultCode{0}, "bridge", "{\"a\":1}", &result), withData);
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(allocated(0, "bridge", nullptr, &result), plain);
-    EXPECT_EQ(allocated(0, nullptr, "{\"a\":1}", &result), plain);
-    EXPECT_EQ(allocated(-204, "bridge", "{\"a\":1}", &result), failed);
-    EXPECT_EQ(allocated(0, "bridge", "no JSON", &result), "old");
+    EXPECT_EQ(allocated(ResultCode{0}, "bridge", nullptr, &result), plain);
+    EXPECT_EQ(allocated(ResultCode{0}, nullptr, "{\"a\":1}", &result), plain);
+    EXPECT_EQ(allocated(ResultCode{-204}, "bridge", "{\"a\":1}", &result), failed);
+    EXPECT_EQ(allocated(ResultCode{0}, "bridge", "no JSON", &result), "old");
     EXPECT_EQ(result, 10000);
 
     char buffer[1024] = "";
-    EXPECT_EQ(responseJsonStr(0, nullptr, "ignored", buffer), 0);
+    EXPECT_EQ(responseJsonStr(ResultCode{0}, nullptr, "ignored", buffer), 0);
     EXPECT_EQ(buffer, plain);
     memset(buffer, 0, sizeof buffer);
-    EXPECT_EQ(responseJsonStr(0, "bridge", "{\"a\":1}", buffer), 0);
+    EXPECT_EQ(responseJsonStr(ResultCode{0}, "bridge", "{\"a\":1}", buffer), 0);
     EXPECT_EQ(buffer, withData);
     memset(buffer, 'x', sizeof buffer);
-    EXPECT_EQ(responseJsonStr(-204, "bridge", nullptr, buffer), 0);
+    EXPECT_EQ(responseJsonStr(ResultCode{-204}, "bridge", nullptr, buffer), 0);
     EXPECT_EQ(std::string(buffer, failed.size() + 1), failed + "x"); /* no zero is put behind it */
-    EXPECT_EQ(responseJsonStr(0, "bridge", nullptr, buffer), -1); /* a name wants data here */
+    EXPECT_EQ(responseJsonStr(ResultCode{0}, "bridge", nullptr, buffer), -1); /* a name wants data here */
 }

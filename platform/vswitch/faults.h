@@ -7,30 +7,37 @@
 #include <stdint.h>
 
 #include <map>
+#include <span>
 #include <string>
 
+#include "commands.h"
 #include "operations.h"
 
+using ValuesByName = std::map<std::string, std::string>; /* of parameters, as they were given */
+
 struct Fault {
-    bool hasCode = false; /* the code is answered and the model is not asked */
+    Words words;             /* as it was given, but for "times" */
+    ValuesByName conditions; /* the calls it meets send these values */
+    ValuesByName outputs;    /* what they return */
+    bool hasCode = false;    /* the code is answered and the model is not asked */
     int code = 0;
-    long times = -1;      /* for so many calls; -1 until cleared */
+    long long times = -1;    /* for so many calls; -1 until cleared */
+    uint64_t met = 0;        /* calls so far */
     uint32_t delayMs = 0;
     bool hangUp = false;
     bool rubbish = false;
-    std::map<std::string, std::string> outputs; /* values by parameter name */
 };
 
 /* The fault this call of the operation meets, null for none; counts the call. Valid until the next call. */
-const Fault *takeFault(const std::string &operation);
+const Fault *takeFault(const Operation &operation, const Arguments &arguments);
 
 /* Puts the fault's values into the arguments. */
 void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *arguments);
 
-/*
- * Runs a command that somebody gave the running switch: "fault ...", "clear [OPERATION]", "reset", "pass SECONDS" or
- * "operations". False with an explanation in *answer when it cannot be run.
- */
-bool runCommand(const std::string &command, std::string *answer);
+/* All of them end. */
+void clearFaults();
+
+/* The commands that make and end faults. */
+std::span<const Command> faultCommands();
 
 #endif

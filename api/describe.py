@@ -1,0 +1,456 @@
+#!/usr/bin/python3
+"""describe.py - makes openapi.json of what the recorder saw (facts.py) and what people say (words/, scene.txt, info.md).
+
+    describe.py BUILD            compares openapi.json with what it should be, and fails when it is not
+    describe.py BUILD --write    writes it; the answers of the examples stay as they are
+    describe.py BUILD --play     writes it with the answers that the program and the virtual switch of BUILD give
+
+BUILD is a directory in which everything is built.
+"""
+import json
+import os
+import re
+import subprocess
+import sys
+
+from facts import MAPPED, OPEN_CODES, Unclear, record
+from switch import Switch
+from words import Words, Wrong
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+DESCRIPTION = os.path.join(HERE, "openapi.json")
+BASE = "/api/v2/switching"
+INT32 = {"type": "integer", "format": "int32", "minimum": -2**31, "maximum": 2**31 - 1}
+UINT32 = {"type": "integer", "minimum": 0, "maximum": 2**32 - 1}
+UINT16 = {"type": "integer", "minimum": 0, "maximum": 65535}
+UINT64 = {"type": "integer", "minimum": 0, "maximum": 2**64}  # as JSON numbers are doubles, the largest rounds up
+FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}  # those that occur together
+VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
+
+
+meanings = {}
+
+
+def directory(endpoint):
+    return endpoint["path"].removeprefix(BASE + "/")
+
+
+def identity(endpoint):
+    return directory(endpoint).replace("/", "-"), endpoint["method"], endpoint["name"]
+
+
+# What numbers mean
+
+def read_meanings(build):
+    """What the virtual switch takes the numbers for, by operation and operand."""
+    output = subprocess.run([build + "/vswitch", "operations", "--json"], check=True, capture_output=True, text=True).stdout
+    table = json.loads(output)
+    says = {name: ", ".join(f"{row['value']} {row['word']}" for row in meaning["numbers"]) or meaning["about"]
+            for name, meaning in table["meanings"].items()}
+    return {(operation["name"], row["name"]): says[row["meaning"]]
+            for operation in table["operations"] for row in operation["parameters"] if "meaning" in row}
+
+
+def meant(endpoint, operand, text, kind):
+    """Says behind "OpEN's code" and "OpEN's unit" what the virtual switch takes the number for."""
+    found = re.search(r"OpEN's (code|unit)(?! \()", text)
+    if not found or kind != "number":
+        return text
+    for operation in endpoint["calls"]:
+        if (operation, operand) in meanings:
+            return f"{text[:found.end()]} (virtual switch: {meanings[operation, operand]}){text[found.end():]}"
+    raise Wrong(f"{identity(endpoint)}: the virtual switch does not say what {operand} means")
+
+
+# Keys
+
+def other_word(endpoint, key, endpoints):
+    """The word under which the code of an unknown word is reported, where a member of the key's name says it."""
+    for other in endpoints:
+        member = other["members"].get(key["name"], {})
+        if other["path"] == endpoint["path"] and member.get("type") == "words":
+            if set(member["codes"]) <= set(key["codes"]) and key["default"] not in sum(member["codes"].values(), []):
+                return member["otherwise"]
+    return None
+
+
+def words_schema(endpoint, key, endpoints):
+    """Of synonyms the first is offered, the others are in the text."""
+    codes, more = dict(key["codes"]), []
+    if key["default"] is not None and key["default"] not in codes.values():
+        word = other_word(endpoint, key, endpoints)
+        codes.update({word: key["default"]} if word else {})
+    offered = {code: word for word, code in reversed(codes.items())}
+    for word, code in codes.items():
+        if offered[code] != word:
+            more.append(f'"{word}" is the same as "{offered[code]}".')
+    schema = {"type": "string", "enum": [word for word in codes if word in offered.values()], "x-codes": codes}
+    if key["number_too"]:
+        more.append("A decimal number is taken as OpEN's code.")
+        schema["x-number-too"] = True
+    if key["default"] is not None:
+        schema["x-default"] = key["default"]
+        if key["default"] in offered:
+            schema["default"] = offered[key["default"]]
+    return schema, more
+
+
+def key_schema(endpoint, key, endpoints):
+    """The schema of a key, and what has to be said besides."""
+    more = []
+    kind = key["type"]
+    if kind == "words":
+        schema, more = words_schema(endpoint, key, endpoints)
+    elif kind == "ids":
+        schema = dict(VLAN_IDS, default=[])
+    elif kind == "boolean":
+        schema = {"type": "boolean", "default": False}
+    elif kind == "number":
+        schema = dict(UINT16 if key["bits"] == 16 else INT32 if key["rule"] == "int32" else UINT32)
+        if key["bits"] == 16:
+            schema["x-bits"] = 16
+        if key["nothing_refused"]:
+            schema["minimum"] = 1
+        schema["default"] = key["default"]
+    else:
+        schema = {"type": "string", "default": ""}
+        if key["rule"] == "text":
+            schema["maxLength"] = key["size"] - 1
+        if kind == "ipv4":
+            schema.update({"format": "ipv4", "x-conversion": "ipv4"})
+        if key["nothing_refused"]:
+            schema["minLength"] = 1
+    if key["required"]:
+        schema.pop("default", None)
+    schema["x-operand"] = key["operands"]
+    return schema, more
+
+
+def check_example(where, schema, value):
+    types = {"integer": int, "string": str, "boolean": bool, "array": list}
+    fits = isinstance(value, types[schema["type"]]) and value in schema.get("enum", [value])
+    if fits and schema["type"] == "integer":
+        fits = schema["minimum"] <= value <= schema["maximum"]
+    if not fits or len(str(value)) > schema.get("maxLength", 10**6):
+        raise Wrong(f"{where}: the example {value!r} does not fit {schema}")
+
+
+def describe_key(endpoint, key, endpoints, words):
+    schema, more = key_schema(endpoint, key, endpoints)
+    example, text = words.find(identity(endpoint), key["name"])
+    if text is None or example is None:
+        raise Wrong(f"{identity(endpoint)}: the key {key['name']} lacks a text or an example")
+    check_example(f"{identity(endpoint)} {key['name']}", schema, example)
+    return " ".join([meant(endpoint, key["operands"][0], text, key["type"]), *more]), schema, example
+
+
+def object_of(described):
+    """The schema of a JSON or form body."""
+    schema = {"type": "object", "additionalProperties": False, "properties": {}}
+    required = [key["name"] for key, _text, _schema, _example in described if key["required"]]
+    if required:
+        schema["required"] = required
+    for key, text, key_schema_, _example in described:
+        schema["properties"][key["name"]] = {"description": text, **key_schema_}
+    return schema
+
+
+def describe_request(endpoint, operation, endpoints, words):
+    described = [(key, *describe_key(endpoint, key, endpoints, words)) for key in endpoint["keys"]]
+    of = lambda *sources: [row for row in described if row[0]["source"] in sources]
+    examples = lambda rows: {key["name"]: example for key, _text, _schema, example in rows}
+    for key, text, schema, example in of("exact", "loose", "decoded"):
+        parameter = {"name": key["name"], "in": "query", "description": text, "required": key["required"]}
+        if schema["type"] == "string" and key["source"] != "decoded":
+            parameter["allowReserved"] = True
+        parameter.update({"schema": schema, "example": example, "x-lookup": key["source"]})
+        operation.setdefault("parameters", []).append(parameter)
+    for source, media in (("json", "application/json"), ("form", "application/x-www-form-urlencoded")):
+        if rows := of(source):
+            content = {"schema": object_of(rows), "example": examples(rows)}
+            if source == "form":
+                content["encoding"] = {key["name"]: {"allowReserved": True} for key, *_ in rows}
+            operation["requestBody"] = {"required": endpoint["needs_body"] or source == "form", "content": {media: content}}
+    if rows := of("query-json"):
+        operation["x-query-string"] = {"required": endpoint["needs_body"], "schema": object_of(rows),
+                                       "example": query_of(operation, examples(rows))}
+    check_lookups([key for key, *_ in of("exact", "loose", "decoded")], operation)
+
+
+def query_of(operation, json_text=None):
+    """The query string of the example: the JSON text, where there is one, then the keys in their order, raw."""
+    pieces = [json.dumps(json_text, separators=(",", ":"))] if json_text else []
+    for parameter in operation.get("parameters", []):
+        pieces.append(f"{parameter['name']}={parameter['example']}")
+    return "&".join(pieces)
+
+
+def check_lookups(keys, operation):
+    """In the described order the loose lookup must find every key's own piece."""
+    pieces = query_of(operation).split("&")
+    for index, key in enumerate(keys):
+        if key["source"] == "loose" and any(key["name"] in piece for piece in pieces[:index]):
+            raise Wrong(f"{operation['operationId']}: {key['name']} is found in another piece of {pieces}")
+
+
+# Answers
+
+def source_of(endpoint, fact):
+    code = "code" in fact
+    source = {} if code else {"key": fact["key"]} if "key" in fact else {"operand": fact["operand"]}
+    if "operand" in fact and len(endpoint["calls"]) > 1:
+        source["call"] = fact["place"][0]
+    if "codes" in fact:
+        word = lambda value: value if isinstance(value, str) else json.dumps(value)
+        source["code" if code else "words"] = {word(value): codes for value, codes in fact["codes"].items()}
+        source["otherwise"] = word(fact["otherwise"])
+    if fact["type"] == "ipv4":
+        source["conversion"] = "ipv4"
+    return source
+
+
+def number_schema(values):
+    if min(values) < 0:
+        return INT32
+    return {65535: UINT16, 2**32 - 1: UINT32}.get(max(values), UINT64)
+
+
+def member_schema(endpoint, fact, words):
+    kind = fact["type"]
+    if kind == "object":
+        return object_schema({name: described_member(endpoint, name, part, words) for name, part in fact["members"].items()})
+    if kind == "count":
+        return {**number_schema(fact["values"]), "x-source": {"operand": fact["operand"], "count": True}}
+    if kind == "number":
+        schema = dict(number_schema(fact["values"]))
+    elif kind == "ids":
+        schema = dict(VLAN_IDS)
+    elif kind == "boolean":
+        schema = {"type": "boolean"}
+    elif kind == "words":
+        schema = {"type": "string", "enum": [*fact["codes"], fact["otherwise"]]}
+    elif kind == "ipv4":
+        schema = {"type": "string", "format": "ipv4"}
+    else:
+        schema = {"type": "string"}
+        if "key" in fact:
+            schema["maxLength"] = next(key["size"] - 1 for key in endpoint["keys"] if key["name"] == fact["key"])
+        elif isinstance(endpoint["text_sizes"][fact["operand"]], int):
+            schema["maxLength"] = fact["longest"]
+    schema["x-source"] = source_of(endpoint, fact)
+    return schema
+
+
+def described_member(endpoint, name, fact, words):
+    _example, text = words.find(identity(endpoint), name)
+    if text is None and len(endpoint["members"]) > 1:
+        raise Wrong(f"{identity(endpoint)}: the member {name} lacks a text")
+    text = meant(endpoint, fact.get("operand"), text or words.line(identity(endpoint)), fact["type"])
+    return {"description": text, **member_schema(endpoint, fact, words)}
+
+
+def object_schema(members):
+    """An object that has exactly these members."""
+    return {"type": "object", "additionalProperties": False, "required": list(members), "properties": members}
+
+
+def resp_schema(codes, message):
+    code = {"const": codes[0]} if len(codes) == 1 else {"type": "integer", "enum": codes}
+    status = {"const": "success" if codes == [0] else "fail"}
+    return object_schema({"respCode": code, "respMsg": {"const": message}, "status": status})
+
+
+def component_name(message):
+    return "".join(word[0].upper() + word[1:] for word in re.findall(r"\w+", message))
+
+
+def add_component(schemas, codes, message):
+    name = component_name(message)
+    schema = object_schema({"resp": resp_schema(codes, message)})
+    if schemas.setdefault(name, schema) != schema:
+        raise Wrong(f'"{message}" stands for different codes in different endpoints')
+    return {"$ref": f"#/components/schemas/{name}"}
+
+
+def success_schema(endpoint, words, schemas):
+    if not endpoint["members"]:
+        return add_component(schemas, [0], endpoint["results"][0])
+    members = {name: described_member(endpoint, name, fact, words) for name, fact in endpoint["members"].items()}
+    return object_schema({endpoint["data"]: object_schema(members), "resp": {"$ref": "#/components/schemas/SuccessResp"}})
+
+
+def add_failures(components, failures):
+    """References to the failures, those that share a message in one."""
+    by_message = {}
+    for code, message in failures.items():
+        by_message.setdefault(message, []).append(code)
+    return [add_component(components, codes, message) for message, codes in by_message.items()]
+
+
+def describe_answer(endpoint, words, components):
+    """200 with a success, or with one of the failures of this endpoint: by message, as few codes share one."""
+    schemas = []
+    if 0 in endpoint["results"]:
+        schemas.append(success_schema(endpoint, words, components))
+    failures = {code: message for code, message in endpoint["results"].items() if code != 0}
+    for name, codes in FAILURES.items():
+        if set(codes) <= set(failures):
+            group = add_failures(components, {code: failures.pop(code) for code in codes})
+            components[name] = {"oneOf": group}
+            schemas.append({"$ref": f"#/components/schemas/{name}"})
+    schemas += add_failures(components, failures)
+    return {"description": "The outcome, and the data of a success. Failures come with status 200 as well.",
+            "content": {"application/json": {"schema": schemas[0] if len(schemas) == 1 else {"oneOf": schemas}}}}
+
+
+# Operations
+
+def describe_endpoint(endpoint, endpoints, words, components):
+    line = words.line(identity(endpoint))
+    operation = {"operationId": f"{endpoint['method'].lower()}-{directory(endpoint).replace('/', '-')}-{endpoint['name']}",
+                 "tags": [directory(endpoint)], "summary": line.split(". ")[0].rstrip(".")}
+    if ". " in line:
+        operation["description"] = line
+    if not endpoint["calls"]:
+        operation["deprecated"] = True
+    describe_request(endpoint, operation, endpoints, words)
+    if "x-query-string" in operation:
+        target = f"$base/{directory(endpoint)}/{endpoint['name']}?{operation['x-query-string']['example']}"
+        operation["description"] = f"{line} `curl -g -X {endpoint['method']} -H \"$session\" '{target}'`"
+    operation["responses"] = {"200": describe_answer(endpoint, words, components),
+                              "403": {"$ref": "#/components/responses/Refused"}}
+    operation["x-operations"] = endpoint["calls"]
+    for name in ("constants", "text_sizes"):
+        if endpoint[name]:
+            operation["x-" + name.replace("_", "-")] = endpoint[name]
+    operation["x-open-codes"] = endpoint["open_codes"]
+    operation["x-line-end"] = endpoint["line_ends"]
+    return operation
+
+
+def read_scene():
+    for line in open(os.path.join(HERE, "scene.txt"), encoding="utf-8"):
+        if not line.startswith("#"):
+            method, target, body = re.fullmatch(r"(\S+) (\S+) ?(.*)\n", line).groups()
+            yield {"method": method, "target": f"{BASE}/{target}", "body": body}
+
+
+def describe(endpoints, words):
+    paths, schemas = {}, {}
+    for endpoint in endpoints:
+        methods = paths.setdefault(f"/{directory(endpoint)}/{endpoint['name']}", {})
+        methods[endpoint["method"].lower()] = describe_endpoint(endpoint, endpoints, words, schemas)
+    words.check_all_used()
+    schemas["SuccessResp"] = resp_schema([0], "Success")
+    tags = dict.fromkeys(directory(endpoint) for endpoint in endpoints)
+    return {
+        "openapi": "3.1.0",
+        "info": {"title": "Switching", "version": "2",
+                 "description": open(os.path.join(HERE, "info.md"), encoding="utf-8").read()},
+        "servers": [{"url": BASE, "description": "At the switch's own web server"}],
+        "security": [{"session": []}],
+        "tags": [{"name": tag, "description": words.heads[tag.replace("/", "-")]} for tag in tags],
+        "paths": paths,
+        "components": {
+            "securitySchemes": {"session": {"type": "apiKey", "in": "header", "name": "Session",
+                                            "description": "The token that the web login hands out."}},
+            "responses": {"Refused": {"description": "No good session, or a role that may not do this. The body is empty."}},
+            "schemas": dict(sorted(schemas.items()))},
+        "x-scene": list(read_scene())}
+
+
+# Examples
+
+def operations_of(description):
+    for path, methods in description["paths"].items():
+        for method, operation in methods.items():
+            yield path, method.upper(), operation
+
+
+def example_request(path, operation):
+    """The target and the body of an operation's example."""
+    query = operation.get("x-query-string", {}).get("example") or query_of(operation)
+    target = BASE + path + ("?" + query if query else "")
+    content = operation.get("requestBody", {}).get("content", {})
+    if "application/json" in content:
+        return target, json.dumps(content["application/json"]["example"])
+    form = content.get("application/x-www-form-urlencoded", {}).get("example", {})
+    return target, "&".join(f"{key}={value}" for key, value in form.items())
+
+
+def set_scene(switch, description):
+    switch.tell("reset")
+    for request in description["x-scene"]:
+        answer = switch.request(request["method"], request["target"], request["body"])
+        if json.loads(answer)["resp"]["respCode"] != 0:
+            raise Wrong(f"The scene fails at {request}: {answer.decode()}")
+
+
+def play(description, build):
+    """The answers of the examples, each made on a switch in the state of the scene."""
+    failures = []
+    with Switch(build) as switch:
+        set_scene(switch, description)
+        for reads in (True, False):
+            for path, method, operation in operations_of(description):
+                if (method == "GET") != reads:
+                    continue
+                if not reads and operation["x-operations"]:
+                    set_scene(switch, description)
+                target, body = example_request(path, operation)
+                answer = json.loads(switch.request(method, target, body))
+                if answer["resp"]["respCode"] != 0 and operation["x-operations"]:
+                    failures.append(f"{method} {target} {body}: {answer['resp']}")
+                operation["responses"]["200"]["content"]["application/json"]["example"] = answer
+    if failures:
+        raise Wrong("Examples fail:\n" + "\n".join(failures))
+
+
+def keep_answers(description, old):
+    """Takes the answers of requests that are as they were."""
+    answers = {(method, example_request(path, operation)): operation["responses"]["200"]["content"]["application/json"]
+               for path, method, operation in operations_of(old)}
+    for path, method, operation in operations_of(description):
+        content = answers.get((method, example_request(path, operation)), {})
+        if "example" not in content:
+            raise Wrong(f"The example of {method} {path} has no answer yet: run describe.py BUILD --play")
+        operation["responses"]["200"]["content"]["application/json"]["example"] = content["example"]
+
+
+def pretty(value, indent="", before=0):
+    """JSON with what fits into a line in one line; `before` are the characters that stand in it already."""
+    line = json.dumps(value, ensure_ascii=False)
+    if len(indent) + before + len(line) <= 119 or not value or not isinstance(value, (dict, list)):
+        return line
+    inner = indent + "  "
+    if isinstance(value, list):
+        rows = [pretty(item, inner) for item in value]
+    else:
+        rows = [f"{json.dumps(key)}: {pretty(item, inner, len(key) + 4)}" for key, item in value.items()]
+    begin, end = "[]" if isinstance(value, list) else "{}"
+    return begin + "\n" + ",\n".join(inner + row for row in rows) + "\n" + indent + end
+
+
+def main():
+    if len(sys.argv) not in (2, 3) or (sys.argv[2:] or ["--write"])[0] not in ("--write", "--play"):
+        sys.exit(__doc__)
+    build, mode = sys.argv[1], (sys.argv[2:] or ["--check"])[0]
+    meanings.update(read_meanings(build))
+    try:
+        description = describe(record(os.path.join(build, "api_recorder")), Words(os.path.join(HERE, "words")))
+        if mode == "--play":
+            play(description, build)
+        else:
+            keep_answers(description, json.load(open(DESCRIPTION, encoding="utf-8")))
+    except (Unclear, Wrong) as wrong:
+        sys.exit(f"describe.py: {wrong}")
+    text = pretty(description) + "\n"
+    if mode != "--check":
+        open(DESCRIPTION, "w", encoding="utf-8").write(text)
+    elif text != open(DESCRIPTION, encoding="utf-8").read():
+        sys.exit("api/openapi.json is not what the handlers and the words say: run api/describe.py BUILD --write, and look "
+                 "at what has changed.")
+
+
+if __name__ == "__main__":
+    main()

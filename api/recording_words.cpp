@@ -1,0 +1,299 @@
+/*
+ * recording_words.cpp - the request and answer words of common/, noting what is looked for and what is answered.
+ */
+#include <arpa/inet.h>
+#include <cjson/cJSON.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "api/recording.h"
+#include "common/answer.h"
+#include "common/request_values.h"
+
+/* The key, noted when it is new. `before` is what its variable holds. */
+static Key &keyOf(const char *name, const char *source, const char *rule, const std::string &before, uint32_t size = 0,
+                  const WordTable *words = nullptr)
+{
+    for (Key &key : keys)
+        if (key.name == name && strcmp(key.source, source) == 0)
+            return key;
+    keys.push_back({name, source, rule, size, words, before});
+    return keys.back();
+}
+
+static size_t indexOf(const Key &key)
+{
+    return (size_t)(&key - keys.data());
+}
+
+static Value valueOf(const Key &key)
+{
+    auto found = recording.scenario.values.find(key.name);
+    return found == recording.scenario.values.end() ? Value{} : found->second;
+}
+
+static bool isThere(const Key &key)
+{
+    return valueOf(key).kind != Value::ABSENT;
+}
+
+static uint32_t numberFor(const Key &key)
+{
+    switch (valueOf(key).kind) {
+    case Value::NOTHING: return 0;
+    case Value::OTHER: return 2001 + (uint32_t)indexOf(key);
+    case Value::LARGEST: return UINT32_MAX;
+    default: return 1001 + (uint32_t)indexOf(key);
+    }
+}
+
+/* Of as few characters as the smallest storage of a text holds. */
+static std::string textFor(const Key &key)
+{
+    Value::Kind kind = valueOf(key).kind;
+    return kind == Value::NOTHING ? "" : (kind == Value::OTHER ? "other" : "text") + std::to_string(indexOf(key));
+}
+
+/* The word of the run's row: the first where nothing else is said; a row behind the last, or 0, is an unknown word. */
+static const char *wordFor(const Key &key)
+{
+    Value value = valueOf(key);
+    uint32_t row = value.kind == Value::WORD ? value.word : value.kind == Value::OTHER ? key.words->count - 1 : 0;
+    bool known = value.kind != Value::NOTHING && row < key.words->count && !(value.kind == Value::OTHER && row == 0);
+    return known ? key.words->rows[row].word : "no word of these";
+}
+
+/* The query string */
+
+uint32_t queryUintExact(const char *name)
+{
+    const Key &key = keyOf(name, "exact", "uint", "0");
+    return isThere(key) ? numberFor(key) : 0;
+}
+
+uint16_t queryUint16Exact(const char *name)
+{
+    return (uint16_t)queryUintExact(name);
+}
+
+uint32_t queryWordExact(const char *name, const WordTable &words, uint32_t fallback)
+{
+    const Key &key = keyOf(name, "exact", "word", std::to_string(fallback), 0, &words);
+    return isThere(key) ? codeOf(words, wordFor(key), fallback) : fallback;
+}
+
+uint32_t queryWordOrUintExact(const char *name, const WordTable &words)
+{
+    const Key &key = keyOf(name, "exact", "word or number", "0", 0, &words);
+    return isThere(key) ? codeOf(words, wordFor(key), 0) : 0;
+}
+
+bool queryTextDecoded(const char *name, char *text, uint32_t size)
+{
+    const Key &key = keyOf(name, "decoded", "text", text, size);
+    if (isThere(key))
+        snprintf(text, size, "%s", textFor(key).c_str());
+    return isThere(key);
+}
+
+uint32_t queryUintDecoded(const char *name)
+{
+    const Key &key = keyOf(name, "decoded", "uint", "0");
+    return isThere(key) ? numberFor(key) : 0;
+}
+
+bool readParams(std::initializer_list<Param> params)
+{
+    bool query = recording.scenario.method == "GET" || recording.scenario.method == "DELETE";
+    const char *source = query ? "loose" : "form";
+    for (const Param &param : params) {
+        if (param.text) {
+            const Key &key = keyOf(param.key, source, "text", param.text, param.size);
+            if (isThere(key))
+                snprintf(param.text, param.size, "%s", textFor(key).c_str());
+        } else if (param.words) {
+            const Key &key = keyOf(param.key, source, "word", std::to_string(*param.number), 0, param.words);
+            if (isThere(key))
+                *param.number = codeOf(*param.words, wordFor(key), *param.number);
+        } else {
+            const Key &key = keyOf(param.key, source, "uint", std::to_string(*param.number));
+            if (isThere(key))
+                *param.number = numberFor(key);
+        }
+    }
+    return true;
+}
+
+/* The body */
+
+static const char *ruleName(Member::Rule rule)
+{
+    switch (rule) {
+    case Member::INTEGER: return "int32";
+    case Member::INTEGER_OF_NUMBER: return "int32";
+    case Member::SATURATED: return "uint";
+    case Member::TEXT: return "text";
+    case Member::LONG_TEXT: return "long text";
+    case Member::WORD: return "word";
+    case Member::TRUE_LITERAL: return "true";
+    case Member::IPV4: return "ipv4";
+    case Member::VLAN_IDS: return "ids";
+    }
+    abort();
+}
+
+static void takeIds(const Key &key, VlanIdList *list)
+{
+    for (uint32_t i = 0; i < 3 && valueOf(key).kind != Value::NOTHING; i++)
+        list->ids[list->count++] = (uint16_t)(numberFor(key) + i);
+}
+
+static void takeLongText(const Key &key, LongText *text)
+{
+    std::string value = textFor(key);
+    if (longTextReserve(*text, value.size() + 1))
+        memcpy(text->bytes, value.data(), value.size());
+}
+
+static void takeMember(const Key &key, const Member &member)
+{
+    uint32_t *number = (uint32_t *)member.value;
+    switch (member.rule) {
+    case Member::INTEGER:
+    case Member::INTEGER_OF_NUMBER:
+    case Member::SATURATED:
+    case Member::IPV4: *number = numberFor(key); break;
+    case Member::TEXT: snprintf((char *)member.value, member.size, "%s", textFor(key).c_str()); break;
+    case Member::LONG_TEXT: takeLongText(key, (LongText *)member.value); break;
+    case Member::WORD: *number = codeOf(*member.words, wordFor(key), *number); break;
+    case Member::TRUE_LITERAL: *number = valueOf(key).kind == Value::USUAL ? 1 : 0; break;
+    case Member::VLAN_IDS: takeIds(key, (VlanIdList *)member.value); break;
+    }
+}
+
+static std::string beforeOf(const Member &member)
+{
+    if (member.rule == Member::TEXT)
+        return (const char *)member.value;
+    bool number = member.rule != Member::LONG_TEXT && member.rule != Member::VLAN_IDS;
+    return number ? std::to_string(*(uint32_t *)member.value) : "";
+}
+
+bool parseBody(std::initializer_list<Member> members)
+{
+    const char *source = recording.scenario.method == "DELETE" ? "query-json" : "json";
+    bool complete = recording.scenario.body;
+    for (const Member &member : members) {
+        const Key &key = keyOf(member.key, source, ruleName(member.rule), beforeOf(member), member.size, member.words);
+        if (recording.scenario.body && isThere(key))
+            takeMember(key, member);
+        else if (member.required)
+            complete = false;
+    }
+    return complete;
+}
+
+bool readBody(std::initializer_list<Member> members)
+{
+    if (parseBody(members))
+        return true;
+    answerOutcome(ResultCode::INVALID_ARGUMENT);
+    return false;
+}
+
+/* Answers */
+
+static cJSON *idsOf(const VlanIdList &list)
+{
+    cJSON *ids = cJSON_CreateArray();
+    for (uint32_t i = 0; i < list.count && i < VLAN_ID_LIST_MAX; i++)
+        cJSON_AddItemToArray(ids, cJSON_CreateNumber(list.ids[i]));
+    return ids;
+}
+
+static cJSON *wordValue(const Datum &datum)
+{
+    for (uint32_t row = 0; row < datum.words->count; row++)
+        recording.reported.insert(datum.words->rows[row].code);
+    return cJSON_CreateString(wordOf(*datum.words, datum.code, datum.text));
+}
+
+static cJSON *addressValue(uint32_t address)
+{
+    char text[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &address, text, sizeof text);
+    return cJSON_CreateString(text);
+}
+
+static cJSON *arrayValue(const VlanIdList &list)
+{
+    cJSON *record = cJSON_CreateObject();
+    cJSON_AddNumberToObject(record, "numEntries", (int32_t)list.count);
+    cJSON_AddItemToObject(record, "ids", idsOf(list));
+    return record;
+}
+
+static cJSON *valueOf(const Datum &datum)
+{
+    switch (datum.kind) {
+    case Datum::NUMBER: return cJSON_CreateNumber(datum.number);
+    case Datum::STRING: return cJSON_CreateString(datum.text);
+    case Datum::WORD: return wordValue(datum);
+    case Datum::BOOLEAN: return cJSON_CreateBool(datum.code != 0);
+    case Datum::YES_NO: return cJSON_CreateString(datum.code ? "true" : "false");
+    case Datum::IPV4: return addressValue(datum.code);
+    case Datum::VLAN_IDS: return idsOf(*datum.list);
+    case Datum::VLAN_ARRAY: return arrayValue(*datum.list);
+    }
+    abort();
+}
+
+static void answer(const char *name, ResultCode code, Data data, bool lineEnd)
+{
+    cJSON *object = name ? cJSON_CreateObject() : nullptr;
+    for (const Datum &datum : data)
+        cJSON_AddItemToObject(object, datum.key, valueOf(datum));
+    recording.answers.push_back({(int)code, lineEnd, name ? name : "", object});
+}
+
+void answerData(const char *name, ResultCode code, Data data)
+{
+    if (code == ResultCode::SUCCESS)
+        answer(name, code, data, false);
+    else
+        answer(nullptr, code, {}, false);
+}
+
+void answerDataOrOutcome(const char *name, ResultCode code, Data data)
+{
+    if (code == ResultCode::SUCCESS)
+        answer(name, code, data, false);
+    else
+        answer(nullptr, code, {}, true);
+}
+
+void answerYesNo(const char *name, int openCode, uint32_t flag)
+{
+    answerDataOrOutcome(name, openResult(openCode), {yesNo("status", flag == 1)});
+}
+
+void answerOutcome(ResultCode code)
+{
+    answer(nullptr, code, {}, true);
+}
+
+void answerOutcomeFixed(ResultCode code)
+{
+    answer(nullptr, code, {}, false);
+}
+
+void unsupportedRead()
+{
+    answer(nullptr, ResultCode::UNSUPPORTED_FEATURE, {}, false);
+}
+
+void unsupportedWrite()
+{
+    answer(nullptr, ResultCode::UNSUPPORTED_FEATURE, {}, true);
+}

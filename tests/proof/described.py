@@ -1,0 +1,221 @@
+"""described.py - what the description says of an operation, as predictions: what the switch is asked, what is answered."""
+import json
+import sys
+
+OPEN_RESULTS = {0: 0, -22: 10003, -24: 10011, -28: 17002, -29: 10023}  # of what is mapped; any other is 10000
+UNKNOWN_WORD = "no-word-of-any"
+
+
+class Key:
+    """A key of a request: where it stands, and what of the switch it reaches."""
+
+    def __init__(self, place, name, schema, required, index):
+        self.place, self.name, self.schema, self.required = place, name, schema, required
+        self.number = 11 * (index + 1)  # what its values are made of, unlike those of the others
+        self.words = schema.get("x-codes")
+        self.kind = "word" if self.words else schema.get("x-conversion", schema["type"])
+        self.lookup = schema.get("x-lookup", {"query": "exact", "form": "loose"}.get(place))
+
+    def reached(self, value):
+        """What `value` is when it reaches the operand; None stands for a key that is not there."""
+        if self.kind == "word":
+            if self.schema.get("x-number-too") and str(value).isdigit():
+                return int(value)
+            return self.words.get(value, self.schema["x-default"])
+        if value is None:
+            value = self.schema.get("default", {"integer": 0, "string": "", "boolean": False, "ipv4": "0.0.0.0"}.get(self.kind))
+        if self.kind == "boolean":
+            return int(value is True)
+        if self.kind == "ipv4":
+            return int.from_bytes(map(int, value.split(".") if value[-1:].isdigit() else [0]), sys.byteorder)
+        if self.kind == "string":
+            return value[:self.schema.get("maxLength")]
+        if self.kind == "array":
+            return [item % (self.schema["items"]["maximum"] + 1) for item in value or []][:self.schema["maxItems"]]
+        if self.place in ("json", "json-query"):
+            value = max(self.schema["minimum"], min(self.schema["maximum"], value))
+        return value % (1 << self.schema.get("x-bits", 32))
+
+    def samples(self):
+        """Values that together show what the key does."""
+        number, high = self.number, self.schema.get("maximum")
+        if self.kind == "word":
+            return [*self.schema["enum"], *self.words, UNKNOWN_WORD, "7" if self.place == "query" else 7]
+        if self.kind == "boolean":
+            return [True, False]
+        if self.kind == "ipv4":
+            return [f"192.0.2.{number}", f"{number}.1.2.3", "255.255.255.255", "no address"]
+        if self.kind == "string":
+            longest = self.schema.get("maxLength", 5000)
+            return [f"t{number}", f"u{number}", "x" * longest, "y" * (longest + 1)]
+        if self.kind == "array":
+            longest = list(range(1, self.schema["maxItems"] + 2))
+            return [[number, number + 1], [number + 2], [], [self.schema["items"]["maximum"] + number],
+                    *([longest] if self.place == "json" else [])]  # a query cannot be that long
+        low = [self.schema["minimum"], self.schema["minimum"] - 1] if self.place != "query" else [0]
+        return [number, number + 1, high, high + 1, *low]
+
+    def is_refused(self, value):
+        """Whether the request is, for want of this key."""
+        least = self.schema.get("minimum", self.schema.get("minLength"))
+        return self.required and (value is None or (least == 1 and not self.reached(value)))
+
+
+def inlined(description, node):
+    """The description without references."""
+    if isinstance(node, list):
+        return [inlined(description, item) for item in node]
+    if not isinstance(node, dict):
+        return node
+    if "$ref" in node:
+        target = description
+        for step in node["$ref"].removeprefix("#/").split("/"):
+            target = target[step]
+        return inlined(description, target)
+    return {name: inlined(description, item) for name, item in node.items()}
+
+
+def alternatives(schema):
+    """The schemas of which one holds."""
+    return [one for part in schema["oneOf"] for one in alternatives(part)] if "oneOf" in schema else [schema]
+
+
+class Operation:
+    def __init__(self, path, method, entry):
+        self.path, self.method, self.entry = path, method.upper(), entry
+        self.name = f"{self.method} {path}"
+        self.calls = entry["x-operations"]
+        self.rule = entry["x-open-codes"]
+        self.keys = []
+        for parameter in entry.get("parameters", []):
+            schema = {**parameter, **parameter["schema"]}
+            self.add_key("query", parameter["name"], schema, parameter["required"])
+        self.json_place = None
+        for content, media in entry.get("requestBody", {"content": {}})["content"].items():
+            self.add_body("json" if content == "application/json" else "form", media["schema"])
+        if "x-query-string" in entry:
+            self.add_body("json-query", entry["x-query-string"]["schema"])
+        self.needs_json = self.json_place == "json" or entry.get("x-query-string", {}).get("required")
+        self.schema = entry["responses"]["200"]["content"]["application/json"]["schema"]
+        self.success, self.messages = None, {}
+        for outcome in alternatives(self.schema):
+            resp = outcome["properties"]["resp"]["properties"]
+            for code in resp["respCode"].get("enum") or [resp["respCode"]["const"]]:
+                self.messages[code] = resp["respMsg"]["const"]
+                if code == 0:
+                    self.success = outcome
+        self.members = list(self.members_in(self.success or {"properties": {}}, ()))
+
+    def add_key(self, place, name, schema, required):
+        self.keys.append(Key(place, name, schema, required, len(self.keys)))
+
+    def add_body(self, place, schema):
+        if place != "form":
+            self.json_place = place
+        for name, one in schema["properties"].items():
+            self.add_key(place, name, one, name in schema.get("required", []))
+
+    def members_in(self, schema, path):
+        """(path, schema) of every member of a success' data."""
+        for name, one in schema["properties"].items():
+            if one["type"] == "object" and name != "resp":
+                yield from self.members_in(one, (*path, name))
+            elif name != "resp":
+                yield ".".join((*path, name)), one
+
+    def request(self, values, rename=lambda key: key.name, besides=()):
+        """Query and body that carry {key: value}, and pairs besides, wherever something could look for them."""
+        pairs = [f"{name}={value}" for name, value in besides]
+        place = {where: [(rename(key), values[key]) for key in self.keys if key.place == where and key in values]
+                 for where in ("query", "form", "json", "json-query")}
+        query = "&".join([f"{name}={value}" for name, value in place["query"]] + pairs)
+        known = {key.name.lower() for key in self.keys if key.place == self.json_place}
+        more = {name: value for name, value in besides if name.lower() not in known}
+        if self.json_place == "json-query":
+            query = json.dumps({**dict(place["json-query"]), **more}) + "&" + query
+        if self.json_place == "json":
+            return query, json.dumps({**dict(place["json"]), **more})
+        if place["form"]:
+            return query, "&".join([f"{name}={value}" for name, value in place["form"]] + pairs)
+        return query, json.dumps(more) if more and self.method in ("PUT", "POST") else ""
+
+    def sent(self, index, call, values):
+        """What the operands of the call must be, as the trace shows them."""
+        expected = {}
+        for name, found in call.sent.items():
+            value = self.entry.get("x-constants", {}).get(name)
+            value = value[index] if isinstance(value, list) and not found.endswith(")") else value
+            for key in self.keys:
+                if name in key.schema["x-operand"]:
+                    value = key.reached(values.get(key))
+            if found.startswith("["):
+                expected[name] = f'[{self.size(name, value or "", found)}]"{value or ""}"'
+            elif found.endswith(")"):
+                expected[name] = f"{len(value or [])}({' '.join(map(str, value or []))})"
+            else:
+                expected[name] = str(value or 0)
+        return expected
+
+    def size(self, name, text, found):
+        """The size the descriptor of a text states; the rule for a size by a count is for `sizes_by_count`."""
+        size = self.entry["x-text-sizes"][name]
+        if isinstance(size, dict):
+            return found[1:found.index("]")]
+        return {"length": len(text), "length+1": len(text) + 1}.get(size, size)
+
+    def operands_reached(self):
+        return {name for key in self.keys for name in key.schema["x-operand"]}
+
+    def outcome(self, code):
+        """What becomes of OpEN's code."""
+        own = {one for _, schema in self.members for codes in schema["x-source"].get("code", {}).values() for one in codes}
+        if self.rule == "never" or (self.rule == "own" and code in own):
+            return 0
+        if self.rule == "invalid":
+            return 10003 if code else 0
+        return code if self.rule == "raw" else OPEN_RESULTS.get(code, 10000)
+
+    def answer(self, outcome, situation, values, outputs, code):
+        """The whole text of an answer. `outputs` are those of each call, {operand: value}."""
+        answer = {}
+        if outcome == 0:
+            answer = {name: self.data(schema, values, outputs, code)
+                      for name, schema in self.success["properties"].items() if name != "resp"}
+        answer["resp"] = {"respCode": outcome, "respMsg": self.messages[outcome], "status": "fail" if outcome else "success"}
+        return printed(answer) + "\n" * self.entry["x-line-end"][situation]
+
+    def data(self, schema, values, outputs, code):
+        if schema["type"] == "object":
+            return {name: self.data(one, values, outputs, code) for name, one in schema["properties"].items()}
+        source = schema["x-source"]
+        if "key" in source:
+            key = next(key for key in self.keys if key.name == source["key"])
+            value = key.reached(values.get(key))
+        else:
+            value = outputs[source.get("call", 0)][source["operand"]] if "operand" in source else code
+        if source.get("count"):
+            value = len(value)
+        if source.get("conversion") == "ipv4":
+            value = ".".join(map(str, value.to_bytes(4, sys.byteorder)))
+        if "otherwise" in source:
+            words = source.get("words") or source.get("code")
+            value = next((word for word, codes in words.items() if value in codes), source["otherwise"])
+        if schema["type"] == "boolean":
+            return value == "true"
+        if schema["type"] == "string":
+            return value[:schema.get("maxLength")]
+        if schema["type"] == "integer" and schema["minimum"] < 0:
+            value = (value + (1 << 31)) % (1 << 32) - (1 << 31)
+        return value
+
+
+def printed(value, depth=1):
+    """JSON as the program sets it: a member a line, tabs, arrays on one line; a number as a double has it."""
+    if isinstance(value, dict):
+        rows = ",\n".join("\t" * depth + f'"{key}":\t' + printed(item, depth + 1) for key, item in value.items())
+        return "{\n" + rows + "\n" + "\t" * (depth - 1) + "}"
+    if isinstance(value, list):
+        return "[" + ", ".join(printed(item, depth) for item in value) + "]"
+    if isinstance(value, int) and not isinstance(value, bool) and abs(value) >= 1 << 31:
+        return short if float(short := f"{float(value):.15g}") == float(value) else f"{float(value):.17g}"
+    return json.dumps(value)

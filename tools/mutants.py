@@ -1,0 +1,137 @@
+#!/usr/bin/python3
+"""Plants faults at random and prints those that no test finds: mutants.py [--seed N] [--count N] PART...
+
+PART is "endpoints" (switching/), "framework" (common/, httpd/, log/, main/), "model" (platform/vswitch/model*), or a path
+of a source file. The faults are planted in a copy of what is committed, which is built and tested beside the tree; with
+--keep DIRECTORY that copy stays for the next time, and is quicker. A fault that survives either changes nothing anybody
+could notice, or wants a test.
+"""
+import argparse
+import glob
+import os
+import random
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+PARTS = {'endpoints': ['switching/*.cpp'], 'framework': ['common/*.cpp', 'httpd/*.cpp', 'log/*.cpp', 'main/*.cpp'],
+         'model': ['platform/vswitch/model*.cpp', 'platform/vswitch/settings.cpp']}
+
+# A fault is what a line matches and what takes the match's place.
+FAULTS = [
+    (r'(?<![\w."\'])\d+(?![\w."\'])', lambda match: str(int(match[0]) + 1)),
+    (r'"[a-z]\w*"', lambda match: match[0][:-1] + 'x"'),
+    (r' == ', ' != '), (r' != ', ' == '), (r' < ', ' <= '), (r' <= ', ' < '), (r' > ', ' >= '), (r' >= ', ' > '),
+    (r' && ', ' || '), (r' \|\| ', ' && '), (r' \+ ', ' - '), (r' - ', ' + '), (r'\btrue\b', 'false'), (r'\bfalse\b', 'true'),
+    (r'\bif \((?!auto|const|int|uint32_t|char)(.*)\)$', r'if (!(\1))'),
+    (r'^(\s+)(?!return|break|continue|case|\w+ \w+[ ;=]|const|static|auto|uint)[\w:>.*&-]+(\(.*\)|\[.*\]|\w*)'
+     r'( [-+|&]?= .*|\+\+)?;$', r'\1;'),
+    (r'^(\s+)return .*;$', r'\1break;'),
+    (r'(&openClient, [^,()]+), ([^,()]+)([,)])', r'\1, 1 + \2\3'),
+    (r'\b(\w+)\(([^,()]+), ([^,()]+)\)', r'\1(\3, \2)'),
+    (r'openResult\((.*)\)\)', r'\1)'), (r'\bOPEN_FAILED\b', 'OPEN_EXISTS'), (r'\bOPEN_BAD_ARGUMENT\b', 'OPEN_FAILED'),
+    (r'answerOutcome\(', 'answerOutcomeFixed('), (r'answerDataOrOutcome\(', 'answerData('),
+    (r'answerData\(', 'answerDataOrOutcome('), (r'\bbufferSized\(', 'lengthSized('), (r'\blengthSized\(', 'bufferSized('),
+    (r'\bintegerMember\(', 'saturatedMember('), (r'\bsaturatedMember\(', 'integerMember('),
+    (r'\bintegerOfNumberMember\(', 'integerMember('), (r'\bHTTP_PUT\b', 'HTTP_POST'), (r'\bHTTP_GET\b', 'HTTP_PUT'),
+    (r'\buint32_t\b', 'uint16_t'), (r'\(int32_t\)', ''), (r'LOCK_EX', 'LOCK_SH'),
+]
+
+
+def faultsOf(text):
+    """[(line number, the line with a fault)] of all faults that can be planted in a source text."""
+    found, comment = [], False
+    for number, line in enumerate(text.split('\n')):
+        code = line.split('/*')[0].rstrip()
+        if not comment and code and not code.lstrip().startswith(('#', '*', '//', 'static_assert')):
+            for pattern, replacement in FAULTS:
+                for match in re.finditer(pattern, code):
+                    changed = code[:match.start()] + re.sub(pattern, replacement, code[match.start():], count=1)
+                    if changed != code:
+                        found.append((number, changed))
+        comment = (comment or '/*' in line) and '*/' not in line.rpartition('/*')[2]
+    return found
+
+
+class Tree:
+    """A copy of what is committed, built."""
+
+    def __init__(self, directory):
+        self.source, self.build = f'{directory}/source', f'{directory}/build'
+        top = subprocess.check_output(['git', 'rev-parse', '--show-toplevel'], text=True).strip()
+        os.makedirs(self.source, exist_ok=True)
+        files = subprocess.Popen(['git', '-C', top, 'archive', 'HEAD'], stdout=subprocess.PIPE)
+        subprocess.check_call(['tar', '-x', '--skip-old-files', '-C', self.source], stdin=files.stdout)
+        subprocess.check_call(['cmake', '-S', self.source, '-B', self.build, '-DCMAKE_BUILD_TYPE=Release'],
+                              stdout=subprocess.DEVNULL)
+        if not self.make():
+            sys.exit('The tree does not build without a fault.')
+
+    def make(self):
+        return self.run(['cmake', '--build', self.build, '-j', str(os.cpu_count())], 600) == 0
+
+    def run(self, command, seconds):
+        """Its exit status, -1 when it takes longer."""
+        with subprocess.Popen(command, cwd=self.source, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                              start_new_session=True) as process:
+            try:
+                return process.wait(seconds)
+            except subprocess.TimeoutExpired:
+                os.killpg(process.pid, 15)
+                return -1
+
+    def plant(self, path, text):
+        with open(f'{self.source}/{path}', 'w', encoding='utf-8') as file:
+            file.write(text)
+
+    def findsFault(self):
+        """The first test that fails; None when all pass. The proof goes first: it fails early."""
+        if self.run(['tests/proof/proof.py', '--first', self.build], 300) != 0:
+            return 'proof'
+        for name in ('unit_tests', 'system_tests'):
+            command = ['env', 'GTEST_FAIL_FAST=1', 'GTEST_BRIEF=1', f'{self.build}/{name}']
+            if self.run(command, 300) != 0:
+                return name
+        if self.run(['ctest', '--test-dir', self.build, '-LE', 'gtest', '-E', '^proof$', '--stop-on-failure'], 300) != 0:
+            return 'scripts'
+        return None
+
+
+def main():
+    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    arguments.add_argument('--seed', type=int, default=1)
+    arguments.add_argument('--count', type=int, default=50)
+    arguments.add_argument('--keep', metavar='DIRECTORY')
+    arguments.add_argument('parts', nargs='+', metavar='PART')
+    options = arguments.parse_args()
+    directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
+    tree = Tree(directory)
+    candidates = []
+    for pattern in sum((PARTS.get(part, [part]) for part in options.parts), []):
+        for path in sorted(glob.glob(pattern, root_dir=tree.source)):
+            with open(f'{tree.source}/{path}', encoding='utf-8') as file:
+                text = file.read()
+            candidates += [(path, text, number, line) for number, line in faultsOf(text)]
+    chosen = random.Random(options.seed).sample(candidates, len(candidates))
+    built = survived = 0
+    for path, text, number, line in chosen:
+        if built == options.count:
+            break
+        lines = text.split('\n')
+        before, lines[number] = lines[number], line
+        tree.plant(path, '\n'.join(lines))
+        if tree.make():
+            built += 1
+            finder = tree.findsFault()
+            survived += finder is None
+            print(f'{finder or "SURVIVED"}: {path}:{number + 1}: {before.strip()}  =>  {line.strip()}', flush=True)
+        tree.plant(path, text)
+    print(f'{built - survived} of {built} faults found (seed {options.seed}, {len(candidates)} to choose from)')
+    if not options.keep:
+        shutil.rmtree(directory)
+
+
+if __name__ == '__main__':
+    main()
