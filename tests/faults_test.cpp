@@ -435,7 +435,7 @@ TEST_F(Faults, logThatCannotBeRotated)
     writeFile(tmp("devmgr_log_level"), "7");
     writeFile(tmp("zt731.log"), std::string(0x100000, 'x'));
     EXPECT_EQ(outputOf(get(priority)), priorityAnswer);
-    EXPECT_EQ(log().find("x"), std::string::npos);
+    EXPECT_EQ(log().find('x'), std::string::npos);
     EXPECT_NE(log().find("Open API Version"), std::string::npos);
 }
 
