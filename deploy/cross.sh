@@ -7,6 +7,7 @@
 #   -DCMAKE_INSTALL_PREFIX=DIR    the prefix on the switch (/usr)
 #   -DSWITCHING_CGI_DIR=DIR       where the program goes (libexec/switching, below the prefix)
 #   -DSWITCHING_CONF_DIR=DIR      where its configuration goes (etc/lighttpd/conf.d; /etc for /usr)
+#   -DSWITCHING_DATA_DIR=DIR      where the description of the interface goes (share/switching, below the prefix)
 . "$(dirname "$0")/../tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
@@ -44,7 +45,8 @@ grep -q 'Machine: *AArch64' "$aarch64/readelf.log" || faults+=("the program is n
 [ "$needed" = 'libopenclt.so libproc_libs.so libcjson.so.1 libc.so.6' ] || faults+=("the program needs $needed")
 ! grep -E '\((RPATH|RUNPATH)\)' "$aarch64/readelf.log" || faults+=("the program has a run path")
 grep -qF "\"${program#"$stage"}/\"" "$snippet" || faults+=("the web server looks for the program elsewhere")
-[ "$(find "$stage" ! -type d | wc -l)" = 2 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
+find "$stage" -name openapi.json.gz | grep -q . || faults+=("the description of the interface is missing")
+[ "$(find "$stage" ! -type d | wc -l)" = 3 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
 if [ ${#faults[@]} -gt 0 ]; then
     printf 'cross.sh: %s\n' "${faults[@]}" >&2
     exit 1
