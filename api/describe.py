@@ -25,6 +25,7 @@ UINT32 = {"type": "integer", "minimum": 0, "maximum": 2**32 - 1}
 UINT16 = {"type": "integer", "minimum": 0, "maximum": 65535}
 UINT64 = {"type": "integer", "minimum": 0, "maximum": 2**64}  # as JSON numbers are doubles, the largest rounds up
 FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}  # those that occur together
+RAW = {"exact": "^[^&/]*$", "loose": "^[^&/]*$", "form": "^[^&]*$"}  # what a text can hold that is not decoded
 VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
 
 
@@ -118,6 +119,8 @@ def key_schema(endpoint, key, endpoints):
             schema["maxLength"] = key["size"] - 1
         if kind == "ipv4":
             schema.update({"format": "ipv4", "x-conversion": "ipv4"})
+        if key["source"] in RAW:
+            schema["pattern"] = RAW[key["source"]]
         if key["nothing_refused"]:
             schema["minLength"] = 1
     if key["required"]:
