@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "faults.h"
+#include "model.h"
 #include "numbers.h"
 #include "operations.h"
 #include "trace.h"
@@ -160,12 +161,17 @@ static std::string replyFrame(int32_t code, const Arguments &arguments)
     return frameOf(content);
 }
 
-/* A text as the trace shows it: between quotes, bytes that do not print as \xNN, without the zeros at its end. */
+/*
+ * A text as the trace shows it: between quotes, bytes that do not print as \xNN, without the zeros at its end. Of more
+ * than a request of the program can hold only the beginning is shown, and "..." behind it.
+ */
 static std::string quoted(const std::string &bytes)
 {
     static const char hex[] = "0123456789ABCDEF";
+    static const uint32_t SHOWN_MAX = 64 * 1024;
+    uint32_t used = wireUsed(bytes.data(), (uint32_t)bytes.size());
     std::string text = "\"";
-    for (uint32_t i = 0, used = wireUsed(bytes.data(), (uint32_t)bytes.size()); i < used; i++) {
+    for (uint32_t i = 0; i < used && i < SHOWN_MAX; i++) {
         unsigned char c = (unsigned char)bytes[i];
         bool prints = c >= ' ' && c <= '~';
         if (!prints)
@@ -175,7 +181,7 @@ static std::string quoted(const std::string &bytes)
         else
             text += (char)c;
     }
-    return text + "\"";
+    return text + (used > SHOWN_MAX ? "\"..." : "\"");
 }
 
 /* The value of an argument: 5, [18]"00:11:22:33:44:55" (the size offered in front), 3(10 20 30) (the list's count). */
@@ -246,12 +252,8 @@ static Reply answerOperation(const Operation &operation, std::string_view rest, 
     std::string sent = traced ? traceText(operation, arguments, false) : "";
 
     Reply reply;
-    int code = OPEN_UNSUPPORTED;
     const Fault *fault = takeFault(operation, arguments);
-    if (fault && fault->hasCode)
-        code = fault->code;
-    else if (operation.run)
-        code = operation.run(arguments);
+    int code = fault && fault->hasCode ? fault->code : runOperation(operation, arguments);
     if (fault) {
         overrideOutputs(*fault, operation, &arguments);
         reply.delayMs = fault->delayMs;
