@@ -125,14 +125,14 @@ stopProcesses()
 # compile DIRECTORY TARGETS [CMAKE-OPTION...]: says something only when something is wrong.
 compile()
 {
-    local directory=$1 targets=$2
+    local directory=$1 targets
+    read -ra targets <<<"$2"
     [ ! -e "$directory" ] || [ -w "$directory" ] ||
         fail "$directory belongs to $(stat -c %U "$directory"): remove it, or run this as its owner"
     mkdir -p "$directory"
     {
         attend cmake -S "$root" -B "$directory" "${@:3}" >"$directory/build.log" 2>&1 &&
-            # shellcheck disable=SC2086 # the targets are words
-            attend cmake --build "$directory" -j "$(nproc)" --target $targets >>"$directory/build.log" 2>&1
+            attend cmake --build "$directory" -j "$(nproc)" --target "${targets[@]}" >>"$directory/build.log" 2>&1
     } || {
         cat "$directory/build.log" >&2
         fail "the build failed: see above"
@@ -160,15 +160,30 @@ filesOf()
         \"ASAN_OPTIONS\" => \"verify_asan_link_order=0\""
 }
 
+newToken()
+{
+    od -An -N16 -tx1 /dev/urandom | tr -d ' \n'
+}
+
 # makeSession NAME CONTENT: what the web login would leave, until the script ends; without NAME an administrator's,
 # whose name is token. The names are what a client proves itself with: nobody else may list them.
 makeSession()
 {
     if [ $# = 0 ]; then
-        token=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
+        token=$(newToken)
         set -- "$token" $'admin\n0\n'"$token"
     fi
     if mkdir -m 700 "$files/session" 2>/dev/null; then atEnd rmdir --ignore-fail-on-non-empty "$files/session"; fi
     atEnd rm -f "$files/session/$1"
     (umask 077; printf '%s' "$2" >"$files/session/$1")
+}
+
+# makeSessions: the administrator's, token, and those of two other users: writer may read and write, reader only read.
+makeSessions()
+{
+    makeSession
+    writer=$(newToken)
+    makeSession "$writer" $'writer\n0\nrw\n'"$writer"
+    reader=$(newToken)
+    makeSession "$reader" $'reader\n0\nro\n'"$reader"
 }
