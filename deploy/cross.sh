@@ -8,7 +8,6 @@
 #   -DCMAKE_INSTALL_PREFIX=DIR    the prefix on the switch (/usr)
 #   -DSWITCHING_CGI_DIR=DIR       where the program goes (libexec/switching, below the prefix)
 #   -DSWITCHING_CONF_DIR=DIR      where its configuration goes (etc/lighttpd/conf.d; /etc for /usr)
-#   -DSWITCHING_DATA_DIR=DIR      where the description of the interface goes (share/switching, below the prefix)
 . "$(dirname "$0")/../tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
@@ -52,10 +51,6 @@ grep -q 'Machine: *AArch64' "$aarch64/readelf.log" || faults+=("the program is n
 ! grep -E '\((RPATH|RUNPATH)\)' "$aarch64/readelf.log" || faults+=("the program has a run path")
 aarch64-linux-gnu-readelf -p .version "$program" | grep -q 'switching_v2.cgi [0-9]' || faults+=("it has no version")
 grep -qF "\"${program#"$stage"}/\"" "$snippet" || faults+=("the web server looks for the program elsewhere")
-<<<<<<< HEAD
-find "$stage" -name openapi.json.gz | grep -q . || faults+=("the description of the interface is missing")
-=======
->>>>>>> refs/heads/main
 [ "$(find "$stage" ! -type d | wc -l)" = 3 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
 if [ ${#faults[@]} -gt 0 ]; then
     printf 'cross.sh: %s\n' "${faults[@]}" >&2
