@@ -139,6 +139,16 @@ class Operation:
             return query, "&".join([f"{name}={value}" for name, value in place["form"]] + pairs)
         return query, json.dumps(more) if more and self.method in ("PUT", "POST") else ""
 
+    def example(self):
+        """Query and body of the example, and the answer it got."""
+        values = {key: key.schema["example"] for key in self.keys if key.place == "query"}
+        bodies = [media["example"] for media in self.entry.get("requestBody", {"content": {}})["content"].values()]
+        values.update((key, bodies[0][key.name]) for key in self.keys if bodies and key.name in bodies[0] and
+                      key.place in ("json", "form"))
+        query, body = self.request(values)
+        query = self.entry.get("x-query-string", {}).get("example", query)
+        return query, body, self.entry["responses"]["200"]["content"]["application/json"]["example"]
+
     def sent(self, index, call, values):
         """What the operands of the call must be, as the trace shows them."""
         expected = {}
