@@ -5,14 +5,16 @@
 
 #include <poll.h>
 #include <stdarg.h>
+#include <stdio.h>
 #include <string.h>
 
 #include <algorithm>
 
 #include "faults.h"
 #include "operations.h"
+#include "trace.h"
 
-static FILE *trace;
+static bool startLeftOut;
 
 void complain(const std::string &message)
 {
@@ -21,9 +23,9 @@ void complain(const std::string &message)
         fprintf(stderr, "vswitch: %s\n", message.c_str());
 }
 
-void traceTo(FILE *file)
+void leaveOutStart()
 {
-    trace = file;
+    startLeftOut = true;
 }
 
 /* Takes `size` bytes off the front of `from`; an empty view when there are not as many. */
@@ -160,12 +162,17 @@ static std::string replyFrame(int32_t code, const Arguments &arguments)
 /* A text as the trace shows it: between quotes, bytes that do not print as \xNN, without the zeros at its end. */
 static std::string quoted(const std::string &bytes)
 {
+    static const char hex[] = "0123456789ABCDEF";
     std::string text = "\"";
     for (uint32_t i = 0, used = wireUsed(bytes.data(), (uint32_t)bytes.size()); i < used; i++) {
-        char escape[8];
         unsigned char c = (unsigned char)bytes[i];
-        snprintf(escape, sizeof escape, c == '"' || c == '\\' ? "\\%c" : c < ' ' || c > '~' ? "\\x%02X" : "%c", c);
-        text += escape;
+        bool prints = c >= ' ' && c <= '~';
+        if (!prints)
+            text.append("\\x").append(1, hex[c >> 4]).append(1, hex[c & 15]);
+        else if (c == '"' || c == '\\')
+            text.append("\\").append(1, (char)c);
+        else
+            text += (char)c;
     }
     return text + "\"";
 }
@@ -205,16 +212,14 @@ static std::string traceText(const Operation &operation, const Arguments &argume
     return text;
 }
 
-/* A line reads: operation and what it was called with -> code, and what it returned when it succeeded. */
-static void traceCall(const Operation &operation, const std::string &sent, int code, const Arguments &arguments)
+/* A line reads: [process] operation and what it was called with -> code, and what it returned when it succeeded. */
+static void traceCall(pid_t client, const Operation &operation, const std::string &sent, int code,
+                      const Arguments &arguments)
 {
-    if (!trace)
-        return;
-    std::string line = operation.name + sent + " -> " + std::to_string(code);
+    std::string line = "[" + std::to_string(client) + "] " + operation.name + sent + " -> " + std::to_string(code);
     if (code == OPEN_OK)
         line += traceText(operation, arguments, true);
-    fprintf(trace, "%s\n", line.c_str());
-    fflush(trace); /* before the client gets its answer */
+    traceLine(line);
 }
 
 __attribute__((format(printf, 1, 2))) static Reply refuse(const char *format, ...)
@@ -230,13 +235,14 @@ __attribute__((format(printf, 1, 2))) static Reply refuse(const char *format, ..
     return reply;
 }
 
-static Reply answerOperation(const Operation &operation, std::string_view rest)
+static Reply answerOperation(const Operation &operation, std::string_view rest, pid_t client)
 {
     Arguments arguments;
     if (!takeArguments(rest, operation.tags, &arguments))
         return refuse("%s came with other arguments than (%s): client and server are of different builds",
                       operation.name, operation.tags.c_str());
-    std::string sent = trace ? traceText(operation, arguments, false) : "";
+    bool traced = tracing() && !(startLeftOut && isStartCall(operation));
+    std::string sent = traced ? traceText(operation, arguments, false) : "";
 
     Reply reply;
     int code = OPEN_UNSUPPORTED;
@@ -251,7 +257,8 @@ static Reply answerOperation(const Operation &operation, std::string_view rest)
         if (fault->hangUp)
             reply.action = Reply::HANG_UP;
     }
-    traceCall(operation, sent, code, arguments);
+    if (traced)
+        traceCall(client, operation, sent, code, arguments);
     reply.frame = fault && fault->rubbish ? std::string("\x05\0\0\0\0\0\0\0!", 9) : replyFrame(code, arguments);
     return reply;
 }
@@ -262,15 +269,18 @@ static Reply answerControl(std::string_view rest)
     if (!takeArguments(rest, std::string(1, WIRE_TEXT), &arguments))
         return refuse("a command came in another form than this build's");
     std::string answer;
-    int code = runCommand(textOf(&arguments[0].text), &answer) ? OPEN_OK : OPEN_BAD_ARGUMENT;
+    CommandOutcome outcome = runCommand(textOf(&arguments[0].text), &answer);
     arguments[0].bytes = answer;
     arguments[0].text = {(uint32_t)answer.size(), arguments[0].bytes.data()};
     Reply reply;
-    reply.frame = replyFrame(code, arguments);
+    if (outcome == COMMAND_AGAIN)
+        reply.action = Reply::AGAIN;
+    else
+        reply.frame = replyFrame(outcome == COMMAND_DONE ? OPEN_OK : OPEN_BAD_ARGUMENT, arguments);
     return reply;
 }
 
-Reply answerRequest(std::string_view request)
+Reply answerRequest(std::string_view request, pid_t client)
 {
     uint8_t head[2];
     if (!takeValue(&request, &head))
@@ -283,7 +293,7 @@ Reply answerRequest(std::string_view request)
     if (name == WIRE_CONTROL)
         return answerControl(request);
     if (const Operation *operation = findOperation(name))
-        return answerOperation(*operation, request);
+        return answerOperation(*operation, request, client);
 
     Reply reply;
     complain("no operation of the name " + quoted(name) + ": client and server are of different builds");

@@ -1,5 +1,5 @@
 /*
- * faults.cpp - the commands a running virtual switch takes.
+ * faults.cpp - which calls meet a fault, what it does to them, and the commands for it.
  */
 #include "faults.h"
 
@@ -25,14 +25,6 @@ const Fault *takeFault(const std::string &operation)
     if (found->second.times > 0 && --found->second.times == 0)
         faults.erase(found);
     return &current;
-}
-
-/* Reads all of `text` as a number; `end` stops at the first character that is not part of it. */
-static bool readNumber(const std::string &text, long long *number)
-{
-    char *end;
-    *number = strtoll(text.c_str(), &end, 10);
-    return !text.empty() && !*end;
 }
 
 /* "10,20,30", or "5:10,20" to state another count than there are ids. */
@@ -84,7 +76,7 @@ void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *
 static bool readFaultWord(const Operation *operation, const std::string &key, const std::string &value, Fault *fault)
 {
     long long number = 0;
-    bool isNumber = readNumber(value, &number);
+    bool isNumber = readNumber(value, INT64_MIN, INT64_MAX, &number);
     if (operation)
         for (size_t i = 0; i < operation->parameters.size(); i++)
             if (key == operation->parameters[i] && strchr("NHQTL", operation->tags[i])) {
@@ -104,77 +96,55 @@ static bool readFaultWord(const Operation *operation, const std::string &key, co
     return true;
 }
 
-static bool addFault(std::istringstream &words, std::string *answer)
+static CommandOutcome addFault(const Words &words, std::string *answer)
 {
-    std::string name, word;
-    words >> name;
+    const std::string &name = words[0];
     const Operation *operation = findOperation(name);
-    if (!operation && name != "*") {
-        *answer = "there is no operation \"" + name + "\" (\"operations\" lists them, \"*\" is all of them)\n";
-        return false;
-    }
+    if (!operation && name != "*")
+        return refuse(answer, "there is no operation \"" + name + "\" (\"operations\" lists them, \"*\" is all of them)");
     Fault fault;
-    while (words >> word) {
+    for (size_t i = 1; i < words.size(); i++) {
+        const std::string &word = words[i];
         size_t equals = word.find('=');
-        if (word == "hangup") {
+        if (word == "hangup")
             fault.hangUp = true;
-        } else if (word == "rubbish") {
+        else if (word == "rubbish")
             fault.rubbish = true;
-        } else if (equals == std::string::npos ||
-                   !readFaultWord(operation, word.substr(0, equals), word.substr(equals + 1), &fault)) {
-            *answer = "\"" + word + "\" is none of code=N, times=N, delay=MS, hangup, rubbish, or NAME=VALUE for a "
-                                    "value that the operation returns\n";
-            return false;
-        }
+        else if (equals == std::string::npos ||
+                 !readFaultWord(operation, word.substr(0, equals), word.substr(equals + 1), &fault))
+            return refuse(answer, "\"" + word + "\" is none of code=N, times=N, delay=MS, hangup, rubbish, or NAME=VALUE "
+                                               "for a value that the operation returns");
     }
     faults[name] = fault;
-    return true;
+    return COMMAND_DONE;
 }
 
-static void listOperations(std::string *answer)
+void clearFaults()
 {
-    for (const Operation &operation : operations()) {
-        *answer += operation.name;
-        for (size_t i = 0; i < operation.parameters.size(); i++)
-            *answer += std::string(" ") + operation.parameters[i] + ":" + operation.tags[i];
-        *answer += operation.run ? "\n" : " (the model lacks it)\n";
-    }
+    faults.clear();
 }
 
-bool runCommand(const std::string &command, std::string *answer)
+static CommandOutcome clear(const Words &words, std::string *answer)
 {
-    std::istringstream words(command);
-    std::string verb, name;
-    words >> verb;
-    if (verb == "fault")
-        return addFault(words, answer);
-    if (verb == "clear") {
-        if (!(words >> name)) {
-            faults.clear();
-        } else if (!faults.erase(name) && !findOperation(name)) {
-            *answer = "there is no operation \"" + name + "\"\n";
-            return false;
-        }
-        return true;
-    }
-    if (verb == "reset" && !(words >> name)) {
-        faults.clear();
-        resetModel();
-        return true;
-    }
-    if (verb == "pass") {
-        long long seconds = 0;
-        if (!(words >> name) || !readNumber(name, &seconds) || seconds < 1 || seconds > 10000000) {
-            *answer = "\"pass\" takes a number of seconds from 1 to 10000000\n";
-            return false;
-        }
-        passTime((uint64_t)seconds);
-        return true;
-    }
-    if (verb == "operations" && !(words >> name)) {
-        listOperations(answer);
-        return true;
-    }
-    *answer = "there is no command \"" + command + "\": fault, clear, reset, pass or operations\n";
-    return false;
+    if (words.empty())
+        clearFaults();
+    else if (!faults.erase(words[0]) && !findOperation(words[0]))
+        return refuse(answer, "there is no operation \"" + words[0] + "\"");
+    return COMMAND_DONE;
+}
+
+static const Command commands[] = {
+    {"fault", "OPERATION [WORD...]",
+     "make calls of OPERATION ('*': of all) fail:\n"
+     "code=N                       answer this code; the switch is not asked and nothing changes\n"
+     "NAME=VALUE                   return this value (code=0 NAME=VALUE: without asking the switch)\n"
+     "delay=MS  hangup  rubbish    answer late; hang up; answer what is no answer\n"
+     "times=N                      for so many calls (until cleared)",
+     addFault},
+    {"clear", "[OPERATION]", "end faults", clear},
+};
+
+std::span<const Command> faultCommands()
+{
+    return commands;
 }

@@ -7,8 +7,10 @@
 #include <stdint.h>
 
 #include <map>
+#include <span>
 #include <string>
 
+#include "commands.h"
 #include "operations.h"
 
 struct Fault {
@@ -27,10 +29,10 @@ const Fault *takeFault(const std::string &operation);
 /* Puts the fault's values into the arguments. */
 void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *arguments);
 
-/*
- * Runs a command that somebody gave the running switch: "fault ...", "clear [OPERATION]", "reset", "pass SECONDS" or
- * "operations". False with an explanation in *answer when it cannot be run.
- */
-bool runCommand(const std::string &command, std::string *answer);
+/* All of them end. */
+void clearFaults();
+
+/* The commands that make and end faults. */
+std::span<const Command> faultCommands();
 
 #endif

@@ -12,31 +12,34 @@
 #include <string>
 
 #include "calls.h"
+#include "commands.h"
 #include "model.h"
+#include "numbers.h"
 #include "server.h"
+#include "trace.h"
 #include "wire.h"
 
-static const char usage[] =
+static char program[] = "vswitch";
+
+static const char synopsis[] =
     "vswitch: a virtual switch that answers the OpEN operations of switching_v2.cgi\n"
     "\n"
-    "  vswitch [serve] [OPTIONS]         serve until stopped\n"
-    "    --ports N                       ports of the switch (28)\n"
-    "    --stations N                    learned addresses at start (8)\n"
-    "    --station-vlans N               VLANs 1 to N exist at start and share the stations (1)\n"
-    "    --trace FILE                    write a line for every operation (- is standard output)\n"
+    "  vswitch [OPTIONS] [serve]           serve until stopped\n"
+    "    --ports N                         ports of the switch (28)\n"
+    "    --stations N                      learned addresses at start (8)\n"
+    "    --station-vlans N                 VLANs 1 to N exist at start and share the stations (1)\n"
+    "    --trace FILE                      write a line for every operation (- is standard output):\n"
+    "      [4711] OPERATION NAME=VALUE... -> CODE NAME=VALUE...\n"
+    "      process of the client, what was sent, the result, what was returned. A text is [size]\"bytes\", a VLAN list\n"
+    "      its count and as many ids, 2(10 20), an IPv4 address 192.0.2.1.\n"
+    "    --trace-no-start                  without the three calls that the program makes at its start\n"
     "\n"
-    "  to a switch that is running:\n"
-    "  vswitch fault OPERATION WORD...   make calls of OPERATION (* is all) fail:\n"
-    "    code=N                          answer this code; the switch is not asked and nothing changes\n"
-    "    NAME=VALUE                      return this value (code=0 NAME=VALUE: without asking the switch)\n"
-    "    delay=MS  hangup  rubbish       answer late; hang up; answer what is no answer\n"
-    "    times=N                         for so many calls (until cleared)\n"
-    "  vswitch clear [OPERATION]         end faults\n"
-    "  vswitch reset                     back to the state at start, without faults\n"
-    "  vswitch pass SECONDS              let so much time pass at once: what ages, ages\n"
-    "  vswitch operations                list the operations with their parameters\n"
+    "  vswitch [OPTIONS] COMMAND [WORD...] tell a switch that is running\n"
+    "    --socket PATH                     its socket (OPENCLT_SOCKET in the environment, or " WIRE_DEFAULT_SOCKET ")\n"
     "\n"
-    "  --socket PATH, or OPENCLT_SOCKET in the environment, names the socket (" WIRE_DEFAULT_SOCKET ")\n";
+    "  --help, --version                   this text; the version\n"
+    "\n"
+    "Commands:\n";
 
 /* Ends the process unless `text` is a number from `lowest` to `highest`. */
 static uint32_t numberOption(const char *name, const char *text, unsigned long lowest, unsigned long highest)
@@ -66,6 +69,16 @@ static std::string receiveReply(int connection)
     return bytes.substr(sizeof length);
 }
 
+/* Prints what a command answered; the exit status. */
+static int say(const std::string &answer, bool done)
+{
+    if (done)
+        fputs(answer.c_str(), stdout);
+    else
+        fprintf(stderr, "vswitch: %s", answer.c_str());
+    return done ? 0 : 2;
+}
+
 static int command(const char *path, const std::string &words)
 {
     int connection = connectTo(path);
@@ -83,63 +96,97 @@ static int command(const char *path, const std::string &words)
         fprintf(stderr, "vswitch: what serves on %s did not answer the command\n", path);
         return 1;
     }
-    fputs(answer.c_str(), code ? stderr : stdout);
-    return code ? 2 : 0;
+    return say(answer, code == 0);
 }
 
-static int serve(const char *path, const ModelOptions &options, const char *traceFile)
+/* One that needs no switch, or is none. */
+static int commandAlone(const std::string &words)
 {
-    FILE *trace = nullptr;
-    if (traceFile) {
-        trace = strcmp(traceFile, "-") == 0 ? stdout : fopen(traceFile, "ae");
-        if (!trace) {
-            fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile, strerror(errno));
-            return 1;
+    std::string answer;
+    CommandOutcome outcome = runCommand(words, &answer);
+    return say(answer, outcome == COMMAND_DONE);
+}
+
+static int serve(const char *path, const char *traceFile)
+{
+    if (traceFile && !openTrace(traceFile)) {
+        fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile, strerror(errno));
+        return 1;
+    }
+    return serveOn(path);
+}
+
+/* What the options in front of a command, or behind "serve", ask for. */
+struct Options {
+    ModelOptions model;
+    const char *socket = WIRE_DEFAULT_SOCKET;
+    const char *trace = nullptr;
+    bool help = false, version = false;
+};
+
+/* Reads options up to the next word. False when one is wrong, which has been said. */
+static bool readOptions(int argc, char **argv, Options *options)
+{
+    enum { SOCKET, PORTS, STATIONS, STATION_VLANS, TRACE, TRACE_NO_START, HELP, VERSION };
+    static const option names[] = {
+        {"socket", required_argument, nullptr, SOCKET},     {"ports", required_argument, nullptr, PORTS},
+        {"stations", required_argument, nullptr, STATIONS}, {"station-vlans", required_argument, nullptr, STATION_VLANS},
+        {"trace", required_argument, nullptr, TRACE},       {"trace-no-start", no_argument, nullptr, TRACE_NO_START},
+        {"help", no_argument, nullptr, HELP},               {"version", no_argument, nullptr, VERSION},
+        {nullptr, 0, nullptr, 0},
+    };
+    for (int found; (found = getopt_long(argc, argv, "+", names, nullptr)) != -1;) {
+        switch (found) {
+        case SOCKET: options->socket = optarg; break;
+        case PORTS: options->model.ports = numberOption("ports", optarg, 1, 4096); break;
+        case STATIONS: options->model.stations = numberOption("stations", optarg, 0, 1000000); break;
+        case STATION_VLANS: options->model.stationVlans = numberOption("station-vlans", optarg, 1, 4094); break;
+        case TRACE: options->trace = optarg; break;
+        case TRACE_NO_START: leaveOutStart(); break;
+        case HELP: options->help = true; break;
+        case VERSION: options->version = true; break;
+        default: return false;
         }
     }
-    createModel(options);
-    traceTo(trace);
-    return serveOn(path);
+    return true;
 }
 
 int main(int argc, char **argv)
 {
-    enum { SOCKET, PORTS, STATIONS, STATION_VLANS, TRACE, HELP };
-    static const option names[] = {
-        {"socket", required_argument, nullptr, SOCKET},     {"ports", required_argument, nullptr, PORTS},
-        {"stations", required_argument, nullptr, STATIONS}, {"station-vlans", required_argument, nullptr, STATION_VLANS},
-        {"trace", required_argument, nullptr, TRACE},       {"help", no_argument, nullptr, HELP},
-        {nullptr, 0, nullptr, 0},
-    };
-    ModelOptions options;
-    const char *traceFile = nullptr;
+    Options options;
     const char *path = getenv("OPENCLT_SOCKET");
-    if (!path || !*path)
-        path = WIRE_DEFAULT_SOCKET;
-
-    for (int found; (found = getopt_long(argc, argv, "", names, nullptr)) != -1;) {
-        switch (found) {
-        case SOCKET: path = optarg; break;
-        case PORTS: options.ports = numberOption("ports", optarg, 1, 4096); break;
-        case STATIONS: options.stations = numberOption("stations", optarg, 0, 1000000); break;
-        case STATION_VLANS: options.stationVlans = numberOption("station-vlans", optarg, 1, 4094); break;
-        case TRACE: traceFile = optarg; break;
-        case HELP: fputs(usage, stdout); return 0;
-        default: fputs(usage, stderr); return 2;
-        }
+    if (path && *path)
+        options.socket = path;
+    argv[0] = program; /* in what getopt says */
+    if (!readOptions(argc, argv, &options))
+        return 2;
+    bool serves = !argv[optind] || strcmp(argv[optind], "serve") == 0;
+    if (serves && argv[optind]) {
+        optind++;
+        if (!readOptions(argc, argv, &options))
+            return 2;
     }
-    if (!*path) {
+    if (options.version) {
+        printf("vswitch %s\n", *VSWITCH_VERSION ? VSWITCH_VERSION : "without a version");
+        return 0;
+    }
+    createModel(options.model);
+    checkNumbers();
+    if (options.help) {
+        printf("%s%s", synopsis, commandHelp().c_str());
+        return 0;
+    }
+    if (!*options.socket) {
         fprintf(stderr, "vswitch: --socket takes a path\n");
         return 2;
     }
-    std::string verb = optind < argc ? argv[optind] : "serve";
-    std::string words = verb;
-    for (int i = optind + 1; i < argc; i++)
-        words += std::string(" ") + argv[i];
-    if (verb == "serve" && optind >= argc - 1)
-        return serve(path, options, traceFile);
-    if (verb == "fault" || verb == "clear" || verb == "reset" || verb == "pass" || verb == "operations")
-        return command(path, words);
-    fputs(usage, stderr);
-    return 2;
+    Words words(argv + optind, argv + argc);
+    if (serves && !words.empty()) {
+        fprintf(stderr, "vswitch: \"serve\" takes options only, not \"%s\"\n", words[0].c_str());
+        return 2;
+    }
+    if (serves)
+        return serve(options.socket, options.trace);
+    const Command *found = findCommand(words[0]);
+    return found && !found->alone ? command(options.socket, joinWords(words)) : commandAlone(joinWords(words));
 }

@@ -49,6 +49,15 @@ Operation &operationNamed(const std::string &name)
     return *operation;
 }
 
+bool isStartCall(const Operation &operation)
+{
+    for (const char *name : {"rpcclt_openapiConnectivityCheck", "rpcclt_openapiNetworkOSVersionGet",
+                             "rpcclt_openapiApiVersionGet"})
+        if (strcmp(operation.name, name) == 0)
+            return true;
+    return false;
+}
+
 std::string textOf(const OpenBufferDesc *desc)
 {
     return {desc->bytes, strnlen(desc->bytes, desc->size)};

@@ -47,6 +47,9 @@ Operation *findOperation(const std::string &name);
 /* As findOperation, but ends the process with a message: the model's tables name an operation that does not exist. */
 Operation &operationNamed(const std::string &name);
 
+/* Whether the program calls it at its start, before it does what was asked of it. */
+bool isStartCall(const Operation &operation);
+
 template <class T> T argumentAs(Argument &argument)
 {
     if constexpr (std::is_same_v<T, uint32_t>)

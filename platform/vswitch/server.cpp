@@ -24,14 +24,21 @@
 #include <vector>
 
 #include "calls.h"
+#include "watch.h"
 #include "wire.h"
+
+/* What all clients together may have sent or be owed; several times what a request can be long. */
+static const size_t HELD_MAX = 4 * WIRE_FRAME_MAX;
 
 struct Client {
     int socket;
+    pid_t process;
+    int64_t since;        /* when what it has sent or is owed began, in milliseconds of the monotonic clock */
     std::string input;    /* received, not yet served */
     std::string output;   /* to be sent, from `holdUntil` on */
-    int64_t holdUntil;    /* in milliseconds of the monotonic clock */
+    int64_t holdUntil;    /* on the same clock */
     bool hangUp;          /* once the output is sent and its time has come */
+    bool again;           /* its first request could not be answered yet; it is tried again when the time has come */
 };
 
 static int64_t millisNow()
@@ -131,6 +138,24 @@ static bool hasRequest(const Client &client, uint32_t *length)
     return *length > WIRE_FRAME_MAX || client.input.size() - sizeof *length >= *length;
 }
 
+/* Whether it has to get its answer before anything else is done for it. */
+static bool isBusy(const Client &client)
+{
+    return client.hangUp || client.again || !client.output.empty();
+}
+
+static size_t heldBy(const Client &client)
+{
+    return client.input.capacity() + client.output.capacity();
+}
+
+/* Gives back the memory of a large frame that is done with. */
+static void trim(std::string *bytes)
+{
+    if (bytes->capacity() > 64 * 1024 && bytes->size() < bytes->capacity() / 4)
+        bytes->shrink_to_fit();
+}
+
 /* Serves the client's next request. False when it must be hung up on at once. */
 static bool serveRequest(Client *client, uint32_t length)
 {
@@ -138,12 +163,17 @@ static bool serveRequest(Client *client, uint32_t length)
         complain("a client sent what is no request");
         return false;
     }
-    Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length));
+    Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length), client->process);
+    client->again = reply.action == Reply::AGAIN;
+    client->since = millisNow();
+    client->holdUntil = client->since + (client->again ? 5 : reply.delayMs);
+    if (client->again)
+        return true;
     client->input.erase(0, sizeof length + length);
-    client->holdUntil = millisNow() + reply.delayMs;
+    trim(&client->input);
     client->hangUp = reply.action == Reply::HANG_UP;
     if (!client->hangUp)
-        client->output = reply.frame;
+        client->output = std::move(reply.frame);
     return true;
 }
 
@@ -151,6 +181,8 @@ static bool receiveFrom(Client *client)
 {
     char bytes[64 * 1024];
     ssize_t got = recv(client->socket, bytes, sizeof bytes, MSG_DONTWAIT);
+    if (got > 0 && client->input.empty())
+        client->since = millisNow();
     if (got > 0)
         client->input.append(bytes, (size_t)got);
     return got > 0 || (got < 0 && (errno == EAGAIN || errno == EINTR));
@@ -167,33 +199,59 @@ static bool sendTo(Client *client)
             return errno == EAGAIN || errno == EINTR;
         client->output.erase(0, (size_t)sent);
     }
+    trim(&client->output);
     return !client->hangUp;
 }
 
-/* One turn of a client whose socket has `events`. False when it is to be closed. */
+/*
+ * One turn of a client whose socket has `events`. At most one request is served, so that nobody waits for another one's
+ * pile, and none before the last answer is out. False when the client is to be closed.
+ */
 static bool attend(Client *client, short events)
 {
-    if ((events & (POLLIN | POLLHUP | POLLERR)) && !receiveFrom(client))
-        return false;
     uint32_t length;
-    while (sendTo(client)) {
-        /* One request at a time: the next one is not served before the last answer is out. */
-        if (client->hangUp || !client->output.empty() || !hasRequest(*client, &length))
-            return true;
-        if (!serveRequest(client, length))
-            return false;
-    }
-    return false;
+    bool pending = hasRequest(*client, &length), gone = events & (POLLHUP | POLLERR);
+    if (gone && isBusy(*client))
+        return false;
+    if ((gone || events & POLLIN) && !pending && !receiveFrom(client))
+        return false;
+    if (!sendTo(client))
+        return false;
+    bool retry = client->again && client->holdUntil <= millisNow();
+    if ((isBusy(*client) && !retry) || !hasRequest(*client, &length))
+        return true;
+    return serveRequest(client, length) && sendTo(client);
 }
 
-/* How long to wait for the sockets until an answer that is held back becomes due; -1 for ever. */
-static int waitMillis(const std::list<Client> &clients)
+/* How long to wait for the descriptors from `now` on; -1 for ever. What only waits for its client to read is polled. */
+static int waitMillis(const std::list<Client> &clients, int64_t now)
 {
     int64_t due = INT64_MAX;
-    for (const Client &client : clients)
-        if (!client.output.empty() || client.hangUp)
+    uint32_t length;
+    for (const Client &client : clients) {
+        if (isBusy(client) && (client.holdUntil > now || client.output.empty()))
             due = std::min(due, client.holdUntil);
-    return due == INT64_MAX ? -1 : (int)std::clamp<int64_t>(due - millisNow(), 0, 60000);
+        else if (!isBusy(client) && hasRequest(client, &length))
+            due = now;
+    }
+    return due == INT64_MAX ? -1 : (int)std::clamp<int64_t>(due - now, 0, 60000);
+}
+
+/* What to poll the client's socket for. */
+static short eventsOf(const Client &client, int64_t now)
+{
+    uint32_t length;
+    if (isBusy(client))
+        return !client.output.empty() && client.holdUntil <= now ? POLLOUT : 0;
+    return hasRequest(client, &length) ? 0 : POLLIN;
+}
+
+static pid_t processBehind(int socket)
+{
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+    return peer.pid;
 }
 
 /* False when there is no room for another client. */
@@ -201,8 +259,26 @@ static bool acceptClients(int listener, std::list<Client> *clients)
 {
     int socket;
     while ((socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0)
-        clients->push_back({socket, {}, {}, 0, false});
+        clients->push_back({socket, processBehind(socket), 0, {}, {}, 0, false, false});
     return errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
+}
+
+/* Hangs up on whoever keeps too much for too long: of those that hold their share or more, the one that began first. */
+static void limitHeld(std::list<Client> *clients)
+{
+    size_t held = 0;
+    for (const Client &client : *clients)
+        held += heldBy(client);
+    while (held > HELD_MAX) {
+        auto worst = clients->end();
+        for (auto client = clients->begin(); client != clients->end(); ++client)
+            if (heldBy(*client) * clients->size() >= held && (worst == clients->end() || client->since < worst->since))
+                worst = client;
+        complain("too much is under way: hung up on process " + std::to_string(worst->process));
+        held -= heldBy(*worst);
+        close(worst->socket);
+        clients->erase(worst);
+    }
 }
 
 static void serveClients(int listener, int stop)
@@ -211,17 +287,18 @@ static void serveClients(int listener, int stop)
     std::vector<pollfd> polled;
     bool room = true;
     while (true) {
+        int64_t now = millisNow();
         polled.assign({{stop, POLLIN, 0}, {room ? listener : -1, POLLIN, 0}});
-        for (const Client &client : clients) {
-            bool sending = !client.output.empty() && client.holdUntil <= millisNow();
-            bool receiving = client.output.empty() && !client.hangUp;
-            polled.push_back({client.socket, (short)((sending ? POLLOUT : 0) | (receiving ? POLLIN : 0)), 0});
-        }
-        if (poll(polled.data(), polled.size(), waitMillis(clients)) < 0 && errno != EINTR)
+        for (const Client &client : clients)
+            polled.push_back({client.socket, eventsOf(client, now), 0});
+        size_t index = polled.size();
+        appendWatched(&polled);
+        if (poll(polled.data(), polled.size(), waitMillis(clients, now)) < 0 && errno != EINTR)
             break;
         if (polled[0].revents)
             break;
-        size_t index = 2;
+        callWatched(&polled[index], polled.size() - index);
+        index = 2;
         for (auto client = clients.begin(); client != clients.end();) {
             short events = polled[index++].revents;
             if (attend(&*client, events)) {
@@ -232,6 +309,7 @@ static void serveClients(int listener, int stop)
                 room = true;
             }
         }
+        limitHeld(&clients);
         if (polled[1].revents)
             room = acceptClients(listener, &clients);
     }

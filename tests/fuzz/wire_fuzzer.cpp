@@ -22,9 +22,10 @@
 #include <vector>
 
 #include "platform/vswitch/calls.h"
-#include "platform/vswitch/faults.h"
+#include "platform/vswitch/commands.h"
 #include "platform/vswitch/model.h"
 #include "platform/vswitch/operations.h"
+#include "platform/vswitch/trace.h"
 #include "tests/fuzz/fuzz_input.h"
 
 static std::string lastReply; /* with its length */
@@ -49,7 +50,7 @@ static bool serve(const std::string &request, std::string_view *content)
     /* a buffer of exactly that size shows who reads behind it */
     std::unique_ptr<char[]> exact(new char[request.size()]);
     std::copy(request.begin(), request.end(), exact.get());
-    Reply answer = answerRequest({exact.get(), request.size()});
+    Reply answer = answerRequest({exact.get(), request.size()}, 0);
     if (answer.action == Reply::HANG_UP)
         return false;
     uint32_t length;
@@ -256,7 +257,7 @@ static void stepClient(FuzzInput *input, size_t index, const std::string &reply)
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     stderr = fopen("/dev/null", "w"); /* the switch's complaints */
-    traceTo(stderr);
+    openTrace("/dev/null");
     setenv("OPENCLT_TIMEOUT_MS", "1000", 1);
     createModel({});
     return 0;
