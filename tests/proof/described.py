@@ -97,13 +97,14 @@ class Operation:
             self.add_body("json-query", entry["x-query-string"]["schema"])
         self.needs_json = self.json_place == "json" or entry.get("x-query-string", {}).get("required")
         self.schema = entry["responses"]["200"]["content"]["application/json"]["schema"]
-        self.success, self.messages = None, {}
+        self.success, self.messages, self.statuses = None, {}, {}
         for outcome in alternatives(self.schema):
             resp = outcome["properties"]["resp"]["properties"]
-            for code in resp["respCode"].get("enum") or [resp["respCode"]["const"]]:
-                self.messages[code] = resp["respMsg"]["const"]
-                if code == 0:
-                    self.success = outcome
+            codes = resp["respCode"].get("enum") or [resp["respCode"]["const"]]
+            self.messages.update(dict.fromkeys(codes, resp["respMsg"]["const"]))
+            self.statuses.update(dict.fromkeys(codes, resp["status"]["const"]))
+            if codes == [0]:
+                self.success = outcome
         self.members = list(self.members_in(self.success or {"properties": {}}, ()))
 
     def add_key(self, place, name, schema, required):
@@ -179,11 +180,9 @@ class Operation:
     def outcome(self, code):
         """What becomes of OpEN's code."""
         own = {one for _, schema in self.members for codes in schema["x-source"].get("code", {}).values() for one in codes}
-        if self.rule == "never" or (self.rule == "own" and code in own):
-            return 0
-        if self.rule == "invalid":
-            return 10003 if code else 0
-        return code if self.rule == "raw" else OPEN_RESULTS.get(code, 10000)
+        mapped = OPEN_RESULTS.get(code, 10000)
+        return {"mapped": mapped, "own": 0 if code in own else mapped, "invalid": 10003 if code else 0, "raw": code,
+                "never": 0}[self.rule]
 
     def answer(self, outcome, situation, values, outputs, code):
         """The whole text of an answer. `outputs` are those of each call, {operand: value}."""
@@ -191,7 +190,7 @@ class Operation:
         if outcome == 0:
             answer = {name: self.data(schema, values, outputs, code)
                       for name, schema in self.success["properties"].items() if name != "resp"}
-        answer["resp"] = {"respCode": outcome, "respMsg": self.messages[outcome], "status": "fail" if outcome else "success"}
+        answer["resp"] = {"respCode": outcome, "respMsg": self.messages[outcome], "status": self.statuses[outcome]}
         return printed(answer) + "\n" * self.entry["x-line-end"][situation]
 
     def data(self, schema, values, outputs, code):

@@ -104,6 +104,9 @@ class Proof:
             self.check(found, self.send(*prefixed))
             if key.place == "query":
                 self.vary_escapes(key)
+            if key.kind == "integer":
+                high = key.schema["maximum"]
+                same(f"{key.name} at its largest", key.reached(high), high)
 
     def vary_escapes(self, key):
         decoded = key.lookup == "decoded"
@@ -233,8 +236,8 @@ def closed(schema):
     for one in schema.get("oneOf", []):
         closed(one)
     if "properties" in schema:
-        same("what an object must have", (schema.get("additionalProperties"), set(schema["required"])),
-             (False, set(schema["properties"])))
+        same("what an object must have", (schema["type"], schema["additionalProperties"], set(schema["required"])),
+             ("object", False, set(schema["properties"])))
         for one in schema["properties"].values():
             closed(one)
 
