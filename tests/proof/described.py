@@ -14,7 +14,11 @@ class Key:
         self.number = 11 * (index + 1)  # what its values are made of, unlike those of the others
         self.words = schema.get("x-codes")
         self.kind = "word" if self.words else schema.get("x-conversion", schema["type"])
-        self.lookup = schema.get("x-lookup", {"query": "exact", "form": "loose"}.get(place))
+        self.lookup = schema["x-lookup"] if place == "query" else {"form": "loose"}.get(place, "json")
+        assert self.kind in ("word", "ipv4", "string", "boolean", "array", "integer")
+        assert self.lookup in ("exact", "loose", "decoded", "json")
+        if self.words:  # of the words for one code, the enumeration has the first
+            assert schema["enum"] == list({code: word for word, code in reversed(self.words.items())}.values())[::-1]
 
     def reached(self, value):
         """What `value` is when it reaches the operand; None stands for a key that is not there."""
@@ -52,7 +56,7 @@ class Key:
             longest = list(range(1, self.schema["maxItems"] + 2))
             return [[number, number + 1], [number + 2], [], [self.schema["items"]["maximum"] + number],
                     *([longest] if self.place == "json" else [])]  # a query cannot be that long
-        low = [self.schema["minimum"], self.schema["minimum"] - 1] if self.place != "query" else [0]
+        low = [self.schema["minimum"], self.schema["minimum"] - (self.place != "query")]
         return [number, number + 1, high, high + 1, *low]
 
     def is_refused(self, value):
@@ -88,10 +92,12 @@ class Operation:
         self.rule = entry["x-open-codes"]
         self.keys = []
         for parameter in entry.get("parameters", []):
+            assert parameter["in"] == "query"
             schema = {**parameter, **parameter["schema"]}
             self.add_key("query", parameter["name"], schema, parameter["required"])
-        self.json_place = None
+        self.json_place, self.bodies = None, []
         for content, media in entry.get("requestBody", {"content": {}})["content"].items():
+            assert entry["requestBody"]["required"]
             self.add_body("json" if content == "application/json" else "form", media["schema"])
         if "x-query-string" in entry:
             self.add_body("json-query", entry["x-query-string"]["schema"])
@@ -111,6 +117,7 @@ class Operation:
         self.keys.append(Key(place, name, schema, required, len(self.keys)))
 
     def add_body(self, place, schema):
+        self.bodies.append(schema)
         if place != "form":
             self.json_place = place
         for name, one in schema["properties"].items():
