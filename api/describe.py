@@ -10,6 +10,7 @@ BUILD is a directory in which everything is built.
 import json
 import os
 import re
+import subprocess
 import sys
 
 from facts import MAPPED, OPEN_CODES, Unclear, record
@@ -27,12 +28,38 @@ FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": l
 VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
 
 
+meanings = {}
+
+
 def directory(endpoint):
     return endpoint["path"].removeprefix(BASE + "/")
 
 
 def identity(endpoint):
     return directory(endpoint).replace("/", "-"), endpoint["method"], endpoint["name"]
+
+
+# What numbers mean
+
+def read_meanings(build):
+    """What the virtual switch takes the numbers for, by operation and operand."""
+    output = subprocess.run([build + "/vswitch", "operations", "--json"], check=True, capture_output=True, text=True).stdout
+    table = json.loads(output)
+    says = {name: ", ".join(f"{row['value']} {row['word']}" for row in meaning["numbers"]) or meaning["about"]
+            for name, meaning in table["meanings"].items()}
+    return {(operation["name"], row["name"]): says[row["meaning"]]
+            for operation in table["operations"] for row in operation["parameters"] if "meaning" in row}
+
+
+def meant(endpoint, operand, text, kind):
+    """Says behind "OpEN's code" and "OpEN's unit" what the virtual switch takes the number for."""
+    found = re.search(r"OpEN's (code|unit)(?! \()", text)
+    if not found or kind != "number":
+        return text
+    for operation in endpoint["calls"]:
+        if (operation, operand) in meanings:
+            return f"{text[:found.end()]} (virtual switch: {meanings[operation, operand]}){text[found.end():]}"
+    raise Wrong(f"{identity(endpoint)}: the virtual switch does not say what {operand} means")
 
 
 # Keys
@@ -49,27 +76,28 @@ def other_word(endpoint, key, endpoints):
 
 def words_schema(endpoint, key, endpoints):
     """Of synonyms the first is offered, the others are in the text."""
-    codes, synonyms = {}, []
-    for word, code in key["codes"].items():
-        if code in codes.values():
-            synonyms.append(f'"{word}" is the same as "{next(w for w, c in codes.items() if c == code)}"')
-        else:
-            codes[word] = code
+    codes, more = dict(key["codes"]), []
     if key["default"] is not None and key["default"] not in codes.values():
         word = other_word(endpoint, key, endpoints)
-        if word:
-            codes[word] = key["default"]
-    text = "; ".join(synonyms + ["a decimal number is taken as OpEN's code"] * key["number_too"])
-    schema = {"type": "string", "enum": list(codes), "x-codes": codes}
+        codes.update({word: key["default"]} if word else {})
+    offered = {code: word for word, code in reversed(codes.items())}
+    for word, code in codes.items():
+        if offered[code] != word:
+            more.append(f'"{word}" is the same as "{offered[code]}".')
+    schema = {"type": "string", "enum": [word for word in codes if word in offered.values()], "x-codes": codes}
+    if key["number_too"]:
+        more.append("A decimal number is taken as OpEN's code.")
+        schema["x-number-too"] = True
     if key["default"] is not None:
         schema["x-default"] = key["default"]
-        schema.update({"default": word for word, code in codes.items() if code == key["default"]})
-    return schema, text and f" {text[0].upper()}{text[1:]}."
+        if key["default"] in offered:
+            schema["default"] = offered[key["default"]]
+    return schema, more
 
 
 def key_schema(endpoint, key, endpoints):
     """The schema of a key, and what has to be said besides."""
-    more = ""
+    more = []
     kind = key["type"]
     if kind == "words":
         schema, more = words_schema(endpoint, key, endpoints)
@@ -113,7 +141,7 @@ def describe_key(endpoint, key, endpoints, words):
     if text is None or example is None:
         raise Wrong(f"{identity(endpoint)}: the key {key['name']} lacks a text or an example")
     check_example(f"{identity(endpoint)} {key['name']}", schema, example)
-    return text + more, schema, example
+    return " ".join([meant(endpoint, key["operands"][0], text, key["type"]), *more]), schema, example
 
 
 def object_of(described):
@@ -168,18 +196,14 @@ def check_lookups(keys, operation):
 # Answers
 
 def source_of(endpoint, fact):
-    if "key" in fact:
-        source = {"key": fact["key"]}
-    elif "code" in fact:
-        return {"code": {str(word).lower(): codes for word, codes in fact["codes"].items()},
-                "otherwise": str(fact["otherwise"]).lower()}
-    else:
-        source = {"operand": fact["operand"]}
-        if len(endpoint["calls"]) > 1:
-            source["call"] = fact["place"][0]
+    code = "code" in fact
+    source = {} if code else {"key": fact["key"]} if "key" in fact else {"operand": fact["operand"]}
+    if "operand" in fact and len(endpoint["calls"]) > 1:
+        source["call"] = fact["place"][0]
     if "codes" in fact:
-        source["words"] = {str(word).lower(): codes for word, codes in fact["codes"].items()}
-        source["otherwise"] = str(fact["otherwise"]).lower()
+        word = lambda value: value if isinstance(value, str) else json.dumps(value)
+        source["code" if code else "words"] = {word(value): codes for value, codes in fact["codes"].items()}
+        source["otherwise"] = word(fact["otherwise"])
     if fact["type"] == "ipv4":
         source["conversion"] = "ipv4"
     return source
@@ -221,7 +245,8 @@ def described_member(endpoint, name, fact, words):
     _example, text = words.find(identity(endpoint), name)
     if text is None and len(endpoint["members"]) > 1:
         raise Wrong(f"{identity(endpoint)}: the member {name} lacks a text")
-    return {"description": text or words.line(identity(endpoint)), **member_schema(endpoint, fact, words)}
+    text = meant(endpoint, fact.get("operand"), text or words.line(identity(endpoint)), fact["type"])
+    return {"description": text, **member_schema(endpoint, fact, words)}
 
 
 def object_schema(members):
@@ -410,6 +435,7 @@ def main():
     if len(sys.argv) not in (2, 3) or (sys.argv[2:] or ["--write"])[0] not in ("--write", "--play"):
         sys.exit(__doc__)
     build, mode = sys.argv[1], (sys.argv[2:] or ["--check"])[0]
+    meanings.update(read_meanings(build))
     try:
         description = describe(record(os.path.join(build, "api_recorder")), Words(os.path.join(HERE, "words")))
         if mode == "--play":

@@ -113,11 +113,11 @@ class Runs:
     # Operations
 
     def constants(self, keys):
-        """What no key reaches of what is sent by value, by operand: a number, or one for each operation."""
+        """What no key reaches, by operand: a number, or one for each operation. Outputs are sent as well, preset."""
         reached = {name for key in keys for name in key["operands"]}
         constants = {}
         for (name, kind, value, _size) in self.sent.values():
-            if name not in reached and kind in ("in", "list"):
+            if name not in reached and (kind in ("in", "list") or kind.startswith("out") and value):
                 constants.setdefault(name, []).append(value)
         return {name: values[0] if len(values) == 1 else values for name, values in constants.items()}
 

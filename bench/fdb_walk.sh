@@ -4,39 +4,21 @@
 # takes at the start, in the middle and at the end of the table: by the clock, with the start of the program and this
 # script's share, and the virtual switch's processor time. Takes a minute or two; nothing is left behind: no process, no
 # session.
-set -euo pipefail
-build=${1:?BUILD is missing: the directory that holds switching_v2.cgi and vswitch}
-stations=${2:-16384}
-vlans=${3:-4}
+. "$(dirname "$0")/../tools/script.sh"
+. "$root/tools/servers.sh"
+builtIn "${1-}" switching_v2.cgi vswitch
+stations=${2-16384}
+vlans=${3-4}
+number STATIONS "$stations" 1 1000000
+number VLANS "$vlans" 1 4094
 timed=200 # steps
 
-run=$(mktemp -d)
-export OPENCLT_SOCKET=$run/vswitch.sock HTTP_SESSION
-HTTP_SESSION=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
-vswitch=
-finish()
-{
-    trap - EXIT INT TERM HUP
-    [ -z "$vswitch" ] || { kill "$vswitch" 2>/dev/null && wait "$vswitch"; } || true
-    rm -rf "$run" "/tmp/session/$HTTP_SESSION"
-}
-trap finish EXIT
-trap 'exit 130' INT TERM HUP
-
-fail()
-{
-    echo "fdb_walk.sh: $*" >&2
-    exit 1
-}
-
-mkdir -p /tmp/session
-printf 'admin\n0\n' >"/tmp/session/$HTTP_SESSION"
-"$build/vswitch" --stations "$stations" --station-vlans "$vlans" >"$run/vswitch.log" &
-vswitch=$!
-for _ in {1..100}; do
-    [ ! -S "$OPENCLT_SOCKET" ] || break
-    sleep 0.05
-done
+scratch
+filesOf "$build"
+[ "$files" = /tmp ] || fail "the program's files in /tmp belong to somebody else: remove them, or run this as their owner"
+makeSession
+export HTTP_SESSION=$token
+startSwitch vswitch.sock "$build" --stations "$stations" --station-vlans "$vlans"
 
 # get ENDPOINT QUERY puts the answer into $answer.
 get()
@@ -62,7 +44,7 @@ entries=$value
 note()
 {
     local spent=
-    read -r spent _ <"/proc/$vswitch/schedstat" || true
+    read -r spent _ <"/proc/${pids[-1]}/schedstat" || true
     times[$1]=$EPOCHREALTIME spents[$1]=$spent
 }
 

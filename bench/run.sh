@@ -3,63 +3,35 @@
 # calls to the platform and a ready-made answer) and to the same request as a Python and a Node script. Prints one
 # Markdown table with the aims. Takes a minute or two besides the build, at most three on a busy machine, --quick half
 # of one; nothing is left behind: no process, no session.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-. tools/packages.sh
-. tools/servers.sh
+#
+#   --quick   fewer rounds; no instructions of the scripts
+. "$(dirname "$0")/../tools/script.sh"
+. "$root/tools/packages.sh"
+. "$root/tools/servers.sh"
+cd "$root"
 
 rounds=150 seconds=90 webRounds=20 scriptInstructions=yes
-case ${1-} in
-    '') ;;
-    --quick) rounds=30 seconds=30 webRounds=3 scriptInstructions=no ;;
-    *) echo "usage: $0 [--quick]   fewer rounds; no instructions of the scripts" >&2; exit 2 ;;
+case $#-${1-} in
+    0-) ;;
+    1---quick) rounds=30 seconds=30 webRounds=3 scriptInstructions=no ;;
+    *) wrong "it takes --quick or nothing" ;;
 esac
 
 need g++ cmake make libcjson-dev lighttpd curl valgrind wrk python3 nodejs
 build=$PWD/build-bench
 # Without a run path, like the program on a switch: one of a build tree costs a good twenty calls of the system.
-cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DCMAKE_SKIP_RPATH=ON >/dev/null
-cmake --build build-bench -j "$(nproc)" >"$build/build.log" 2>&1 || { cat "$build/build.log" >&2; exit 1; }
+compile "$build" all -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DCMAKE_SKIP_RPATH=ON
 warnings=(-Wall -Wextra -Wshadow -Wconversion -Wformat=2)
 cc -O2 "${warnings[@]}" bench/measure.c -o "$build/measure"
 # Compiled and linked as the program is.
 cc -O2 -fPIE -pie "${warnings[@]}" -Iplatform/include bench/floor.c -o "$build/floor" -Wl,-z,lazy -Wl,-z,relro \
     -L"$build/lib" -lopenclt -lproc_libs -lcjson
 
-run=$(mktemp -d)
-token=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
-finish()
-{
-    trap - EXIT INT TERM HUP
-    stopServers
-    rm -rf "$run" "/tmp/session/$token"
-}
-trap finish EXIT
-trap 'exit 130' INT TERM HUP
-
-# Runs a command whose end can take a while, so that a signal to this script ends both.
-attend()
-{
-    "$@" <&0 &
-    local status=0
-    pids+=($!)
-    wait $! || status=$?
-    unset 'pids[-1]'
-    return $status
-}
-
-fail()
-{
-    echo "bench: $*" >&2
-    exit 1
-}
-
 # The program is measured as it is, with its own files where they lie on a switch.
-mkdir -p /tmp/session 2>/dev/null || true
-for file in /tmp/session /tmp/zt731.log /tmp/devmgr_log_level; do
-    [ ! -e $file ] || [ -w $file ] || fail "$file belongs to somebody else; remove it, or run this as its owner."
-done
-(umask 077; printf 'admin\n0\n%s' "$token" >"/tmp/session/$token")
+scratch
+filesOf "$build"
+[ "$files" = /tmp ] || fail "the program's files in /tmp belong to somebody else: remove them, or run this as their owner"
+makeSession
 
 # A switch for each length of list. The list operations are answered by faults: no switch has 4,096 VLANs to list.
 # All ids have four digits, so that twice the ids are twice the text.

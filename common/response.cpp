@@ -163,7 +163,7 @@ int responseJsonDocument(ResultCode code, const char *dataName, cJSON *data, cha
     char *text = envelope ? cJSON_Print(envelope) : nullptr;
     cJSON_Delete(envelope);
     if (!text) {
-        logWrite(LEVEL_ERROR, "[%s:%d] [MEM] Failed to %s\n", "responseJsonRreallocStr", __LINE__, failed);
+        LOG_AS("responseJsonRreallocStr", LEVEL_ERROR, "[MEM] Failed to %s\n", failed);
         return (int)GENERAL_FAILED;
     }
     free(*output);

@@ -12,6 +12,15 @@
 
 enum { URI_BUFFER = 1024 };
 
+static void logNotFound(const char *requestUri, const char *directory, const char *name)
+{
+    char *shown = strdup(requestUri);
+    if (shown)
+        logMaskControls(shown);
+    LOG_AS("httpdProcessRequest", LEVEL_ERROR, "method not found:%s\n%s\n%s\n", shown ? shown : "", directory, name);
+    free(shown);
+}
+
 void httpdProcessRequest(RouteTree *tree)
 {
     const char *requestUri = getenv("REQUEST_URI");
@@ -32,11 +41,15 @@ void httpdProcessRequest(RouteTree *tree)
     name[strcspn(name, "?")] = 0;
     *slash = 0; /* the root's path may become empty: it names the root all the same */
 
+    /* For the log. No directory and no endpoint has such bytes or a "?" in its name, so what is found is the same. */
+    logMaskControls(directory);
+    logMaskControls(name);
+
     /* Unknown directories are created on the way; they are empty, so the lookup fails. */
     RouteDir *dir = routeDirFindOrCreate(tree, directory);
     RouteEntry *entry = dir ? routeEntryFind(dir, name, getenv("REQUEST_METHOD")) : nullptr;
     if (!entry) {
-        LOG(LEVEL_ERROR, "method not found:%s\n%s\n%s\n", requestUri, dir ? dir->name : "", name);
+        logNotFound(requestUri, dir ? dir->name : "", name);
         return;
     }
     if (entry->needsSession && checkSessionX(getenv("HTTP_SESSION"), getenv("HTTP_REFRESH"), entry) == -1) {

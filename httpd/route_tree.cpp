@@ -86,23 +86,16 @@ RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path)
     return dir;
 }
 
-/* The functions below log under one name. */
-static const char ADD_CALLER[] = "httpdAddCContent";
-
-RouteDir *routeDirForEntries(RouteTree *tree, const char *dirPath)
+int httpdAddCContent(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
+                     RouteHandler handler)
 {
-    RouteDir *dir = routeDirFindOrCreate(tree, dirPath);
-    if (!dir)
-        logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, dirPtr == NULL\n", ADD_CALLER, __LINE__);
-    return dir;
-}
-
-int routeEntryAdd(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
-                  RouteHandler handler)
-{
+    if (!dir) {
+        LOG(LEVEL_ERROR, "httpdAddCContent, dirPtr == NULL\n");
+        return -1;
+    }
     RouteEntry *entry = newNode<RouteEntry>(name, length);
     if (!entry) {
-        logWrite(LEVEL_ERROR, "[%s:%d] httpdAddCContent, newEntry == NULL\n", ADD_CALLER, __LINE__);
+        LOG(LEVEL_ERROR, "httpdAddCContent, newEntry == NULL\n");
         return -1;
     }
     entry->method = method;
@@ -111,13 +104,6 @@ int routeEntryAdd(RouteDir *dir, const char *name, size_t length, uint32_t metho
     entry->next = dir->entries;
     dir->entries = entry;
     return 0;
-}
-
-int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
-                     RouteHandler handler)
-{
-    RouteDir *dir = routeDirForEntries(tree, dirPath);
-    return dir ? routeEntryAdd(dir, name, strlen(name), method, needsSession, handler) : -1;
 }
 
 RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *methodName)

@@ -23,6 +23,7 @@ struct RouteEntry {
     RouteEntry *next;
 };
 
+/* Its lists are kept newest first: of two entries with one name and method, the one registered later answers. */
 struct RouteDir {
     const char *name; /* owned; "" for the root */
     RouteDir *firstChild;
@@ -30,7 +31,6 @@ struct RouteDir {
     RouteEntry *entries;
 };
 
-/* Both lists are kept newest first: of two entries with one name and method, the one registered later answers. */
 struct RouteTree {
     RouteDir *root;
 };
@@ -44,23 +44,22 @@ RouteTree *routeTreeCreate();
  */
 RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path);
 
-/* Registers an endpoint; no test for duplicates is made. Returns 0, or -1 when memory is out, which is logged. */
-int httpdAddCContent(RouteTree *tree, const char *dirPath, const char *name, uint32_t method, uint32_t needsSession,
+/*
+ * Registers an endpoint whose name is the first `length` bytes of `name`; no test for duplicates is made. Returns 0, or
+ * -1 when memory is out or there is no directory, which is logged. The directory is looked up once for many endpoints:
+ * a walk for each would cost more than all the rest of a request.
+ */
+int httpdAddCContent(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
                      RouteHandler handler);
 
 /*
- * The same in two steps, for many endpoints of one directory: a walk for each would cost more than all the rest of a
- * request. And code, not a table: the addresses in one would have to be relocated at every start.
+ * How the families write it: an endpoint that asks for a session, like all of this interface. The compiler measures its
+ * name. It is code, not a table: the addresses in one would have to be relocated at every start.
  */
-RouteDir *routeDirForEntries(RouteTree *tree, const char *dirPath);
-int routeEntryAdd(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,
-                  RouteHandler handler);
-
-/* Adds an endpoint that asks for a session, like all of this interface; the compiler measures its name. */
 template <size_t N>
 inline void addRoute(RouteDir *dir, const char (&name)[N], HttpMethodCode method, RouteHandler handler)
 {
-    routeEntryAdd(dir, name, N - 1, method, SESSION_ANY, handler);
+    httpdAddCContent(dir, name, N - 1, method, SESSION_ANY, handler);
 }
 
 /* The newest entry of `dir` with exactly that name and, ignoring case, that method; null when there is none. */

@@ -8,59 +8,145 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
-#include <time.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include "log/log.h"
 
-enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10, LOCK_POLL_MS = 1 };
+#define DIRECTORY "/tmp/session"
+
+/* All of this file logs under one name. */
+#define LOG_CHECK(...) LOG_AS("checkSessionX", __VA_ARGS__)
+
+enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10 };
+
+/* An open session file, and the directory in which it has the token's name. */
+struct Session {
+    int directory;
+    int file;
+    const char *token;
+};
+
+/* Anybody can make what looks like a session; only root's and the program's own user's word counts. */
+static bool isTrusted(const char *what, uid_t owner)
+{
+    if (owner == 0 || owner == geteuid())
+        return true;
+    LOG_CHECK(LEVEL_ERROR, "%s is refused: it belongs to user %u, not to root or user %u\n", what, owner, geteuid());
+    return false;
+}
+
+/* -1 when it is refused, which is logged, or missing: then nobody has logged in yet. */
+static int openDirectory()
+{
+    int directory = open(DIRECTORY, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status;
+    if (directory < 0 && errno != ENOENT)
+        LOG_CHECK(LEVEL_ERROR, DIRECTORY " is refused: it must be a directory, and no link to one (%s)\n",
+                  strerror(errno));
+    if (directory >= 0 && !(fstat(directory, &status) == 0 && isTrusted(DIRECTORY, status.st_uid))) {
+        close(directory);
+        return -1;
+    }
+    return directory;
+}
 
 /*
- * Only a regular file that lies directly in /tmp/session/ is a session. A token with a "/" would reach other files of
- * /tmp, the shared log among them, into which anybody can write lines that read as a session.
+ * Only a regular file with one name, which lies directly in the directory, is a session. A token with a "/" would reach
+ * other files of /tmp, the shared log among them, into which anybody can write lines that read as a session.
  */
-static int openSession(const char *token, const char *path)
+static int openFile(int directory, const char *token)
 {
     if (strchr(token, '/'))
         return -1;
-    int session = open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    int file = openat(directory, token, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     struct stat status;
-    if (session >= 0 && (fstat(session, &status) != 0 || !S_ISREG(status.st_mode))) {
-        close(session);
+    if (file >= 0 && !(fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+                       isTrusted("A file in " DIRECTORY, status.st_uid))) {
+        close(file);
         return -1;
     }
-    return session;
+    return file;
 }
 
-static time_t monotonicSeconds()
+static void closeSession(const Session *session)
 {
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec;
+    if (session->file >= 0)
+        close(session->file);
+    if (session->directory >= 0)
+        close(session->directory);
+}
+
+static bool openSession(Session *session)
+{
+    session->directory = openDirectory();
+    if (session->directory >= 0)
+        session->file = openFile(session->directory, session->token);
+    if (session->file >= 0)
+        return true;
+    char path[512];
+    snprintf(path, sizeof path, DIRECTORY "/%s", session->token);
+    logMaskControls(path);
+    LOG_CHECK(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* the wording is established; the request is refused */
+    return false;
+}
+
+static volatile sig_atomic_t waitedTooLong;
+
+static void endWait(int)
+{
+    waitedTooLong = true;
+}
+
+/* Sets or, with 0, stops the timer that ends the wait. It goes on ringing, in case the wait had not begun yet. */
+static void setTimer(time_t seconds)
+{
+    const struct itimerval timer = {.it_interval = {.tv_sec = 0, .tv_usec = 100'000},
+                                    .it_value = {.tv_sec = seconds, .tv_usec = 0}};
+    setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
 /* Waits for the lock, but not for ever: a neighbour that hangs with it must not pile up processes behind it. */
-static bool lockSession(int session)
+static bool waitForLock(int file)
 {
-    for (time_t deadline = 0;;) {
-        if (flock(session, LOCK_EX | LOCK_NB) == 0)
-            return true;
-        if (errno != EWOULDBLOCK && errno != EINTR)
-            return false;
-        time_t now = monotonicSeconds();
-        if (deadline == 0)
-            deadline = now + LOCK_WAIT_SECONDS;
-        if (now >= deadline)
-            return false;
-        struct timespec pause = {.tv_sec = 0, .tv_nsec = LOCK_POLL_MS * 1000000L};
-        nanosleep(&pause, nullptr);
-    }
+    struct sigaction action = {}; /* without SA_RESTART: the signal ends the wait */
+    action.sa_handler = endWait;
+    sigaction(SIGALRM, &action, nullptr);
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    sigprocmask(SIG_UNBLOCK, &alarm, nullptr); /* a web server can hand down what it blocks itself */
+
+    setTimer(LOCK_WAIT_SECONDS);
+    int result;
+    do
+        result = flock(file, LOCK_EX);
+    while (result != 0 && errno == EINTR && !waitedTooLong);
+    setTimer(0);
+    return result == 0;
+}
+
+static bool lockSession(int file)
+{
+    if (flock(file, LOCK_EX | LOCK_NB) == 0 || (errno == EWOULDBLOCK && waitForLock(file)))
+        return true;
+    LOG_CHECK(LEVEL_ERROR, "File lock failed\n");
+    return false;
+}
+
+static bool unlockSession(int file)
+{
+    if (flock(file, LOCK_UN) == 0)
+        return true;
+    LOG_CHECK(LEVEL_ERROR, "File unlock failed\n");
+    return false;
 }
 
 /*
@@ -82,93 +168,102 @@ static void takeLine(const char **text, const char *end, char *line, size_t size
 struct SessionLines {
     char user[200];
     char stamp[200];
-    char role[16]; /* "admin" has none: this is the token then, and not looked at */
+    char role[16]; /* empty for "admin", who has none */
 };
 
-static SessionLines readSession(int session)
+static bool isAdmin(const SessionLines *lines)
 {
-    SessionLines lines;
+    return strcmp(lines->user, "admin\n") == 0;
+}
+
+static SessionLines readSession(int file)
+{
+    SessionLines lines = {};
     char text[sizeof lines]; /* as much as they can hold */
-    ssize_t length = read(session, text, sizeof text);
+    ssize_t length = read(file, text, sizeof text);
     const char *rest = text;
     const char *end = text + (length > 0 ? length : 0);
     takeLine(&rest, end, lines.user, sizeof lines.user);
     takeLine(&rest, end, lines.stamp, sizeof lines.stamp);
-    takeLine(&rest, end, lines.role, sizeof lines.role);
+    if (!isAdmin(&lines))
+        takeLine(&rest, end, lines.role, sizeof lines.role);
     return lines;
 }
 
-static bool isExpired(long uptime, const char *stampText)
+static bool isAllowed(const SessionLines *lines, const RouteEntry *entry)
 {
-    long stamp = strtol(stampText, nullptr, 10);
+    bool readOnly = strncmp(lines->role, "ro", 2) == 0;
+    if (isAdmin(lines))
+        return true;
+    if (!readOnly && strncmp(lines->role, "rw", 2) != 0) {
+        LOG_CHECK(LEVEL_ERROR, "Invalid priviledged level in user session\n");
+        return false;
+    }
+    if (entry->needsSession != SESSION_ADMIN && (!readOnly || entry->method == HTTP_GET))
+        return true;
+    LOG_CHECK(LEVEL_ERROR, "Permission denied, not a priviledged user\n");
+    return false;
+}
+
+static bool readUptime(long *seconds)
+{
+    struct sysinfo system;
+    if (sysinfo(&system) != 0) {
+        LOG_CHECK(LEVEL_ERROR, "Failed to get sysinfo\r\n");
+        return false;
+    }
+    *seconds = system.uptime;
+    return true;
+}
+
+/* A stamp that lies ahead is from before the last reboot. */
+static bool isExpired(long uptime, long stamp)
+{
     long idle;
     if (stamp == 0)
         return false;
     return __builtin_sub_overflow(uptime, stamp, &idle) ? stamp < 0 : idle > SESSION_SECONDS;
 }
 
+/* A session that has been idle for too long is deleted. */
+static bool isAlive(const Session *session, const SessionLines *lines, long uptime)
+{
+    long stamp = strtol(lines->stamp, nullptr, 10);
+    if (!isExpired(uptime, stamp))
+        return true;
+    LOG_CHECK(LEVEL_INFO, "Token timeout(%ld - %ld).please login again. (userName: %s timestamp: %s)\r\n", uptime, stamp,
+              lines->user, lines->stamp);
+    unlinkat(session->directory, session->token, 0);
+    return false;
+}
+
+static void moveStamp(const Session *session, const SessionLines *lines, long uptime)
+{
+    char content[256]; /* the lines fit, the token may be cut */
+    int used = snprintf(content, sizeof content, "%s%ld\n%s", lines->user, uptime, lines->role);
+    char *token = content + used;
+    snprintf(token, sizeof content - (size_t)used, "%s", session->token);
+    /* From its first byte, but it is never shortened: established behaviour, old bytes behind it stay. */
+    [[maybe_unused]] ssize_t written = pwrite(session->file, content, strlen(content), 0);
+    logMaskControls(token);
+    LOG_CHECK(LEVEL_DEBUG, "Token update to file. (%s)\r\n", content);
+}
+
+static bool checkLocked(const Session *session, const char *refresh, const RouteEntry *entry)
+{
+    SessionLines lines = readSession(session->file);
+    long uptime;
+    if (!isAllowed(&lines, entry) || !readUptime(&uptime) || !isAlive(session, &lines, uptime))
+        return false;
+    if (!refresh)
+        moveStamp(session, &lines, uptime);
+    return unlockSession(session->file);
+}
+
 int checkSessionX(const char *token, const char *refresh, const RouteEntry *entry)
 {
-    if (!token)
-        token = "(null)";
-    char path[512];
-    snprintf(path, sizeof path, "/tmp/session/%s", token);
-    int session = openSession(token, path);
-    if (session < 0) {
-        LOG(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* the wording is established; the request is refused */
-        return -1;
-    }
-    int verdict = -1;
-    SessionLines lines;
-    struct sysinfo system;
-    bool isAdmin;
-
-    if (!lockSession(session)) {
-        LOG(LEVEL_ERROR, "File lock failed\n");
-        goto done;
-    }
-    lines = readSession(session);
-    isAdmin = strcmp(lines.user, "admin\n") == 0;
-    if (!isAdmin) {
-        bool allowed;
-        if (strncmp(lines.role, "ro", 2) == 0) {
-            allowed = entry->needsSession != SESSION_ADMIN && entry->method == HTTP_GET;
-        } else if (strncmp(lines.role, "rw", 2) == 0) {
-            allowed = entry->needsSession != SESSION_ADMIN;
-        } else {
-            LOG(LEVEL_ERROR, "Invalid priviledged level in user session\n");
-            goto done;
-        }
-        if (!allowed) {
-            LOG(LEVEL_ERROR, "Permission denied, not a priviledged user\n");
-            goto done;
-        }
-    }
-    if (sysinfo(&system) != 0) {
-        LOG(LEVEL_ERROR, "Failed to get sysinfo\r\n");
-        goto done;
-    }
-    if (isExpired(system.uptime, lines.stamp)) {
-        LOG(LEVEL_INFO, "Token timeout(%ld - %ld).please login again. (userName: %s timestamp: %s)\r\n", system.uptime,
-            strtol(lines.stamp, nullptr, 10), lines.user, lines.stamp);
-        unlink(path);
-        goto done;
-    }
-    if (!refresh) {
-        char content[256];
-        if (isAdmin)
-            snprintf(content, sizeof content, "%s%ld\n%s", lines.user, system.uptime, token);
-        else
-            snprintf(content, sizeof content, "%s%ld\n%s%s", lines.user, system.uptime, lines.role, token);
-        /* From its first byte, but it is never shortened: established behaviour, old bytes behind it stay. */
-        [[maybe_unused]] ssize_t written = pwrite(session, content, strlen(content), 0);
-        LOG(LEVEL_DEBUG, "Token update to file. (%s)\r\n", content);
-    }
-    if (flock(session, LOCK_UN) != 0)
-        LOG(LEVEL_ERROR, "File unlock failed\n");
-    else
-        verdict = 0;
-done:
-    close(session);
-    return verdict;
+    Session session = {.directory = -1, .file = -1, .token = token ? token : "(null)"};
+    bool served = openSession(&session) && lockSession(session.file) && checkLocked(&session, refresh, entry);
+    closeSession(&session);
+    return served ? 0 : -1;
 }

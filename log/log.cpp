@@ -3,6 +3,7 @@
  */
 #include "log/log.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <stdarg.h>
@@ -18,19 +19,23 @@ static const char LEVEL_FILE[] = "/tmp/devmgr_log_level";
 static const char LOG_FILE[] = "/tmp/zt731.log";
 static const char OLD_LOG_FILE[] = "/tmp/zt731.log.old";
 
-enum { LEVEL_FILE_SIZE = 4, LOG_FILE_LIMIT = 0x100000, DEFAULT_THRESHOLD = 6 };
+enum { LEVEL_FILE_SIZE = 4, LOG_FILE_LIMIT = 0x100000, DEFAULT_THRESHOLD = 6, ATTEMPTS = 3 };
+
+/* Room for the longest text a client can send, a variable of the environment, and then some. */
+enum { ENTRY_BYTES = 160 * 1024 };
 
 static struct {
     int32_t flags = -1;
     int32_t facility = -1;
     const char *identity = nullptr;
-    FILE *file = nullptr;
-    int32_t fileBytes = 0; /* written to the current log file, what it held at opening included */
+    int32_t fileFd = -1;
     int32_t levelFd = -1;
     bool started = false; /* the first line has been written */
-    pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER; /* guards file and fileBytes */
+    pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER; /* guards fileFd and the entry */
     char processName[64] = "";
 } logger;
+
+static char entry[ENTRY_BYTES]; /* costs the pages that are used */
 
 static bool isDigit(char c)
 {
@@ -43,24 +48,66 @@ static const char *levelName(int level)
     return level >= 0 && level <= LEVEL_DEBUG ? names[level] : "";
 }
 
-static void closeFile()
+/* Files under /tmp, where anybody can have put anything in their place: no link is followed, nothing is waited for. */
+enum { SHARED_FLAGS = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC };
+
+/*
+ * Creates the file only if there is none: for one of another user the kernel can refuse O_CREAT even to root
+ * (fs.protected_regular). EEXIST when another process has created it meanwhile.
+ */
+static int openOrCreate(const char *path, int flags)
 {
-    pthread_mutex_lock(&logger.lock);
-    if (logger.file)
-        fclose(logger.file);
-    logger.file = nullptr;
-    pthread_mutex_unlock(&logger.lock);
+    int fd = open(path, flags | SHARED_FLAGS);
+    if (fd < 0 && errno == ENOENT)
+        fd = open(path, flags | SHARED_FLAGS | O_CREAT | O_EXCL, 0666);
+    return fd;
+}
+
+/* Opens a shared file; one that is no regular file, or has a second name somewhere, is none. -1 on failure. */
+static int openShared(const char *path, int flags, struct stat *status)
+{
+    for (int attempt = 0; attempt < ATTEMPTS; attempt++) {
+        int fd = openOrCreate(path, flags);
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        if (fd < 0)
+            return -1;
+        bool known = fstat(fd, status) == 0;
+        if (known && S_ISREG(status->st_mode) && status->st_nlink == 1)
+            return fd;
+        close(fd);
+        if (!known || status->st_nlink > 0) /* otherwise it was removed just now */
+            return -1;
+    }
+    return -1;
+}
+
+static void closeDescriptor(int32_t *fd)
+{
+    if (*fd >= 0)
+        close(*fd);
+    *fd = -1;
+}
+
+/* The lock is held. */
+static void reopenFile()
+{
+    struct stat status;
+    closeDescriptor(&logger.fileFd);
+    logger.fileFd = openShared(LOG_FILE, O_APPEND, &status);
 }
 
 static void openFile()
 {
     pthread_mutex_lock(&logger.lock);
-    if (logger.file)
-        fclose(logger.file);
-    logger.file = fopen(LOG_FILE, "a+e");
-    struct stat status;
-    if (logger.file && fileno(logger.file) > 0 && fstat(fileno(logger.file), &status) == 0)
-        logger.fileBytes = status.st_size > LOG_FILE_LIMIT ? LOG_FILE_LIMIT : (int32_t)status.st_size;
+    reopenFile();
+    pthread_mutex_unlock(&logger.lock);
+}
+
+static void closeFile()
+{
+    pthread_mutex_lock(&logger.lock);
+    closeDescriptor(&logger.fileFd);
     pthread_mutex_unlock(&logger.lock);
 }
 
@@ -74,24 +121,24 @@ static char levelByte()
     return logger.levelFd >= 0 && pread(logger.levelFd, &byte, 1, 0) == 1 ? byte : (char)0;
 }
 
-static void closeLevel()
+/* A file that has its size is left alone: even truncating it to that size would be work for the file system. */
+static bool giveLevelFileItsSize(off_t size)
 {
-    if (logger.levelFd >= 0)
-        close(logger.levelFd);
-    logger.levelFd = -1;
+    return size == LEVEL_FILE_SIZE || ftruncate(logger.levelFd, LEVEL_FILE_SIZE) == 0;
+}
+
+static bool giveLevelFileADigit()
+{
+    const char standard = '0' + DEFAULT_THRESHOLD;
+    return isDigit(levelByte()) || pwrite(logger.levelFd, &standard, 1, 0) == 1;
 }
 
 static void openLevel()
 {
-    const char standard = '0' + DEFAULT_THRESHOLD;
-    logger.levelFd = open(LEVEL_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (logger.levelFd < 0)
-        return;
-    struct stat status; /* cheap, while even a truncation to the same size is the file system's work */
-    bool hasSize = fstat(logger.levelFd, &status) == 0 && status.st_size == LEVEL_FILE_SIZE;
-    if ((!hasSize && ftruncate(logger.levelFd, LEVEL_FILE_SIZE) != 0) ||
-        (!isDigit(levelByte()) && pwrite(logger.levelFd, &standard, 1, 0) != 1))
-        closeLevel();
+    struct stat status;
+    logger.levelFd = openShared(LEVEL_FILE, 0, &status);
+    if (logger.levelFd >= 0 && !(giveLevelFileItsSize(status.st_size) && giveLevelFileADigit()))
+        closeDescriptor(&logger.levelFd);
 }
 
 /* What the first line set up, and the level file with it. */
@@ -101,7 +148,7 @@ static void stop()
         closelog();
     if (logger.flags & LOG_TO_FILE)
         closeFile();
-    closeLevel();
+    closeDescriptor(&logger.levelFd);
     logger.started = false;
 }
 
@@ -162,39 +209,104 @@ static void start()
     logger.started = true;
 }
 
-/* The full log file becomes the old one. When that fails the file stays closed and lines go to standard output. */
-static void rotate()
+/*
+ * The log file becomes the old one, whatever that is now, and a new one takes its place at the same moment: left empty, the
+ * place could be taken by anybody's link. Without such an exchange (not every file system has it) the file is moved
+ * away, and if even that fails, because the old one is a directory or somebody else's, its content is given up.
+ */
+static void replaceFile()
 {
-    fclose(logger.file);
     unlink(OLD_LOG_FILE);
-    rename(LOG_FILE, OLD_LOG_FILE);
-    logger.file = fopen(LOG_FILE, "a+e");
-    logger.fileBytes = 0;
+    int fresh = open(OLD_LOG_FILE, SHARED_FLAGS | O_CREAT | O_EXCL, 0666);
+    bool exchanged = fresh >= 0 && renameat2(AT_FDCWD, OLD_LOG_FILE, AT_FDCWD, LOG_FILE, RENAME_EXCHANGE) == 0;
+    if (fresh >= 0)
+        close(fresh);
+    if (!exchanged && rename(LOG_FILE, OLD_LOG_FILE) != 0)
+        [[maybe_unused]] int cut = ftruncate(logger.fileFd, 0);
 }
 
-__attribute__((format(printf, 3, 0))) static void logWriteLine(FILE *stream, int level, const char *format,
-                                                              va_list arguments)
+static bool isAtItsPath(const struct stat *open)
+{
+    struct stat found;
+    return lstat(LOG_FILE, &found) == 0 && found.st_dev == open->st_dev && found.st_ino == open->st_ino;
+}
+
+/*
+ * False while another process rotates the file. Who may only read it can lock it as well, but only against writing: such a
+ * lock does not count, or one neighbour could let the log grow for ever.
+ */
+static bool lockForRotation()
+{
+    struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0};
+    if (fcntl(logger.fileFd, F_SETLK, &lock) == 0)
+        return true;
+    return fcntl(logger.fileFd, F_GETLK, &lock) == 0 && lock.l_type == F_RDLCK;
+}
+
+/* Of all processes that see the full file one replaces it; the others go on with the new one. */
+static void rotate(const struct stat *status)
+{
+    if (!lockForRotation())
+        return;
+    if (isAtItsPath(status))
+        replaceFile();
+    reopenFile(); /* and so unlocked */
+}
+
+static void printEntry(size_t length)
+{
+    fwrite(entry, 1, length, stdout);
+    fflush(stdout);
+}
+
+/* One write, so that no neighbour's entry gets into this one. Returns whether the file was still there after it. */
+static bool writeEntry(size_t length)
+{
+    struct stat status;
+    [[maybe_unused]] ssize_t written = write(logger.fileFd, entry, length);
+    if (fstat(logger.fileFd, &status) != 0)
+        return true;
+    if (status.st_nlink > 0 && status.st_size > LOG_FILE_LIMIT)
+        rotate(&status);
+    return status.st_nlink > 0;
+}
+
+/* Without a file the entry goes to standard output. */
+static void appendEntry(size_t length)
+{
+    for (int attempt = 0; attempt < ATTEMPTS; attempt++) {
+        if (logger.fileFd < 0)
+            return printEntry(length);
+        if (writeEntry(length))
+            return;
+        reopenFile(); /* the file was removed, and the entry may be lost with it */
+    }
+}
+
+/* How much of a formatted text stands in its `room`, which holds the terminator too. */
+static size_t fitting(int length, size_t room)
+{
+    return length < 0 ? 0 : (size_t)length < room ? (size_t)length : room - 1;
+}
+
+/* Puts the line into the entry and returns its length. One that is too long is cut, but ends its line. */
+__attribute__((format(printf, 2, 0))) static size_t formatEntry(int level, const char *format, va_list arguments)
 {
     const char *identity = logger.identity ? logger.identity : "";
     struct timespec now;
     struct tm calendar;
-    int prefixBytes;
+    int prefix;
     if (clock_gettime(CLOCK_REALTIME, &now) == 0 && localtime_r(&now.tv_sec, &calendar))
-        prefixBytes = fprintf(stream, "%04d-%02d-%02d %02d:%02d:%02d.%03ld (%s): %s: ", calendar.tm_year + 1900,
-                              calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour, calendar.tm_min,
-                              calendar.tm_sec, now.tv_nsec / 1000000, levelName(level), identity);
+        prefix = snprintf(entry, sizeof entry, "%04d-%02d-%02d %02d:%02d:%02d.%03ld (%s): %s: ",
+                          calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
+                          calendar.tm_min, calendar.tm_sec, now.tv_nsec / 1000000, levelName(level), identity);
     else
-        prefixBytes = fprintf(stream, "(%s): %s: ", levelName(level), identity);
-    int messageBytes = vfprintf(stream, format, arguments);
-
-    if (stream == logger.file) {
-        logger.fileBytes += (prefixBytes > 0 ? prefixBytes : 0) + (messageBytes > 0 ? messageBytes : 0);
-        if (logger.fileBytes > LOG_FILE_LIMIT) {
-            rotate();
-            return; /* closing has flushed the line */
-        }
-    }
-    fflush(stream);
+        prefix = snprintf(entry, sizeof entry, "(%s): %s: ", levelName(level), identity);
+    size_t used = fitting(prefix, sizeof entry);
+    used += fitting(vsnprintf(entry + used, sizeof entry - used, format, arguments), sizeof entry - used);
+    if (used == sizeof entry - 1)
+        entry[used - 1] = '\n';
+    return used;
 }
 
 void logWrite(int level, const char *format, ...)
@@ -205,21 +317,27 @@ void logWrite(int level, const char *format, ...)
         start();
 
     va_list arguments;
-    if (logger.flags & LOG_TO_STDOUT) {
-        va_start(arguments, format);
-        logWriteLine(stdout, level, format, arguments);
-        va_end(arguments);
-    }
-    if (logger.flags & LOG_TO_FILE) {
-        va_start(arguments, format);
+    if (logger.flags & (LOG_TO_STDOUT | LOG_TO_FILE)) {
         pthread_mutex_lock(&logger.lock);
-        logWriteLine(logger.file ? logger.file : stdout, level, format, arguments);
-        pthread_mutex_unlock(&logger.lock);
+        va_start(arguments, format);
+        size_t length = formatEntry(level, format, arguments);
         va_end(arguments);
+        if (logger.flags & LOG_TO_STDOUT)
+            printEntry(length);
+        if (logger.flags & LOG_TO_FILE)
+            appendEntry(length);
+        pthread_mutex_unlock(&logger.lock);
     }
     if (logger.flags & LOG_TO_SYSLOG) {
         va_start(arguments, format);
         vsyslog(level, format, arguments);
         va_end(arguments);
     }
+}
+
+void logMaskControls(char *text)
+{
+    for (; *text; text++)
+        if ((unsigned char)*text < ' ' || *text == 0x7f)
+            *text = '?';
 }

@@ -14,7 +14,8 @@ enum LogLevel { LEVEL_ERROR = 3, LEVEL_WARN = 4, LEVEL_NOTICE = 5, LEVEL_INFO = 
 /*
  * Opens the log: LogFlags, syslog facility, and the identity that stands in every line (kept by reference; null: the
  * process name is used). Can be called again to change them. Failures are silent: without the level file the threshold
- * is 6, without the log file its lines go to standard output.
+ * is 6, without the log file its lines go to standard output. A link, a second name, anything but a regular file, and a
+ * file that somebody makes others wait for, count as none.
  */
 void logOpen(int flags, int facility, const char *identity);
 
@@ -24,7 +25,12 @@ void logWrite(int level, const char *format, ...) __attribute__((format(printf, 
 /* Closes what logOpen opened, provided a line was ever written. */
 void logClose();
 
-/* A line with the customary "[function:line] " in front. */
-#define LOG(level, format, ...) logWrite(level, "[%s:%d] " format, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+/* A line with the customary "[function:line] " in front; LOG_AS is for the helpers of a function of that name. */
+#define LOG(level, format, ...) LOG_AS(__func__, level, format __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_AS(function, level, format, ...) \
+    logWrite(level, "[%s:%d] " format, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+
+/* Text that a client sent, on its way into a line: control bytes, which could steer a terminal, become "?". */
+void logMaskControls(char *text);
 
 #endif

@@ -7,8 +7,7 @@
 
 static void registerFamily(RouteTree *tree, const char *path, void (*addRoutes)(RouteDir *dir))
 {
-    if (RouteDir *dir = routeDirForEntries(tree, path))
-        addRoutes(dir);
+    addRoutes(routeDirFindOrCreate(tree, path)); /* without a directory each endpoint is logged as not added */
 }
 
 void registerEndpoints(RouteTree *tree)

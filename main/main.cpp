@@ -3,6 +3,7 @@
  */
 #include <fcntl.h>
 #include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -36,6 +37,7 @@ int main()
         exit(1);
     registerEndpoints(tree);
     httpdProcessRequest(tree);
+    fflush(stdout); /* what was done is answered, whatever the tear-down does */
     openapiClientTearDown(&openClient);
     logClose();
     return 0;

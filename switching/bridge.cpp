@@ -1,6 +1,7 @@
 /*
  * bridge.cpp - /api/v2/switching/bridge: the IEEE 802.1D bridge, its ports, its forwarding table and its spanning tree.
- * Each endpoint is one value; the numbers' meanings and ranges are OpEN's.
+ * All is read but for the ageing time. What numbers mean and which are valid is OpEN's. A port comes by the loose key
+ * "port", an address by the loose key "address", an interface by the exact key "intIfNum".
  */
 #include "common/answer.h"
 #include "common/open_client.h"
@@ -15,9 +16,9 @@ static uint32_t queryPort()
     return port;
 }
 
-static void answerBridge(int rc, const Datum &datum)
+static void answerBridge(int rc, Data data)
 {
-    answerData("bridge", openResult(rc), {datum});
+    answerData("bridge", openResult(rc), data);
 }
 
 /* The base bridge */
@@ -26,56 +27,56 @@ static void baseBridgeAddressGet()
 {
     OpenText<18> address;
     int rc = rpcclt_openapiDot1dBaseBridgeAddressGet(&openClient, bufferSized(address));
-    answerBridge(rc, string("bridgeAddress", address.bytes));
+    answerBridge(rc, {string("bridgeAddress", address.bytes)});
 }
 
 static void baseNumPortsGet()
 {
     uint32_t numPorts = 0;
     int rc = rpcclt_openapiDot1dBaseNumPortsGet(&openClient, &numPorts);
-    answerBridge(rc, number("numPorts", numPorts));
+    answerBridge(rc, {number("numPorts", numPorts)});
 }
 
 static void baseTypeGet()
 {
     uint32_t type = 0;
     int rc = rpcclt_openapiDot1dBaseTypeGet(&openClient, &type);
-    answerBridge(rc, number("type", type));
+    answerBridge(rc, {number("type", type)});
 }
 
 /* A port that does not exist is an answer here, not a failure. */
 static void basePortEntryGet()
 {
     int rc = rpcclt_openapiDot1dBasePortEntryGet(&openClient, queryPort());
-    answerBridge(OPEN_OK, boolean("valid", rc == OPEN_OK));
+    answerBridge(OPEN_OK, {boolean("valid", rc == OPEN_OK)});
 }
 
 static void basePortCircuitGet()
 {
     OpenText<256> circuit;
     int rc = rpcclt_openapiDot1dBasePortCircuitGet(&openClient, queryPort(), bufferSized(circuit));
-    answerBridge(rc, string("circuit", circuit.bytes));
+    answerBridge(rc, {string("circuit", circuit.bytes)});
 }
 
 static void basePortIfIndexGet()
 {
     uint32_t ifIndex = 0;
     int rc = rpcclt_openapiDot1dBasePortIfIndexGet(&openClient, queryPort(), &ifIndex);
-    answerBridge(rc, number("ifIndex", ifIndex));
+    answerBridge(rc, {number("ifIndex", ifIndex)});
 }
 
 static void basePortDelayExceededDiscardsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dBasePortDelayExceededDiscardsGet(&openClient, queryPort(), &count);
-    answerBridge(rc, number("delayExceededDiscardsValue", count));
+    answerBridge(rc, {number("delayExceededDiscardsValue", count)});
 }
 
 static void basePortMtuExceededDiscardsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dBasePortMtuExceededDiscardsGet(&openClient, queryPort(), &count);
-    answerBridge(rc, number("mtuExceededDiscardsValue", count));
+    answerBridge(rc, {number("mtuExceededDiscardsValue", count)});
 }
 
 /* The spanning tree of the bridge */
@@ -84,98 +85,98 @@ static void stpProtocolSpecificationGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiDot1dStpProtocolSpecificationGet(&openClient, &value);
-    answerBridge(rc, number("protocolSpecification", value));
+    answerBridge(rc, {number("protocolSpecification", value)});
 }
 
 static void stpPriorityGet()
 {
     uint32_t priority = 0;
     int rc = rpcclt_openapiDot1dStpPriorityGet(&openClient, &priority);
-    answerBridge(rc, number("priority", priority));
+    answerBridge(rc, {number("priority", priority)});
 }
 
 static void stpTimeSinceTopologyChangeGet()
 {
     uint64_t time = 0;
     int rc = rpcclt_openapiDot1dStpTimeSinceTopologyChangeGet(&openClient, &time);
-    answerBridge(rc, number64("timeSinceTopologyChange", time));
+    answerBridge(rc, {number64("timeSinceTopologyChange", time)});
 }
 
 static void stpTopChangesGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dStpTopChangesGet(&openClient, &count);
-    answerBridge(rc, number("topChanges", count));
+    answerBridge(rc, {number("topChanges", count)});
 }
 
 static void stpDesignatedRootGet()
 {
     OpenText<18> root;
     int rc = rpcclt_openapiDot1dStpDesignatedRootGet(&openClient, bufferSized(root));
-    answerBridge(rc, string("designatedRoot", root.bytes));
+    answerBridge(rc, {string("designatedRoot", root.bytes)});
 }
 
 static void stpRootCostGet()
 {
     uint32_t cost = 0;
     int rc = rpcclt_openapiDot1dStpRootCostGet(&openClient, &cost);
-    answerBridge(rc, number("rootCost", cost));
+    answerBridge(rc, {number("rootCost", cost)});
 }
 
 static void stpRootPortGet()
 {
     uint32_t port = 0;
     int rc = rpcclt_openapiDot1dStpRootPortGet(&openClient, &port);
-    answerBridge(rc, number("rootPort", port));
+    answerBridge(rc, {number("rootPort", port)});
 }
 
 static void stpMaxAgeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiDot1dStpMaxAgeGet(&openClient, &time);
-    answerBridge(rc, number("maxAge", time));
+    answerBridge(rc, {number("maxAge", time)});
 }
 
 static void stpHelloTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiDot1dStpHelloTimeGet(&openClient, &time);
-    answerBridge(rc, number("helloTime", time));
+    answerBridge(rc, {number("helloTime", time)});
 }
 
 static void stpHoldTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiDot1dStpHoldTimeGet(&openClient, &time);
-    answerBridge(rc, number("holdTime", time));
+    answerBridge(rc, {number("holdTime", time)});
 }
 
 static void stpForwardDelayGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiDot1dStpForwardDelayGet(&openClient, &time);
-    answerBridge(rc, number("forwardDelay", time));
+    answerBridge(rc, {number("forwardDelay", time)});
 }
 
 static void stpBridgeMaxAgeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiDot1dStpBridgeMaxAgeGet(&openClient, &time);
-    answerBridge(rc, number("bridgeMaxAge", time));
+    answerBridge(rc, {number("bridgeMaxAge", time)});
 }
 
 static void stpBridgeHelloTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiDot1dStpBridgeHelloTimeGet(&openClient, &time);
-    answerBridge(rc, number("bridgeHelloTime", time));
+    answerBridge(rc, {number("bridgeHelloTime", time)});
 }
 
 static void stpBridgeForwardDelayGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiDot1dStpBridgeForwardDelayGet(&openClient, &time);
-    answerBridge(rc, number("bridgeForwardDelay", time));
+    answerBridge(rc, {number("bridgeForwardDelay", time)});
 }
 
 /* The spanning tree of a port */
@@ -184,56 +185,56 @@ static void stpPortPriorityGet()
 {
     uint32_t priority = 0;
     int rc = rpcclt_openapiDot1dStpPortPriorityGet(&openClient, queryPort(), &priority);
-    answerBridge(rc, number("portPriority", priority));
+    answerBridge(rc, {number("portPriority", priority)});
 }
 
 static void stpPortStateGet()
 {
     uint32_t state = 0;
     int rc = rpcclt_openapiDot1dStpPortStateGet(&openClient, queryPort(), &state);
-    answerBridge(rc, number("portState", state));
+    answerBridge(rc, {number("portState", state)});
 }
 
 static void stpPortPathCostGet()
 {
     uint32_t cost = 0;
     int rc = rpcclt_openapiDot1dStpPortPathCostGet(&openClient, queryPort(), &cost);
-    answerBridge(rc, number("portPathCost", cost));
+    answerBridge(rc, {number("portPathCost", cost)});
 }
 
 static void stpPortDesignatedRootGet()
 {
     OpenText<18> root;
     int rc = rpcclt_openapiDot1dStpPortDesignatedRootGet(&openClient, queryPort(), bufferSized(root));
-    answerBridge(rc, string("designatedRoot", root.bytes));
+    answerBridge(rc, {string("designatedRoot", root.bytes)});
 }
 
 static void stpPortDesignatedCostGet()
 {
     uint32_t cost = 0;
     int rc = rpcclt_openapiDot1dStpPortDesignatedCostGet(&openClient, queryPort(), &cost);
-    answerBridge(rc, number("designatedCost", cost));
+    answerBridge(rc, {number("designatedCost", cost)});
 }
 
 static void stpPortDesignatedBridgeGet()
 {
     OpenText<18> bridge;
     int rc = rpcclt_openapiDot1dStpPortDesignatedBridgeGet(&openClient, queryPort(), bufferSized(bridge));
-    answerBridge(rc, string("designatedBridge", bridge.bytes));
+    answerBridge(rc, {string("designatedBridge", bridge.bytes)});
 }
 
 static void stpPortDesignatedPortGet()
 {
     uint16_t port = 0;
     int rc = rpcclt_openapiDot1dStpPortDesignatedPortGet(&openClient, queryPort(), &port);
-    answerBridge(rc, number("designatedPort", port));
+    answerBridge(rc, {number("designatedPort", port)});
 }
 
 static void stpPortForwardTransitionsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dStpPortForwardTransitionsGet(&openClient, queryPort(), &count);
-    answerBridge(rc, number("forwardTransitions", count));
+    answerBridge(rc, {number("forwardTransitions", count)});
 }
 
 /* Transparent bridging */
@@ -242,14 +243,14 @@ static void tpLearnedEntryDiscardsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dTpLearnedEntryDiscardsGet(&openClient, &count);
-    answerBridge(rc, number("learnedEntryDiscards", count));
+    answerBridge(rc, {number("learnedEntryDiscards", count)});
 }
 
 static void tpAgingTimeGet()
 {
     uint32_t seconds = 0;
     int rc = rpcclt_openapiDbDot1dTpAgingTimeGet(&openClient, &seconds);
-    answerBridge(rc, number("agingTime", seconds));
+    answerBridge(rc, {number("agingTime", seconds)});
 }
 
 static void tpAgingTimeSet()
@@ -266,7 +267,7 @@ static void tpFdbEntryNextGet()
     OpenText<24> address;
     readParams({textParam("address", address)});
     int rc = rpcclt_openapiDot1dTpFdbEntryNextGet(&openClient, bufferSized(address));
-    answerBridge(rc, string("address", address.bytes));
+    answerBridge(rc, {string("address", address.bytes)});
 }
 
 /* An unknown address is an answer here, not a failure. */
@@ -276,7 +277,7 @@ static void tpFdbEntryGet()
     readParams({textParam("address", address)});
     OpenText<24> asked = address;
     int rc = rpcclt_openapiDot1dTpFdbEntryGet(&openClient, bufferSized(asked));
-    answerData("bridge", ResultCode::SUCCESS, {string("address", address.bytes), boolean("exists", rc == OPEN_OK)});
+    answerBridge(OPEN_OK, {string("address", address.bytes), boolean("exists", rc == OPEN_OK)});
 }
 
 static void tpFdbPortGet()
@@ -285,7 +286,7 @@ static void tpFdbPortGet()
     readParams({textParam("address", address)});
     uint32_t port = 0;
     int rc = rpcclt_openapiDot1dTpFdbPortGet(&openClient, terminatedSized(address), &port);
-    answerBridge(rc, number("port", port));
+    answerBridge(rc, {number("port", port)});
 }
 
 static void tpFdbStatusGet()
@@ -294,44 +295,44 @@ static void tpFdbStatusGet()
     readParams({textParam("address", address)});
     uint32_t status = 0;
     int rc = rpcclt_openapiDot1dTpFdbStatusGet(&openClient, terminatedSized(address), &status);
-    answerBridge(rc, number("status", status));
+    answerBridge(rc, {number("status", status)});
 }
 
 static void tpPortMaxInfoGet()
 {
     uint32_t size = 0;
     int rc = rpcclt_openapiDot1dTpPortMaxInfoGet(&openClient, queryPort(), &size);
-    answerBridge(rc, number("maxInfo", size));
+    answerBridge(rc, {number("maxInfo", size)});
 }
 
 static void tpPortInFramesGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dTpPortInFramesGet(&openClient, queryPort(), &count);
-    answerBridge(rc, number("inFrames", count));
+    answerBridge(rc, {number("inFrames", count)});
 }
 
 static void tpPortOutFramesGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dTpPortOutFramesGet(&openClient, queryPort(), &count);
-    answerBridge(rc, number("outFrames", count));
+    answerBridge(rc, {number("outFrames", count)});
 }
 
 static void tpPortInDiscardsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiDot1dTpPortInDiscardsGet(&openClient, queryPort(), &count);
-    answerBridge(rc, number("inDiscards", count));
+    answerBridge(rc, {number("inDiscards", count)});
 }
 
-/* Interfaces, by the exact key "intIfNum" of the query string; the POST endpoints do not read their body. */
+/* Interfaces; the POST endpoints do not read their body. */
 
 static void basePortEntryNextGet()
 {
     uint32_t next = 0;
     int rc = rpcclt_openapiDot1dBasePortEntryNextGet(&openClient, queryUintExact("intIfNum"), &next);
-    answerBridge(rc, number("nextIntIfNum", next));
+    answerBridge(rc, {number("nextIntIfNum", next)});
 }
 
 static void isValidIntf()

@@ -16,9 +16,9 @@ static Datum status(const char *key, uint32_t flag)
     return word(key, statusWords, flag, "disable");
 }
 
-static void answerGarp(int rc, const Datum &datum)
+static void answerGarp(int rc, Data data)
 {
-    answerData("garp", openResult(rc), {datum});
+    answerData("garp", openResult(rc), data);
 }
 
 /* GMRP and GVRP of the switch */
@@ -27,7 +27,7 @@ static void gmrpEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGmrpEnableGet(&openClient, &flag);
-    answerGarp(rc, status("globalGmrpStatus", flag));
+    answerGarp(rc, {status("globalGmrpStatus", flag)});
 }
 
 static void gmrpEnableSet()
@@ -42,7 +42,7 @@ static void gvrpEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGvrpEnableGet(&openClient, &flag);
-    answerGarp(rc, status("globalGvrpStatus", flag));
+    answerGarp(rc, {status("globalGvrpStatus", flag)});
 }
 
 static void gvrpEnableSet()
@@ -59,7 +59,7 @@ static void gmrpPortEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGmrpPortEnableGet(&openClient, queryUintExact("ifNum"), &flag);
-    answerGarp(rc, status("intfGmrpStatus", flag));
+    answerGarp(rc, {status("intfGmrpStatus", flag)});
 }
 
 static void gmrpPortEnableSet()
@@ -74,7 +74,7 @@ static void gvrpPortEnableGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiGarpGvrpPortEnableGet(&openClient, queryUintExact("ifNum"), &flag);
-    answerGarp(rc, status("intfGvrpStatus", flag));
+    answerGarp(rc, {status("intfGvrpStatus", flag)});
 }
 
 static void gvrpPortEnableSet()
@@ -91,7 +91,7 @@ static void joinTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiGarpJoinTimeGet(&openClient, queryUintExact("ifNum"), &time);
-    answerGarp(rc, number("joinTime", time));
+    answerGarp(rc, {number("joinTime", time)});
 }
 
 static void joinTimeSet()
@@ -106,7 +106,7 @@ static void leaveTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiGarpLeaveTimeGet(&openClient, queryUintExact("ifNum"), &time);
-    answerGarp(rc, number("leaveTime", time));
+    answerGarp(rc, {number("leaveTime", time)});
 }
 
 static void leaveTimeSet()
@@ -121,7 +121,7 @@ static void leaveAllTimeGet()
 {
     uint32_t time = 0;
     int rc = rpcclt_openapiGarpLeaveAllTimeGet(&openClient, queryUintExact("ifNum"), &time);
-    answerGarp(rc, number("leaveAllTime", time));
+    answerGarp(rc, {number("leaveAllTime", time)});
 }
 
 static void leaveAllTimeSet()
@@ -138,42 +138,42 @@ static void gmrpFailedRegistrationsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGmrpFailedRegistrationsGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gmrpFailedRegistrations", count));
+    answerGarp(rc, {number("gmrpFailedRegistrations", count)});
 }
 
 static void gmrpReceivePduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGmrpReceivePDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gmrpPduRxCount", count));
+    answerGarp(rc, {number("gmrpPduRxCount", count)});
 }
 
 static void gmrpTransmitPduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGmrpTransmitPDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gmrpPduTxCount", count));
+    answerGarp(rc, {number("gmrpPduTxCount", count)});
 }
 
 static void gvrpFailedRegistrationsGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGvrpFailedRegistrationsGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gvrpFailedRegistrations", count));
+    answerGarp(rc, {number("gvrpFailedRegistrations", count)});
 }
 
 static void gvrpReceivePduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGvrpReceivePDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gvrpPduRxCount", count));
+    answerGarp(rc, {number("gvrpPduRxCount", count)});
 }
 
 static void gvrpTransmitPduCountGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiGarpGvrpTransmitPDUCountGet(&openClient, queryUintExact("ifNum"), &count);
-    answerGarp(rc, number("gvrpPduTxCount", count));
+    answerGarp(rc, {number("gvrpPduTxCount", count)});
 }
 
 void addGarpRoutes(RouteDir *dir)

@@ -49,9 +49,9 @@ static bool readRuleBody(Rule &rule)
     return readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority)});
 }
 
-static void answerMacal(int rc, const Datum &datum)
+static void answerMacal(int rc, Data data)
 {
-    answerData("macal", openResult(rc), {datum});
+    answerData("macal", openResult(rc), data);
 }
 
 /* The answer to a question: the JSON literal true only for a flag of exactly 1; a failure ends with a line end. */
@@ -91,7 +91,7 @@ static void listVrfGet()
 {
     Name vrf;
     int rc = rpcclt_openapiMacalListVrfGet(&openClient, bufferSized(vrf));
-    answerMacal(rc, string("vrfName", vrf.bytes));
+    answerMacal(rc, {string("vrfName", vrf.bytes)});
 }
 
 static void activate()
@@ -189,14 +189,14 @@ static void nameGet()
 {
     Name list;
     int rc = rpcclt_openapiMacalNameGet(&openClient, bufferSized(list));
-    answerMacal(rc, string("macalName", list.bytes));
+    answerMacal(rc, {string("macalName", list.bytes)});
 }
 
 static void activeListGet()
 {
     Name list;
     int rc = rpcclt_openapiMacalActiveListGet(&openClient, bufferSized(list));
-    answerMacal(rc, string("macalName", list.bytes));
+    answerMacal(rc, {string("macalName", list.bytes)});
 }
 
 static void ruleFirstGet()
@@ -205,7 +205,7 @@ static void ruleFirstGet()
     readParams({textParam("macalName", list)});
     uint32_t priority = 0;
     int rc = rpcclt_openapiMacalRuleFirstGet(&openClient, bufferSized(list), &priority);
-    answerMacal(rc, number("macalRulePrio", priority));
+    answerMacal(rc, {number("macalRulePrio", priority)});
 }
 
 static void ruleNextGet()
@@ -213,7 +213,7 @@ static void ruleNextGet()
     Rule rule = ruleOfParams();
     uint32_t next = 0;
     int rc = rpcclt_openapiMacalRuleNextGet(&openClient, bufferSized(rule.list), rule.priority, &next);
-    answerMacal(rc, number("nextMacalRulePrio", next));
+    answerMacal(rc, {number("nextMacalRulePrio", next)});
 }
 
 static void ruleExists()
@@ -231,7 +231,7 @@ static void ruleActionGet()
     Rule rule = ruleOfParams();
     uint32_t action = 0;
     int rc = rpcclt_openapiMacalRuleActionGet(&openClient, bufferSized(rule.list), rule.priority, &action);
-    answerMacal(rc, word("action", actionWords, action, "unknown"));
+    answerMacal(rc, {word("action", actionWords, action, "unknown")});
 }
 
 static void ruleSrcIpMaskGet()
@@ -240,7 +240,7 @@ static void ruleSrcIpMaskGet()
     uint32_t address = 0;
     uint32_t mask = 0;
     int rc = rpcclt_openapiMacalRuleSrcIpMaskGet(&openClient, bufferSized(rule.list), rule.priority, &address, &mask);
-    answerData("macal", openResult(rc), {ipv4("ipAddr", address), ipv4("mask", mask)});
+    answerMacal(rc, {ipv4("ipAddr", address), ipv4("mask", mask)});
 }
 
 static void ruleInterfaceGet()
@@ -248,7 +248,7 @@ static void ruleInterfaceGet()
     Rule rule = ruleOfParams();
     uint32_t ifNum = 0;
     int rc = rpcclt_openapiMacalRuleInterfaceGet(&openClient, bufferSized(rule.list), rule.priority, &ifNum);
-    answerMacal(rc, number("ifNum", ifNum));
+    answerMacal(rc, {number("ifNum", ifNum)});
 }
 
 static void ruleVlanGet()
@@ -256,7 +256,7 @@ static void ruleVlanGet()
     Rule rule = ruleOfParams();
     uint32_t vlanId = 0;
     int rc = rpcclt_openapiMacalRuleVlanGet(&openClient, bufferSized(rule.list), rule.priority, &vlanId);
-    answerMacal(rc, number("vlanId", vlanId));
+    answerMacal(rc, {number("vlanId", vlanId)});
 }
 
 static void ruleServiceGet()
@@ -264,7 +264,7 @@ static void ruleServiceGet()
     Rule rule = ruleOfParams();
     uint32_t service = 0;
     int rc = rpcclt_openapiMacalRuleServiceGet(&openClient, bufferSized(rule.list), rule.priority, &service);
-    answerMacal(rc, word("service", serviceWords, service, "unknown"));
+    answerMacal(rc, {word("service", serviceWords, service, "unknown")});
 }
 
 static void servicePortRuleStatisticsGet()
@@ -274,7 +274,7 @@ static void servicePortRuleStatisticsGet()
     uint32_t bytes = 0;
     int rc = rpcclt_openapiMacalServicePortRuleStatisticsGet(&openClient, bufferSized(rule.list), rule.priority,
                                                              &packets, &bytes);
-    answerData("macal", openResult(rc), {number("packets", packets), number("bytes", bytes)});
+    answerMacal(rc, {number("packets", packets), number("bytes", bytes)});
 }
 
 static void ruleTcpUdpPortNumberGet()
@@ -282,7 +282,7 @@ static void ruleTcpUdpPortNumberGet()
     Rule rule = ruleOfParams();
     uint32_t portNum = 0;
     int rc = rpcclt_openapiMacalRuleTcpUdpPortNumberGet(&openClient, bufferSized(rule.list), rule.priority, &portNum);
-    answerMacal(rc, number("portNum", portNum));
+    answerMacal(rc, {number("portNum", portNum)});
 }
 
 static void isFieldConfigured()
@@ -315,14 +315,14 @@ static void statsPacketsFilteredGet()
 {
     uint32_t count = 0;
     int rc = rpcclt_openapiMacalStatsPacketsFilteredGet(&openClient, &count);
-    answerMacal(rc, number("filtPackets", count));
+    answerMacal(rc, {number("filtPackets", count)});
 }
 
 static void denyCounterIntervalGet()
 {
     uint32_t interval = 0;
     int rc = rpcclt_openapiMacalDenyCounterIntervalGet(&openClient, &interval);
-    answerMacal(rc, number("interval", interval));
+    answerMacal(rc, {number("interval", interval)});
 }
 
 static void denyCounterIntervalSet()
@@ -339,7 +339,7 @@ static void rulePriorityIndexGet()
     readParams({textParam("macalName", list)});
     uint32_t priority = 0;
     int rc = rpcclt_openapiMacalRulePriorityIndexGet(&openClient, bufferSized(list), &priority);
-    answerMacal(rc, number("macalRulePrio", priority));
+    answerMacal(rc, {number("macalRulePrio", priority)});
 }
 
 static void vrfNameValid()

@@ -31,9 +31,9 @@ static Datum mode(const char *key, uint32_t flag)
     return word(key, modeWords, flag, "disable");
 }
 
-static void answerMmrp(int rc, const Datum &datum)
+static void answerMmrp(int rc, Data data)
 {
-    answerData("mmrp", openResult(rc), {datum});
+    answerData("mmrp", openResult(rc), data);
 }
 
 /* Modes */
@@ -42,7 +42,7 @@ static void modeGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMmrpModeGet(&openClient, &flag);
-    answerMmrp(rc, mode("mmrpMode", flag));
+    answerMmrp(rc, {mode("mmrpMode", flag)});
 }
 
 static void modeSet()
@@ -57,7 +57,7 @@ static void intfModeGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMmrpIntfModeGet(&openClient, queryUintExact("ifNum"), &flag);
-    answerMmrp(rc, mode("mmrpIntfMode", flag));
+    answerMmrp(rc, {mode("mmrpIntfMode", flag)});
 }
 
 /* The one setter that takes its interface from the body; the query string is not read. */
@@ -74,7 +74,7 @@ static void periodicStateMachineModeGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMmrpPeriodicStateMachineModeGet(&openClient, &flag);
-    answerMmrp(rc, mode("mmrpPeriodicStateMachineMode", flag));
+    answerMmrp(rc, {mode("mmrpPeriodicStateMachineMode", flag)});
 }
 
 static void periodicStateMachineModeSet()
@@ -91,14 +91,14 @@ static void counterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMmrpCounterGet(&openClient, queryCounterType(), &value);
-    answerMmrp(rc, signedNumber("counter", value));
+    answerMmrp(rc, {signedNumber("counter", value)});
 }
 
 static void intfCounterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMmrpIntfCounterGet(&openClient, queryUintExact("intIfNum"), queryCounterType(), &value);
-    answerMmrp(rc, signedNumber("counter", value));
+    answerMmrp(rc, {signedNumber("counter", value)});
 }
 
 static void intfCountersClear()

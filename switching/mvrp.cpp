@@ -10,15 +10,15 @@
 static constexpr Word modeRows[] = {{0, "disable"}, {1, "enable"}};
 static constexpr WordTable modeWords = wordTable(modeRows);
 
-static void answerMvrp(int rc, const Datum &datum)
+static void answerMvrp(int rc, Data data)
 {
-    answerData("mvrp", openResult(rc), {datum});
+    answerData("mvrp", openResult(rc), data);
 }
 
 /* Any flag but 0 is enabled. */
 static void answerMode(int rc, uint32_t flag)
 {
-    answerMvrp(rc, word("mode", modeWords, flag, "enable"));
+    answerMvrp(rc, {word("mode", modeWords, flag, "enable")});
 }
 
 /* Modes */
@@ -74,14 +74,14 @@ static void isValidIntfGet()
 {
     uint32_t flag = 0;
     int rc = rpcclt_openapiMvrpIsValidIntfGet(&openClient, queryUintExact("intIfNum"), &flag);
-    answerMvrp(rc, yesNo("isValid", flag != 0));
+    answerMvrp(rc, {yesNo("isValid", flag != 0)});
 }
 
 static void validIntfNextGet()
 {
     uint32_t next = 0;
     int rc = rpcclt_openapiMvrpValidIntfNextGet(&openClient, queryUintExact("intIfNum"), &next);
-    answerMvrp(rc, number("nextIfNum", next));
+    answerMvrp(rc, {number("nextIfNum", next)});
 }
 
 /* Counters, reported as signed numbers */
@@ -90,7 +90,7 @@ static void trafficPduCounterGet()
 {
     uint32_t value = 0;
     int rc = rpcclt_openapiMvrpTrafficPduCounterGet(&openClient, queryUintExact("type"), &value);
-    answerMvrp(rc, signedNumber("counter", value));
+    answerMvrp(rc, {signedNumber("counter", value)});
 }
 
 static void intfTrafficPduCounterGet()
@@ -98,7 +98,7 @@ static void intfTrafficPduCounterGet()
     uint32_t ifNum = queryUintExact("intIfNum");
     uint32_t value = 0;
     int rc = rpcclt_openapiMvrpIntfTrafficPduCounterGet(&openClient, ifNum, queryUintExact("type"), &value);
-    answerMvrp(rc, signedNumber("counter", value));
+    answerMvrp(rc, {signedNumber("counter", value)});
 }
 
 /* Registered VLANs; both the list's own count and the one beside it are reported, as signed numbers */
@@ -108,7 +108,7 @@ static void vlanArrayGet()
     VlanIdList vlans = {};
     uint32_t count = 0;
     int rc = rpcclt_openapiMvrpVlanArrayGet(&openClient, queryUintExact("vlanType"), &vlans, &count);
-    answerData("mvrp", openResult(rc), {vlanArray("vlanList", vlans), signedNumber("count", count)});
+    answerMvrp(rc, {vlanArray("vlanList", vlans), signedNumber("count", count)});
 }
 
 static void intfVlanArrayGet()
@@ -117,7 +117,7 @@ static void intfVlanArrayGet()
     VlanIdList vlans = {};
     uint32_t count = 0;
     int rc = rpcclt_openapiMvrpIntfVlanArrayGet(&openClient, ifNum, queryUintExact("vlanType"), &vlans, &count);
-    answerData("mvrp", openResult(rc), {vlanArray("vlanList", vlans), signedNumber("count", count)});
+    answerMvrp(rc, {vlanArray("vlanList", vlans), signedNumber("count", count)});
 }
 
 /* Clearing of counters */

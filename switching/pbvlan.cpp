@@ -7,15 +7,15 @@
 #include "common/request_values.h"
 #include "switching/families.h"
 
-static void answerPbvlan(int rc, const Datum &datum)
+static void answerPbvlan(int rc, Data data)
 {
-    answerData("pbvlan", openResult(rc), {datum});
+    answerData("pbvlan", openResult(rc), data);
 }
 
 /* The walks, which are reads through POST: their failures end with a line end. */
-static void answerPbvlanWalk(int rc, const Datum &datum)
+static void answerPbvlanWalk(int rc, Data data)
 {
-    answerDataOrOutcome("pbvlan", openResult(rc), {datum});
+    answerDataOrOutcome("pbvlan", openResult(rc), data);
 }
 
 /* Groups */
@@ -24,7 +24,7 @@ static void groupGetFirst()
 {
     uint32_t groupId = 0;
     int rc = rpcclt_openapiPbVlanGroupGetFirst(&openClient, &groupId);
-    answerPbvlanWalk(rc, number("groupId", groupId));
+    answerPbvlanWalk(rc, {number("groupId", groupId)});
 }
 
 /* A missing name is asked for as the empty name. */
@@ -34,7 +34,7 @@ static void groupIdGet()
     readParams({textParam("groupName", name)});
     uint32_t groupId = 0;
     int rc = rpcclt_openapiPbVlanGroupIdGet(&openClient, terminatedSized(name), &groupId);
-    answerPbvlan(rc, number("groupId", groupId));
+    answerPbvlan(rc, {number("groupId", groupId)});
 }
 
 static void groupCreate()
@@ -51,7 +51,7 @@ static void groupGetNext()
 {
     uint32_t next = 0;
     int rc = rpcclt_openapiPbVlanGroupGetNext(&openClient, queryUintExact("groupId"), &next);
-    answerPbvlanWalk(rc, number("nextGroupId", next));
+    answerPbvlanWalk(rc, {number("nextGroupId", next)});
 }
 
 static void groupNameSet()
@@ -66,14 +66,14 @@ static void groupNameGet()
 {
     OpenText<17> name;
     int rc = rpcclt_openapiPbVlanGroupNameGet(&openClient, queryUintExact("groupId"), bufferSized(name));
-    answerPbvlan(rc, string("groupName", name.bytes));
+    answerPbvlan(rc, {string("groupName", name.bytes)});
 }
 
 static void groupVlanIdGet()
 {
     uint32_t vlanId = 0;
     int rc = rpcclt_openapiPbVlanGroupVlanIDGet(&openClient, queryUintExact("groupId"), &vlanId);
-    answerPbvlan(rc, number("vlanId", vlanId));
+    answerPbvlan(rc, {number("vlanId", vlanId)});
 }
 
 /* The protocols of a group. In a body, a protocol of any other type than a number is protocol 0. */
@@ -82,7 +82,7 @@ static void groupProtocolGet()
 {
     OpenText<256> protocols;
     int rc = rpcclt_openapiPbVlanGroupProtocolGet(&openClient, queryUintExact("groupId"), bufferSized(protocols));
-    answerPbvlan(rc, string("protList", protocols.bytes));
+    answerPbvlan(rc, {string("protList", protocols.bytes)});
 }
 
 static void groupProtocolGetNext()
@@ -92,7 +92,7 @@ static void groupProtocolGetNext()
         return;
     uint32_t next = 0;
     int rc = rpcclt_openapiPbVlanGroupProtocolGetNext(&openClient, queryUintExact("groupId"), protocol, &next);
-    answerPbvlanWalk(rc, number("nextProt", next));
+    answerPbvlanWalk(rc, {number("nextProt", next)});
 }
 
 static void groupProtocolAdd()
@@ -149,7 +149,7 @@ static void groupPortGetNext()
     uint32_t ifNum = queryUintExact("ifNum");
     uint32_t next = 0;
     int rc = rpcclt_openapiPbVlanGroupPortGetNext(&openClient, groupId, ifNum, &next);
-    answerPbvlanWalk(rc, number("nextIfNum", next));
+    answerPbvlanWalk(rc, {number("nextIfNum", next)});
 }
 
 static void intfValidate()
@@ -180,8 +180,8 @@ void addPbvlanRoutes(RouteDir *dir)
 }
 
 /*
- * Registered after the routes above, and so answering in place of its group-vlan-id (all), group-name (GET) and
- * group-port (POST and DELETE). Established behaviour: the working handlers stay registered, unreached.
+ * Placeholders, registered after the routes above. They answer for all of group-vlan-id and group-port, and for the GET
+ * of group-name, whose handlers stay registered above and are not reached: established behaviour.
  */
 
 void addPbvlanVlanIdPlaceholderRoutes(RouteDir *dir)

@@ -1,6 +1,7 @@
 /*
- * vlan.cpp - /api/v2/switching/vlan: the VLAN table, the VLAN settings of an interface, switchports, private VLANs, and
- * the VLAN of untagged traffic by its source; the placeholders of /vlan/association and /vlan/protocol.
+ * vlan.cpp - /api/v2/switching/vlan, three subjects: the VLANs and the interfaces in them; switchports and private VLANs;
+ * the VLAN of untagged traffic by its source. Last their routes, with the placeholders of /vlan/association and
+ * /vlan/protocol.
  *
  * Numbers pass between the client and OpEN unchanged, whatever they mean. A number in a body counts only when it is a
  * JSON number. Some setters map OpEN's code (openResult), some hand it to the client as it is; readers map it or make
@@ -34,7 +35,7 @@ static void answerVlanOrInvalid(int rc, Data data)
     answerDataOrOutcome("vlan", invalidUnlessOk(rc), data);
 }
 
-/* The interface of the few endpoints that insist on one. Without it they have answered, and have nothing left to do. */
+/* For the few endpoints that insist on an interface. False: there is none, and the refusal is answered. */
 static bool readIfNum(uint32_t *ifNum)
 {
     *ifNum = queryUintExact("ifNum");
@@ -45,6 +46,8 @@ static bool readIfNum(uint32_t *ifNum)
 
 /* A MAC address or an OUI, as the client wrote it: OpEN says what is one. */
 using AddressText = OpenText<64>;
+
+/* ---- VLANs and the interfaces in them ---- */
 
 /* The VLAN table */
 
@@ -255,6 +258,8 @@ static void rxPacketsNotForwardedCountGet()
     int rc = rpcclt_openapiDot1qRxPacketsNotForwardedCountGet(&openClient, queryUintExact("ifNum"), &count);
     answerVlan(rc, {number64("totalRxPktsNotForwarded", count)});
 }
+
+/* ---- Switchports and private VLANs ---- */
 
 /* The switchport of an interface. Mode and trunk list are set with the interface in the body, the others by query. */
 
@@ -529,7 +534,7 @@ static void operAutoTrunkModeGet()
     answerVlan(rc, {boolean("autoTrunkOperMode", mode == 1)});
 }
 
-/* The VLAN of untagged traffic by its source: the MAC address, or the OUI of it */
+/* ---- The VLAN of untagged traffic by its source: the MAC address, or the OUI of it ---- */
 
 static void macAdd()
 {
@@ -540,7 +545,7 @@ static void macAdd()
     answerUnmapped(rpcclt_openapiVlanMacAdd(&openClient, lengthSized(mac), vlanId));
 }
 
-/* Alone in refusing a missing text, and in decoding its number. */
+/* Here, and only here, an absent address is refused, and the VLAN is percent-decoded. */
 static void macDelete()
 {
     AddressText mac;
@@ -609,6 +614,8 @@ static void macOuiVlanCountGet()
     int rc = rpcclt_openapiVlanMacOuiVlanCountGet(&openClient, &count);
     answerVlan(rc, {number("count", count)});
 }
+
+/* ---- Routes ---- */
 
 /* Names that are held for what the switch does not offer */
 void addVlanPlaceholderRoutes(RouteDir *dir)

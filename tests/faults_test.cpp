@@ -12,6 +12,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <regex>
@@ -42,7 +43,7 @@ static std::string longestList(const std::string &id)
     return ids;
 }
 
-enum Kind { FILE_OF, DIRECTORY, PIPE, LINK_TO };
+enum Kind { FILE_OF, DIRECTORY, PIPE, LINK_TO, SECOND_NAME_OF };
 
 /* Puts that, and nothing else, at the path. */
 static void put(const std::string &path, Kind kind, const std::string &content = "")
@@ -53,7 +54,8 @@ static void put(const std::string &path, Kind kind, const std::string &content =
     else
         EXPECT_EQ(kind == DIRECTORY ? mkdir(path.c_str(), 0700)
                   : kind == PIPE    ? mkfifo(path.c_str(), 0600)
-                                    : symlink(content.c_str(), path.c_str()), 0);
+                  : kind == LINK_TO ? symlink(content.c_str(), path.c_str())
+                                    : link(content.c_str(), path.c_str()), 0);
 }
 
 class Faults : public SwitchTest {
@@ -94,6 +96,9 @@ protected:
         return outputOf(environment, "", 0, command);
     }
 
+    /* Gives the file to another user. Only root can: others do without what is tested by it. */
+    static bool giveAway(const std::string &path) { return chown(path.c_str(), 65534, (gid_t)-1) == 0; }
+
     std::string session() const { return readFile(tmp("session/token")); }
 
     /* As it was given, or with the stamp the program wrote into it. */
@@ -107,7 +112,7 @@ protected:
     {
         socket = directory + "/victim.sock";
         writeFile(directory + "/trace", "");
-        Process victim = startProcess({std::string(BUILD_DIRECTORY) + "/vswitch", "--socket", socket, "--trace",
+        Process victim = startProcess({buildDirectory() + "/vswitch", "--socket", socket, "--trace",
                                        directory + "/trace"}, {}, "");
         char line[256]; /* it says when it serves */
         EXPECT_GT(read(victim.output, line, sizeof line), 0);
@@ -200,8 +205,8 @@ TEST_F(Faults, serverFailsAtTheStart)
         {OP "ConnectivityCheck delay=400 times=2", 2, priorityAnswer},
         {OP "NetworkOSVersionGet hangup", 0, priorityAnswer},
         {OP "ApiVersionGet delay=400", 0, priorityAnswer},
-        {"* hangup", 6, ""},
-        {"* delay=400", 6, ""},
+        {OP "ConnectivityCheck hangup", 6, ""},
+        {OP "ConnectivityCheck delay=400", 6, ""},
         {OP "Dot1dStpPriorityGet delay=100", 0, priorityAnswer}, /* late, but in time */
     };
     for (const auto &row : rows) {
@@ -366,47 +371,105 @@ static const std::regex notFoundLine(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \(
                                      R"(\[httpdProcessRequest:\d+\] method not found:/api/v2/switching/nothing\n)"
                                      R"(switching\nnothing\n)");
 
+/* What counts as a log or a level file, and what stands there as if there was none. */
 TEST_F(Faults, logFiles)
 {
     const char *logFile = "zt731.log", *levelFile = "devmgr_log_level";
-    enum LogLines { LOGGED, LOST, PRINTED }; /* what becomes of the log's lines: they can be part of the output */
-    const struct { const char *what, *file; Kind kind; std::string content; LogLines lines; } rows[] = {
-        {"full device", logFile, LINK_TO, "/dev/full", LOST},
-        {"directory", logFile, DIRECTORY, "", PRINTED},
-        {"link to nowhere", logFile, LINK_TO, "/nowhere/zt731.log", PRINTED},
-        {"empty level", levelFile, FILE_OF, "", LOGGED},
-        {"huge level", levelFile, FILE_OF, std::string(3'000'000, '9'), LOGGED},
-        {"directory for a level", levelFile, DIRECTORY, "", LOGGED},
-        {"level behind a link to nowhere", levelFile, LINK_TO, "/nowhere/level", LOGGED},
-        {"full device for a level", levelFile, LINK_TO, "/dev/full", LOGGED},
+    const std::string others = "what must stay as it is";
+    const struct { const char *what, *file; Kind kind; std::string content; bool logged; } rows[] = {
+        {"directory", logFile, DIRECTORY, "", false},
+        {"pipe", logFile, PIPE, "", false},
+        {"link", logFile, LINK_TO, tmp("others"), false},
+        {"link to nowhere", logFile, LINK_TO, tmp("nowhere"), false},
+        {"second name", logFile, SECOND_NAME_OF, tmp("others"), false},
+        {"empty level", levelFile, FILE_OF, "", true},
+        {"huge level", levelFile, FILE_OF, std::string(3'000'000, '9'), true},
+        {"directory for a level", levelFile, DIRECTORY, "", true},
+        {"pipe for a level", levelFile, PIPE, "", true},
+        {"link for a level", levelFile, LINK_TO, tmp("others"), true},
+        {"link to nowhere for a level", levelFile, LINK_TO, tmp("nowhere"), true},
+        {"second name for a level", levelFile, SECOND_NAME_OF, tmp("others"), true},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.what);
+        put(tmp("others"), FILE_OF, others);
         put(tmp(logFile), FILE_OF);
         put(tmp(levelFile), FILE_OF, "6");
         put(tmp(row.file), row.kind, row.content);
         EXPECT_EQ(outputOf(get(priority)), priorityAnswer);
         std::string printed = outputOf(get("nothing"));
-        EXPECT_TRUE(row.lines == PRINTED ? std::regex_match(printed, notFoundLine) : printed.empty()) << printed;
+        EXPECT_TRUE(row.logged ? printed.empty() : std::regex_match(printed, notFoundLine)) << printed;
+        EXPECT_EQ(readFile(tmp("others")), others);
+        EXPECT_EQ(access(tmp("nowhere").c_str(), F_OK), -1);
         expectSessionIsWhole();
-        if (row.lines == LOGGED) {
+        if (row.logged) {
             EXPECT_NE(log().find("] method not found:"), std::string::npos) << log();
             continue;
         }
         put(tmp(levelFile), FILE_OF, "7");
         printed = outputOf(get(priority));
-        EXPECT_TRUE(printed.ends_with(priorityAnswer)) << printed;
-        EXPECT_EQ(printed.starts_with(header), row.lines == LOST) << printed;
+        EXPECT_TRUE(printed.ends_with(priorityAnswer) && !printed.starts_with(header)) << printed;
     }
 }
 
+/* A neighbour's lease would make others wait for 45 seconds, and what is his cannot be had by O_CREAT. */
+TEST_F(Faults, logFilesOfANeighbour)
+{
+    signal(SIGIO, SIG_IGN);
+    for (const char *file : {"zt731.log", "devmgr_log_level"}) {
+        put(tmp(file), FILE_OF, "6");
+        int leased = open(tmp(file).c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(fcntl(leased, F_SETLEASE, F_RDLCK), 0);
+        EXPECT_EQ(outputOf(get(priority)), priorityAnswer);
+        close(leased);
+        giveAway(tmp(file));
+    }
+    EXPECT_EQ(outputOf(get("nothing")), "");
+    EXPECT_NE(log().find("] method not found:"), std::string::npos) << log();
+}
+
+/* The content is given up: it must not grow for ever. */
 TEST_F(Faults, logThatCannotBeRotated)
 {
     std::filesystem::create_directories(tmp("zt731.log.old/in the way"));
     writeFile(tmp("devmgr_log_level"), "7");
     writeFile(tmp("zt731.log"), std::string(0x100000, 'x'));
     EXPECT_EQ(outputOf(get(priority)), priorityAnswer);
-    EXPECT_NE(log().find("Register RPC to OpEN success"), std::string::npos);
+    EXPECT_EQ(log().find("x"), std::string::npos);
+    EXPECT_NE(log().find("Open API Version"), std::string::npos);
+}
+
+/* Nor does somebody who may only read it stop it by the lock of those that rotate it. */
+TEST_F(Faults, logLockedByANeighbour)
+{
+    writeFile(tmp("zt731.log"), std::string(0x100000, 'x'));
+    int held = open(tmp("zt731.log").c_str(), O_RDONLY | O_CLOEXEC);
+    struct flock lock = {.l_type = F_RDLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0};
+    ASSERT_EQ(fcntl(held, F_SETLK, &lock), 0);
+    EXPECT_EQ(outputOf(get("nothing")), "");
+    EXPECT_EQ(log(), "");
+    close(held);
+}
+
+/*
+ * Whoever sees the full log rotates it, but not twice: what was in it is in the old one then, and every entry of the
+ * moment, long ones too, is whole in the old one or the new one.
+ */
+TEST_F(Faults, logRotatedByManyAtOnce)
+{
+    const std::string full(0x100000 - 40'000, 'x'), mark = "] method not found:";
+    for (int round = 0; round < 8; round++) {
+        put(tmp("zt731.log"), FILE_OF, full);
+        std::vector<Process> processes;
+        for (int i = 0; i < 20; i++)
+            processes.push_back(startProcess(programCommand(), get("nothing?" + std::string(8000, (char)('A' + i))), ""));
+        for (Process process : processes)
+            EXPECT_EQ(outputOf(finishProcess(process)), "");
+        std::string old = readFile(tmp("zt731.log.old")), all = old + log();
+        EXPECT_TRUE(old.starts_with(full)) << old.substr(0, 200);
+        for (int i = 0; i < 20; i++)
+            EXPECT_NE(all.find("nothing?" + std::string(8000, (char)('A' + i)) + "\nswitching\nnothing\n"), std::string::npos) << i;
+    }
 }
 
 /* As a shell does on the way to a new digit: echo 7 >/tmp/devmgr_log_level */
@@ -499,18 +562,69 @@ TEST_F(Faults, sessionFile)
     EXPECT_EQ(outputOf(get(priority)), refused);
 }
 
-/* Ten seconds at most, and no answer: what holds the lock may hang for ever. */
+/* Who makes the directory, or a file in it, logs himself in: only root and the program's own user may. */
+TEST_F(Faults, sessionOfANeighbour)
+{
+    const struct { const char *what; std::string path; Kind kind; std::string content, logged; } rows[] = {
+        {"his directory", "session", DIRECTORY, "", "] /tmp/session is refused: it belongs to user 65534, not to root"},
+        {"his file", "session/token", FILE_OF, freshSession, "] A file in /tmp/session is refused: it belongs to user 65534"},
+        {"his second name of a session", "session/token", SECOND_NAME_OF, tmp("mine"), ""},
+        {"his link to a directory", "session", LINK_TO, tmp("my sessions"), "] /tmp/session is refused: it must be a directory"},
+        {"no directory", "session", FILE_OF, "", "] /tmp/session is refused: it must be a directory"},
+    };
+    writeFile(tmp("mine"), freshSession);
+    std::filesystem::create_directories(tmp("my sessions"));
+    writeFile(tmp("my sessions/token"), freshSession);
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.what);
+        put(tmp("session"), DIRECTORY);
+        put(tmp(row.path), row.kind, row.content);
+        if (row.kind == DIRECTORY)
+            writeFile(tmp("session/token"), freshSession);
+        if (row.logged.find("belongs") != std::string::npos && !giveAway(tmp(row.path)))
+            continue;
+        EXPECT_EQ(outputOf(get(priority)), refused);
+        EXPECT_NE(log().find(row.logged), std::string::npos) << log();
+        EXPECT_EQ(takeTrace(), "");
+        unlink(tmp("zt731.log").c_str());
+    }
+}
+
+/* Ten seconds, and no answer: what holds the lock may hang for ever. The web server may have blocked the timer's signal. */
 TEST_F(Faults, sessionLockedForLongerThanTheLimit)
 {
     int held = open(tmp("session/token").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(held, LOCK_EX), 0);
     Clock::time_point start = Clock::now();
+    std::vector<std::string> blocking = {"env", "--block-signal=ALRM"};
+    for (const std::string &word : programCommand())
+        blocking.push_back(word);
+    Process process = startProcess(blocking, get(priority), "");
     EXPECT_EQ(outputOf(run(get(priority))), refused);
-    EXPECT_GE(Clock::now() - start, 8900ms);
+    EXPECT_GE(Clock::now() - start, 10s);
+    EXPECT_EQ(outputOf(finishProcess(process)), refused);
     EXPECT_LT(Clock::now() - start, 30s);
     EXPECT_NE(log().find("] File lock failed\n"), std::string::npos) << log();
     EXPECT_EQ(session(), freshSession);
     EXPECT_EQ(takeTrace(), "");
+    close(held);
+}
+
+/* Nobody keeps the others out by locking the session again as soon as he has let it go. */
+TEST_F(Faults, sessionLockedAgainAndAgain)
+{
+    int held = open(tmp("session/token").c_str(), O_RDWR | O_CLOEXEC);
+    std::atomic<bool> served = false;
+    std::thread neighbour([&] {
+        while (!served && flock(held, LOCK_EX) == 0 && usleep(20'000) == 0)
+            flock(held, LOCK_UN);
+    });
+    Clock::time_point start = Clock::now();
+    for (int i = 0; i < 5; i++)
+        EXPECT_EQ(outputOf(run(get(priority))), priorityAnswer);
+    EXPECT_LT(Clock::now() - start, 3s);
+    served = true;
+    neighbour.join();
     close(held);
 }
 
@@ -559,6 +673,14 @@ TEST_F(Faults, outputNobodyReads)
               header + success("\"vlan\":{\"numOfElements\":1,\"vidList\":[" + ids + "]}"));
 }
 
+/* What was done is answered, whatever happens on the way out. */
+TEST_F(Faults, tearDownThatCrashes)
+{
+    Outcome outcome = run(get(priority, {{"SANDBOX_TEAR_DOWN_CRASHES", "1"}}));
+    EXPECT_EQ(outcome.signal, SIGABRT);
+    EXPECT_EQ(outcome.output, priorityAnswer);
+}
+
 /* A body that ends early, however much was announced. */
 TEST_F(Faults, body)
 {
@@ -577,10 +699,10 @@ class Memory : public Faults {
 protected:
     /*
      * Runs the request again and again, each time with another allocation failing, until there are no more. What it
-     * may end in: the right answer; nothing behind the header; a refusal; nothing at all; with a body, that it is
-     * none. The switch is asked for what it should be asked for, or for nothing.
+     * may end in: the right answer; nothing behind the header, and a line in the log that says why; a refusal; nothing
+     * at all. The switch is asked for what it should be asked for, or for nothing.
      */
-    void failEveryAllocation(const Exchange &exchange, bool logIsFull)
+    void failEveryAllocation(const Exchange &exchange)
     {
         const std::string right = header + exchange.answered;
         Environment environment = request(exchange.method, exchange.target, exchange.body);
@@ -588,22 +710,22 @@ protected:
             SCOPED_TRACE(exchange.target + ", allocation " + std::to_string(n));
             ASSERT_LT(n, 5000);
             put(tmp("session/token"), FILE_OF, "admin\n0\ntoken");
-            put(tmp("devmgr_log_level"), FILE_OF, logIsFull ? "7" : "6");
-            put(tmp("zt731.log"), FILE_OF, std::string(logIsFull ? 0x100000 : 0, '\n'));
+            put(tmp("devmgr_log_level"), FILE_OF, "7");
             unlink(tmp("allocation-failed").c_str());
             takeTrace();
             environment["SANDBOX_FAIL_ALLOCATION"] = std::to_string(n);
             Outcome outcome = run(environment, exchange.body);
             std::string asked = takeTrace(), output = outcome.output;
             failed = access(tmp("allocation-failed").c_str(), F_OK) == 0;
-            if (failed && output.find("kelt_cgi: ") != std::string::npos) /* it has no file for the log */
-                output.erase(0, std::min(output.find(header), output.find(refused)));
-
             bool silent = output == header || output == "";
             EXPECT_EQ(outcome.errors, "");
             EXPECT_TRUE(asked == exchange.asked || (asked.empty() && output != right)) << asked;
-            EXPECT_TRUE(output == right || silent || (asked.empty() && output == refused) ||
-                        (!exchange.body.empty() && output == header + failureLine(10003))) << output;
+            EXPECT_TRUE(output == right || silent || (asked.empty() && output == refused)) << output;
+            /* the fixed buffer's builder says only that it could not print: established behaviour */
+            bool inFixedBuffer = exchange.answered == success("");
+            EXPECT_TRUE(output != header || (inFixedBuffer && !asked.empty()) ||
+                        (log() + readFile(tmp("zt731.log.old")) + outcome.output).find("] [MEM] Failed to ") !=
+                            std::string::npos) << log();
             EXPECT_TRUE(outcome.exitStatus == 0 || (outcome.exitStatus == 1 && asked.empty() && silent))
                 << outcome.exitStatus << ", signal " << outcome.signal;
             expectSessionIsWhole();
@@ -629,6 +751,16 @@ TEST_F(Memory, runsOut)
         {"FdbAddrAgingTimeoutGet", "timeOut=77",
          {"GET", "fdb/addr-aging-timeout?a&b&c&d&e&f&g&h&i&j&k&fdbId=2", "", "fdbId=2 timeOut=0 -> 0 timeOut=77",
           success(R"("fdb":{"timeOut":77})")}},
+        {"Dot1qApiPrivateVlanAssocRemove", "",
+         {"DELETE", R"(vlan/dot1q-api-private-vlan-assoc?{"vidList":[10]})", "",
+          "primaryVid=0 secondaryVidList=1(10) -> 0", success("")}},
+        {"MacalRuleIsServicePortSet", "flag=1",
+         {"PUT", "macal/rule-is-service-port", "macalName=mgmt&macalRulePrio=2",
+          R"(macalName=[256]"mgmt" priority=2 flag=0 -> 0 macalName=[256]"mgmt" flag=1)",
+          success(R"("macal":{"isRuleForServicePort":true})")}},
+        {"ProtectedPortGroupNameSet", "",
+         {"PUT", "protectedport/group-name?groupId=2", R"({"groupName":"lab"})",
+          R"(groupId=2 name=[4]"lab" -> 0 name=[4]"lab")", successLine()}},
         {"VlanMacOuiVlanNextGet", "nextOui=00:11:22 vlanId=5",
          {"GET", "vlan/mac-oui-vlan-next?oui=00%3A11%3A21", "",
           R"(oui=[8]"00:11:21" nextOui=[64]"" vlanId=0 -> 0 oui=[8]"00:11:21" nextOui=[64]"00:11:22" vlanId=5)",
@@ -637,7 +769,6 @@ TEST_F(Memory, runsOut)
     for (auto [operation, fault, exchange] : rows) {
         tell(std::string("fault " OP) + operation + " code=0 " + fault);
         exchange.asked = std::string(OP) + operation + " " + exchange.asked;
-        for (bool logIsFull : {false, true})
-            failEveryAllocation(exchange, logIsFull);
+        failEveryAllocation(exchange);
     }
 }

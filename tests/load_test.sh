@@ -1,29 +1,29 @@
 #!/bin/bash
 # load_test.sh BUILD [SECONDS] - many requests of several sessions at once, behind lighttpd, for so long (10): every
 # answer is whole and right, and what they leave behind (sessions, log, no process) is as it should be.
-set -u
-. "$(dirname "$0")/../tools/servers.sh"
-build=$(cd "$1" && pwd -P)
-seconds=${2:-10}
-run=$(mktemp -d)
-mkdir -p "$run/tmp/session"
-printf 'admin\n0\nadmin' >"$run/tmp/session/admin"
-printf 'joe\n0\nrw\nrw' >"$run/tmp/session/rw"
-printf 'jim\n0\nro\nro' >"$run/tmp/session/ro"
+. "$(dirname "$0")/../tools/script.sh"
+. "$root/tools/servers.sh"
+builtIn "${1-}" switching_v2.cgi vswitch lib/libsandbox.so
+number SECONDS "${2-10}" 1 86400
+seconds=${2-10}
+scratch
+filesOf "$build" own
+makeSession admin $'admin\n0\nadmin'
+makeSession rw $'joe\n0\nrw\nrw'
+makeSession ro $'jim\n0\nro\nro'
 # Everything is logged, and the log is nearly full: it is rotated in the middle.
-printf '7\0\0\0' >"$run/tmp/devmgr_log_level"
-yes 'a line of another program' | head -c $((0x100000 - 20000)) >"$run/tmp/zt731.log"
-echo >>"$run/tmp/zt731.log"
-trap 'stopServers; rm -rf "$run"' EXIT
-startSwitch switch "$build" || exit 1
-"$build/vswitch" fault rpcclt_openapiVlanVIDListGet code=0 "vidList=$(seq -s, 1 500)" numOfElements=500 || exit 1
+printf '7\0\0\0' >"$files/devmgr_log_level"
+{ yes 'a line of another program' || true; } | head -c $((0x100000 - 20000)) >"$files/zt731.log"
+echo >>"$files/zt731.log"
+startSwitch switch "$build"
+"$build/vswitch" fault rpcclt_openapiVlanVIDListGet code=0 "vidList=$(seq -s, 1 500)" numOfElements=500
 "$build/vswitch" fault rpcclt_openapiVlanCreate code=0 delay=20 || exit 1 # those behind it are not kept waiting
-"$build/vswitch" fault rpcclt_openapiFdbFlush hangup || exit 1
+"$build/vswitch" fault rpcclt_openapiFdbFlush hangup
 
-startWebServer "$build" "$(anyPorts)" "\"SANDBOX_TMP\" => \"$run/tmp\",
-    \"LD_PRELOAD\" => \"$build/lib/libsandbox.so\", \"ASAN_OPTIONS\" => \"verify_asan_link_order=0\"" || exit 1
+startWebServer "$build" "$(anyPorts)" "$preload"
 
-python3 - "$port" "$seconds" "$run/tmp" "$build/switching_v2.cgi" "$OPENCLT_SOCKET" <<'END'
+failed=0
+attend python3 - "$port" "$seconds" "$files" "$build/switching_v2.cgi" "$OPENCLT_SOCKET" <<'END' || failed=$?
 import collections, glob, http.client, json, os, re, sys, threading, time
 
 port, seconds, tmp, program, socket = int(sys.argv[1]), float(sys.argv[2]), *sys.argv[3:6]
@@ -170,6 +170,5 @@ for line in wrong:
     print("wrong:", line)
 sys.exit(bool(wrong) or len(counts) < 3)
 END
-failed=$?
 [ $failed = 0 ] || tail -n 20 "$run"/*.log
 exit $failed

@@ -90,6 +90,8 @@ TEST_F(Session, isAFileDirectlyInItsDirectory)
     for (const char *token : {"", ".", "..", "link", "directory", "pipe", "../outside", "directory/s", "./s", "none"})
         EXPECT_FALSE(served(token)) << token;
     EXPECT_TRUE(logged("/tmp/session/../outside file not exsits, ignore\n")) << log();
+    EXPECT_FALSE(served("\033[2J\n"));
+    EXPECT_TRUE(logged("/tmp/session/?[2J? file not exsits, ignore\n")) << log();
 
     Environment environment = request("GET", "bridge/dot1d-stp-priority");
     environment.erase("HTTP_SESSION");
@@ -114,6 +116,10 @@ TEST_F(Session, logsTheRefresh)
     logEverything();
     EXPECT_TRUE(servedWith("joe\n7000\nrw\ns"));
     EXPECT_TRUE(logged("Token update to file. (joe\n7300\nrw\ns)\r\n")) << log();
+    writeFile(tmp("session/\033"), "admin\n7000\n");
+    EXPECT_TRUE(served("\033"));
+    EXPECT_TRUE(logged("Token update to file. (admin\n7300\n?)\r\n")) << log();
+    EXPECT_EQ(readFile(tmp("session/\033")), "admin\n7300\n\033");
 }
 
 TEST_F(Session, waitsForItsTurn)

@@ -130,7 +130,6 @@ TEST_F(StaticFilter, walksByAddressThenVlan)
         filters.get("filter-size", "SizeGet size=0 -> 0 size=256", R"("size":256)"),
     });
     tell("fault * code=-22");
-    tell("fault rpcclt_openapiConnectivityCheck code=0"); /* the program starts */
     expectAll({
         filters.get("filter-count", "CountGet count=0 -> -22"),
         filters.get("filter-counters", "CountersGet total=0 multicast=0 unicast=0 -> -22"),

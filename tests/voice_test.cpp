@@ -156,7 +156,6 @@ TEST_F(Voip, detectsOnAPort)
     expect(voip.get(at3, first + "-24" + second + "0 flag=1"));
     tell("fault " OP "VoipIntfModeGet code=0 times=1");
     tell("fault * code=-28"); /* what comes after it */
-    tell("fault " OP "ConnectivityCheck code=0");
     Exchange secondFails = voip.get(at3, first + "0 flag=0" + second + "-28");
     secondFails.answered = failure(17002);
     expect(secondFails);

@@ -48,7 +48,7 @@ protected:
 
     std::vector<std::string> command(const std::string &verb = "serve")
     {
-        return {std::string(BUILD_DIRECTORY) + "/vswitch", "--socket", socket, verb};
+        return {buildDirectory() + "/vswitch", "--socket", socket, verb};
     }
 
     void expectAlive() { EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), success(R"("bridge":{"priority":32768})")); }
@@ -157,13 +157,13 @@ TEST_F(VirtualSwitch, isToldWhatToDo)
     for (const char *wrong : {"fault", "fault rpcclt_openapiNothing", "fault rpcclt_openapiDot1dStpPriorityGet wrong=1",
                               "fault rpcclt_openapiDot1dStpPriorityGet code=x", "fault rpcclt_openapiDot1dStpPriorityGet times=0",
                               "pass", "pass 0", "pass soon"}) {
-        std::vector<std::string> words = {"sh", "-c", std::string(BUILD_DIRECTORY) + "/vswitch --socket " + socket + " " + wrong};
+        std::vector<std::string> words = {"sh", "-c", "'" + buildDirectory() + "/vswitch' --socket " + socket + " " + wrong};
         Outcome outcome = runProcess(words);
         EXPECT_EQ(outcome.exitStatus, 2) << wrong;
         EXPECT_NE(outcome.errors, "") << wrong;
     }
     EXPECT_EQ(runProcess(command("nonsense")).exitStatus, 2);
-    EXPECT_EQ(runProcess({std::string(BUILD_DIRECTORY) + "/vswitch", "--ports", "0"}).exitStatus, 2);
+    EXPECT_EQ(runProcess({buildDirectory() + "/vswitch", "--ports", "0"}).exitStatus, 2);
 }
 
 TEST_F(VirtualSwitch, modelsEveryOperationOfTheList)

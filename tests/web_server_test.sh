@@ -1,15 +1,13 @@
 #!/bin/bash
 # web_server_test.sh BUILD - the program behind lighttpd, asked with curl. Prints what differs and fails.
-set -u
-. "$(dirname "$0")/../tools/servers.sh"
-build=$1
-run=$(mktemp -d)
-mkdir -p "$run/tmp/session"
-printf 'admin\n0\ntoken' >"$run/tmp/session/token"
-trap 'stopServers; rm -rf "$run"' EXIT
-startSwitch switch "$build" || exit 1
-startWebServer "$build" "$(anyPorts)" "\"SANDBOX_TMP\" => \"$run/tmp\",
-    \"LD_PRELOAD\" => \"$build/lib/libsandbox.so\", \"ASAN_OPTIONS\" => \"verify_asan_link_order=0\"" || exit 1
+. "$(dirname "$0")/../tools/script.sh"
+. "$root/tools/servers.sh"
+builtIn "${1-}" switching_v2.cgi vswitch lib/libsandbox.so
+scratch
+filesOf "$build" own
+makeSession token $'admin\n0\ntoken'
+startSwitch switch "$build"
+startWebServer "$build" "$(anyPorts)" "$preload"
 
 failed=0
 # expect STATUS TYPE BODY CURL_WORDS... : the last word is the path below the interface's
@@ -42,8 +40,8 @@ expect 200 application/json $'{\n\t"bridge":\t{\n\t\t"address":\t"{\\"%41+",\n\t
     -H "$session" 'bridge/dot1d-tp-fdb-entry?address={"%41+'
 expect 403 '' '' bridge/db-dot1d-tp-aging-time
 expect 403 '' '' -H 'Session: ../zt731.log' bridge/db-dot1d-tp-aging-time
-grep -q '403 Forbidden' "$run/tmp/zt731.log" || { echo "no log line of the refusal"; failed=1; }
-[ "$(sed -n 1p "$run/tmp/session/token")" = admin ] || { echo "the session file is damaged"; failed=1; }
+grep -q '403 Forbidden' "$files/zt731.log" || { echo "no log line of the refusal"; failed=1; }
+[ "$(sed -n 1p "$files/session/token")" = admin ] || { echo "the session file is damaged"; failed=1; }
 # an unknown endpoint is no output at all, of which the web server makes an error of its own
 status=$(curl -s -o /dev/null -w '%{http_code}' -H "$session" "http://127.0.0.1:$port/api/v2/switching/bridge/no-such-endpoint")
 [ "$status" = 500 ] || { echo "an unknown endpoint answers $status"; failed=1; }

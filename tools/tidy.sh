@@ -1,13 +1,19 @@
 #!/bin/bash
 # tidy.sh [FILE-OR-DIRECTORY...] - installs what is missing, and runs clang-tidy over these sources, or all of them (some
 # eight minutes on two cores). Fails when there is a finding.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-. tools/packages.sh
+. "$(dirname "$0")/script.sh"
+. "$root/tools/packages.sh"
+cd "$root"
+
+[ $# -gt 0 ] || set -- main httpd common log switching platform tests
+for name; do [ -e "$name" ] || wrong "there is no file or directory \"$name\" in the project"; done
+mapfile -t files < <(find "$@" -name '*.cpp' ! -path '*/fuzz/*' | sort) # the fuzzers need a build by clang
+[ ${#files[@]} -gt 0 ] || wrong "no .cpp file is there in: $*"
 
 need g++ cmake make libcjson-dev libgtest-dev libgmock-dev clang-tidy
-[ $# -gt 0 ] || set -- main httpd common log switching platform tests
-mapfile -t files < <(find "$@" -name '*.cpp' ! -path '*/fuzz/*' | sort) # the fuzzers need a build by clang
-cmake -S . -B build-tidy -DCMAKE_BUILD_TYPE=Release >/dev/null
-printf '%s\n' "${files[@]}" | xargs -P "$(nproc)" -n 1 clang-tidy -p build-tidy --quiet 2>/dev/null
+mkdir -p build-tidy
+attend cmake -S . -B build-tidy -DCMAKE_BUILD_TYPE=Release >/dev/null
+# shellcheck disable=SC2016 # for the shell that it is
+attend bash -c 'printf "%s\0" "${@:2}" | xargs -0 -P "$1" -n 1 clang-tidy -p build-tidy --quiet 2>/dev/null' \
+    tidy "$(nproc)" "${files[@]}"
 echo "clang-tidy: ${#files[@]} files, nothing found"

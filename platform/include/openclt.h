@@ -8,6 +8,7 @@
 #ifndef OPENCLT_H
 #define OPENCLT_H
 
+#include <assert.h>
 #include <stdint.h>
 
 #include "openclt_expand.h"
@@ -18,7 +19,7 @@
 extern "C" {
 #endif
 
-/* OpEN result codes this side of the boundary knows by meaning; any other value from -29 to -1 is a plain failure. */
+/* The OpEN result codes that have a meaning of their own here; any other value from -29 to -1 is a plain failure. */
 enum OpenCode {
     OPEN_OK = 0,
     OPEN_FAILED = -1,
@@ -29,13 +30,12 @@ enum OpenCode {
     OPEN_NO_SUCH_OPERATION = -29
 };
 
-/* The client handle. Filled by openapiClientRegister; its members are the library's own. */
+/* The client handle. What a library keeps in it is its own; there is room for more than any is known to need. */
 typedef struct OpenClient {
-    int connection; /* descriptor of the connection to the server, -1 while there is none */
-    char name[100]; /* the name the client registered under */
+    unsigned char opaque[2048] __attribute__((aligned(16)));
 } OpenClient;
 
-/* A text on its way to or from OpEN: the number of bytes at `bytes`, which belong to the caller. */
+/* A text on its way to or from OpEN: the bytes, which belong to the caller, and how many of them there are. */
 typedef struct OpenBufferDesc {
     uint32_t size;
     char *bytes;
@@ -43,7 +43,7 @@ typedef struct OpenBufferDesc {
 
 #define VLAN_ID_LIST_MAX 4096
 
-/* VLAN ids in the order OpEN keeps them; `count` of them are valid. 8196 bytes without a gap. */
+/* VLAN ids in the order OpEN keeps them; `count` of them are valid. */
 typedef struct VlanIdList {
     uint32_t count;
     uint16_t ids[VLAN_ID_LIST_MAX];
@@ -54,7 +54,13 @@ typedef struct OpenApiVersion {
     uint8_t version;
     uint8_t maintenanceLevel;
     uint8_t buildNumber;
+    uint8_t reserved[60]; /* room for what a library may add */
 } OpenApiVersion;
+
+static_assert(sizeof(OpenClient) == 2048, "room for the library's own record");
+static_assert(sizeof(OpenBufferDesc) == 2 * sizeof(char *), "the size, then the pointer");
+static_assert(sizeof(VlanIdList) == 8196, "no gap");
+static_assert(sizeof(OpenApiVersion) == 64, "room for the library's own record");
 
 /*
  * Registers `client` under `clientName` (at most 99 characters are kept). The server need not be up: the connection is

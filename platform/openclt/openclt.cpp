@@ -175,7 +175,19 @@ static void take(Frame *frame, VlanIdList *const &list)
         takeTrimmed(frame, used, (char *)list, sizeof *list);
 }
 
-static void disconnect(OpenClient *client)
+/* What this library keeps in a handle. */
+struct Client {
+    int connection; /* descriptor of the connection to the server, -1 while there is none */
+    char name[100]; /* the name the client registered under */
+};
+static_assert(sizeof(Client) <= sizeof(OpenClient) && alignof(Client) <= alignof(OpenClient));
+
+static Client *clientIn(OpenClient *handle)
+{
+    return (Client *)handle->opaque;
+}
+
+static void disconnect(Client *client)
 {
     if (client->connection >= 0)
         close(client->connection);
@@ -189,7 +201,7 @@ static long operationMillis()
     return millis > 0 && millis <= 600000 ? millis : 10000;
 }
 
-static bool connectToServer(OpenClient *client)
+static bool connectToServer(Client *client)
 {
     if (client->connection >= 0)
         return true;
@@ -214,11 +226,11 @@ static bool connectToServer(OpenClient *client)
     return false;
 }
 
-static long millisNow()
+static int64_t millisNow()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000L + now.tv_nsec / 1000000;
+    return now.tv_sec * (int64_t)1000 + now.tv_nsec / 1000000;
 }
 
 static bool sendAll(int connection, const char *bytes, size_t size)
@@ -238,7 +250,7 @@ static bool sendAll(int connection, const char *bytes, size_t size)
 /* Reads the reply's frame. A server that sends it in drops gets at most twice the time of one that is silent. */
 static bool receiveFrame(int connection, Frame *frame)
 {
-    long deadline = millisNow() + operationMillis();
+    int64_t deadline = millisNow() + operationMillis();
     uint32_t wanted = sizeof(uint32_t);
     frame->size = 0;
     for (bool haveLength = false; frame->size < wanted;) {
@@ -277,7 +289,7 @@ static void beginRequest(Frame *frame, const char *name)
 }
 
 /* Sends the request in `frame` and puts the reply in its place, read up to the result code. */
-static int exchange(OpenClient *client, Frame *frame)
+static int exchange(Client *client, Frame *frame)
 {
     if (!client || frame->broken || !connectToServer(client)) {
         frame->broken = true;
@@ -298,7 +310,7 @@ static int exchange(OpenClient *client, Frame *frame)
 }
 
 /* A reply that does not hold exactly what was asked for is a failure, and nothing more is read from that connection. */
-static int endRequest(OpenClient *client, Frame *frame, int code)
+static int endRequest(Client *client, Frame *frame, int code)
 {
     if (frame->broken || frame->at != frame->size) {
         if (client)
@@ -309,8 +321,9 @@ static int endRequest(OpenClient *client, Frame *frame, int code)
     return code;
 }
 
-template <class... Arguments> static int call(const char *name, OpenClient *client, const Arguments &...arguments)
+template <class... Arguments> static int call(const char *name, OpenClient *handle, const Arguments &...arguments)
 {
+    Client *client = handle ? clientIn(handle) : nullptr;
     Frame frame;
     beginRequest(&frame, name);
     (put(&frame, arguments), ...);
@@ -322,20 +335,21 @@ template <class... Arguments> static int call(const char *name, OpenClient *clie
 
 extern "C" {
 
-int openapiClientRegister(const char *clientName, OpenClient *client)
+int openapiClientRegister(const char *clientName, OpenClient *handle)
 {
-    if (!clientName || !*clientName || !client)
+    if (!clientName || !*clientName || !handle)
         return OPEN_BAD_ARGUMENT;
+    Client *client = clientIn(handle);
     client->connection = -1;
     snprintf(client->name, sizeof client->name, "%s", clientName);
     return OPEN_OK;
 }
 
-int openapiClientTearDown(OpenClient *client)
+int openapiClientTearDown(OpenClient *handle)
 {
-    if (!client)
+    if (!handle)
         return OPEN_BAD_ARGUMENT;
-    disconnect(client);
+    disconnect(clientIn(handle));
     return OPEN_OK;
 }
 

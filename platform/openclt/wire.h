@@ -24,7 +24,7 @@ enum WireTag : char {
     WIRE_TEXT = 'T',     /* 32-bit size offered, 32-bit length without trailing zero bytes, that many bytes */
     WIRE_LIST = 'l',     /* 32-bit length of the VlanIdList without trailing zero bytes, that many bytes; only sent */
     WIRE_LISTREF = 'L',  /* as WIRE_LIST, and returned */
-    WIRE_VERSION4 = 'V', /* four bytes */
+    WIRE_VERSION4 = 'V', /* OpenApiVersion, as it is in memory */
 };
 
 template <class T> struct WireTagOf;

@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "faults.h"
+#include "numbers.h"
 #include "operations.h"
 #include "trace.h"
 
@@ -178,12 +179,12 @@ static std::string quoted(const std::string &bytes)
 }
 
 /* The value of an argument: 5, [18]"00:11:22:33:44:55" (the size offered in front), 3(10 20 30) (the list's count). */
-static std::string valueText(const Argument &argument)
+static std::string valueText(const Operation &operation, size_t parameter, const Argument &argument)
 {
     switch (argument.tag) {
     case WIRE_IN:
     case WIRE_OUT:
-        return std::to_string(argument.number);
+        return isIpv4Address(operation, parameter) ? ipv4Text(argument.number) : std::to_string(argument.number);
     case WIRE_OUT16:
         return std::to_string(argument.number16);
     case WIRE_OUT64:
@@ -208,7 +209,7 @@ static std::string traceText(const Operation &operation, const Arguments &argume
     std::string text;
     for (size_t i = 0; i < arguments.size(); i++)
         if (!onlyReturned || isReturned(arguments[i].tag))
-            text += std::string(" ") + operation.parameters[i] + "=" + valueText(arguments[i]);
+            text += std::string(" ") + operation.parameters[i] + "=" + valueText(operation, i, arguments[i]);
     return text;
 }
 
@@ -246,7 +247,7 @@ static Reply answerOperation(const Operation &operation, std::string_view rest, 
 
     Reply reply;
     int code = OPEN_UNSUPPORTED;
-    const Fault *fault = takeFault(operation.name);
+    const Fault *fault = takeFault(operation, arguments);
     if (fault && fault->hasCode)
         code = fault->code;
     else if (operation.run)

@@ -3,97 +3,251 @@
  */
 #include "faults.h"
 
-#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
-#include <sstream>
+#include <charconv>
+#include <list>
 
-#include "model.h"
+#include "numbers.h"
 
-static std::map<std::string, Fault> faults; /* by operation; "*" stands for every one */
-static Fault current;                       /* the fault of the call being served, also when it was its last time */
+static std::map<std::string, std::list<Fault>> faults; /* by operation, "*" for all; the one given last is first */
+static Fault current; /* the fault of the call being served, also when it was its last time */
 
-const Fault *takeFault(const std::string &operation)
+/* Values */
+
+static bool isReturned(char tag)
 {
-    auto found = faults.find(operation);
-    if (found == faults.end())
-        found = faults.find("*");
-    if (found == faults.end())
-        return nullptr;
-    current = found->second;
-    if (found->second.times > 0 && --found->second.times == 0)
-        faults.erase(found);
-    return &current;
+    return tag != WIRE_IN && tag != WIRE_LIST;
 }
 
-/* "10,20,30", or "5:10,20" to state another count than there are ids. */
-static void readList(const std::string &text, VlanIdList *list)
+/* A decimal number, an IPv4 address where it is one, or one of the words that the parameter's numbers have. */
+static bool readNumberOf(const Operation &operation, size_t parameter, const std::string &text, uint64_t highest,
+                         uint64_t *number)
+{
+    uint32_t address = 0;
+    if (isIpv4Address(operation, parameter) && parseIpv4(text, &address)) {
+        *number = address;
+        return true;
+    }
+    if (const Meaning *meaning = meaningOf(operation, parameter))
+        for (const Number &one : meaning->numbers)
+            if (text == one.word) {
+                *number = one.value;
+                return true;
+            }
+    std::from_chars_result read = std::from_chars(text.data(), text.data() + text.size(), *number);
+    return read.ec == std::errc() && read.ptr == text.data() + text.size() && *number <= highest;
+}
+
+/* As the trace has it, "2(10 20)"; the count may be missing, and commas stand for blanks: "10,20". */
+static bool readList(const std::string &text, VlanIdList *list)
 {
     *list = {};
-    size_t colon = text.find(':');
-    std::istringstream ids(colon == std::string::npos ? text : text.substr(colon + 1));
-    for (std::string id; std::getline(ids, id, ',') && list->count < VLAN_ID_LIST_MAX;)
-        list->ids[list->count++] = (uint16_t)strtoul(id.c_str(), nullptr, 10);
-    if (colon != std::string::npos)
-        list->count = (uint32_t)strtoul(text.c_str(), nullptr, 10);
+    size_t open = text.find('(');
+    bool counted = open != std::string::npos;
+    if (counted && !text.ends_with(')'))
+        return false;
+    std::string ids = counted ? text.substr(open + 1, text.size() - open - 2) : text;
+    std::replace(ids.begin(), ids.end(), ',', ' ');
+    Words words;
+    splitWords(ids, &words);
+    long long number = 0;
+    for (const std::string &word : words) {
+        if (list->count == VLAN_ID_LIST_MAX || !readNumber(word, 0, UINT16_MAX, &number))
+            return false;
+        list->ids[list->count++] = (uint16_t)number;
+    }
+    if (!counted || open == 0)
+        return true;
+    if (!readNumber(text.substr(0, open), 0, UINT32_MAX, &number))
+        return false;
+    list->count = (uint32_t)number;
+    return true;
 }
 
-static void overrideOutput(Argument *argument, const std::string &value)
+/* Puts the value into the argument, which has the parameter's tag. A text is cut to the room there is. */
+static bool readValue(const Operation &operation, size_t parameter, const std::string &text, Argument *argument)
 {
+    uint64_t number = 0;
     switch (argument->tag) {
+    case WIRE_IN:
     case WIRE_OUT:
-        argument->number = (uint32_t)strtoull(value.c_str(), nullptr, 10);
-        return;
+        if (!readNumberOf(operation, parameter, text, UINT32_MAX, &number))
+            return false;
+        argument->number = (uint32_t)number;
+        return true;
     case WIRE_OUT16:
-        argument->number16 = (uint16_t)strtoull(value.c_str(), nullptr, 10);
-        return;
+        if (!readNumberOf(operation, parameter, text, UINT16_MAX, &number))
+            return false;
+        argument->number16 = (uint16_t)number;
+        return true;
     case WIRE_OUT64:
-        argument->number64 = strtoull(value.c_str(), nullptr, 10);
-        return;
-    case WIRE_TEXT: /* as much as fits, without a zero at the end if it fills the buffer */
+        return readNumberOf(operation, parameter, text, UINT64_MAX, &argument->number64);
+    case WIRE_TEXT: /* without a zero at the end if it fills the buffer */
         std::fill(argument->bytes.begin(), argument->bytes.end(), 0);
-        std::copy_n(value.begin(), std::min(value.size(), argument->bytes.size()), argument->bytes.begin());
-        return;
+        std::copy_n(text.begin(), std::min(text.size(), argument->bytes.size()), argument->bytes.begin());
+        return true;
+    case WIRE_LIST:
     case WIRE_LISTREF:
-        readList(value, argument->list.get());
-        return;
-    default:
-        return;
+        return readList(text, argument->list.get());
+    case WIRE_VERSION4:
+        return false;
     }
+    return false;
+}
+
+static Argument emptyArgument(char tag)
+{
+    Argument argument;
+    argument.tag = (WireTag)tag;
+    argument.number64 = 0;
+    if (tag == WIRE_LIST || tag == WIRE_LISTREF)
+        argument.list = std::make_unique<VlanIdList>();
+    return argument;
+}
+
+static bool isValue(const Operation &operation, size_t parameter, const std::string &text)
+{
+    Argument argument = emptyArgument(operation.tags[parameter]);
+    return readValue(operation, parameter, text, &argument);
+}
+
+/* Whether the argument, as it was sent, is the value. */
+static bool isSent(const Operation &operation, size_t parameter, const std::string &text, const Argument &argument)
+{
+    if (argument.tag == WIRE_TEXT)
+        return text == argument.bytes.substr(0, strnlen(argument.bytes.data(), argument.bytes.size()));
+    Argument value = emptyArgument(argument.tag);
+    if (!readValue(operation, parameter, text, &value))
+        return false;
+    if (value.list)
+        return memcmp(value.list.get(), argument.list.get(), sizeof(VlanIdList)) == 0;
+    return argument.tag == WIRE_OUT64 ? value.number64 == argument.number64
+           : argument.tag == WIRE_OUT16 ? value.number16 == argument.number16
+                                        : value.number == argument.number;
+}
+
+/* Faults and calls */
+
+static size_t parameterNamed(const Operation &operation, const std::string &name)
+{
+    const auto &names = operation.parameters;
+    return (size_t)(std::find_if(names.begin(), names.end(), [&](const char *one) { return name == one; }) -
+                    names.begin());
+}
+
+static bool meets(const Fault &fault, const Operation &operation, const Arguments &arguments)
+{
+    for (const auto &[name, value] : fault.conditions) {
+        size_t parameter = parameterNamed(operation, name);
+        if (parameter == arguments.size() || !isSent(operation, parameter, value, arguments[parameter]))
+            return false;
+    }
+    return true;
+}
+
+const Fault *takeFault(const Operation &operation, const Arguments &arguments)
+{
+    for (const char *name : {operation.name, isStartCall(operation) ? "" : "*"}) {
+        auto list = faults.find(name);
+        if (list == faults.end())
+            continue;
+        for (auto fault = list->second.begin(); fault != list->second.end(); ++fault) {
+            if (!meets(*fault, operation, arguments))
+                continue;
+            fault->met++;
+            current = *fault;
+            if (fault->times > 0 && --fault->times == 0)
+                list->second.erase(fault);
+            return &current;
+        }
+    }
+    return nullptr;
 }
 
 void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *arguments)
 {
-    for (size_t i = 0; i < arguments->size(); i++) {
-        auto found = fault.outputs.find(operation.parameters[i]);
-        if (found != fault.outputs.end())
-            overrideOutput(&(*arguments)[i], found->second);
+    for (const auto &[name, value] : fault.outputs) {
+        size_t parameter = parameterNamed(operation, name);
+        readValue(operation, parameter, value, &(*arguments)[parameter]);
     }
 }
 
-/* One "key=value" of a fault; an operation's parameter is a key too. */
-static bool readFaultWord(const Operation *operation, const std::string &key, const std::string &value, Fault *fault)
+/* Commands */
+
+static CommandOutcome refuseWord(std::string *answer, const std::string &word, const std::string &why)
 {
-    long long number = 0;
-    bool isNumber = readNumber(value, INT64_MIN, INT64_MAX, &number);
-    if (operation)
-        for (size_t i = 0; i < operation->parameters.size(); i++)
-            if (key == operation->parameters[i] && strchr("NHQTL", operation->tags[i])) {
-                fault->outputs[key] = value;
-                return isNumber || strchr("TL", operation->tags[i]);
-            }
-    if (key == "code" && isNumber && number == (int)number) {
-        fault->hasCode = true;
-        fault->code = (int)number;
-    } else if (key == "times" && isNumber && number > 0) {
-        fault->times = (long)number;
-    } else if (key == "delay" && isNumber && number >= 0 && number <= 600000) {
-        fault->delayMs = (uint32_t)number;
-    } else {
-        return false;
+    return refuse(answer, "\"" + word + "\": " + why);
+}
+
+static std::string parameterNames(const Operation &operation)
+{
+    std::string names;
+    for (const char *name : operation.parameters)
+        names.append(names.empty() ? "" : ", ").append(name);
+    return names.empty() ? "it has none" : "it has " + names;
+}
+
+/* "NAME=VALUE" or "NAME==VALUE" of a fault for all operations: calls with such a parameter. */
+static CommandOutcome readGeneralCondition(const std::string &word, const std::string &name, const std::string &value,
+                                           Fault *fault, std::string *answer)
+{
+    for (const Operation &operation : operations())
+        if (parameterNamed(operation, name) < operation.parameters.size()) {
+            fault->conditions[name] = value;
+            return COMMAND_DONE;
+        }
+    return refuseWord(answer, word, "no operation has a parameter \"" + name + "\"");
+}
+
+/* The same for one operation: what is only sent is a condition, what is returned is so with "==". */
+static CommandOutcome readParameter(const Operation &operation, const std::string &word, const std::string &name,
+                                    const std::string &value, bool sent, Fault *fault, std::string *answer)
+{
+    size_t parameter = parameterNamed(operation, name);
+    if (parameter == operation.parameters.size())
+        return refuseWord(answer, word, std::string(operation.name) + " has no parameter \"" + name + "\" (" +
+                                            parameterNames(operation) + "), nor is it code, times or delay");
+    if (!isValue(operation, parameter, value))
+        return refuseWord(answer, word, "\"" + value + "\" is no value of " + name + " (see \"operations\")");
+    (sent || !isReturned(operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
+    return COMMAND_DONE;
+}
+
+/* A word of a fault; without an operation it is for all of them. */
+static CommandOutcome readWord(const Operation *operation, const std::string &word, Fault *fault, std::string *answer)
+{
+    size_t equals = word.find('=');
+    if (word == "hangup" || word == "rubbish") {
+        (word == "hangup" ? fault->hangUp : fault->rubbish) = true;
+        return COMMAND_DONE;
     }
-    return true;
+    if (equals == std::string::npos)
+        return refuseWord(answer, word, "it is none of code=N, times=N, delay=MS, hangup, rubbish, NAME=VALUE");
+    bool sent = word.compare(equals, 2, "==") == 0;
+    std::string name = word.substr(0, equals), value = word.substr(equals + (sent ? 2 : 1));
+    long long number = 0;
+    if (name == "code") {
+        fault->hasCode = readNumber(value, INT32_MIN, INT32_MAX, &number);
+        fault->code = (int)number;
+        return fault->hasCode ? COMMAND_DONE : refuseWord(answer, word, "code takes a number");
+    }
+    if (name == "times")
+        return readNumber(value, 1, INT64_MAX, &fault->times) ? COMMAND_DONE
+                                                              : refuseWord(answer, word, "times takes a number from 1");
+    if (name == "delay") {
+        bool good = readNumber(value, 0, 600000, &number);
+        fault->delayMs = (uint32_t)number;
+        return good ? COMMAND_DONE : refuseWord(answer, word, "delay takes milliseconds, 0 to 600000");
+    }
+    return operation ? readParameter(*operation, word, name, value, sent, fault, answer)
+                     : readGeneralCondition(word, name, value, fault, answer);
+}
+
+static CommandOutcome refuseOperation(std::string *answer, const std::string &name)
+{
+    return refuse(answer, "there is no operation \"" + name + "\" (\"operations\" lists them, \"*\" is all of them)");
 }
 
 static CommandOutcome addFault(const Words &words, std::string *answer)
@@ -101,21 +255,16 @@ static CommandOutcome addFault(const Words &words, std::string *answer)
     const std::string &name = words[0];
     const Operation *operation = findOperation(name);
     if (!operation && name != "*")
-        return refuse(answer, "there is no operation \"" + name + "\" (\"operations\" lists them, \"*\" is all of them)");
+        return refuseOperation(answer, name);
     Fault fault;
     for (size_t i = 1; i < words.size(); i++) {
-        const std::string &word = words[i];
-        size_t equals = word.find('=');
-        if (word == "hangup")
-            fault.hangUp = true;
-        else if (word == "rubbish")
-            fault.rubbish = true;
-        else if (equals == std::string::npos ||
-                 !readFaultWord(operation, word.substr(0, equals), word.substr(equals + 1), &fault))
-            return refuse(answer, "\"" + word + "\" is none of code=N, times=N, delay=MS, hangup, rubbish, or NAME=VALUE "
-                                               "for a value that the operation returns");
+        if (readWord(operation, words[i], &fault, answer) != COMMAND_DONE)
+            return COMMAND_REFUSED;
+        if (!words[i].starts_with("times="))
+            fault.words.push_back(words[i]);
     }
-    faults[name] = fault;
+    faults[name].remove_if([&](const Fault &other) { return other.conditions == fault.conditions; });
+    faults[name].push_front(fault);
     return COMMAND_DONE;
 }
 
@@ -128,19 +277,40 @@ static CommandOutcome clear(const Words &words, std::string *answer)
 {
     if (words.empty())
         clearFaults();
-    else if (!faults.erase(words[0]) && !findOperation(words[0]))
-        return refuse(answer, "there is no operation \"" + words[0] + "\"");
+    else if (!faults.erase(words[0]) && words[0] != "*" && !findOperation(words[0]))
+        return refuseOperation(answer, words[0]);
+    return COMMAND_DONE;
+}
+
+static CommandOutcome listFaults(const Words &, std::string *answer)
+{
+    for (const auto &[name, list] : faults)
+        for (const Fault &fault : list) {
+            *answer += name;
+            for (const std::string &word : fault.words)
+                *answer += " " + word;
+            if (fault.times > 0)
+                *answer += " times=" + std::to_string(fault.times);
+            *answer += " (" + std::to_string(fault.met) + " calls met it)\n";
+        }
     return COMMAND_DONE;
 }
 
 static const Command commands[] = {
     {"fault", "OPERATION [WORD...]",
-     "make calls of OPERATION ('*': of all) fail:\n"
-     "code=N                       answer this code; the switch is not asked and nothing changes\n"
-     "NAME=VALUE                   return this value (code=0 NAME=VALUE: without asking the switch)\n"
-     "delay=MS  hangup  rubbish    answer late; hang up; answer what is no answer\n"
-     "times=N                      for so many calls (until cleared)",
+     "make calls of OPERATION fail; '*' is all but those at the program's start\n"
+     "code=N           answer this code; the switch is not asked and nothing changes\n"
+     "NAME=VALUE       NAME is only sent (in): only calls that send VALUE meet the fault\n"
+     "                 NAME is returned (inout): return VALUE (with code=0: without asking the switch)\n"
+     "NAME==VALUE      only calls that send VALUE meet the fault, also where NAME is returned\n"
+     "delay=MS         answer late\n"
+     "hangup, rubbish  hang up; answer what is no answer\n"
+     "times=N          for so many calls (until cleared)\n"
+     "VALUE is a number or its word, a text, an IPv4 address, or a VLAN list as in the trace, '2(10 20)', or 10,20.\n"
+     "Of several faults that a call meets, the one given last counts; one with the same conditions takes the other's\n"
+     "place. Those of the operation come before those of '*'.",
      addFault},
+    {"faults", "", "list them, and how many calls met each", listFaults},
     {"clear", "[OPERATION]", "end faults", clear},
 };
 

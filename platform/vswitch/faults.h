@@ -13,18 +13,23 @@
 #include "commands.h"
 #include "operations.h"
 
+using ValuesByName = std::map<std::string, std::string>; /* of parameters, as they were given */
+
 struct Fault {
-    bool hasCode = false; /* the code is answered and the model is not asked */
+    Words words;             /* as it was given, but for "times" */
+    ValuesByName conditions; /* the calls it meets send these values */
+    ValuesByName outputs;    /* what they return */
+    bool hasCode = false;    /* the code is answered and the model is not asked */
     int code = 0;
-    long times = -1;      /* for so many calls; -1 until cleared */
+    long long times = -1;    /* for so many calls; -1 until cleared */
+    uint64_t met = 0;        /* calls so far */
     uint32_t delayMs = 0;
     bool hangUp = false;
     bool rubbish = false;
-    std::map<std::string, std::string> outputs; /* values by parameter name */
 };
 
 /* The fault this call of the operation meets, null for none; counts the call. Valid until the next call. */
-const Fault *takeFault(const std::string &operation);
+const Fault *takeFault(const Operation &operation, const Arguments &arguments);
 
 /* Puts the fault's values into the arguments. */
 void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *arguments);

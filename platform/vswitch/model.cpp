@@ -19,7 +19,7 @@ static void serveSystem()
     SERVE(rpcclt_openapiConnectivityCheck, []() -> int { return OPEN_OK; });
     SERVE(rpcclt_openapiNetworkOSVersionGet, [](OpenBufferDesc *version) { return setText(version, "9.1.0.4"); });
     SERVE(rpcclt_openapiApiVersionGet, [](OpenApiVersion *version) -> int {
-        *version = {1, 26, 0, 1};
+        *version = {1, 26, 0, 1, {}};
         return OPEN_OK;
     });
 }

@@ -102,7 +102,7 @@ static bool isStartUp(const char *name)
 
 template <class... T> static int answer(const char *name, OpenClient *client, T &&...arguments)
 {
-    if (client->connection != 1)
+    if (client->opaque[0] != 1)
         __builtin_trap(); /* not the registered client */
     if (isStartUp(name)) {
         if (!startUpIsHostile)
@@ -120,13 +120,13 @@ extern "C" {
 /* Stands before the sandbox's, which knows a client library only as a library. */
 int __wrap_openapiClientRegister(const char *, OpenClient *client)
 {
-    client->connection = 1;
+    client->opaque[0] = 1;
     return registers ? OPEN_OK : OPEN_FAILED;
 }
 
 int openapiClientTearDown(OpenClient *client)
 {
-    client->connection = -1;
+    client->opaque[0] = 0;
     return OPEN_OK;
 }
 

@@ -17,13 +17,15 @@
 
 namespace fs = std::filesystem;
 
-/* Where the build put things. */
-static const std::string buildDirectory = BUILD_DIRECTORY;
-
 static std::string setting(const char *name, const std::string &otherwise)
 {
     const char *value = getenv(name);
     return value && *value ? value : otherwise;
+}
+
+std::string buildDirectory()
+{
+    return setting("TEST_BUILD", BUILD_DIRECTORY);
 }
 
 std::vector<std::string> programCommand()
@@ -32,13 +34,13 @@ std::vector<std::string> programCommand()
     std::istringstream launcher(setting("TEST_LAUNCHER", ""));
     for (std::string word; launcher >> word;)
         command.push_back(word);
-    command.push_back(setting("TEST_PROGRAM", buildDirectory + "/switching_v2.cgi"));
+    command.push_back(setting("TEST_PROGRAM", buildDirectory() + "/switching_v2.cgi"));
     return command;
 }
 
 std::string platformLibraries()
 {
-    return setting("TEST_LIBRARIES", buildDirectory + "/lib");
+    return setting("TEST_LIBRARIES", buildDirectory() + "/lib");
 }
 
 const std::string &scratchDirectory()
@@ -46,6 +48,8 @@ const std::string &scratchDirectory()
     static const std::string *path = [] { /* never freed: it is needed until the very end */
         std::string name = (fs::temp_directory_path() / "switching-test-XXXXXX").string();
         auto *made = new std::string(mkdtemp(name.data()));
+        /* by a path without a space: the loader takes several there */
+        fs::create_symlink(setting("TEST_SANDBOX", buildDirectory() + "/lib/libsandbox.so"), *made + "/libsandbox.so");
         atexit([] { fs::remove_all(scratchDirectory()); });
         return made;
     }();
@@ -229,7 +233,7 @@ void SwitchTest::startSwitch(const std::vector<std::string> &options)
     stopSwitch();
     traceRead = 0;
     writeFile(directory + "/trace", "");
-    std::vector<std::string> command = {buildDirectory + "/vswitch", "--socket", socket, "--trace", directory + "/trace"};
+    std::vector<std::string> command = {buildDirectory() + "/vswitch", "--socket", socket, "--trace", directory + "/trace"};
     command.insert(command.end(), options.begin(), options.end());
     vswitch = startProcess(command, {}, "");
     char line[256]; /* it says when it serves */
@@ -248,7 +252,7 @@ void SwitchTest::stopSwitch()
 
 void SwitchTest::tell(const std::string &command)
 {
-    std::vector<std::string> words = {buildDirectory + "/vswitch", "--socket", socket};
+    std::vector<std::string> words = {buildDirectory() + "/vswitch", "--socket", socket};
     std::istringstream text(command);
     for (std::string word; text >> word;)
         words.push_back(word);
@@ -266,7 +270,7 @@ Environment SwitchTest::request(const std::string &method, const std::string &ta
         {"HTTP_SESSION", "token"},
         {"OPENCLT_SOCKET", socket},
         {"SANDBOX_TMP", directory + "/tmp"},
-        {"LD_PRELOAD", setting("TEST_SANDBOX", buildDirectory + "/lib/libsandbox.so")},
+        {"LD_PRELOAD", scratchDirectory() + "/libsandbox.so"},
         {"LD_LIBRARY_PATH", setting("TEST_LIBRARIES", "")},
         {"ASAN_OPTIONS", "verify_asan_link_order=0:handle_segv=0:allocator_may_return_null=1"},
         {"UBSAN_OPTIONS", "print_stacktrace=1"},

@@ -21,6 +21,9 @@ struct Outcome {
     std::string errors;
 };
 
+/* The build whose program and virtual switch are tested: this one, unless TEST_BUILD names another. */
+std::string buildDirectory();
+
 /*
  * The command that starts the program: that of the build, unless the environment says otherwise.
  *

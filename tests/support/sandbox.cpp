@@ -1,5 +1,5 @@
 /*
- * sandbox.cpp - gives a process a /tmp of its own, and the troubles a test asks for. Preloaded into the program (and
+ * sandbox.cpp - gives a process a /tmp of its own, in which files of others are protected, and the troubles a test asks for. Preloaded into the program (and
  * linked into the tests), so that what is tested is the program as it is, and no test meets another or a running switch.
  *
  * Environment:
@@ -7,6 +7,7 @@
  *   SANDBOX_SLEEP_MS         what sleep() sleeps, whatever it is asked for
  *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
  *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
+ *   SANDBOX_TEAR_DOWN_CRASHES  openapiClientTearDown does not return
  *   SANDBOX_READ_ONLY        /tmp is on a read-only file system
  *   SANDBOX_FAIL_ALLOCATION  N: the Nth allocation since main was entered fails, the others do not; the file
  *                            allocation-failed in /tmp says that there was one (preloaded only)
@@ -19,6 +20,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/sysinfo.h>
 #include <time.h>
 #include <unistd.h>
@@ -54,10 +56,20 @@ static bool isReadOnly(const char *path)
     return true;
 }
 
+/* As where fs.protected_regular is 2: who would create a file does not get another user's. */
+static bool isProtected(const char *path, int flags)
+{
+    struct stat status;
+    if ((flags & (O_CREAT | O_EXCL)) != O_CREAT || lstat(path, &status) != 0 || status.st_uid == geteuid())
+        return false;
+    errno = EACCES;
+    return true;
+}
+
 static int openMoved(const char *path, int flags, mode_t mode)
 {
     Path storage;
-    if ((flags & O_ACCMODE) != O_RDONLY && isReadOnly(path))
+    if (((flags & O_ACCMODE) != O_RDONLY && isReadOnly(path)) || isProtected(path, flags))
         return -1;
     return NEXT(open)(moved(path, &storage), flags, mode);
 }
@@ -76,12 +88,17 @@ EXPORT int __open_2(const char *path, int flags) /* open() in a fortified build 
     return openMoved(path, flags, 0);
 }
 
-EXPORT FILE *fopen(const char *path, const char *mode)
+EXPORT int openat(int directory, const char *path, int flags, ...) /* of files that are there, in a directory of /tmp */
+{
+    if ((flags & O_ACCMODE) != O_RDONLY && isReadOnly("/tmp/"))
+        return -1;
+    return NEXT(openat)(directory, path, flags);
+}
+
+EXPORT int lstat(const char *path, struct stat *status) noexcept
 {
     Path storage;
-    if (strcspn(mode, "wa+") < strlen(mode) && isReadOnly(path))
-        return nullptr;
-    return NEXT(fopen)(moved(path, &storage), mode);
+    return NEXT(lstat)(moved(path, &storage), status);
 }
 
 EXPORT int unlink(const char *path) noexcept
@@ -98,6 +115,12 @@ EXPORT int rename(const char *from, const char *to) noexcept
     if (isReadOnly(from))
         return -1;
     return NEXT(rename)(moved(from, &fromStorage), moved(to, &toStorage));
+}
+
+EXPORT int renameat2(int fromDirectory, const char *from, int toDirectory, const char *to, unsigned flags) noexcept
+{
+    Path fromStorage, toStorage;
+    return NEXT(renameat2)(fromDirectory, moved(from, &fromStorage), toDirectory, moved(to, &toStorage), flags);
 }
 
 EXPORT unsigned sleep(unsigned seconds)
@@ -120,17 +143,46 @@ EXPORT int sysinfo(struct sysinfo *info) noexcept
     return result;
 }
 
+/*
+ * A switch's own library can keep more in the records it is given than the stand-in does: here it is all there is room
+ * for. (By a call that a sanitizer sees.)
+ */
+static void fill(void *record, size_t size)
+{
+    static void *(*volatile const filled)(void *, int, size_t) = memset;
+    filled(record, 'x', size);
+}
+
 struct OpenClient;
 EXPORT int openapiClientRegister(const char *name, struct OpenClient *client)
 {
     using Register = int(const char *, struct OpenClient *);
     if (getenv("SANDBOX_REGISTER_FAILS"))
         return -1;
+    fill(client, 2048);
     Register *original = (Register *)dlsym(RTLD_NEXT, "openapiClientRegister");
     return original ? original(name, client) : -1;
 }
 
+EXPORT int openapiClientTearDown(struct OpenClient *client)
+{
+    using TearDown = int(struct OpenClient *);
+    if (getenv("SANDBOX_TEAR_DOWN_CRASHES"))
+        abort();
+    TearDown *original = (TearDown *)dlsym(RTLD_NEXT, "openapiClientTearDown");
+    return original ? original(client) : -1;
+}
+
 #ifdef SANDBOX_PRELOADED /* what links this file keeps its own memory */
+
+struct OpenApiVersion;
+EXPORT int rpcclt_openapiApiVersionGet(struct OpenClient *client, struct OpenApiVersion *version)
+{
+    using Get = int(struct OpenClient *, struct OpenApiVersion *);
+    int result = ((Get *)dlsym(RTLD_NEXT, "rpcclt_openapiApiVersionGet"))(client, version);
+    fill((char *)version + 4, 60);
+    return result;
+}
 
 static long untilFailure; /* allocations, the failing one included; 0 when none is to fail */
 

@@ -1,0 +1,36 @@
+#!/bin/bash
+# install.sh PACKAGE... - installs these Debian packages, as root. No service that comes along is started or enabled, now
+# or at the next start of the machine. NAME:ARCHITECTURE is the package of another processor.
+. "$(dirname "$0")/script.sh"
+
+[ $# -gt 0 ] || wrong "which packages?"
+[ "$(id -u)" = 0 ] || fail "only root can install packages"
+for package; do
+    case $package in *:*) dpkg --add-architecture "${package#*:}" ;; esac
+done
+
+# What asks whether a service may be started asks this program. One that is there is the administrator's, and stays.
+policy=/usr/sbin/policy-rc.d
+if [ ! -e $policy ]; then
+    atEnd rm -f $policy
+    printf '#!/bin/sh\nexit 101\n' >$policy
+    chmod 755 $policy
+fi
+installed() { dpkg-query -W -f '${Package} ${db:Status-Status}\n' | sed -n 's/ installed$//p' | sort -u; }
+scratch
+installed >"$run/before"
+echo "Installing $*"
+apt-get update -qq
+DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >"$run/apt.log" 2>&1 || {
+    cat "$run/apt.log"
+    fail "apt-get could not install $*"
+}
+for package in $(installed | comm -13 "$run/before" -); do
+    for file in $(dpkg -L "$package" | grep -E '^(/usr)?/lib/systemd/system/[^/]*\.[a-z]*$|^/etc/init\.d/'); do
+        name=${file##*/}
+        case $file in
+            /etc/init.d/*) update-rc.d "$name" disable ;;
+            *) ! command -v systemctl || systemctl disable "$name" ;;
+        esac
+    done >/dev/null 2>&1 || true
+done
