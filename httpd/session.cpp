@@ -68,6 +68,9 @@ static int openFile(int directory, const char *token)
         return -1;
     int file = openat(directory, token, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     struct stat status;
+    if (file < 0 && errno == EACCES)
+        LOG_CHECK(LEVEL_ERROR, "A file in " DIRECTORY " is refused: user %u may not enter, read and write there\n",
+                  geteuid());
     if (file >= 0 && !(fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
                        isTrusted("A file in " DIRECTORY, status.st_uid))) {
         close(file);

@@ -451,27 +451,6 @@ TEST_F(Faults, logLockedByANeighbour)
     close(held);
 }
 
-/*
- * Whoever sees the full log rotates it, but not twice: what was in it is in the old one then, and every entry of the
- * moment, long ones too, is whole in the old one or the new one.
- */
-TEST_F(Faults, logRotatedByManyAtOnce)
-{
-    const std::string full(0x100000 - 40'000, 'x'), mark = "] method not found:";
-    for (int round = 0; round < 8; round++) {
-        put(tmp("zt731.log"), FILE_OF, full);
-        std::vector<Process> processes;
-        for (int i = 0; i < 20; i++)
-            processes.push_back(startProcess(programCommand(), get("nothing?" + std::string(8000, (char)('A' + i))), ""));
-        for (Process process : processes)
-            EXPECT_EQ(outputOf(finishProcess(process)), "");
-        std::string old = readFile(tmp("zt731.log.old")), all = old + log();
-        EXPECT_TRUE(old.starts_with(full)) << old.substr(0, 200);
-        for (int i = 0; i < 20; i++)
-            EXPECT_NE(all.find("nothing?" + std::string(8000, (char)('A' + i)) + "\nswitching\nnothing\n"), std::string::npos) << i;
-    }
-}
-
 /* As a shell does on the way to a new digit: echo 7 >/tmp/devmgr_log_level */
 TEST_F(Faults, levelFileCutOffWhileRunning)
 {

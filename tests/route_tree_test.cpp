@@ -29,13 +29,12 @@ TEST(RouteTree, findsDirectoriesBySegments)
 
 TEST(RouteTree, letsTheLaterRegistrationAnswer)
 {
-    RouteTree *tree = routeTreeCreate();
-    EXPECT_EQ(httpdAddCContent(tree, "/a", "name", HTTP_GET, SESSION_ANY, first), 0);
-    EXPECT_EQ(httpdAddCContent(tree, "/a", "other", HTTP_GET, SESSION_ANY, first), 0);
-    EXPECT_EQ(httpdAddCContent(tree, "/a", "name", HTTP_PUT, SESSION_ADMIN, first), 0);
-    const RouteDir *dir = routeDirFindOrCreate(tree, "/a");
+    RouteDir *dir = routeDirFindOrCreate(routeTreeCreate(), "/a");
+    addRoute(dir, "name", HTTP_GET, first);
+    addRoute(dir, "other", HTTP_GET, first);
+    EXPECT_EQ(httpdAddCContent(dir, "named", 4, HTTP_PUT, SESSION_ADMIN, first), 0);
     EXPECT_EQ(routeEntryFind(dir, "name", "GET")->handler, first);
-    httpdAddCContent(tree, "/a", "name", HTTP_GET, SESSION_NONE, second);
+    addRoute(dir, "name", HTTP_GET, second);
     EXPECT_EQ(routeEntryFind(dir, "name", "get")->handler, second);
     EXPECT_EQ(routeEntryFind(dir, "name", "put")->needsSession, SESSION_ADMIN);
     for (const char *method : {"DELETE", "", "Invalid method '4'", (const char *)nullptr})

@@ -11,6 +11,8 @@
 #include "tests/support/driver.h"
 #include "wire.h"
 
+#define OP "rpcclt_openapiDot1d"
+
 class VirtualSwitch : public SwitchTest {
 protected:
     int connectClient()
@@ -46,10 +48,14 @@ protected:
         return std::string(answer, got > 0 ? (size_t)got : 0);
     }
 
-    std::vector<std::string> command(const std::string &verb = "serve")
+    std::vector<std::string> command(const std::vector<std::string> &words = {"serve"})
     {
-        return {buildDirectory() + "/vswitch", "--socket", socket, verb};
+        std::vector<std::string> all = {buildDirectory() + "/vswitch", "--socket", socket};
+        all.insert(all.end(), words.begin(), words.end());
+        return all;
     }
+
+    static std::string portState(const char *data) { return success(std::string(R"("bridge":{"portState":)") + data + "}"); }
 
     void expectAlive() { EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), success(R"("bridge":{"priority":32768})")); }
 };
@@ -142,35 +148,171 @@ TEST_F(VirtualSwitch, letsOnlyTheLateAnswerWait)
 
 TEST_F(VirtualSwitch, isToldWhatToDo)
 {
-    tell("fault rpcclt_openapiDot1dStpPriorityGet code=-24 times=2");
+    tell("fault " OP "StpPriorityGet code=-24 times=2");
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), failure(10011));
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), failure(10011));
     expectAlive();
-    tell("fault rpcclt_openapiDot1dStpPriorityGet value=5"); /* asks the model, then says otherwise */
+    tell("fault " OP "StpPriorityGet value=5"); /* asks the model, then says otherwise */
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), success(R"("bridge":{"priority":5})"));
-    tell("clear rpcclt_openapiDot1dStpPriorityGet");
+    tell("clear " OP "StpPriorityGet");
     expectAlive();
+    EXPECT_EQ(runProcess(command({"fault", OP "StpDesignatedRootGet", "root=two  \"words\" it's"})).exitStatus, 0);
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-designated-root"), success(R"("bridge":{"designatedRoot":"two  \"words\" it's"})"));
     send("PUT", "bridge/db-dot1d-tp-aging-time", R"({"agingTime":400})");
     tell("reset");
     EXPECT_EQ(send("GET", "bridge/db-dot1d-tp-aging-time"), success(R"("bridge":{"agingTime":300})"));
+}
 
-    for (const char *wrong : {"fault", "fault rpcclt_openapiNothing", "fault rpcclt_openapiDot1dStpPriorityGet wrong=1",
-                              "fault rpcclt_openapiDot1dStpPriorityGet code=x", "fault rpcclt_openapiDot1dStpPriorityGet times=0",
-                              "pass", "pass 0", "pass soon"}) {
-        std::vector<std::string> words = {"sh", "-c", "'" + buildDirectory() + "/vswitch' --socket " + socket + " " + wrong};
-        Outcome outcome = runProcess(words);
-        EXPECT_EQ(outcome.exitStatus, 2) << wrong;
-        EXPECT_NE(outcome.errors, "") << wrong;
+/* A fault is for the calls that send what it names; the one given last comes first, those of "*" last. */
+TEST_F(VirtualSwitch, bindsFaultsToWhatIsSent)
+{
+    tell("fault * port=2 code=-28"); /* without the calls of the start: there the program would end */
+    tell("fault " OP "StpPortStateGet port=3 code=-24");
+    tell("fault " OP "StpPortStateGet port=4 value=broken");
+    tell("fault " OP "TpFdbEntryNextGet address==02:00:00:00:01:01 address=02:00:00:00:00:99 code=0");
+    const struct { const char *target; std::string answer; } rows[] = {
+        {"dot1d-stp-port-state?port=1", portState("5")},
+        {"dot1d-stp-port-state?port=2", failure(17002)},
+        {"dot1d-stp-port-state?port=3", failure(10011)},
+        {"dot1d-stp-port-state?port=4", portState("6")},
+        {"dot1d-tp-fdb-entry-next", success(R"("bridge":{"address":"02:00:00:00:01:01"})")},
+        {"dot1d-tp-fdb-entry-next?address=02:00:00:00:01:01", success(R"("bridge":{"address":"02:00:00:00:00:99"})")},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(send("GET", std::string("bridge/") + row.target), row.answer) << row.target;
+    tell("fault " OP "StpPortStateGet code=-22 times=1");         /* meets them all, once */
+    tell("fault " OP "StpPortStateGet port=3 value=1 times=9"); /* takes the place of that for port 3 */
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=4"), failure(10003));
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=4"), portState("6"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=3"), portState("1"));
+    EXPECT_EQ(runProcess(command({"faults"})).output,
+              "* port=2 code=-28 (1 calls met it)\n"
+              OP "StpPortStateGet port=3 value=1 times=8 (1 calls met it)\n"
+              OP "StpPortStateGet port=4 value=broken (2 calls met it)\n"
+              OP "TpFdbEntryNextGet address==02:00:00:00:01:01 address=02:00:00:00:00:99 code=0 (1 calls met it)\n");
+
+    /* what the trace shows can be given */
+    const std::string list = "rpcclt_openapiVlanVIDListGet";
+    for (const std::string given : {"5(10 20)", "2(10 20)", "(10 20)", "10,20"}) {
+        const std::string shown = given[0] == '5' ? "5(10 20 0 0 0)" : "2(10 20)";
+        EXPECT_EQ(runProcess(command({"fault", list, "code=0", "vidList=" + given})).exitStatus, 0);
+        takeTrace();
+        send("GET", "vlan/vid-list?intfNum=3");
+        EXPECT_EQ(takeTrace(), list + " ifNum=3 vidList=0() numOfElements=0 -> 0 vidList=" + shown + " numOfElements=0");
     }
-    EXPECT_EQ(runProcess(command("nonsense")).exitStatus, 2);
-    EXPECT_EQ(runProcess({buildDirectory() + "/vswitch", "--ports", "0"}).exitStatus, 2);
+}
+
+/* Each wrong word gets a line that says what is wrong. */
+TEST_F(VirtualSwitch, saysWhatIsWrong)
+{
+    const struct { std::vector<std::string> words; const char *says; } rows[] = {
+        {{"nonsense"}, "there is no command \"nonsense\"; --help lists them"},
+        {{"serve", "now"}, "\"serve\" takes options only, not \"now\""},
+        {{"--ports", "0"}, "--ports takes a number from 1 to 4096, not \"0\""},
+        {{"--nonsense"}, "unrecognized option '--nonsense'"},
+        {{"fault"}, "\"fault\" takes the words OPERATION [WORD...], not 0"},
+        {{"reset", "it"}, "\"reset\" takes no words, not 1"},
+        {{"pass", "-5"}, "\"pass\" takes a number of seconds from 1 to 10000000, not \"-5\""},
+        {{"pass", "10000001"}, "\"pass\" takes a number of seconds from 1 to 10000000, not \"10000001\""},
+        {{"fault", "rpcclt_openapiNothing"}, "there is no operation \"rpcclt_openapiNothing\" (\"operations\" lists them, \"*\" is all of them)"},
+        {{"fault", OP "StpPriorityGet", "wrong=1"}, "\"wrong=1\": " OP "StpPriorityGet has no parameter \"wrong\" (it has value), nor is it code, times or delay"},
+        {{"fault", OP "StpPriorityGet", "value=4294967296"}, "\"value=4294967296\": \"4294967296\" is no value of value (see \"operations\")"},
+        {{"fault", OP "StpPriorityGet", "code=x"}, "\"code=x\": code takes a number"},
+        {{"fault", OP "StpPriorityGet", "times=0"}, "\"times=0\": times takes a number from 1"},
+        {{"fault", OP "StpPriorityGet", "now"}, "\"now\": it is none of code=N, times=N, delay=MS, hangup, rubbish, NAME=VALUE"},
+        {{"fault", "*", "wrong=1"}, "\"wrong=1\": no operation has a parameter \"wrong\""},
+        {{"fault", "rpcclt_openapiVlanVIDListGet", "vidList=3(1 2"}, "\"vidList=3(1 2\": \"3(1 2\" is no value of vidList (see \"operations\")"},
+        {{"clear", "it"}, "there is no operation \"it\" (\"operations\" lists them, \"*\" is all of them)"},
+        {{"operations", "nothing"}, "there is no operation with \"nothing\" in its name"},
+    };
+    for (const auto &row : rows) {
+        Outcome outcome = runProcess(command(row.words));
+        EXPECT_EQ(outcome.exitStatus, 2) << row.says;
+        EXPECT_EQ(outcome.output, "") << row.says;
+        EXPECT_EQ(outcome.errors, std::string("vswitch: ") + row.says + "\n");
+    }
+    for (const char *asked : {"--help", "--version"}) {
+        Outcome outcome = runProcess(command({asked}));
+        EXPECT_EQ(outcome.exitStatus, 0);
+        EXPECT_NE(outcome.output, "");
+        EXPECT_EQ(outcome.errors, "");
+    }
 }
 
 TEST_F(VirtualSwitch, modelsEveryOperationOfTheList)
 {
-    Outcome outcome = runProcess(command("operations"));
+    Outcome outcome = runProcess(command({"operations"}));
     EXPECT_GT(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 40);
     EXPECT_EQ(outcome.output.find("the model lacks it"), std::string::npos) << outcome.output;
+    EXPECT_EQ(runProcess(command({"operations", "ifparticipationset"})).output,
+              "rpcclt_openapiVlanIfParticipationSet\n"
+              "    vlanId             in    uint32  VLAN, 1 to 4094; 0 for none\n"
+              "    ifNum              in    uint32  interface number: ports, then link aggregation groups; 0 for none\n"
+              "    mode               in    uint32  0 auto, 1 include, 2 exclude\n");
+}
+
+TEST_F(VirtualSwitch, tracesWhoAsked)
+{
+    startSwitch({"--trace-no-start"});
+    Process asking = startProcess(programCommand(), request("GET", "bridge/dot1d-stp-priority"), "");
+    finishProcess(asking);
+    EXPECT_EQ(readFile(directory + "/trace"),
+              "[" + std::to_string(asking.pid) + "] " OP "StpPriorityGet value=0 -> 0 value=32768\n");
+}
+
+/* Nobody reads the trace: the switch goes on, and tells how much is missing once somebody does. */
+TEST_F(VirtualSwitch, waitsForNoReaderOfItsTrace)
+{
+    stopSwitch();
+    Process unread = startProcess(command({"--trace", "-"}), {}, "");
+    char bytes[65536];
+    ASSERT_GT(read(unread.output, bytes, sizeof bytes), 0);
+    int client = connectClient();
+    const std::string list = std::string("\0\x10\0\0", 4) + std::string(8192, '\x11'); /* a line of 20 KB */
+    const std::string asked = call("rpcclt_openapiDot1qApiPrivateVlanAssocAdd", std::string("n\1\0\0\0l\4\x20\0\0", 10) + list);
+    const int calls = 70;
+    for (int i = 0; i < calls; i++)
+        ASSERT_EQ(exchange(client, asked), std::string("\4\0\0\0\xEA\xFF\xFF\xFF", 8)) << i; /* -22 */
+
+    std::string trace;
+    for (size_t told; (told = trace.find(" lines are missing here: nobody took them)\n")) == std::string::npos;) {
+        ssize_t got = read(unread.output, bytes, sizeof bytes);
+        ASSERT_GT(got, 0);
+        trace.append(bytes, (size_t)got);
+    }
+    size_t notice = trace.rfind('(');
+    EXPECT_EQ(std::count(trace.begin(), trace.begin() + (long)notice, '\n') + atol(&trace[notice + 1]), calls);
+    exchange(client, asked);
+    ASSERT_GT(read(unread.output, bytes, 1), 0);
+    EXPECT_EQ(bytes[0], '[');
+    kill(unread.pid, SIGTERM);
+    finishProcess(unread);
+    close(client);
+}
+
+/* What many clients leave unfinished is bounded; whoever is quick, or wants little, is served meanwhile. */
+TEST_F(VirtualSwitch, holdsSoMuchAndNoMore)
+{
+    const std::string huge = call("rpcclt_openapiNoSuchThing", std::string(WIRE_FRAME_MAX - 64, 'x'));
+    const std::string check = call("rpcclt_openapiConnectivityCheck");
+    int small = connectClient();
+    ::send(small, check.data(), 3, MSG_NOSIGNAL);
+    std::vector<int> clients;
+    for (int i = 0; i < 24; i++) {
+        clients.push_back(connectClient());
+        ::send(clients.back(), huge.data(), huge.size() - 1, MSG_NOSIGNAL);
+    }
+    EXPECT_EQ(exchange(clients.back(), "x"), std::string("\4\0\0\0\xE3\xFF\xFF\xFF", 8));
+    EXPECT_EQ(exchange(small, check.substr(3)), okReply);
+    long kept = 0;
+    for (int client : clients) {
+        char byte;
+        kept += recv(client, &byte, 1, MSG_DONTWAIT) < 0 && errno == EAGAIN;
+        close(client);
+    }
+    EXPECT_LE(kept, 4);
+    close(small);
+    expectAlive();
 }
 
 TEST_F(VirtualSwitch, hasAsManyPortsAsItIsTold)

@@ -1,0 +1,67 @@
+/*
+ * log_rotation_test.cpp - many processes that log at once, faster than requests can, while the log becomes full.
+ */
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "log/log.h"
+#include "tests/support/driver.h"
+
+enum { WRITERS = 8, ENTRIES = 20, ENTRY_BYTES = 6000 };
+
+static std::string message(int writer, int number)
+{
+    std::string mark = std::to_string(writer) + "/" + std::to_string(number);
+    return mark + std::string(ENTRY_BYTES, (char)('a' + number)) + mark + "\n";
+}
+
+/* Each entry as a process of its own would write it. */
+static void writeEntries(int writer)
+{
+    for (int number = 0; number < ENTRIES; number++) {
+        logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
+        logWrite(LEVEL_ERROR, "%s", message(writer, number).c_str());
+        logClose();
+    }
+}
+
+/* All the while somebody tries to get his link into the place of the log. */
+static void writeAtOnce(const std::string &log)
+{
+    int start[2];
+    ASSERT_EQ(pipe(start), 0);
+    for (int writer = 0; writer < WRITERS; writer++)
+        if (fork() == 0) {
+            char byte;
+            close(start[1]);
+            if (read(start[0], &byte, 1) == 0) /* all are there */
+                writeEntries(writer);
+            _exit(0);
+        }
+    close(start[0]);
+    close(start[1]);
+    while (waitpid(-1, nullptr, WNOHANG) >= 0)
+        EXPECT_NE(symlink("/nowhere", log.c_str()), 0);
+}
+
+/* What was in the full log is in the old one, and every entry is whole in the one or the other. */
+TEST(LogRotation, losesAndTearsNothing)
+{
+    const std::string tmp = scratchDirectory() + "/rotation", full(0x100000 - 400'000, '\n');
+    std::filesystem::create_directories(tmp);
+    setenv("SANDBOX_TMP", tmp.c_str(), 1);
+    for (int round = 0; round < 15; round++) {
+        writeFile(tmp + "/zt731.log", full);
+        writeAtOnce(tmp + "/zt731.log");
+        const std::string old = readFile(tmp + "/zt731.log.old");
+        ASSERT_TRUE(old.starts_with(full) && old.size() > 0x100000) << old.size();
+        const std::string all = old.substr(full.size()) + readFile(tmp + "/zt731.log");
+        for (int writer = 0; writer < WRITERS; writer++)
+            for (int number = 0; number < ENTRIES; number++)
+                ASSERT_NE(all.find("kelt_cgi: " + message(writer, number)), std::string::npos) << writer << "/" << number;
+    }
+    unsetenv("SANDBOX_TMP");
+}
