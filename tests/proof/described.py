@@ -65,6 +65,10 @@ class Key:
         return self.required and (value is None or (least == 1 and not self.reached(value)))
 
 
+def ipv4(number):
+    return ".".join(map(str, number.to_bytes(4, sys.byteorder)))
+
+
 def inlined(description, node):
     """The description without references."""
     if isinstance(node, list):
@@ -171,7 +175,7 @@ class Operation:
             elif found.endswith(")"):
                 expected[name] = f"{len(value or [])}({' '.join(map(str, value or []))})"
             else:
-                expected[name] = str(value or 0)
+                expected[name] = ipv4(value or 0) if "." in found else str(value or 0)
         return expected
 
     def size(self, name, text, found):
@@ -212,7 +216,7 @@ class Operation:
         if source.get("count"):
             value = len(value)
         if source.get("conversion") == "ipv4":
-            value = ".".join(map(str, value.to_bytes(4, sys.byteorder)))
+            value = ipv4(value)
         if "otherwise" in source:
             words = source.get("words") or source.get("code")
             value = next((word for word, codes in words.items() if value in codes), source["otherwise"])

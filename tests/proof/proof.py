@@ -229,7 +229,7 @@ def output_samples(kind, schemas, n):
         elif schema["minimum"] < 0:
             samples += [schema["maximum"], schema["maximum"] + 1]
         else:
-            samples += [schema["maximum"]]
+            samples += [min(int(schema["maximum"]), (1 << 64) - 1)]
     return samples
 
 
