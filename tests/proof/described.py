@@ -93,7 +93,7 @@ class Operation:
         self.path, self.method, self.entry = path, method.upper(), entry
         self.name = f"{self.method} {path}"
         self.calls = entry["x-operations"]
-        self.rule = entry["x-open-codes"]
+        self.rule, self.constants = entry["x-open-codes"], entry.get("x-constants", {})
         self.keys = []
         for parameter in entry.get("parameters", []):
             assert parameter["in"] == "query"
@@ -165,8 +165,8 @@ class Operation:
         """What the operands of the call must be, as the trace shows them."""
         expected = {}
         for name, found in call.sent.items():
-            value = self.entry.get("x-constants", {}).get(name)
-            value = value[index] if isinstance(value, list) and not found.endswith(")") else value
+            value = self.constants.get(name)
+            value = value[index] if isinstance(value, list) else value
             for key in self.keys:
                 if name in key.schema["x-operand"]:
                     value = key.reached(values.get(key))

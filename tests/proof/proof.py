@@ -39,8 +39,7 @@ class Proof:
     def __init__(self, operation, switch, words):
         self.operation, self.switch, self.words = operation, switch, words
         self.base = {key: key.samples()[0] for key in operation.keys}
-        own = {call: {} for call in operation.calls}
-        self.outputs = [own[call] for call in operation.calls]  # {operand: value}; of two calls of one operation the same
+        self.outputs = [{} for _ in operation.calls]
         self.kinds = [{} for _ in operation.calls]  # a value of each output as the trace shows it
         self.inputs = set()                         # operands that are only sent
         self.outcomes, self.answers, self.requests = set(), set(), 0
@@ -73,11 +72,12 @@ class Proof:
         self.check(values, self.send(*self.operation.request(values, **how)))
 
     def arrange(self, code=0, only=None):
-        """The switch answers the outputs, and `code` to the operation `only`, or to all."""
+        """The switch answers the outputs, and `code` to the call at index `only`, or to all."""
         for i, call in enumerate(self.operation.calls):
             outputs = [f"{name}={','.join(map(str, value)) if isinstance(value, list) else value}"
                        for name, value in self.outputs[i].items()]
-            self.switch.tell("fault", call, f"code={code if only in (None, call) else 0}", *outputs)
+            told_apart = [f"{name}={values[i]}" for name, values in self.operation.constants.items() if isinstance(values, list)]
+            self.switch.tell("fault", call, *told_apart, f"code={code if only in (None, i) else 0}", *outputs)
 
     def learn_outputs(self):
         """That the calls are those that are said, and what they return."""
@@ -159,9 +159,9 @@ class Proof:
         self.arrange()
 
     def vary_codes(self):
-        for call in dict.fromkeys(self.operation.calls):
+        for i in range(len(self.operation.calls)):
             for code in range(-29, 0):
-                self.arrange(code, call)
+                self.arrange(code, i)
                 self.check(self.base, self.send(*self.operation.request(self.base)), code=code)
         self.arrange()
 
