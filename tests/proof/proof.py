@@ -10,6 +10,7 @@ import json
 import multiprocessing
 import os
 import re
+import signal
 import struct
 import sys
 
@@ -298,6 +299,7 @@ def prove_examples(switch, scene, operations, report):
 
 
 def work(build, scene, operations, report):
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # the switch ends as well
     with Switch(build) as switch:
         prove_all(switch, operations, report)
         prove_examples(switch, scene, operations, report)
