@@ -224,11 +224,7 @@ TEST_F(AccessList, keepsRulesByPriority)
 TEST_F(AccessList, countsWhatRulesMeet)
 {
     const std::string filtered = "StatsPacketsFilteredGet count=0 -> ";
-    send("POST", "macal/activate", named("lab"));
-    expectAll({
-        macal.get("stats-packets-filtered", filtered + "0 count=13", R"("filtPackets":13)"),
-        macal.post("clear-service-port-statistics", "no JSON", "ClearServicePortStatistics -> 0"),
-    });
+    expect(macal.post("clear-service-port-statistics", "no JSON", "ClearServicePortStatistics -> 0"));
     tell("fault " OP "StatsPacketsFilteredGet code=0 times=1 count=4294967295");
     expect(macal.get("stats-packets-filtered", filtered + "0 count=4294967295", R"("filtPackets":4294967295)"));
     tell("fault * code=-28");

@@ -11,6 +11,9 @@ TEST_F(Bridge, readsTheBridge)
 {
     tell("fault " OP "StpTimeSinceTopologyChangeGet code=0 value=5000000000");
     tell("fault " OP "BaseNumPortsGet code=0 numPorts=4294967295");
+    tell("fault " OP "StpBridgeMaxAgeGet code=0 value=2001"); /* a root's are those of the spanning tree */
+    tell("fault " OP "StpBridgeHelloTimeGet code=0 value=201");
+    tell("fault " OP "StpBridgeForwardDelayGet code=0 value=1501");
     expectAll({
         {"GET", "bridge/dot1d-base-bridge-address", "",
          OP R"(BaseBridgeAddressGet bridgeAddress=[18]"" -> 0 bridgeAddress=[18]"02:A0:C9:00:00:01")",
@@ -25,8 +28,8 @@ TEST_F(Bridge, readsTheBridge)
         {"GET", "bridge/dot1d-stp-time-since-topology-change", "",
          OP "StpTimeSinceTopologyChangeGet value=0 -> 0 value=5000000000",
          success(R"("bridge":{"timeSinceTopologyChange":5000000000})")},
-        {"GET", "bridge/dot1d-stp-top-changes", "", OP "StpTopChangesGet value=0 -> 0 value=2",
-         success(R"("bridge":{"topChanges":2})")},
+        {"GET", "bridge/dot1d-stp-top-changes", "", OP "StpTopChangesGet value=0 -> 0 value=1",
+         success(R"("bridge":{"topChanges":1})")},
         {"GET", "bridge/dot1d-stp-designated-root", "",
          OP R"(StpDesignatedRootGet root=[18]"" -> 0 root=[18]"02:A0:C9:00:00:01")",
          success(R"("bridge":{"designatedRoot":"02:A0:C9:00:00:01"})")},
@@ -165,7 +168,7 @@ TEST_F(Bridge, takesTheInterfaceByItsExactKey)
          OP "IsInterfaceInCurrentInstance intIfNum=3 value=0 -> 0 value=2", success(R"("bridge":{"isInInstance":2})")},
         {"POST", "bridge/dot1d-instance-member-get-next?intIfNum=12", "", OP "InstanceMemberGetNext intIfNum=12 next=0 -> 0 next=13",
          success(R"("bridge":{"nextIntIfNum":13})")},
-        {"POST", "bridge/dot1d-instance-member-get-next?intIfNum=28", "", OP "InstanceMemberGetNext intIfNum=28 next=0 -> -1",
+        {"POST", "bridge/dot1d-instance-member-get-next?intIfNum=36", "", OP "InstanceMemberGetNext intIfNum=36 next=0 -> -1",
          failureLine(10000)},
     });
     tell("fault " OP "IsInterfaceInCurrentInstance code=-29");

@@ -178,13 +178,3 @@ TEST_F(Fdb, flushesAndDeletes)
     expect(fdb.post("flush", "", "FdbFlush -> -24"));
     expect(fdb.post("max-count-reset", "", "MaxCountReset -> -28"));
 }
-
-TEST_F(Fdb, agesWhatItLearned)
-{
-    tell("pass 280");
-    send("PUT", "fdb/addr-aging-timeout", R"({"timeOut":600})");
-    tell("pass 300");
-    expect(dynamic("8"));
-    tell("pass 30");
-    expect(dynamic("0"));
-}

@@ -106,10 +106,8 @@ TEST_F(PrivateVlan, associatesPorts)
         {"GET", "vlan/pvlan-intf-oper-assoc?intf=4", "", vlan(R"("operationalVidList":[100,101,103])")},
         {"GET", "vlan/vid-list?intfNum=3", "", vlan(R"("numOfElements":2,"vidList":[100,101])")},
         {"GET", "vlan/dot1q-sw-port-untagged-vlan-list?intf=4", "", vlan(R"("vidList":[100,101,103])")},
-        {"PUT", "vlan/if-pvid?ifNum=3", R"({"vlanNum":1})", failure(10000)},
-        {"PUT", host + "29", isolated, failure(-22)},
+        {"PUT", host + "99", isolated, failure(-22)},
         {"PUT", host + "5", R"({"primaryVlan":100,"secondaryVlan":65637})", failure(-22)},
-        {"PUT", host + "4", isolated, failure(-1)},
         {"DELETE", hostOf + "4", "", failure(-1)},
         /* what a VLAN takes along */
         {"DELETE", "vlan/delete?vlanNum=101", "", done},

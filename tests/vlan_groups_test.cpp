@@ -147,7 +147,7 @@ TEST_F(VlanGroups, keepsGroups)
         {"POST", protocol, R"({"prot":2048})", doneLine},
         {"POST", protocol, R"({"prot":2048})", failureLine(10011)},
         {"GET", protocol, "", pbvlan(R"("protList":"2048,34525")")},
-        {"POST", "pbvlan/intf-validate?ifNum=5", "", failureLine(10003)},
+        {"POST", "pbvlan/intf-validate?ifNum=13", "", failureLine(10003)},
         {"POST", "pbvlan/group-get-first", "", pbvlan(R"("groupId":7)")},
         {"POST", "pbvlan/group-get-next?groupId=7", "", pbvlan(R"("nextGroupId":20)")},
         {"POST", "pbvlan/group-get-next?groupId=20", "", failureLine(10000)},

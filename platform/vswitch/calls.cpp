@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "faults.h"
+#include "model.h"
 #include "numbers.h"
 #include "operations.h"
 #include "trace.h"
@@ -246,12 +247,8 @@ static Reply answerOperation(const Operation &operation, std::string_view rest, 
     std::string sent = traced ? traceText(operation, arguments, false) : "";
 
     Reply reply;
-    int code = OPEN_UNSUPPORTED;
     const Fault *fault = takeFault(operation, arguments);
-    if (fault && fault->hasCode)
-        code = fault->code;
-    else if (operation.run)
-        code = operation.run(arguments);
+    int code = fault && fault->hasCode ? fault->code : runOperation(operation, arguments);
     if (fault) {
         overrideOutputs(*fault, operation, &arguments);
         reply.delayMs = fault->delayMs;

@@ -1,5 +1,5 @@
 /*
- * model.cpp - what the families of the virtual switch share.
+ * model.cpp - the virtual switch as a whole: its start, its time, and what its families share.
  */
 #include "model.h"
 
@@ -7,12 +7,48 @@
 #include <stdio.h>
 #include <time.h>
 
-#include "operations.h"
+#include <algorithm>
+#include <string_view>
+
+#include "commands.h"
 #include "settings.h"
+#include "state.h"
 
 static ModelOptions options;
-static timespec started;
-static uint64_t passed; /* seconds that were let pass */
+static uint64_t startedMillis, passedMillis;
+static uint64_t heldMillis; /* when the clock was stopped, 0 while it runs */
+
+static uint64_t clockMillis()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (uint64_t)now.tv_sec * 1000 + (uint64_t)now.tv_nsec / 1000000;
+}
+
+uint64_t uptimeMillis()
+{
+    return (heldMillis ? heldMillis : clockMillis()) - startedMillis + passedMillis;
+}
+
+uint64_t uptimeSeconds()
+{
+    return uptimeMillis() / 1000;
+}
+
+void passTime(uint64_t seconds)
+{
+    passedMillis += 1000 * seconds;
+}
+
+static CommandOutcome hold(const Words &, std::string *)
+{
+    heldMillis = clockMillis();
+    return COMMAND_DONE;
+}
+
+static const Command clockCommands[] = {
+    {"hold", "", "stop the clock: from now on only \"pass\" moves it, until \"reset\"", hold},
+};
 
 static void serveSystem()
 {
@@ -27,14 +63,20 @@ static void serveSystem()
 void createModel(const ModelOptions &chosen)
 {
     options = chosen;
+    registerCommands("the switch:", clockCommands);
     serveSystem();
+    servePorts();
     serveBridge();
     serveFdb();
+    serveStations();
     serveVlans();
+    serveSwitchports();
     servePrivateVlans();
-    serveVlanGroups();
+    serveClassification();
     serveFilters();
-    servePortFiltering();
+    serveStormControl();
+    serveProtectedPorts();
+    serveLoopProtection();
     serveRegistration();
     serveVoice();
     serveAccessLists();
@@ -43,18 +85,23 @@ void createModel(const ModelOptions &chosen)
 
 void resetModel()
 {
-    clock_gettime(CLOCK_MONOTONIC, &started);
-    passed = 0;
+    startedMillis = clockMillis();
+    passedMillis = heldMillis = 0;
     resetSettings();
+    resetPorts();
     resetVlans();
+    resetSwitchports();
     resetPrivateVlans();
-    resetVlanGroups();
+    resetClassification();
     resetFilters();
-    resetPortFiltering();
+    resetStormControl();
+    resetProtectedPorts();
+    resetLoopProtection();
     resetRegistration();
     resetVoice();
     resetAccessLists();
-    resetFdb(); /* its stations live in VLANs */
+    resetFdb();
+    resetStations(); /* live in VLANs, on ports, and in the forwarding database */
 }
 
 const ModelOptions &modelOptions()
@@ -62,19 +109,34 @@ const ModelOptions &modelOptions()
     return options;
 }
 
-bool portExists(uint32_t port)
+bool trafficIsMadeUp()
 {
-    return port >= 1 && port <= options.ports;
+    return true;
 }
 
-bool portHasLink(uint32_t port)
+void bringUpToNow()
 {
-    return portExists(port) && port <= 4;
+    uint64_t now = uptimeSeconds();
+    passLoopProtection(now);
+    passStormControl();
+    passPorts(now);
+    passRegistration(now);
+    passVlans();
+    passStations(now);
+    passAccessLists(now);
 }
 
-uint32_t nextPort(uint32_t port)
+int runOperation(const Operation &operation, Arguments &arguments)
 {
-    return port < options.ports ? port + 1 : 0;
+    if (!operation.run)
+        return OPEN_UNSUPPORTED;
+    bringUpToNow();
+    int code = operation.run(arguments);
+    if (!std::string_view(operation.name).ends_with("Get")) {
+        stateChanged();
+        bringUpToNow();
+    }
+    return code;
 }
 
 uint64_t bridgeMac()
@@ -91,11 +153,16 @@ std::string macText(uint64_t mac)
     return text;
 }
 
-bool parseMac(const std::string &text, uint64_t *mac)
+std::string ouiText(uint32_t oui)
 {
-    if (text.size() != 17)
+    return macText((uint64_t)oui << 24).substr(0, 8);
+}
+
+static bool parseOctets(const std::string &text, size_t octets, uint64_t *value)
+{
+    if (text.size() != 3 * octets - 1)
         return false;
-    *mac = 0;
+    uint64_t read = 0;
     for (size_t i = 0; i < text.size(); i++) {
         char c = text[i];
         if (i % 3 == 2) {
@@ -105,19 +172,48 @@ bool parseMac(const std::string &text, uint64_t *mac)
         }
         if (!isxdigit((unsigned char)c))
             return false;
-        *mac = *mac << 4 | (uint64_t)(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
+        read = read << 4 | (uint64_t)(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
     }
+    *value = read;
     return true;
 }
 
-uint64_t uptimeSeconds()
+bool parseMac(const std::string &text, uint64_t *mac)
 {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (uint64_t)(now.tv_sec - started.tv_sec) + passed;
+    return parseOctets(text, 6, mac);
 }
 
-void passTime(uint64_t seconds)
+bool parseOui(const std::string &text, uint32_t *oui)
 {
-    passed += seconds;
+    uint64_t octets;
+    if (!parseOctets(text, 3, &octets) || isGroup(octets << 24))
+        return false;
+    *oui = (uint32_t)octets;
+    return true;
+}
+
+int tell(uint32_t value, uint32_t *result)
+{
+    *result = value;
+    return OPEN_OK;
+}
+
+int onInterface(uint32_t port, uint32_t value, uint32_t *result)
+{
+    return interfaceExists(port) ? tell(value, result) : (int)OPEN_BAD_ARGUMENT;
+}
+
+int onPort(uint32_t port, uint32_t value, uint32_t *result)
+{
+    return portExists(port) ? tell(value, result) : (int)OPEN_BAD_ARGUMENT;
+}
+
+int tellNext(uint32_t next, uint32_t *result)
+{
+    return next ? tell(next, result) : (int)OPEN_FAILED;
+}
+
+std::set<uint16_t> idsOf(const VlanIdList &list)
+{
+    return {list.ids, list.ids + std::min<uint32_t>(list.count, VLAN_ID_LIST_MAX)};
 }

@@ -1,47 +1,38 @@
 /*
  * model_access_lists.cpp - the virtual switch's management access lists: who may manage it, from where and with what.
  *
- * Up to eight lists have rules by priority; one list at a time is active. When a list is activated, somebody tries the
- * door once: each of its rules meets a few packets, and counters stand still until the next activation.
+ * Up to eight lists have rules by priority; one list at a time is active. Then the first rule that matches a packet to the
+ * switch decides, and what no rule matches is denied. What was denied is reported as often as the deny interval says. On a
+ * switch made up, four visitors knock at the service port every second.
  */
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <map>
 
-#include "model.h"
 #include "operations.h"
 #include "settings.h"
+#include "state.h"
 
 enum : uint32_t { LISTS = 8, LIST_NAME_LENGTH = 32, PRIORITIES = 64, ANY_PRIORITY = 65535 };
-enum : uint32_t { DENY, PERMIT };
-enum : uint32_t { SERVICES = 10 }; /* known by 1 to 10; 0 is none */
-
-enum Field : uint32_t {
-    SERVICE = 1,
-    SOURCE = 2,
-    SOURCE_MASK = 4,
-    VLAN = 8,
-    INTERFACE = 16,
-    SERVICE_PORT = 32,
-    TCP_UDP_PORT = 64
-};
 
 /* A rule matches by the fields that it was given, and denies until it is told to permit. */
 struct Rule {
     uint32_t action = DENY;
-    std::map<uint32_t, uint32_t> fields; /* values by Field */
-    uint32_t packets = 0, bytes = 0;
+    std::map<uint32_t, uint32_t> fields; /* values by RuleField */
+    uint64_t packets = 0, bytes = 0;
 };
 using Rules = std::map<uint32_t, Rule>; /* by priority, from 1 */
 
 static std::map<std::string, Rules> lists;
 static std::string activeList, vrf; /* empty for none, and for the VRF that every switch has */
-static uint32_t packetsFiltered;
+static uint64_t denied, reported; /* packets; in all, and when the last interval ended */
+static uint64_t countedUntil, nextReport;
 
-static const Setting settings[] = {
-    /* seconds between two reports of what was denied; 0 for no reports */
-    {"rpcclt_openapiMacalDenyCounterIntervalGet", "rpcclt_openapiMacalDenyCounterIntervalSet", FOR_SWITCH, 60, 0, 3600},
-};
+/* Seconds between two reports of what was denied; 0 for no reports. */
+static Setting denyInterval = {"rpcclt_openapiMacalDenyCounterIntervalGet", "rpcclt_openapiMacalDenyCounterIntervalSet",
+                               FOR_SWITCH, 60, 0, 3600};
+static uint64_t intervalInForce;
 
 static Rules *rulesOf(const OpenBufferDesc *name)
 {
@@ -81,17 +72,9 @@ static int deleteList(OpenBufferDesc *name)
 /* Takes the place of the list that is active. */
 static int activateList(OpenBufferDesc *name)
 {
-    Rules *rules = rulesOf(name);
-    if (!rules)
+    if (!rulesOf(name))
         return OPEN_FAILED;
     activeList = textOf(name);
-    for (auto &[priority, rule] : *rules) {
-        uint32_t packets = 10 + priority;
-        rule.packets += packets;
-        rule.bytes += 64 * packets;
-        if (rule.action == DENY)
-            packetsFiltered += packets;
-    }
     return OPEN_OK;
 }
 
@@ -153,7 +136,7 @@ static int ruleAfter(OpenBufferDesc *name, uint32_t priority, uint32_t *next)
 
 /* Fields: one that is given again has the new value. */
 
-static int setField(OpenBufferDesc *name, uint32_t priority, Field field, bool valid, uint32_t value)
+static int setField(OpenBufferDesc *name, uint32_t priority, RuleField field, bool valid, uint32_t value)
 {
     Rule *rule = ruleOf(name, priority);
     if (!rule)
@@ -164,7 +147,7 @@ static int setField(OpenBufferDesc *name, uint32_t priority, Field field, bool v
     return OPEN_OK;
 }
 
-static int readField(OpenBufferDesc *name, uint32_t priority, Field field, uint32_t *value)
+static int readField(OpenBufferDesc *name, uint32_t priority, RuleField field, uint32_t *value)
 {
     Rule *rule = ruleOf(name, priority);
     if (!rule || !rule->fields.contains(field))
@@ -173,7 +156,7 @@ static int readField(OpenBufferDesc *name, uint32_t priority, Field field, uint3
     return OPEN_OK;
 }
 
-template <Field F> static int fieldGet(OpenBufferDesc *name, uint32_t priority, uint32_t *value)
+template <RuleField F> static int fieldGet(OpenBufferDesc *name, uint32_t priority, uint32_t *value)
 {
     return readField(name, priority, F, value);
 }
@@ -187,22 +170,22 @@ static bool isMask(uint32_t mask)
 
 static int addSource(OpenBufferDesc *name, uint32_t priority, uint32_t address, uint32_t mask)
 {
-    int rc = setField(name, priority, SOURCE, isMask(mask), address);
-    return rc == OPEN_OK ? setField(name, priority, SOURCE_MASK, true, mask) : rc;
+    int rc = setField(name, priority, FIELD_SOURCE, isMask(mask), address);
+    return rc == OPEN_OK ? setField(name, priority, FIELD_SOURCE_MASK, true, mask) : rc;
 }
 
 static int getSource(OpenBufferDesc *name, uint32_t priority, uint32_t *address, uint32_t *mask)
 {
-    int rc = readField(name, priority, SOURCE, address);
-    return rc == OPEN_OK ? readField(name, priority, SOURCE_MASK, mask) : rc;
+    int rc = readField(name, priority, FIELD_SOURCE, address);
+    return rc == OPEN_OK ? readField(name, priority, FIELD_SOURCE_MASK, mask) : rc;
 }
 
 /* A rule that is for the service port no more has lost the field. */
 static int setServicePort(OpenBufferDesc *name, uint32_t priority, uint32_t flag)
 {
-    int rc = setField(name, priority, SERVICE_PORT, flag <= 1, flag);
+    int rc = setField(name, priority, FIELD_SERVICE_PORT, flag <= 1, flag);
     if (rc == OPEN_OK && !flag)
-        ruleOf(name, priority)->fields.erase(SERVICE_PORT);
+        ruleOf(name, priority)->fields.erase(FIELD_SERVICE_PORT);
     return rc;
 }
 
@@ -211,7 +194,7 @@ static int isFieldConfigured(OpenBufferDesc *name, uint32_t priority, uint32_t f
     Rule *rule = ruleOf(name, priority);
     if (!rule)
         return OPEN_FAILED;
-    if (field < SERVICE || field > TCP_UDP_PORT || (field & (field - 1)))
+    if (field < FIELD_SERVICE || field > FIELD_TCP_UDP_PORT || (field & (field - 1)))
         return OPEN_BAD_ARGUMENT;
     *flag = rule->fields.contains(field);
     return OPEN_OK;
@@ -236,38 +219,120 @@ static void serveFields()
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiMacalRuleServiceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t service) {
-        return setField(name, priority, SERVICE, service >= 1 && service <= SERVICES, service);
+        return setField(name, priority, FIELD_SERVICE, service >= TELNET && service <= CUSTOM_PORT, service);
     });
-    SERVE(rpcclt_openapiMacalRuleServiceGet, fieldGet<SERVICE>);
+    SERVE(rpcclt_openapiMacalRuleServiceGet, fieldGet<FIELD_SERVICE>);
     SERVE(rpcclt_openapiMacalRuleSrcIpMaskAdd, addSource);
     SERVE(rpcclt_openapiMacalRuleSrcIpMaskGet, getSource);
     SERVE(rpcclt_openapiMacalRuleVlanAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t vlan) {
-        return setField(name, priority, VLAN, vlanExists(vlan), vlan);
+        return setField(name, priority, FIELD_VLAN, vlanExists(vlan), vlan);
     });
-    SERVE(rpcclt_openapiMacalRuleVlanGet, fieldGet<VLAN>);
+    SERVE(rpcclt_openapiMacalRuleVlanGet, fieldGet<FIELD_VLAN>);
     SERVE(rpcclt_openapiMacalRuleInterfaceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
-        return setField(name, priority, INTERFACE, portExists(port), port);
+        return setField(name, priority, FIELD_INTERFACE, portExists(port), port);
     });
-    SERVE(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<INTERFACE>);
+    SERVE(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<FIELD_INTERFACE>);
     SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
-        return setField(name, priority, TCP_UDP_PORT, port >= 1 && port <= 65535, port);
+        return setField(name, priority, FIELD_TCP_UDP_PORT, port >= 1 && port <= 65535, port);
     });
-    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<TCP_UDP_PORT>);
+    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<FIELD_TCP_UDP_PORT>);
     SERVE(rpcclt_openapiMacalRuleServicePortSet, setServicePort);
     SERVE(rpcclt_openapiMacalRuleIsServicePortSet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) {
-        return isFieldConfigured(name, priority, SERVICE_PORT, flag);
+        return isFieldConfigured(name, priority, FIELD_SERVICE_PORT, flag);
     });
     SERVE(rpcclt_openapiMacalIsFieldConfigured, isFieldConfigured);
+}
+
+/* What the rules do */
+
+/* The port that a service answers on; a port of the user's own is the rule's TCP/UDP port. */
+static uint32_t portOfService(uint32_t service)
+{
+    static const uint32_t ports[] = {0, 23, 80, 443, 161, 22, 69, 123, 4242, 123, 0};
+    return ports[service];
+}
+
+static bool fieldMatches(RuleField field, uint32_t value, const Rule &rule, const ManagementPacket &packet)
+{
+    switch (field) {
+    case FIELD_SERVICE:
+        return value == CUSTOM_PORT || (packet.tcpOrUdp && packet.destinationPort == portOfService(value));
+    case FIELD_SOURCE:
+        return ((packet.source ^ value) & rule.fields.at(FIELD_SOURCE_MASK)) == 0;
+    case FIELD_VLAN:
+        return packet.vlan == value;
+    case FIELD_INTERFACE:
+        return packet.port == value;
+    case FIELD_SERVICE_PORT:
+        return packet.port == 0;
+    case FIELD_TCP_UDP_PORT:
+        return packet.tcpOrUdp && packet.destinationPort == value;
+    case FIELD_SOURCE_MASK:
+        break;
+    }
+    return true;
+}
+
+static bool matches(const Rule &rule, const ManagementPacket &packet)
+{
+    return std::all_of(rule.fields.begin(), rule.fields.end(), [&](const auto &field) {
+        return fieldMatches((RuleField)field.first, field.second, rule, packet);
+    });
+}
+
+bool managementPermits(const ManagementPacket &packet, uint64_t count)
+{
+    if (activeList.empty())
+        return true;
+    for (auto &[priority, rule] : lists.at(activeList)) {
+        if (!matches(rule, packet))
+            continue;
+        rule.packets += count;
+        rule.bytes += count * packet.bytes;
+        denied += rule.action == DENY ? count : 0;
+        return rule.action == PERMIT;
+    }
+    denied += count;
+    return false;
+}
+
+static void knock(uint64_t until)
+{
+    const ManagementPacket visitors[] = {
+        {0, 0, htonl(0xC000020A), true, 22, 64},  /* 192.0.2.10 by SSH */
+        {0, 0, htonl(0xC0000214), true, 443, 64}, /* 192.0.2.20 by HTTPS */
+        {0, 0, htonl(0xC6336407), true, 161, 64}, /* 198.51.100.7 by SNMP */
+        {0, 0, htonl(0xCB007109), true, 23, 64},  /* 203.0.113.9 by Telnet */
+    };
+    if (trafficIsMadeUp() && until > countedUntil)
+        for (const ManagementPacket &visitor : visitors)
+            managementPermits(visitor, until - countedUntil);
+    countedUntil = until;
+}
+
+void passAccessLists(uint64_t now)
+{
+    uint64_t interval = denyInterval.value();
+    if (interval != intervalInForce)
+        nextReport = now + interval; /* it was set just now */
+    intervalInForce = interval;
+    if (interval && nextReport <= now) {
+        uint64_t last = nextReport + (now - nextReport) / interval * interval;
+        knock(last);
+        reported = denied;
+        nextReport = last + interval;
+    }
+    knock(now);
 }
 
 /* Counters are shown of the rules for the service port. */
 static int statistics(OpenBufferDesc *name, uint32_t priority, uint32_t *packets, uint32_t *bytes)
 {
     Rule *rule = ruleOf(name, priority);
-    if (!rule || !rule->fields.contains(SERVICE_PORT))
+    if (!rule || !rule->fields.contains(FIELD_SERVICE_PORT))
         return OPEN_FAILED;
-    *packets = rule->packets;
-    *bytes = rule->bytes;
+    *packets = (uint32_t)rule->packets;
+    *bytes = (uint32_t)rule->bytes;
     return OPEN_OK;
 }
 
@@ -287,7 +352,7 @@ static bool isVrf(const std::string &name)
 
 void serveAccessLists()
 {
-    serveSettings(settings);
+    serveSettings({&denyInterval});
     serveFields();
 
     SERVE(rpcclt_openapiMacalListCreate, createList);
@@ -301,14 +366,8 @@ void serveAccessLists()
     SERVE(rpcclt_openapiMacalNameGet, [](OpenBufferDesc *name) -> int {
         return lists.empty() ? (int)OPEN_FAILED : setText(name, lists.begin()->first);
     });
-    SERVE(rpcclt_openapiMacalIsAnyListCreated, [](uint32_t *flag) -> int {
-        *flag = !lists.empty();
-        return OPEN_OK;
-    });
-    SERVE(rpcclt_openapiMacalIsAnyListActivated, [](uint32_t *flag) -> int {
-        *flag = !activeList.empty();
-        return OPEN_OK;
-    });
+    SERVE(rpcclt_openapiMacalIsAnyListCreated, [](uint32_t *flag) { return tell(!lists.empty(), flag); });
+    SERVE(rpcclt_openapiMacalIsAnyListActivated, [](uint32_t *flag) { return tell(!activeList.empty(), flag); });
 
     SERVE(rpcclt_openapiMacalRuleEntryAdd, addRule);
     SERVE(rpcclt_openapiMacalRuleRemove, removeRule);
@@ -328,10 +387,7 @@ void serveAccessLists()
 
     SERVE(rpcclt_openapiMacalServicePortRuleStatisticsGet, statistics);
     SERVE(rpcclt_openapiMacalClearServicePortStatistics, clearStatistics);
-    SERVE(rpcclt_openapiMacalStatsPacketsFilteredGet, [](uint32_t *count) -> int {
-        *count = packetsFiltered;
-        return OPEN_OK;
-    });
+    SERVE(rpcclt_openapiMacalStatsPacketsFilteredGet, [](uint32_t *count) { return tell((uint32_t)reported, count); });
 
     SERVE(rpcclt_openapiMacalListVrfSet, [](OpenBufferDesc *name) -> int {
         if (!isVrf(textOf(name)))
@@ -344,10 +400,7 @@ void serveAccessLists()
         *flag = isVrf(textOf(name));
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiMacalIsNetFilterTablesFeatureSupported, [](uint32_t *flag) -> int {
-        *flag = 1;
-        return OPEN_OK;
-    });
+    SERVE(rpcclt_openapiMacalIsNetFilterTablesFeatureSupported, [](uint32_t *flag) { return tell(1, flag); });
 }
 
 void resetAccessLists()
@@ -355,5 +408,7 @@ void resetAccessLists()
     lists.clear();
     activeList.clear();
     vrf.clear();
-    packetsFiltered = 0;
+    denied = reported = countedUntil = 0;
+    intervalInForce = denyInterval.value();
+    nextReport = intervalInForce;
 }

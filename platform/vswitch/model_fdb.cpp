@@ -1,103 +1,131 @@
 /*
  * model_fdb.cpp - the virtual switch's forwarding database, and what the bridge shows of it.
  *
- * At start it holds the switch's own address (VLAN 1, port 0) and the learned stations that were asked for. They were
- * heard once, at start, so they age like stations that have fallen silent.
- *
  * Walking: a step with a VLAN stays in that VLAN, goes by address and fails at the VLAN's end, so a client that hands
  * each address back with the VLAN it is walking sees the VLAN once and whole. A step with VLAN 0 goes through all VLANs
- * by address, then port; an address that is known on one port in several VLANs shows once there. The address a step
- * starts from need not be known (any more).
+ * by address, then port; an address that is known on one port in several VLANs shows once there, and one that a static
+ * filter sends to several ports on each of them. The address a step starts from need not be known (any more).
  *
- * Flushing and deleting are for learned entries; flushing what is not there is no failure.
+ * Flushing and deleting are for learned entries; flushing what is not there is no failure. Every VLAN has a database of
+ * its own (IVL), known by the VLAN's number; the ageing time is one for all.
  */
-#include "model_fdb.h"
-
 #include <algorithm>
 #include <functional>
 #include <tuple>
 
-#include "model.h"
+#include "fdb.h"
 #include "operations.h"
 #include "settings.h"
+#include "state.h"
 
-static const uint32_t MAX_ENTRIES = 131072;
-static const uint32_t FDB_ID = 1; /* the only database */
+static const uint32_t MAX_ENTRIES = 32768;
 
 static Fdb entries;
-static std::set<std::pair<uint64_t, uint32_t>> addresses;
-static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> learned; /* (seen, VLAN, address): the next to age is first */
-static uint32_t mostEntries;                                       /* since start, or since it was reset */
+static std::set<std::pair<uint64_t, uint32_t>> addresses; /* and their VLANs, ordered by address */
+static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> ageing; /* when last seen at least, VLAN, address */
+static uint32_t mostEntries;                                      /* since start, or since it was reset */
 static uint32_t badAdds;
 
-static void ageEntries()
-{
-    uint64_t limit = settingValue("rpcclt_openapiDbDot1dTpAgingTimeGet"), now = uptimeSeconds();
-    while (!learned.empty()) {
-        auto [seen, vlan, mac] = *learned.begin();
-        if (now - seen < limit)
-            return;
-        fdbErase(vlan, mac);
-    }
-}
+static Setting ageingTime = {"rpcclt_openapiDbDot1dTpAgingTimeGet", "rpcclt_openapiDbDot1dTpAgingTimeSet", FOR_SWITCH,
+                             300, 10, 1000000};
+static Setting maxEntries = {"rpcclt_openapiFdbMaxTableEntriesGet", nullptr, FOR_SWITCH, MAX_ENTRIES, 0, 0};
+static Setting hardwareLimit = {"rpcclt_openapiFdbMacMaxHwLimitGet", nullptr, FOR_SWITCH, MAX_ENTRIES, 0, 0};
+static Setting learningType = {"rpcclt_openapiFdbTypeOfVLGet", nullptr, FOR_SWITCH, LEARNING_INDEPENDENT, 0, 0};
 
 const Fdb &fdb()
 {
-    ageEntries();
     return entries;
 }
 
-const std::set<std::pair<uint64_t, uint32_t>> &fdbAddresses()
+bool isStation(uint64_t mac)
 {
-    ageEntries();
-    return addresses;
+    return mac && !isGroup(mac) && mac != bridgeMac();
+}
+
+bool macRestricted(uint64_t mac)
+{
+    return mac == 0 || mac == 0xFFFFFFFFFFFF || (mac & ~0xFull) == 0x0180C2000000 || mac == bridgeMac();
+}
+
+const FdbEntry *fdbFind(uint32_t vlan, uint64_t mac)
+{
+    auto found = entries.find({vlan, mac});
+    return found == entries.end() ? nullptr : &found->second;
 }
 
 bool fdbInsert(uint32_t vlan, uint64_t mac, const FdbEntry &entry)
 {
-    ageEntries();
-    fdbErase(vlan, mac);
-    if (entries.size() == MAX_ENTRIES) {
+    auto [found, isNew] = entries.insert({{vlan, mac}, entry});
+    found->second = entry;
+    if (!isNew)
+        return true;
+    if (entries.size() > MAX_ENTRIES) {
+        entries.erase(found);
         badAdds++;
         return false;
     }
-    entries[{vlan, mac}] = entry;
     addresses.insert({mac, vlan});
-    if (entry.type == FDB_LEARNED)
-        learned.insert({entry.seen, vlan, mac});
     mostEntries = std::max(mostEntries, (uint32_t)entries.size());
     return true;
 }
 
 void fdbErase(uint32_t vlan, uint64_t mac)
 {
-    auto found = entries.find({vlan, mac});
-    if (found == entries.end())
+    if (!entries.erase({vlan, mac}))
         return;
-    learned.erase({found->second.seen, vlan, mac});
-    entries.erase(found);
     addresses.erase({mac, vlan});
+    stationWasForgotten(vlan, mac);
 }
 
-bool macRestricted(uint64_t mac)
+bool mayLearn(uint32_t vlan, uint64_t mac, uint32_t port)
 {
-    return mac == 0xFFFFFFFFFFFF || (mac & ~0xFull) == 0x0180C2000000 || mac == bridgeMac();
+    const FdbEntry *known = fdbFind(vlan, mac);
+    return isStation(mac) && portIsUp(port) && portInVlan(port, vlan) && (!known || known->type == FDB_LEARNED);
+}
+
+void fdbAge(uint32_t vlan, uint64_t mac, uint64_t seen)
+{
+    ageing.insert({seen, vlan, mac});
+}
+
+bool fdbLearn(uint32_t vlan, uint64_t mac, uint32_t port)
+{
+    if (!mayLearn(vlan, mac, port))
+        return false;
+    bool known = fdbFind(vlan, mac);
+    if (!fdbInsert(vlan, mac, {port, FDB_LEARNED, uptimeSeconds()}))
+        return false;
+    if (!known)
+        fdbAge(vlan, mac, uptimeSeconds());
+    return true;
+}
+
+/* A station that was heard since it was noted is looked at again later; one that talks by itself does not age. */
+void ageEntries(uint64_t now)
+{
+    uint64_t limit = ageingTime.value();
+    while (!ageing.empty()) {
+        auto [noted, vlan, mac] = *ageing.begin();
+        if (now < noted + limit)
+            return;
+        ageing.erase(ageing.begin());
+        const FdbEntry *entry = fdbFind(vlan, mac);
+        if (!entry || entry->type != FDB_LEARNED || stationTalks(vlan, mac))
+            continue;
+        if (entry->seen > noted)
+            fdbAge(vlan, mac, entry->seen);
+        else
+            fdbErase(vlan, mac);
+    }
 }
 
 void resetFdb()
 {
     entries.clear();
     addresses.clear();
-    learned.clear();
-    mostEntries = 0;
-    badAdds = 0;
-    const ModelOptions &options = modelOptions();
+    ageing.clear();
+    mostEntries = badAdds = 0;
     fdbInsert(1, bridgeMac(), {0, FDB_MANAGEMENT, 0});
-    for (uint32_t i = 0; i < options.stations; i++) {
-        uint32_t vlan = 1 + i % options.stationVlans;
-        uint32_t port = 1 + (i + i / options.ports) % options.ports; /* not in step with the VLANs */
-        fdbInsert(vlan, 0x020000000000 + 257ull * (i + 1), {port, FDB_LEARNED, uptimeSeconds()});
-    }
 }
 
 /* The bridge's view: addresses without VLANs */
@@ -108,17 +136,15 @@ static const FdbEntry *entryOf(const OpenBufferDesc *address)
     uint64_t mac;
     if (!parseMac(textOf(address), &mac))
         return nullptr;
-    auto found = fdbAddresses().lower_bound({mac, 0});
-    if (found == addresses.end() || found->first != mac)
-        return nullptr;
-    return &entries.at({found->second, mac});
+    auto found = addresses.lower_bound({mac, 0});
+    return found == addresses.end() || found->first != mac ? nullptr : fdbFind(found->second, mac);
 }
 
 static int addressNext(OpenBufferDesc *address)
 {
     uint64_t mac;
     std::string text = textOf(address);
-    auto found = fdbAddresses().begin(); /* an empty text asks for the first address */
+    auto found = addresses.begin(); /* an empty text asks for the first address */
     if (!text.empty()) {
         if (!parseMac(text, &mac))
             return OPEN_BAD_ARGUMENT;
@@ -127,33 +153,57 @@ static int addressNext(OpenBufferDesc *address)
     return found == addresses.end() ? (int)OPEN_FAILED : setText(address, macText(found->first));
 }
 
+static uint32_t bridgeStatus(FdbType type)
+{
+    return type == FDB_LEARNED ? BRIDGE_FDB_LEARNED : type == FDB_MANAGEMENT ? BRIDGE_FDB_SELF : BRIDGE_FDB_MGMT;
+}
+
 /* Walking */
 
-/* The entry of an address on the lowest port from `lowest` on, of several the one in the lowest VLAN. */
-static Fdb::const_iterator onPortFrom(uint64_t mac, uint64_t lowest)
+/* The ports on which an entry shows. */
+static PortSet portsOf(uint32_t vlan, uint64_t mac, const FdbEntry &entry)
 {
-    auto found = entries.cend();
+    const Filter *filter = entry.type == FDB_STATIC ? filterFor(vlan, mac) : nullptr;
+    return filter ? filter->destinations : PortSet{entry.port};
+}
+
+struct Step {
+    uint32_t vlan;
+    uint64_t mac;
+    uint32_t port;
+    FdbType type;
+};
+
+/* An address on the lowest port from `lowest` on, of several VLANs in the lowest. */
+static bool onPortFrom(uint64_t mac, uint64_t lowest, Step *step)
+{
+    bool found = false;
     for (auto at = addresses.lower_bound({mac, 0}); at != addresses.end() && at->first == mac; ++at) {
-        auto entry = entries.find({at->second, mac});
-        if (entry->second.port >= lowest && (found == entries.end() || entry->second.port < found->second.port))
-            found = entry;
+        const FdbEntry *entry = fdbFind(at->second, mac);
+        for (uint32_t port : portsOf(at->second, mac, *entry))
+            if (port >= lowest && (!found || port < step->port)) {
+                *step = {at->second, mac, port, entry->type};
+                found = true;
+            }
     }
     return found;
 }
 
-static Fdb::const_iterator nextInVlan(uint32_t vlan, const uint64_t *mac)
+static bool nextInVlan(uint32_t vlan, const uint64_t *mac, Step *step)
 {
     auto next = mac ? entries.upper_bound({vlan, *mac}) : entries.lower_bound({vlan, 0});
-    return next != entries.end() && next->first.first == vlan ? next : entries.end();
+    if (next == entries.end() || next->first.first != vlan)
+        return false;
+    *step = {vlan, next->first.second, next->second.port, next->second.type};
+    return true;
 }
 
-static Fdb::const_iterator nextInAnyVlan(const uint64_t *mac, uint32_t port)
+static bool nextInAnyVlan(const uint64_t *mac, uint32_t port, Step *step)
 {
-    auto next = mac ? onPortFrom(*mac, (uint64_t)port + 1) : entries.cend();
-    if (next != entries.end())
-        return next;
+    if (mac && onPortFrom(*mac, (uint64_t)port + 1, step))
+        return true;
     auto address = mac ? addresses.upper_bound({*mac, UINT32_MAX}) : addresses.begin();
-    return address == addresses.end() ? entries.end() : onPortFrom(address->first, 0);
+    return address != addresses.end() && onPortFrom(address->first, 0, step);
 }
 
 static int entryNext(OpenBufferDesc *address, uint32_t *vlan, uint32_t *port, uint32_t *type)
@@ -164,52 +214,55 @@ static int entryNext(OpenBufferDesc *address, uint32_t *vlan, uint32_t *port, ui
     if ((!starts && !parseMac(text, &mac)) || (*vlan && !vlanExists(*vlan)))
         return OPEN_BAD_ARGUMENT;
     const uint64_t *from = starts ? nullptr : &mac;
-    ageEntries();
-    auto next = *vlan ? nextInVlan(*vlan, from) : nextInAnyVlan(from, *port);
-    if (next == entries.end())
+    Step next;
+    if (!(*vlan ? nextInVlan(*vlan, from, &next) : nextInAnyVlan(from, *port, &next)))
         return OPEN_FAILED;
-    *vlan = next->first.first;
-    *port = next->second.port;
-    *type = next->second.type;
-    return setText(address, macText(next->first.second));
+    *vlan = next.vlan;
+    *port = next.port;
+    *type = next.type;
+    return setText(address, macText(next.mac));
 }
 
 /* Counting, flushing, deleting */
-
-template <class Matches> static int countEntries(uint32_t *count, Matches matches)
-{
-    const Fdb &all = fdb();
-    *count = (uint32_t)std::count_if(all.begin(), all.end(), matches);
-    return OPEN_OK;
-}
 
 static bool isLearned(const Fdb::value_type &entry)
 {
     return entry.second.type == FDB_LEARNED;
 }
 
-static int countInVlan(uint32_t vlan, bool dynamic, uint32_t *count)
+template <class Matches> static int countEntries(uint32_t *count, Matches matches)
+{
+    return tell((uint32_t)std::count_if(entries.begin(), entries.end(), matches), count);
+}
+
+template <bool dynamic> static int countInVlan(uint32_t vlan, uint32_t *count)
 {
     if (!vlanExists(vlan))
         return OPEN_BAD_ARGUMENT;
-    return countEntries(
-        count, [=](const auto &entry) { return entry.first.first == vlan && isLearned(entry) == dynamic; });
+    auto from = entries.lower_bound({vlan, 0}), to = entries.lower_bound({vlan + 1, 0});
+    return tell((uint32_t)std::count_if(from, to, [](const auto &entry) { return isLearned(entry) == dynamic; }), count);
 }
 
-static int countOnPort(uint32_t port, bool dynamic, uint32_t *count)
+template <bool dynamic> static int countOnPort(uint32_t port, uint32_t *count)
 {
-    if (!portExists(port))
+    if (!interfaceExists(port))
         return OPEN_BAD_ARGUMENT;
-    return countEntries(
-        count, [=](const auto &entry) { return entry.second.port == port && isLearned(entry) == dynamic; });
+    return countEntries(count, [=](const auto &entry) {
+        if (isLearned(entry) != dynamic)
+            return false;
+        return dynamic ? entry.second.port == port
+                       : portsOf(entry.first.first, entry.first.second, entry.second).contains(port);
+    });
 }
 
 template <class Matches> static int flush(Matches matches)
 {
     for (auto at = entries.begin(); at != entries.end();) {
-        const auto &entry = *at++;
-        if (isLearned(entry) && matches(entry))
-            fdbErase(entry.first.first, entry.first.second);
+        auto [vlan, mac] = at->first;
+        bool flushed = isLearned(*at) && matches(*at);
+        ++at;
+        if (flushed)
+            fdbErase(vlan, mac);
     }
     return OPEN_OK;
 }
@@ -229,21 +282,45 @@ static int flushByVlan(uint32_t vlan)
     return flush([=](const auto &entry) { return entry.first.first == vlan; });
 }
 
+void forgetPort(uint32_t port)
+{
+    flush([=](const auto &entry) { return entry.second.port == port; });
+}
+
 static int flushByPort(uint32_t port)
 {
-    if (!portExists(port))
+    if (!interfaceExists(port))
         return OPEN_BAD_ARGUMENT;
-    return flush([=](const auto &entry) { return entry.second.port == port; });
+    forgetPort(port);
+    return OPEN_OK;
+}
+
+/* Asks of each VLAN and port once. */
+void forgetUnreachable()
+{
+    uint32_t ofVlan = 0;
+    std::map<uint32_t, bool> keeps; /* by port */
+    flush([&](const auto &entry) {
+        if (entry.first.first != ofVlan) {
+            ofVlan = entry.first.first;
+            keeps.clear();
+        }
+        uint32_t port = entry.second.port;
+        auto found = keeps.find(port);
+        if (found == keeps.end())
+            found = keeps.insert({port, portIsUp(port) && portInVlan(port, ofVlan)}).first;
+        return !found->second;
+    });
 }
 
 /* Deletes the entry that stands exactly there. */
 static int deleteEntry(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
 {
     uint64_t mac;
-    if (!parseMac(textOf(address), &mac) || !vlanExists(vlan) || !portExists(port))
+    if (!parseMac(textOf(address), &mac) || !vlanExists(vlan) || !interfaceExists(port))
         return OPEN_BAD_ARGUMENT;
-    auto found = fdb().find({vlan, mac});
-    if (found == entries.end() || found->second.port != port || !isLearned(*found))
+    const FdbEntry *entry = fdbFind(vlan, mac);
+    if (!entry || entry->port != port || entry->type != FDB_LEARNED)
         return OPEN_FAILED;
     fdbErase(vlan, mac);
     return OPEN_OK;
@@ -256,87 +333,59 @@ static void serveBridgeView()
           [](OpenBufferDesc *address) -> int { return entryOf(address) ? OPEN_OK : OPEN_FAILED; });
     SERVE(rpcclt_openapiDot1dTpFdbPortGet, [](OpenBufferDesc *address, uint32_t *port) -> int {
         const FdbEntry *entry = entryOf(address);
-        if (!entry)
-            return OPEN_FAILED;
-        *port = entry->port;
-        return OPEN_OK;
+        return entry ? tell(entry->port, port) : OPEN_FAILED;
     });
     SERVE(rpcclt_openapiDot1dTpFdbStatusGet, [](OpenBufferDesc *address, uint32_t *status) -> int {
         const FdbEntry *entry = entryOf(address);
-        if (!entry)
-            return OPEN_FAILED;
-        *status = entry->type == FDB_LEARNED ? 3 : entry->type == FDB_MANAGEMENT ? 4 : 5; /* learned, self, mgmt */
-        return OPEN_OK;
+        return entry ? tell(bridgeStatus(entry->type), status) : OPEN_FAILED;
     });
+    SERVE(rpcclt_openapiDot1dTpLearnedEntryDiscardsGet, [](uint32_t *count) { return tell(badAdds, count); });
 }
 
-/* The ageing time is the bridge's own: one value under two names. */
-static void serveAgeing()
+static void serveDatabases()
 {
+    SERVE(rpcclt_openapiFdbIdGet, [](uint32_t fdbId) -> int { return vlanExists(fdbId) ? OPEN_OK : OPEN_FAILED; });
+    SERVE(rpcclt_openapiFdbIdNextGet, [](uint32_t startFrom, uint32_t *next) {
+        std::vector<uint16_t> ids = existingVlans();
+        auto found = std::upper_bound(ids.begin(), ids.end(), startFrom);
+        return tellNext(found == ids.end() ? 0 : *found, next);
+    });
     SERVE(rpcclt_openapiFdbAddrAgingTimeoutGet, [](uint32_t fdbId, uint32_t *timeOut) -> int {
-        if (fdbId != FDB_ID)
-            return OPEN_BAD_ARGUMENT;
-        *timeOut = (uint32_t)settingValue("rpcclt_openapiDbDot1dTpAgingTimeGet");
-        return OPEN_OK;
+        return vlanExists(fdbId) ? tell((uint32_t)ageingTime.value(), timeOut) : OPEN_BAD_ARGUMENT;
     });
     SERVE(rpcclt_openapiFdbAddrAgingTimeoutSet, [](uint32_t fdbId, uint32_t timeOut) -> int {
-        if (fdbId != FDB_ID)
+        if (!vlanExists(fdbId) || timeOut < ageingTime.lowest || timeOut > ageingTime.highest)
             return OPEN_BAD_ARGUMENT;
-        Arguments arguments(1);
-        arguments[0].number = timeOut;
-        return operationNamed("rpcclt_openapiDbDot1dTpAgingTimeSet").run(arguments);
+        ageingTime.put(0, timeOut);
+        return OPEN_OK;
     });
 }
-
-static const Setting settings[] = {
-    {"rpcclt_openapiFdbMaxTableEntriesGet", nullptr, FOR_SWITCH, MAX_ENTRIES, 0, 0},
-    {"rpcclt_openapiFdbMacMaxHwLimitGet", nullptr, FOR_SWITCH, MAX_ENTRIES, 0, 0},
-    {"rpcclt_openapiFdbTypeOfVLGet", nullptr, FOR_SWITCH, 1, 0, 0}, /* a station is learned in its VLAN: IVL */
-};
 
 static void serveCounts()
 {
-    SERVE(rpcclt_openapiActiveAddrEntriesGet,
-          [](uint32_t *count) { return countEntries(count, [](const auto &) { return true; }); });
-    SERVE(rpcclt_openapiFdbMaxCountGet, [](uint32_t *count) -> int {
-        *count = mostEntries;
-        return OPEN_OK;
-    });
+    SERVE(rpcclt_openapiActiveAddrEntriesGet, [](uint32_t *count) { return tell((uint32_t)entries.size(), count); });
+    SERVE(rpcclt_openapiFdbMaxCountGet, [](uint32_t *count) { return tell(mostEntries, count); });
     SERVE(rpcclt_openapiMaxCountReset, []() -> int {
-        mostEntries = (uint32_t)fdb().size();
+        mostEntries = (uint32_t)entries.size();
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiFdbBadAddsGet, [](uint32_t *count) -> int {
-        *count = badAdds;
-        return OPEN_OK;
-    });
+    SERVE(rpcclt_openapiFdbBadAddsGet, [](uint32_t *count) { return tell(badAdds, count); });
     SERVE(rpcclt_openapiFdbDynamicEntriesGet, [](uint32_t *count) { return countEntries(count, isLearned); });
     SERVE(rpcclt_openapiFdbInternalEntriesGet,
           [](uint32_t *count) { return countEntries(count, std::not_fn(isLearned)); });
-    SERVE(rpcclt_openapiFdbVlanDynamicEntriesGet,
-          [](uint32_t vlan, uint32_t *count) { return countInVlan(vlan, true, count); });
-    SERVE(rpcclt_openapiFdbVlanInternalEntriesGet,
-          [](uint32_t vlan, uint32_t *count) { return countInVlan(vlan, false, count); });
-    SERVE(rpcclt_openapiFdbIntfDynamicEntriesGet,
-          [](uint32_t port, uint32_t *count) { return countOnPort(port, true, count); });
-    SERVE(rpcclt_openapiFdbIntfInternalEntriesGet,
-          [](uint32_t port, uint32_t *count) { return countOnPort(port, false, count); });
+    SERVE(rpcclt_openapiFdbVlanDynamicEntriesGet, countInVlan<true>);
+    SERVE(rpcclt_openapiFdbVlanInternalEntriesGet, countInVlan<false>);
+    SERVE(rpcclt_openapiFdbIntfDynamicEntriesGet, countOnPort<true>);
+    SERVE(rpcclt_openapiFdbIntfInternalEntriesGet, countOnPort<false>);
 }
 
 void serveFdb()
 {
-    serveSettings(settings);
+    serveSettings({&ageingTime, &maxEntries, &hardwareLimit, &learningType});
     serveBridgeView();
-    serveAgeing();
+    serveDatabases();
     serveCounts();
 
-    SERVE(rpcclt_openapiFdbIdGet, [](uint32_t fdbId) -> int { return fdbId == FDB_ID ? OPEN_OK : OPEN_FAILED; });
-    SERVE(rpcclt_openapiFdbIdNextGet, [](uint32_t startFrom, uint32_t *next) -> int {
-        if (startFrom >= FDB_ID)
-            return OPEN_FAILED;
-        *next = FDB_ID;
-        return OPEN_OK;
-    });
     SERVE(rpcclt_openapiIsRestrFilterMacGet, [](OpenBufferDesc *address) -> int {
         uint64_t mac;
         if (!parseMac(textOf(address), &mac))

@@ -3,37 +3,40 @@
  *
  * A filter is known by its address and VLAN; filters are walked by address, then VLAN. Interface lists are texts like
  * "1,2,5-8" (port_list.h). A filter has source ports, ports it forwards to and ports it filters at; a port that is
- * added to one of the last two leaves the other. A filter for a single station that forwards somewhere is in the
- * forwarding database as a static entry, on the first of its ports.
+ * added to one of the last two leaves the other. Filters are in force while the admin mode is on; then one for a single
+ * station that forwards somewhere is in the forwarding database as a static entry on its ports.
  */
 #include <algorithm>
 #include <map>
 
-#include "model.h"
-#include "model_fdb.h"
+#include "fdb.h"
 #include "operations.h"
 #include "port_list.h"
 #include "settings.h"
 
 static const size_t MAX_FILTERS = 256;
-static const uint32_t HIGHEST_MODE = 2;
-
-struct Filter {
-    PortSet sources, destinations, filtered;
-    uint32_t stream = 0;
-};
-
 using FilterKey = std::pair<uint64_t, uint32_t>; /* address, VLAN */
 
 using Filters = std::map<FilterKey, Filter>;
 
 static Filters filters;
-static uint32_t filteringMode; /* of the VLANs that were given none of their own */
+static uint32_t commonMode; /* of the VLANs that were given none of their own */
 static std::map<uint32_t, uint32_t> vlanFilteringModes;
 
-static bool isMulticast(uint64_t mac)
+/* On from the start, so that a filter has its effect when it is made. */
+static Setting adminMode = {"rpcclt_openapiFilterAdminModeGet", "rpcclt_openapiFilterAdminModeSet", FOR_SWITCH, 1, 0, 1};
+static Setting size = {"rpcclt_openapiFilterSizeGet", nullptr, FOR_SWITCH, MAX_FILTERS, 0, 0};
+
+const Filter *filterFor(uint32_t vlan, uint64_t mac)
 {
-    return mac >> 40 & 1;
+    auto found = filters.find({mac, vlan});
+    return found == filters.end() || !adminMode.value() || !vlanExists(vlan) ? nullptr : &found->second;
+}
+
+FilteringMode filteringMode(uint32_t vlan)
+{
+    auto own = vlanFilteringModes.find(vlan);
+    return (FilteringMode)(own == vlanFilteringModes.end() ? commonMode : own->second);
 }
 
 void forgetVlanOfFilters(uint32_t vlan)
@@ -50,14 +53,21 @@ static int readKey(const OpenBufferDesc *address, uint32_t vlan, FilterKey *key)
     return OPEN_OK;
 }
 
-static void showInFdb(const FilterKey &key, const PortSet &destinations)
+static std::set<FilterKey> shown; /* in the forwarding database */
+
+void showFilters()
 {
-    auto [mac, vlan] = key;
-    const Fdb &all = fdb();
-    auto known = all.find({vlan, mac});
-    if (!isMulticast(mac) && !destinations.empty())
-        fdbInsert(vlan, mac, {*destinations.begin(), FDB_STATIC, 0});
-    else if (known != all.end() && known->second.type == FDB_STATIC)
+    std::set<FilterKey> before = std::move(shown);
+    shown.clear();
+    for (const auto &[key, filter] : filters) {
+        auto [mac, vlan] = key;
+        if (!filterFor(vlan, mac) || isGroup(mac) || filter.destinations.empty())
+            continue;
+        fdbInsert(vlan, mac, {*filter.destinations.begin(), FDB_STATIC, 0});
+        shown.insert(key);
+        before.erase(key);
+    }
+    for (auto [mac, vlan] : before)
         fdbErase(vlan, mac);
 }
 
@@ -76,17 +86,6 @@ template <class Use> static int withFilter(const OpenBufferDesc *address, uint32
     Filters::iterator found;
     int rc = findFilter(address, vlan, &found);
     return rc ? rc : use(found->second);
-}
-
-/* As withFilter, and shows what became of the filter in the forwarding database. */
-template <class Use> static int changeFilter(const OpenBufferDesc *address, uint32_t vlan, Use use)
-{
-    Filters::iterator found;
-    if (int rc = findFilter(address, vlan, &found))
-        return rc;
-    int rc = use(found->second);
-    showInFdb(found->first, found->second.destinations);
-    return rc;
 }
 
 static int createFilter(OpenBufferDesc *address, uint32_t vlan)
@@ -109,7 +108,6 @@ static int removeFilter(OpenBufferDesc *address, uint32_t vlan)
     Filters::iterator found;
     if (int rc = findFilter(address, vlan, &found))
         return rc;
-    showInFdb(found->first, {});
     filters.erase(found);
     return OPEN_OK;
 }
@@ -144,7 +142,7 @@ static int tellPorts(OpenBufferDesc *address, uint32_t vlan, uint32_t *count, Op
 
 static int setSources(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *list)
 {
-    return changeFilter(address, vlan, [=](Filter &filter) -> int {
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
         PortSet ports;
         if (!parsePortList(textOf(list), &ports))
             return OPEN_BAD_ARGUMENT;
@@ -155,8 +153,8 @@ static int setSources(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *li
 
 static int addSource(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
 {
-    return changeFilter(address, vlan, [=](Filter &filter) -> int {
-        if (!portExists(port))
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
         return filter.sources.insert(port).second ? OPEN_OK : OPEN_EXISTS;
     });
@@ -164,8 +162,8 @@ static int addSource(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
 
 static int addDestination(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
 {
-    return changeFilter(address, vlan, [=](Filter &filter) -> int {
-        if (!portExists(port))
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
         filter.filtered.erase(port);
         return filter.destinations.insert(port).second ? OPEN_OK : OPEN_EXISTS;
@@ -174,8 +172,8 @@ static int addDestination(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
 
 template <PortSet Filter::*ports> static int removePort(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
 {
-    return changeFilter(address, vlan, [=](Filter &filter) -> int {
-        if (!portExists(port))
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
         return (filter.*ports).erase(port) ? OPEN_OK : OPEN_FAILED;
     });
@@ -189,7 +187,7 @@ static bool readDestinations(uint32_t port, const OpenBufferDesc *forward, const
                              PortSet *forwardPorts, PortSet *filterPorts)
 {
     if (!parsePortList(textOf(forward), forwardPorts) || !parsePortList(textOf(filter), filterPorts) ||
-        (port && !portExists(port)))
+        (port && !interfaceExists(port)))
         return false;
     if (port)
         forwardPorts->insert(port);
@@ -208,7 +206,7 @@ static void add(const PortSet &ports, PortSet &to, PortSet &other)
 static int addDestinations(OpenBufferDesc *address, uint32_t vlan, uint32_t port, OpenBufferDesc *forward,
                            OpenBufferDesc *filter)
 {
-    return changeFilter(address, vlan, [=](Filter &found) -> int {
+    return withFilter(address, vlan, [=](Filter &found) -> int {
         PortSet forwardPorts, filterPorts;
         if (!readDestinations(port, forward, filter, &forwardPorts, &filterPorts))
             return OPEN_BAD_ARGUMENT;
@@ -222,7 +220,7 @@ static int addDestinations(OpenBufferDesc *address, uint32_t vlan, uint32_t port
 static int removeDestinations(OpenBufferDesc *address, uint32_t vlan, uint32_t port, OpenBufferDesc *forward,
                               OpenBufferDesc *filter)
 {
-    return changeFilter(address, vlan, [=](Filter &found) -> int {
+    return withFilter(address, vlan, [=](Filter &found) -> int {
         PortSet forwardPorts, filterPorts;
         if (!readDestinations(port, forward, filter, &forwardPorts, &filterPorts))
             return OPEN_BAD_ARGUMENT;
@@ -240,7 +238,7 @@ static bool isInAnyFilter(uint32_t port)
     });
 }
 
-static void servePorts()
+static void serveFilterPorts()
 {
     SERVE(rpcclt_openapiFilterSrcIntfListModify, setSources);
     SERVE(rpcclt_openapiFilterSrcIntfListGet, tellPorts<&Filter::sources>);
@@ -254,17 +252,17 @@ static void servePorts()
     SERVE(rpcclt_openapiFilterDstIntfListDelete, removeDestinations);
 
     SERVE(rpcclt_openapiFilterIsIntfInAnyFilter, [](uint32_t port, uint32_t *flag) -> int {
-        if (!portExists(port))
+        if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
         *flag = isInAnyFilter(port);
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiFilterPortParmCanSet, [](uint32_t port, uint32_t *flag) -> int {
         *flag = 1; /* nothing that a port can be here keeps it from being in filters */
-        return portExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
+        return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
     });
     SERVE(rpcclt_openapiFilterIsValidIntf, [](uint32_t port, uint32_t *flag) -> int {
-        *flag = portExists(port);
+        *flag = interfaceExists(port);
         return OPEN_OK;
     });
 }
@@ -272,37 +270,27 @@ static void servePorts()
 static void serveModes()
 {
     SERVE(rpcclt_openapiFilterFilteringModeSet, [](uint32_t mode) -> int {
-        if (mode > HIGHEST_MODE)
+        if (mode > FILTER_UNREGISTERED)
             return OPEN_BAD_ARGUMENT;
-        filteringMode = mode;
+        commonMode = mode;
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiFilterVlanFilteringModeSet, [](uint32_t vlan, uint32_t mode) -> int {
-        if (mode > HIGHEST_MODE || !vlanExists(vlan))
+        if (mode > FILTER_UNREGISTERED || !vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
         vlanFilteringModes[vlan] = mode;
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiFilterVlanFilteringModeGet, [](uint32_t vlan, uint32_t *mode) -> int {
-        if (!vlanExists(vlan))
-            return OPEN_BAD_ARGUMENT;
-        auto own = vlanFilteringModes.find(vlan);
-        *mode = own == vlanFilteringModes.end() ? filteringMode : own->second;
-        return OPEN_OK;
+        return vlanExists(vlan) ? tell(filteringMode(vlan), mode) : OPEN_BAD_ARGUMENT;
     });
 }
 
-/* The admin mode is only kept: filters do the same whatever it is. */
-static const Setting settings[] = {
-    {"rpcclt_openapiFilterAdminModeGet", "rpcclt_openapiFilterAdminModeSet", FOR_SWITCH, 0, 0, 1},
-    {"rpcclt_openapiFilterSizeGet", nullptr, FOR_SWITCH, MAX_FILTERS, 0, 0},
-};
-
 void serveFilters()
 {
-    serveSettings(settings);
+    serveSettings({&adminMode, &size});
     serveModes();
-    servePorts();
+    serveFilterPorts();
 
     SERVE(rpcclt_openapiFilterCreate, createFilter);
     SERVE(rpcclt_openapiFilterRemove, removeFilter);
@@ -310,14 +298,11 @@ void serveFilters()
         return tellKey(filters.begin(), address, vlan);
     });
     SERVE(rpcclt_openapiFilterNextGet, nextFilter);
-    SERVE(rpcclt_openapiFilterCountGet, [](uint32_t *count) -> int {
-        *count = (uint32_t)filters.size();
-        return OPEN_OK;
-    });
+    SERVE(rpcclt_openapiFilterCountGet, [](uint32_t *count) { return tell((uint32_t)filters.size(), count); });
     SERVE(rpcclt_openapiFilterCountersGet, [](uint32_t *total, uint32_t *multicast, uint32_t *unicast) -> int {
         *total = (uint32_t)filters.size();
         *multicast = (uint32_t)std::count_if(filters.begin(), filters.end(),
-                                             [](const auto &filter) { return isMulticast(filter.first.first); });
+                                             [](const auto &filter) { return isGroup(filter.first.first); });
         *unicast = *total - *multicast;
         return OPEN_OK;
     });
@@ -325,7 +310,7 @@ void serveFilters()
         uint64_t mac;
         if (!parseMac(textOf(address), &mac))
             return OPEN_BAD_ARGUMENT;
-        *flag = isMulticast(mac);
+        *flag = isGroup(mac);
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiFilterIsConfigured, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *flag) -> int {
@@ -352,6 +337,7 @@ void serveFilters()
 void resetFilters()
 {
     filters.clear();
-    filteringMode = 0;
+    shown.clear();
+    commonMode = FORWARD_ALL;
     vlanFilteringModes.clear();
 }

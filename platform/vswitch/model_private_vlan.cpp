@@ -5,37 +5,30 @@
 #include <algorithm>
 #include <map>
 
-#include "model.h"
-#include "model_vlan.h"
 #include "operations.h"
-
-enum PrivateType : uint32_t { PRIVATE_NONE = 0, PRIVATE_PRIMARY = 1, PRIVATE_ISOLATED = 2, PRIVATE_COMMUNITY = 3 };
-
-/* What an association makes of a port: the trunk modes are those of an associated port that is a trunk. */
-enum PrivatePortMode : uint32_t { PORT_NONE = 0, PORT_HOST = 1, PORT_PROMISCUOUS = 2, PORT_PROMISCUOUS_TRUNK = 3,
-                                  PORT_ISOLATED_TRUNK = 4 };
+#include "state.h"
 
 struct PrivateVlan {
-    PrivateType type;
+    PrivateVlanType type;
     uint32_t primary; /* of a secondary VLAN that is associated with one, else 0 */
 };
 
 static std::map<uint32_t, PrivateVlan> privateVlans; /* without those of type none */
 static std::map<uint32_t, PrivatePort> ports;
 
-static PrivateType typeOf(uint32_t vlan)
+PrivateVlanType privateVlanType(uint32_t vlan)
 {
     auto found = privateVlans.find(vlan);
     return found == privateVlans.end() ? PRIVATE_NONE : found->second.type;
 }
 
-static uint32_t primaryOf(uint32_t vlan)
+uint32_t primaryVlan(uint32_t vlan)
 {
     auto found = privateVlans.find(vlan);
     return found == privateVlans.end() ? 0 : found->second.primary;
 }
 
-static std::vector<uint16_t> secondariesOf(uint32_t primary)
+std::vector<uint16_t> secondaryVlans(uint32_t primary)
 {
     std::vector<uint16_t> ids;
     for (const auto &[id, vlan] : privateVlans)
@@ -50,20 +43,15 @@ const PrivatePort *privatePort(uint32_t port)
     return found == ports.end() ? nullptr : &found->second;
 }
 
-bool isPrivateVlan(uint32_t vlan)
-{
-    return typeOf(vlan) != PRIVATE_NONE;
-}
-
 static PrivatePortMode modeOf(uint32_t port)
 {
     const PrivatePort *own = privatePort(port);
     if (!own)
         return PORT_NONE;
     bool trunk = switchportMode(port) == MODE_TRUNK;
-    if (!own->host)
+    if (own->role == PROMISCUOUS)
         return trunk ? PORT_PROMISCUOUS_TRUNK : PORT_PROMISCUOUS;
-    return trunk && typeOf(*own->secondaries.begin()) == PRIVATE_ISOLATED ? PORT_ISOLATED_TRUNK : PORT_HOST;
+    return trunk && privateVlanType(*own->secondaries.begin()) == PRIVATE_ISOLATED ? PORT_ISOLATED_TRUNK : PORT_HOST;
 }
 
 /* VLANs */
@@ -73,30 +61,34 @@ static int setType(uint32_t vlan, uint32_t type)
 {
     if (!vlanExists(vlan) || vlan == 1 || type > PRIVATE_COMMUNITY)
         return OPEN_BAD_ARGUMENT;
-    if (type == typeOf(vlan))
+    if (type == privateVlanType(vlan))
         return OPEN_OK;
-    if (primaryOf(vlan) || (typeOf(vlan) == PRIVATE_PRIMARY && !secondariesOf(vlan).empty()))
+    if (primaryVlan(vlan) || (privateVlanType(vlan) == PRIVATE_PRIMARY && !secondaryVlans(vlan).empty()))
         return OPEN_FAILED;
     if (type == PRIVATE_NONE)
         privateVlans.erase(vlan);
     else
-        privateVlans[vlan] = {(PrivateType)type, 0};
+        privateVlans[vlan] = {(PrivateVlanType)type, 0};
     return OPEN_OK;
 }
 
-/* All or none of them. A secondary VLAN has one primary VLAN, which has one isolated VLAN at most. */
+/*
+ * All or none of them; those that are associated with it already stay so. A secondary VLAN has one primary VLAN, which has
+ * one isolated VLAN at most.
+ */
 static int associate(uint32_t primary, VlanIdList list)
 {
-    std::set<uint16_t> ids = idsOf(list);
-    if (typeOf(primary) != PRIVATE_PRIMARY || ids.empty())
+    VlanSet ids = idsOf(list);
+    if (privateVlanType(primary) != PRIVATE_PRIMARY || ids.empty())
         return OPEN_BAD_ARGUMENT;
     for (uint16_t id : ids)
-        if (typeOf(id) != PRIVATE_ISOLATED && typeOf(id) != PRIVATE_COMMUNITY)
+        if (privateVlanType(id) != PRIVATE_ISOLATED && privateVlanType(id) != PRIVATE_COMMUNITY)
             return OPEN_BAD_ARGUMENT;
-    if (std::any_of(ids.begin(), ids.end(), primaryOf))
+    std::erase_if(ids, [primary](uint16_t id) { return primaryVlan(id) == primary; });
+    if (std::any_of(ids.begin(), ids.end(), primaryVlan))
         return OPEN_EXISTS;
-    auto isolated = [](uint16_t id) { return typeOf(id) == PRIVATE_ISOLATED; };
-    std::vector<uint16_t> before = secondariesOf(primary);
+    auto isolated = [](uint16_t id) { return privateVlanType(id) == PRIVATE_ISOLATED; };
+    std::vector<uint16_t> before = secondaryVlans(primary);
     if (std::count_if(ids.begin(), ids.end(), isolated) + std::count_if(before.begin(), before.end(), isolated) > 1)
         return OPEN_FAILED;
     for (uint16_t id : ids)
@@ -113,24 +105,28 @@ static void dissociate(uint16_t secondary)
     std::erase_if(ports, [](const auto &entry) { return entry.second.secondaries.empty(); });
 }
 
+/* An empty list stands for all of them. */
 static int dissociateAll(uint32_t primary, VlanIdList list)
 {
-    std::set<uint16_t> ids = idsOf(list);
-    if (typeOf(primary) != PRIVATE_PRIMARY || ids.empty())
+    if (privateVlanType(primary) != PRIVATE_PRIMARY)
         return OPEN_BAD_ARGUMENT;
-    if (!std::all_of(ids.begin(), ids.end(), [primary](uint16_t id) { return primaryOf(id) == primary; }))
+    VlanSet ids = idsOf(list);
+    if (ids.empty())
+        for (uint16_t id : secondaryVlans(primary))
+            ids.insert(id);
+    if (!std::all_of(ids.begin(), ids.end(), [primary](uint16_t id) { return primaryVlan(id) == primary; }))
         return OPEN_FAILED;
     for (uint16_t id : ids)
         dissociate(id);
     return OPEN_OK;
 }
 
-void forgetPrivateVlan(uint32_t vlan)
+void forgetVlanOfPrivateVlans(uint32_t vlan)
 {
-    if (typeOf(vlan) == PRIVATE_PRIMARY)
-        for (uint16_t secondary : secondariesOf(vlan))
+    if (privateVlanType(vlan) == PRIVATE_PRIMARY)
+        for (uint16_t secondary : secondaryVlans(vlan))
             dissociate(secondary);
-    if (primaryOf(vlan))
+    if (primaryVlan(vlan))
         dissociate((uint16_t)vlan);
     privateVlans.erase(vlan);
 }
@@ -141,7 +137,7 @@ static void servePrivateTable()
     SERVE(rpcclt_openapiDot1qPrivateVlanGet, [](uint32_t vlan, uint32_t *type) -> int {
         if (!vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
-        *type = typeOf(vlan);
+        *type = privateVlanType(vlan);
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiDot1qApiPrivateVlanAssocAdd, associate);
@@ -149,23 +145,20 @@ static void servePrivateTable()
     SERVE(rpcclt_openapiDot1qPrivateVlanAssociationGet, [](uint32_t vlan, VlanIdList *list) -> int {
         if (!vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
-        setList(list, secondariesOf(vlan));
+        setList(list, secondaryVlans(vlan));
         return OPEN_OK;
     });
 }
 
 /* Ports */
 
-/* A port is a host or promiscuous: it has to leave the one before it can be the other. */
+/* Takes the place of the association that the port had, be it as a host or promiscuous. */
 static int setAssociation(uint32_t port, const PrivatePort &wanted)
 {
     bool known = std::all_of(wanted.secondaries.begin(), wanted.secondaries.end(),
-                             [&](uint16_t id) { return primaryOf(id) == wanted.primary; });
-    if (!portExists(port) || wanted.primary == 0 || wanted.secondaries.empty() || !known)
+                             [&](uint16_t id) { return primaryVlan(id) == wanted.primary; });
+    if (!interfaceExists(port) || wanted.primary == 0 || wanted.secondaries.empty() || !known)
         return OPEN_BAD_ARGUMENT;
-    const PrivatePort *own = privatePort(port);
-    if (own && own->host != wanted.host)
-        return OPEN_FAILED;
     ports[port] = wanted;
     return OPEN_OK;
 }
@@ -174,27 +167,27 @@ static int setHost(uint32_t port, uint32_t primary, uint32_t secondary)
 {
     if (!vlanExists(secondary))
         return OPEN_BAD_ARGUMENT;
-    return setAssociation(port, {true, primary, {(uint16_t)secondary}});
+    return setAssociation(port, {HOST, primary, {(uint16_t)secondary}});
 }
 
 static int setPromiscuous(uint32_t port, uint32_t primary, VlanIdList secondaries)
 {
-    return setAssociation(port, {false, primary, idsOf(secondaries)});
+    return setAssociation(port, {PROMISCUOUS, primary, idsOf(secondaries)});
 }
 
-/* The port's association, if it is of that kind; otherwise the code that says why not. */
-static int findAssociation(uint32_t port, bool host, const PrivatePort **found)
+/* The port's association, if it is in that role; otherwise the code that says why not. */
+static int findAssociation(uint32_t port, PrivateRole role, const PrivatePort **found)
 {
     *found = privatePort(port);
-    if (!portExists(port))
+    if (!interfaceExists(port))
         return OPEN_BAD_ARGUMENT;
-    return *found && (*found)->host == host ? OPEN_OK : OPEN_FAILED;
+    return *found && (*found)->role == role ? OPEN_OK : OPEN_FAILED;
 }
 
-static int removeAssociation(uint32_t port, bool host)
+template <PrivateRole role> static int removeAssociation(uint32_t port)
 {
     const PrivatePort *own;
-    if (int rc = findAssociation(port, host, &own))
+    if (int rc = findAssociation(port, role, &own))
         return rc;
     ports.erase(port);
     return OPEN_OK;
@@ -203,7 +196,7 @@ static int removeAssociation(uint32_t port, bool host)
 static int getHost(uint32_t port, uint32_t *primary, uint32_t *secondary)
 {
     const PrivatePort *own;
-    if (int rc = findAssociation(port, true, &own))
+    if (int rc = findAssociation(port, HOST, &own))
         return rc;
     *primary = own->primary;
     *secondary = *own->secondaries.begin();
@@ -213,7 +206,7 @@ static int getHost(uint32_t port, uint32_t *primary, uint32_t *secondary)
 static int getPromiscuous(uint32_t port, uint32_t *primary, VlanIdList *secondaries)
 {
     const PrivatePort *own;
-    if (int rc = findAssociation(port, false, &own))
+    if (int rc = findAssociation(port, PROMISCUOUS, &own))
         return rc;
     *primary = own->primary;
     setList(secondaries, {own->secondaries.begin(), own->secondaries.end()});
@@ -223,7 +216,7 @@ static int getPromiscuous(uint32_t port, uint32_t *primary, VlanIdList *secondar
 /* A step of the walk over a trunk's primary VLANs, of which there is one at most: is it behind `after`? */
 static int stepTrunk(uint32_t port, PrivatePortMode mode, uint32_t after)
 {
-    if (!portExists(port))
+    if (!interfaceExists(port))
         return OPEN_BAD_ARGUMENT;
     return modeOf(port) == mode && privatePort(port)->primary > after ? OPEN_OK : OPEN_FAILED;
 }
@@ -231,17 +224,17 @@ static int stepTrunk(uint32_t port, PrivatePortMode mode, uint32_t after)
 static void servePrivatePorts()
 {
     SERVE(rpcclt_openapiDot1qIntfPVlanHostAssocSet, setHost);
-    SERVE(rpcclt_openapiDot1qPVlanIntfHostAssocRemove, [](uint32_t port) { return removeAssociation(port, true); });
+    SERVE(rpcclt_openapiDot1qPVlanIntfHostAssocRemove, removeAssociation<HOST>);
     SERVE(rpcclt_openapiPvlanIntfHostAssocGet, getHost);
     SERVE(rpcclt_openapiDot1qIntfPVlanPromiscAssocSet, setPromiscuous);
-    SERVE(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove, [](uint32_t port) { return removeAssociation(port, false); });
+    SERVE(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove, removeAssociation<PROMISCUOUS>);
     SERVE(rpcclt_openapiPvlanIntfPromiscAssocGet, getPromiscuous);
     SERVE(rpcclt_openapiPvlanIntfModeGet,
-          [](uint32_t port, uint32_t *mode) { return onPort(port, modeOf(port), mode); });
+          [](uint32_t port, uint32_t *mode) { return onInterface(port, modeOf(port), mode); });
     SERVE(rpcclt_openapiPvlanIntfOperAssocGet, [](uint32_t port, VlanIdList *list) -> int {
-        if (!portExists(port))
+        if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
-        std::set<uint16_t> ids;
+        VlanSet ids;
         if (const PrivatePort *own = privatePort(port)) {
             ids = own->secondaries;
             ids.insert((uint16_t)own->primary);
@@ -263,17 +256,6 @@ static void servePrivateTrunks()
               int rc = stepTrunk(port, PORT_ISOLATED_TRUNK, after);
               return rc == OPEN_OK ? getHost(port, next, secondary) : rc;
           });
-    /* Whatever the mode: where the port's untagged frames go. */
-    SERVE(rpcclt_openapiPvlanIntfTrunkNativeVlanGet,
-          [](uint32_t port, uint32_t *vlan) { return onPort(port, portPvid(port), vlan); });
-    SERVE(rpcclt_openapiPvlanIntfTrunkAllowedVlanListGet, [](uint32_t port, VlanIdList *list) -> int {
-        if (!portExists(port))
-            return OPEN_BAD_ARGUMENT;
-        std::vector<uint16_t> ids = trunkAllowedVlans(port);
-        std::erase_if(ids, isPrivateVlan);
-        setList(list, ids);
-        return OPEN_OK;
-    });
 }
 
 void servePrivateVlans()

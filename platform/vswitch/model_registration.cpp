@@ -1,122 +1,193 @@
 /*
  * model_registration.cpp - the virtual switch's registration protocols: GMRP and GVRP, MVRP and MMRP.
  *
- * Each of them is enabled in two places, for the switch and for a port, and runs where both say so and a neighbour is.
- * A port that begins to run one exchanges a round of PDUs with its neighbour, and then the line falls silent: counters
- * never move between two requests.
+ * Each of them is enabled in two places, for the switch and for a port, and runs where both say so, the port is up and a
+ * neighbour is. Then a PDU goes either way at once and with every LeaveAll timer; MVRP and MMRP send one every second
+ * besides while their periodic state machine is on. Where GVRP or MVRP runs, the neighbour registers its VLANs, unless the
+ * port may not be in one: that counts as a failed registration each time. The neighbours of a switch made up have three
+ * VLANs, 3001 and 3002 on port 1, 3002 and 3003 on port 2.
  */
+#include <algorithm>
 #include <array>
-#include <map>
-#include <set>
 
-#include "model.h"
-#include "model_vlan.h"
 #include "operations.h"
 #include "settings.h"
+#include "state.h"
 
 /* Timers in hundredths of a second, in the ranges of the protocol. */
-static const Setting settings[] = {
-    {"rpcclt_openapiGarpJoinTimeGet", "rpcclt_openapiGarpJoinTimeSet", FOR_PORT, 20, 10, 100},
-    {"rpcclt_openapiGarpLeaveTimeGet", "rpcclt_openapiGarpLeaveTimeSet", FOR_PORT, 60, 20, 600},
-    {"rpcclt_openapiGarpLeaveAllTimeGet", "rpcclt_openapiGarpLeaveAllTimeSet", FOR_PORT, 1000, 200, 6000},
-    {"rpcclt_openapiMvrpPeriodicStateMachineModeGet", "rpcclt_openapiMvrpPeriodicStateMachineModeSet", FOR_SWITCH,
-     0, 0, 1},
-    {"rpcclt_openapiMmrpPeriodicStateMachineModeGet", "rpcclt_openapiMmrpPeriodicStateMachineModeSet", FOR_SWITCH,
-     0, 0, 1},
-};
+static Setting joinTime = {"rpcclt_openapiGarpJoinTimeGet", "rpcclt_openapiGarpJoinTimeSet", FOR_PORT, 20, 10, 100};
+static Setting leaveTime = {"rpcclt_openapiGarpLeaveTimeGet", "rpcclt_openapiGarpLeaveTimeSet", FOR_PORT, 60, 20, 600};
+static Setting leaveAllTime = {"rpcclt_openapiGarpLeaveAllTimeGet", "rpcclt_openapiGarpLeaveAllTimeSet", FOR_PORT, 1000,
+                               200, 6000};
+static Setting mvrpPeriodic = {"rpcclt_openapiMvrpPeriodicStateMachineModeGet",
+                               "rpcclt_openapiMvrpPeriodicStateMachineModeSet", FOR_SWITCH, 0, 0, 1};
+static Setting mmrpPeriodic = {"rpcclt_openapiMmrpPeriodicStateMachineModeGet",
+                               "rpcclt_openapiMmrpPeriodicStateMachineModeSet", FOR_SWITCH, 0, 0, 1};
 
 enum Protocol { GMRP, GVRP, MVRP, MMRP, PROTOCOLS };
 
-/* What is counted, by the counter types of MVRP (all of them) and of MMRP (the first five). */
-enum Counter : uint32_t { RECEIVED, BAD_HEADER, BAD_FORMAT, SENT, SEND_FAILED, REGISTRATION_FAILED, COUNTERS };
-using Counters = std::array<uint32_t, COUNTERS>;
+/* What is counted, by MrpCounter. */
+using Counters = std::array<uint64_t, MRP_REGISTRATION_FAILED + 1>;
 
-/* A round of PDUs; on port N, N more are received and sent. */
-static const Counters firstRound = {30, 2, 1, 40, 4, 3};
+/* A port that runs a protocol: what is due when, in seconds of uptime. */
+struct Session {
+    bool running = false;
+    uint64_t nextLeaveAll = 0, periodicUntil = 0;
+};
 
 struct ProtocolState {
     bool enabled;
-    std::set<uint32_t> ports; /* where it is enabled */
+    PortSet ports; /* where it is enabled */
+    std::map<uint32_t, Session> sessions;
     std::map<uint32_t, Counters> counted;
     Counters total; /* of the switch: cleared apart from the ports' */
 };
+
 static ProtocolState states[PROTOCOLS];
+static std::map<uint32_t, VlanSet> declared; /* by the neighbour on a port */
 
 static bool runs(Protocol protocol, uint32_t port)
 {
-    return states[protocol].enabled && states[protocol].ports.contains(port) && portHasLink(port);
+    const ProtocolState &state = states[protocol];
+    return state.enabled && state.ports.contains(port) && portIsUp(port) && portHasNeighbour(port);
 }
 
-static void exchangeFirstRound(Protocol protocol, uint32_t port)
+/* VLANs */
+
+void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins)
 {
-    for (uint32_t i = 0; i < COUNTERS; i++) {
-        uint32_t count = firstRound[i] + (i == RECEIVED || i == SENT ? port : 0);
-        states[protocol].counted[port][i] += count;
-        states[protocol].total[i] += count;
+    if (joins)
+        declared[port].insert((uint16_t)vlan);
+    else
+        declared[port].erase((uint16_t)vlan);
+    stateChanged();
+}
+
+bool vlanRegistered(uint32_t port, uint32_t vlan)
+{
+    auto known = declared.find(port);
+    return known != declared.end() && known->second.contains((uint16_t)vlan) && (runs(GVRP, port) || runs(MVRP, port)) &&
+           portMayRegister(port, vlan);
+}
+
+VlanSet registeredVlans()
+{
+    VlanSet ids;
+    if (states[GVRP].enabled || states[MVRP].enabled)
+        for (const auto &[port, vlans] : declared)
+            for (uint16_t vlan : vlans)
+                if (vlanRegistered(port, vlan))
+                    ids.insert(vlan);
+    return ids;
+}
+
+static uint32_t refusedVlans(uint32_t port)
+{
+    const VlanSet &vlans = declared[port];
+    return (uint32_t)std::count_if(vlans.begin(), vlans.end(), [=](uint16_t vlan) { return !portMayRegister(port, vlan); });
+}
+
+/* PDUs */
+
+static void count(Protocol protocol, uint32_t port, MrpCounter counter, uint64_t number)
+{
+    states[protocol].counted[port][counter] += number;
+    states[protocol].total[counter] += number;
+}
+
+static void exchange(Protocol protocol, uint32_t port, uint64_t rounds)
+{
+    count(protocol, port, MRP_SENT, rounds);
+    count(protocol, port, MRP_RECEIVED, rounds);
+    if (protocol == GVRP || protocol == MVRP)
+        count(protocol, port, MRP_REGISTRATION_FAILED, rounds * refusedVlans(port));
+}
+
+static uint64_t leaveAllSeconds(Protocol protocol, uint32_t port)
+{
+    return protocol == GMRP || protocol == GVRP ? leaveAllTime.value(port) / 100 : 10;
+}
+
+static void passSession(Protocol protocol, uint32_t port, uint64_t now)
+{
+    Session &session = states[protocol].sessions[port];
+    if (!runs(protocol, port)) {
+        session.running = false;
+        return;
     }
+    uint64_t interval = leaveAllSeconds(protocol, port);
+    if (!session.running) {
+        session = {true, now + interval, now};
+        exchange(protocol, port, 1);
+    }
+    session.nextLeaveAll = std::min(session.nextLeaveAll, now + interval); /* the timer may have been made shorter */
+    if (session.nextLeaveAll <= now) {
+        uint64_t rounds = (now - session.nextLeaveAll) / interval + 1;
+        exchange(protocol, port, rounds);
+        session.nextLeaveAll += rounds * interval;
+    }
+    if ((protocol == MVRP && mvrpPeriodic.value()) || (protocol == MMRP && mmrpPeriodic.value()))
+        count(protocol, port, MRP_SENT, now - session.periodicUntil);
+    session.periodicUntil = now;
+}
+
+void passRegistration(uint64_t now)
+{
+    for (Protocol protocol : {GMRP, GVRP, MVRP, MMRP})
+        for (uint32_t port : states[protocol].ports)
+            passSession(protocol, port, now);
 }
 
 /* What all four protocols have; a flag is 0 or 1. */
 
 template <Protocol P> static int enableGet(uint32_t *flag)
 {
-    *flag = states[P].enabled;
-    return OPEN_OK;
+    return tell(states[P].enabled, flag);
 }
 
 template <Protocol P> static int enableSet(uint32_t flag)
 {
     if (flag > 1)
         return OPEN_BAD_ARGUMENT;
-    bool before = states[P].enabled;
     states[P].enabled = flag;
-    for (uint32_t port : states[P].ports)
-        if (!before && runs(P, port))
-            exchangeFirstRound(P, port);
     return OPEN_OK;
 }
 
 template <Protocol P> static int portEnableGet(uint32_t port, uint32_t *flag)
 {
-    if (!portExists(port))
-        return OPEN_BAD_ARGUMENT;
-    *flag = states[P].ports.contains(port);
-    return OPEN_OK;
+    return onPort(port, states[P].ports.contains(port), flag);
 }
 
 template <Protocol P> static int portEnableSet(uint32_t port, uint32_t flag)
 {
     if (!portExists(port) || flag > 1)
         return OPEN_BAD_ARGUMENT;
-    bool before = runs(P, port);
-    if (flag)
+    if (flag) {
         states[P].ports.insert(port);
-    else
+    } else {
         states[P].ports.erase(port);
-    if (!before && runs(P, port))
-        exchangeFirstRound(P, port);
+        states[P].sessions.erase(port);
+    }
     return OPEN_OK;
 }
 
-template <Protocol P> static int portCounter(uint32_t port, uint32_t type, uint32_t *count)
+template <Protocol P> static int portCounter(uint32_t port, uint32_t type, uint32_t *value)
 {
-    if (!portExists(port) || type > (P == MMRP ? SEND_FAILED : REGISTRATION_FAILED))
+    if (!portExists(port) || type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
-    *count = states[P].counted[port][type];
-    return OPEN_OK;
+    return tell((uint32_t)states[P].counted[port][type], value);
 }
 
-template <Protocol P, Counter C> static int portCounterGet(uint32_t port, uint32_t *count)
+template <Protocol P, MrpCounter C> static int portCounterGet(uint32_t port, uint32_t *value)
 {
-    return portCounter<P>(port, C, count);
+    return portCounter<P>(port, C, value);
 }
 
-template <Protocol P> static int totalCounter(uint32_t type, uint32_t *count)
+template <Protocol P> static int totalCounter(uint32_t type, uint32_t *value)
 {
-    if (type > (P == MMRP ? SEND_FAILED : REGISTRATION_FAILED))
+    if (type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
-    *count = states[P].total[type];
-    return OPEN_OK;
+    return tell((uint32_t)states[P].total[type], value);
 }
 
 template <Protocol P> static int clearPort(uint32_t port)
@@ -139,23 +210,40 @@ template <Protocol P> static int clearAll()
     return clearTotal<P>();
 }
 
-/* The VLANs MVRP knows: those of the VLAN table, where it runs. */
-static int registeredVlans(bool running, uint32_t vlanType, VlanIdList *vlans, uint32_t *count)
+/* The VLANs that MVRP knows. */
+
+static int tellVlans(std::vector<uint16_t> known, VlanIdList *vlans, uint32_t *count)
 {
-    enum { VLANS_ALL, VLANS_STATIC, VLANS_DYNAMIC };
-    if (vlanType > VLANS_DYNAMIC)
-        return OPEN_BAD_ARGUMENT;
-    std::vector<uint16_t> known = running ? existingVlans() : std::vector<uint16_t>();
-    if (vlanType != VLANS_ALL)
-        std::erase_if(known, [=](uint16_t vlan) { return vlanIsDynamic(vlan) != (vlanType == VLANS_DYNAMIC); });
     setList(vlans, known);
-    *count = vlans->count;
-    return OPEN_OK;
+    return tell(vlans->count, count);
+}
+
+static int vlansOfSwitch(uint32_t selection, VlanIdList *vlans, uint32_t *count)
+{
+    if (selection > MVRP_VLANS_DYNAMIC)
+        return OPEN_BAD_ARGUMENT;
+    std::vector<uint16_t> known = states[MVRP].enabled ? existingVlans() : std::vector<uint16_t>();
+    if (selection != MVRP_VLANS_ALL)
+        std::erase_if(known, [=](uint16_t vlan) { return vlanIsDynamic(vlan) != (selection == MVRP_VLANS_DYNAMIC); });
+    return tellVlans(known, vlans, count);
+}
+
+/* Static: what the port tells its neighbour. Dynamic: what the neighbour registered. */
+static int vlansOfPort(uint32_t port, uint32_t selection, VlanIdList *vlans, uint32_t *count)
+{
+    if (!portExists(port) || selection > MVRP_VLANS_DYNAMIC)
+        return OPEN_BAD_ARGUMENT;
+    std::vector<uint16_t> known = runs(MVRP, port) ? existingVlans() : std::vector<uint16_t>();
+    std::erase_if(known, [=](uint16_t vlan) {
+        bool added = isAdded(port, vlan);
+        return !portInVlan(port, vlan) || (selection != MVRP_VLANS_ALL && added != (selection == MVRP_VLANS_DYNAMIC));
+    });
+    return tellVlans(known, vlans, count);
 }
 
 void serveRegistration()
 {
-    serveSettings(settings);
+    serveSettings({&joinTime, &leaveTime, &leaveAllTime, &mvrpPeriodic, &mmrpPeriodic});
 
     SERVE(rpcclt_openapiGarpGmrpEnableGet, enableGet<GMRP>);
     SERVE(rpcclt_openapiGarpGmrpEnableSet, enableSet<GMRP>);
@@ -175,12 +263,12 @@ void serveRegistration()
     SERVE(rpcclt_openapiMmrpIntfModeGet, portEnableGet<MMRP>);
     SERVE(rpcclt_openapiMmrpIntfModeSet, portEnableSet<MMRP>);
 
-    SERVE(rpcclt_openapiGarpGmrpFailedRegistrationsGet, portCounterGet<GMRP, REGISTRATION_FAILED>);
-    SERVE(rpcclt_openapiGarpGmrpReceivePDUCountGet, portCounterGet<GMRP, RECEIVED>);
-    SERVE(rpcclt_openapiGarpGmrpTransmitPDUCountGet, portCounterGet<GMRP, SENT>);
-    SERVE(rpcclt_openapiGarpGvrpFailedRegistrationsGet, portCounterGet<GVRP, REGISTRATION_FAILED>);
-    SERVE(rpcclt_openapiGarpGvrpReceivePDUCountGet, portCounterGet<GVRP, RECEIVED>);
-    SERVE(rpcclt_openapiGarpGvrpTransmitPDUCountGet, portCounterGet<GVRP, SENT>);
+    SERVE(rpcclt_openapiGarpGmrpFailedRegistrationsGet, portCounterGet<GMRP, MRP_REGISTRATION_FAILED>);
+    SERVE(rpcclt_openapiGarpGmrpReceivePDUCountGet, portCounterGet<GMRP, MRP_RECEIVED>);
+    SERVE(rpcclt_openapiGarpGmrpTransmitPDUCountGet, portCounterGet<GMRP, MRP_SENT>);
+    SERVE(rpcclt_openapiGarpGvrpFailedRegistrationsGet, portCounterGet<GVRP, MRP_REGISTRATION_FAILED>);
+    SERVE(rpcclt_openapiGarpGvrpReceivePDUCountGet, portCounterGet<GVRP, MRP_RECEIVED>);
+    SERVE(rpcclt_openapiGarpGvrpTransmitPDUCountGet, portCounterGet<GVRP, MRP_SENT>);
     SERVE(rpcclt_openapiMvrpTrafficPduCounterGet, totalCounter<MVRP>);
     SERVE(rpcclt_openapiMvrpIntfTrafficPduCounterGet, portCounter<MVRP>);
     SERVE(rpcclt_openapiMvrpTrafficCountersPerIfClear, clearPort<MVRP>);
@@ -192,28 +280,19 @@ void serveRegistration()
     SERVE(rpcclt_openapiMmrpCountersClear, clearAll<MMRP>);
 
     /* MVRP can run on every port. */
-    SERVE(rpcclt_openapiMvrpIsValidIntfGet, [](uint32_t port, uint32_t *flag) -> int {
-        *flag = portExists(port);
-        return OPEN_OK;
-    });
-    SERVE(rpcclt_openapiMvrpValidIntfNextGet, [](uint32_t port, uint32_t *next) -> int {
-        uint32_t found = nextPort(port);
-        if (!found)
-            return OPEN_FAILED;
-        *next = found;
-        return OPEN_OK;
-    });
-    SERVE(rpcclt_openapiMvrpVlanArrayGet, [](uint32_t vlanType, VlanIdList *vlans, uint32_t *count) {
-        return registeredVlans(states[MVRP].enabled, vlanType, vlans, count);
-    });
-    SERVE(rpcclt_openapiMvrpIntfVlanArrayGet,
-          [](uint32_t port, uint32_t vlanType, VlanIdList *vlans, uint32_t *count) -> int {
-              return portExists(port) ? registeredVlans(runs(MVRP, port), vlanType, vlans, count) : OPEN_BAD_ARGUMENT;
-          });
+    SERVE(rpcclt_openapiMvrpIsValidIntfGet,
+          [](uint32_t port, uint32_t *flag) { return tell(portExists(port), flag); });
+    SERVE(rpcclt_openapiMvrpValidIntfNextGet,
+          [](uint32_t port, uint32_t *next) { return tellNext(nextPort(port), next); });
+    SERVE(rpcclt_openapiMvrpVlanArrayGet, vlansOfSwitch);
+    SERVE(rpcclt_openapiMvrpIntfVlanArrayGet, vlansOfPort);
 }
 
 void resetRegistration()
 {
     for (ProtocolState &state : states)
         state = {};
+    declared.clear();
+    if (trafficIsMadeUp())
+        declared = {{1, {3001, 3002}}, {2, {3002, 3003}}};
 }

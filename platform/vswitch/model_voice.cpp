@@ -1,69 +1,75 @@
 /*
  * model_voice.cpp - the virtual switch's voice VLAN, and its automatic prioritisation of VoIP with the table of OUIs.
  */
-#include <ctype.h>
-
 #include <algorithm>
 #include <map>
 
-#include "model.h"
 #include "operations.h"
 #include "settings.h"
-
-/* How a phone on a port is told to send: untold, tagged with a VLAN, with a priority only, as it likes, untagged. */
-enum PortMode : uint32_t { VOICE_DISABLED, VOICE_VLAN, VOICE_PRIORITY, VOICE_NONE, VOICE_UNTAGGED };
-
-/* How VoIP is recognised on a port. */
-enum DetectionType : uint32_t { BY_PROTOCOL = 1, BY_OUI = 2 };
+#include "state.h"
 
 enum : uint32_t { MAX_CALLS = 16, OUI_INDEXES = 32 };
 
-static const Setting settings[] = {
-    {"rpcclt_openapiVoiceVlanAdminModeGet", "rpcclt_openapiVoiceVlanAdminModeSet", FOR_SWITCH, 0, 0, 1},
-    {"rpcclt_openapiVoiceVlanPortAdminModeGet", nullptr, FOR_PORT, VOICE_DISABLED, 0, 0},
-    {"rpcclt_openapiVoiceVlanPortVlanIdGet", nullptr, FOR_PORT, 0, 0, 0}, /* 0: none was set */
-    {"rpcclt_openapiVoiceVlanPortDot1pPriorityGet", "rpcclt_openapiVoiceVlanPortDot1pPrioritySet", FOR_PORT, 5, 0, 7},
-    {"rpcclt_openapiVoiceVlanPortCosOverrideModeGet", "rpcclt_openapiVoiceVlanPortCosOverrideModeSet", FOR_PORT,
-     0, 0, 1},
-    {"rpcclt_openapiVoiceVlanPortAuthStateGet", "rpcclt_openapiVoiceVlanPortAuthStateSet", FOR_PORT, 1, 0, 1},
-    {"rpcclt_openapiVoiceVlanPortDscpGet", "rpcclt_openapiVoiceVlanPortDscpSet", FOR_PORT, 46, 0, 63},
-    {"rpcclt_openapiVoipGlobalVlanIdGet", nullptr, FOR_SWITCH, 0, 0, 0}, /* 0: none */
-    {"rpcclt_openapiVoipMaxCallsGet", nullptr, FOR_SWITCH, MAX_CALLS, 0, 0},
-    {"rpcclt_openapiVoipOUIPriorityGet", "rpcclt_openapiVoipOUIPrioritySet", FOR_SWITCH, 7, 0, 7},
-};
+static Setting adminMode = {"rpcclt_openapiVoiceVlanAdminModeGet", "rpcclt_openapiVoiceVlanAdminModeSet", FOR_SWITCH, 0,
+                            0, 1};
+static Setting portMode = {"rpcclt_openapiVoiceVlanPortAdminModeGet", nullptr, FOR_PORT, VOICE_DISABLED, 0, 0};
+static Setting portVlan = {"rpcclt_openapiVoiceVlanPortVlanIdGet", nullptr, FOR_PORT, 0, 0, 0}; /* 0: none */
+static Setting portPriority = {"rpcclt_openapiVoiceVlanPortDot1pPriorityGet",
+                               "rpcclt_openapiVoiceVlanPortDot1pPrioritySet", FOR_PORT, 5, 0, 7};
+static Setting cosOverride = {"rpcclt_openapiVoiceVlanPortCosOverrideModeGet",
+                              "rpcclt_openapiVoiceVlanPortCosOverrideModeSet", FOR_PORT, 0, 0, 1};
+static Setting authState = {"rpcclt_openapiVoiceVlanPortAuthStateGet", "rpcclt_openapiVoiceVlanPortAuthStateSet",
+                            FOR_PORT, 1, 0, 1};
+static Setting dscp = {"rpcclt_openapiVoiceVlanPortDscpGet", "rpcclt_openapiVoiceVlanPortDscpSet", FOR_PORT, 46, 0, 63};
+static Setting voipVlan = {"rpcclt_openapiVoipGlobalVlanIdGet", nullptr, FOR_SWITCH, 0, 0, 0}; /* 0: none */
+static Setting maxCalls = {"rpcclt_openapiVoipMaxCallsGet", nullptr, FOR_SWITCH, MAX_CALLS, 0, 0};
+static Setting ouiPriority = {"rpcclt_openapiVoipOUIPriorityGet", "rpcclt_openapiVoipOUIPrioritySet", FOR_SWITCH, 7, 0,
+                              7};
 
 /* Voice VLAN */
 
-/* The VLAN must exist when it is set; phones are told of it also when it is deleted later. */
+uint32_t voiceVlan(uint32_t port)
+{
+    uint32_t vlan = (uint32_t)portVlan.value(port);
+    return adminMode.value() && portMode.value(port) == VOICE_VLAN && vlanExists(vlan) ? vlan : 0;
+}
+
+/* 0 takes the VLAN away. */
 static int portVlanSet(uint32_t port, uint32_t vlan)
 {
-    if (!portExists(port) || !vlanExists(vlan))
+    if (!portExists(port) || (vlan && !vlanExists(vlan)))
         return OPEN_BAD_ARGUMENT;
-    setSettingValue("rpcclt_openapiVoiceVlanPortVlanIdGet", port, vlan);
+    portVlan.put(port, vlan);
     return OPEN_OK;
 }
 
 /* The value is the VLAN or the priority that goes with the mode; the other modes have none and do not look at it. */
 static int portModeSet(uint32_t port, uint32_t mode, uint32_t value)
 {
-    if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && value > 7))
+    if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && value > 7) ||
+        (mode == VOICE_VLAN && !vlanExists(value)))
         return OPEN_BAD_ARGUMENT;
-    if (mode == VOICE_VLAN && portVlanSet(port, value) != OPEN_OK)
-        return OPEN_BAD_ARGUMENT;
+    if (mode == VOICE_VLAN)
+        portVlan.put(port, value);
     if (mode == VOICE_PRIORITY)
-        setSettingValue("rpcclt_openapiVoiceVlanPortDot1pPriorityGet", port, value);
-    setSettingValue("rpcclt_openapiVoiceVlanPortAdminModeGet", port, mode);
+        portPriority.put(port, value);
+    portMode.put(port, mode);
     return OPEN_OK;
 }
 
-/* 1 where the voice VLAN is in force: enabled for the switch and on a port that has a link. */
+/* 1 where the voice VLAN is in force: enabled for the switch and on a port that is up; a mode with a VLAN needs it. */
 static int portStatusGet(uint32_t port, uint32_t *status)
 {
-    if (!portExists(port))
-        return OPEN_BAD_ARGUMENT;
-    *status = settingValue("rpcclt_openapiVoiceVlanAdminModeGet") &&
-              settingValue("rpcclt_openapiVoiceVlanPortAdminModeGet", port) != VOICE_DISABLED && portHasLink(port);
-    return OPEN_OK;
+    uint64_t mode = portMode.value(port);
+    bool works = mode == VOICE_VLAN ? voiceVlan(port) != 0 : mode != VOICE_DISABLED && adminMode.value();
+    return onPort(port, works && portIsUp(port), status);
+}
+
+void forgetVlanOfVoice(uint32_t vlan)
+{
+    std::erase_if(portVlan.values, [=](const auto &entry) { return entry.second == vlan; });
+    if (voipVlan.value() == vlan)
+        voipVlan.put(0, 0);
 }
 
 /* VoIP on the ports */
@@ -75,8 +81,7 @@ static int detectionGet(uint32_t port, uint32_t type, uint32_t *flag)
 {
     if (!portExists(port) || type < BY_PROTOCOL || type > BY_OUI)
         return OPEN_BAD_ARGUMENT;
-    *flag = detection[{port, type}];
-    return OPEN_OK;
+    return tell(detection[{port, type}], flag);
 }
 
 static int detectionSet(uint32_t port, uint32_t type, uint32_t flag)
@@ -87,13 +92,9 @@ static int detectionSet(uint32_t port, uint32_t type, uint32_t flag)
     return OPEN_OK;
 }
 
-/* 0 (up) where it is enabled and the port has a link, 1 (down) elsewhere. */
-static int detectionStatus(uint32_t port, uint32_t type, uint32_t *status)
+template <VoipDetection type> static int detectionStatus(uint32_t port, uint32_t *status)
 {
-    if (!portExists(port))
-        return OPEN_BAD_ARGUMENT;
-    *status = detection[{port, type}] && portHasLink(port) ? 0 : 1;
-    return OPEN_OK;
+    return onPort(port, detection[{port, type}] && portIsUp(port) ? VOIP_UP : VOIP_DOWN, status);
 }
 
 /* One call is carried on each port on which VoIP is recognised by protocol. */
@@ -101,61 +102,47 @@ static int sessionsGet(uint32_t *count)
 {
     *count = 0;
     for (const auto &[key, flag] : detection)
-        *count += key.second == BY_PROTOCOL && flag && portHasLink(key.first);
+        *count += key.second == BY_PROTOCOL && flag && portIsUp(key.first);
     return OPEN_OK;
 }
 
-/* Scheme 1 remarks to a priority, 2 puts into a traffic class: 0 to 7 either way. */
+/* The priority or the traffic class: 0 to 7 either way. */
 static int cosQueueSet(uint32_t scheme, uint32_t value)
 {
-    if (scheme < 1 || scheme > 2 || value > 7)
+    if (scheme < SCHEME_REMARK || scheme > SCHEME_TRAFFIC_CLASS || value > 7)
         return OPEN_BAD_ARGUMENT;
     priorityScheme = scheme;
     priorityValue = value;
     return OPEN_OK;
 }
 
-/* The table of OUIs, by index and by OUI ("2A:5D:01", kept in capitals). No OUI is in it twice. */
+/* The table of OUIs, by index and by OUI. No OUI is in it twice. */
 
 struct OuiEntry {
-    std::string oui;
+    uint32_t oui;
     std::string description;
 };
 static std::map<uint32_t, OuiEntry> ouis;
 using OuiPosition = std::map<uint32_t, OuiEntry>::iterator;
 
-static bool parseOui(const OpenBufferDesc *text, std::string *oui)
+static OuiPosition positionOf(uint32_t oui)
 {
-    *oui = textOf(text);
-    if (oui->size() != 8)
-        return false;
-    for (size_t i = 0; i < 8; i++) {
-        char &c = (*oui)[i];
-        if (i % 3 == 2 ? c != ':' : !isxdigit((unsigned char)c))
-            return false;
-        c = (char)toupper((unsigned char)c);
-    }
-    return true;
+    return std::find_if(ouis.begin(), ouis.end(), [=](const auto &entry) { return entry.second.oui == oui; });
 }
 
-static OuiPosition positionOf(const std::string &oui)
-{
-    return std::find_if(ouis.begin(), ouis.end(), [&](const auto &entry) { return entry.second.oui == oui; });
-}
-
-/* The entry with the lowest OUI behind `oui`. */
-static OuiPosition positionAfter(const std::string &oui)
+/* The entry with the lowest OUI from `lowest` on. */
+static OuiPosition positionFrom(uint32_t lowest)
 {
     OuiPosition next = ouis.end();
     for (OuiPosition entry = ouis.begin(); entry != ouis.end(); entry++)
-        if (entry->second.oui > oui && (next == ouis.end() || entry->second.oui < next->second.oui))
+        if (entry->second.oui >= lowest && (next == ouis.end() || entry->second.oui < next->second.oui))
             next = entry;
     return next;
 }
 
 static int giveEntry(OuiPosition entry, OpenBufferDesc *oui, OpenBufferDesc *description)
 {
-    if (entry == ouis.end() || setText(oui, entry->second.oui) != OPEN_OK)
+    if (entry == ouis.end() || setText(oui, ouiText(entry->second.oui)) != OPEN_OK)
         return OPEN_FAILED;
     return setText(description, entry->second.description);
 }
@@ -175,8 +162,8 @@ static uint32_t lowestFreeIndex()
 
 static int addOui(uint32_t index, const OpenBufferDesc *text, const OpenBufferDesc *description)
 {
-    std::string oui;
-    if (!parseOui(text, &oui) || textOf(description).size() > 32)
+    uint32_t oui;
+    if (!parseOui(textOf(text), &oui) || textOf(description).size() > 32)
         return OPEN_BAD_ARGUMENT;
     if (ouis.contains(index) || positionOf(oui) != ouis.end())
         return OPEN_EXISTS;
@@ -188,8 +175,8 @@ static int addOui(uint32_t index, const OpenBufferDesc *text, const OpenBufferDe
 
 static int removeOui(OpenBufferDesc *text)
 {
-    std::string oui;
-    if (!parseOui(text, &oui))
+    uint32_t oui;
+    if (!parseOui(textOf(text), &oui))
         return OPEN_BAD_ARGUMENT;
     return std::erase_if(ouis, [&](const auto &entry) { return entry.second.oui == oui; }) ? OPEN_OK : OPEN_FAILED;
 }
@@ -200,24 +187,22 @@ static void serveOuis()
         return addOui(lowestFreeIndex(), oui, description);
     });
     SERVE(rpcclt_openapiVoipOuiRemove, removeOui);
-    SERVE(rpcclt_openapiVoipOuiCountGet, [](uint32_t *count) -> int {
-        *count = (uint32_t)ouis.size();
-        return OPEN_OK;
-    });
+    SERVE(rpcclt_openapiVoipOuiCountGet, [](uint32_t *count) { return tell((uint32_t)ouis.size(), count); });
     SERVE(rpcclt_openapiVoipOuiFirstEntryGet, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
-        return giveEntry(positionAfter(""), oui, description);
+        return giveEntry(positionFrom(0), oui, description);
     });
     SERVE(rpcclt_openapiVoipOuiDescGet, [](OpenBufferDesc *text, OpenBufferDesc *description) -> int {
-        std::string oui;
-        if (!parseOui(text, &oui))
+        uint32_t oui;
+        if (!parseOui(textOf(text), &oui))
             return OPEN_BAD_ARGUMENT;
         OuiPosition entry = positionOf(oui);
         return entry == ouis.end() ? (int)OPEN_FAILED : setText(description, entry->second.description);
     });
     SERVE(rpcclt_openapiVoipOuiNextEntryGet,
           [](OpenBufferDesc *text, OpenBufferDesc *next, OpenBufferDesc *nextDescription) -> int {
-              std::string oui;
-              return parseOui(text, &oui) ? giveEntry(positionAfter(oui), next, nextDescription) : OPEN_BAD_ARGUMENT;
+              uint32_t oui;
+              return parseOui(textOf(text), &oui) ? giveEntry(positionFrom(oui + 1), next, nextDescription)
+                                                  : OPEN_BAD_ARGUMENT;
           });
     SERVE(rpcclt_openapiVoipOuiEntryGet,
           [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
@@ -243,7 +228,8 @@ static void serveOuis()
 
 void serveVoice()
 {
-    serveSettings(settings);
+    serveSettings({&adminMode, &portMode, &portVlan, &portPriority, &cosOverride, &authState, &dscp, &voipVlan, &maxCalls,
+                   &ouiPriority});
 
     SERVE(rpcclt_openapiVoiceVlanPortAdminModeSet, portModeSet);
     SERVE(rpcclt_openapiVoiceVlanPortVlanIdSet, portVlanSet);
@@ -252,11 +238,11 @@ void serveVoice()
     SERVE(rpcclt_openapiVoipGlobalVlanIdSet, [](uint32_t vlan) -> int {
         if (!vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
-        setSettingValue("rpcclt_openapiVoipGlobalVlanIdGet", 0, vlan);
+        voipVlan.put(0, vlan);
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiVoipGlobalVlanIdReset, []() -> int {
-        setSettingValue("rpcclt_openapiVoipGlobalVlanIdGet", 0, 0);
+        voipVlan.put(0, 0);
         return OPEN_OK;
     });
     SERVE(rpcclt_openapiVoipNumActiveProtocolSessionsGet, sessionsGet);
@@ -268,22 +254,20 @@ void serveVoice()
     });
     SERVE(rpcclt_openapiVoipIntfModeGet, detectionGet);
     SERVE(rpcclt_openapiVoipIntfModeSet, detectionSet);
-    SERVE(rpcclt_openapiVoipIntfProtocolStatusGet,
-          [](uint32_t port, uint32_t *status) { return detectionStatus(port, BY_PROTOCOL, status); });
-    SERVE(rpcclt_openapiVoipIntfOUIStatusGet,
-          [](uint32_t port, uint32_t *status) { return detectionStatus(port, BY_OUI, status); });
+    SERVE(rpcclt_openapiVoipIntfProtocolStatusGet, detectionStatus<BY_PROTOCOL>);
+    SERVE(rpcclt_openapiVoipIntfOUIStatusGet, detectionStatus<BY_OUI>);
     serveOuis();
 }
 
 /* The OUIs from the factory belong to no maker: they are of locally administered addresses. */
 void resetVoice()
 {
-    priorityScheme = 2;
+    priorityScheme = SCHEME_TRAFFIC_CLASS;
     priorityValue = 6;
     detection.clear();
     ouis = {
-        {1, {"7E:40:91", "Desk phones"}},
-        {2, {"2A:5D:01", "Conference phones"}},
-        {3, {"B6:0C:E3", "Door intercoms"}},
+        {1, {0x7E4091, "Desk phones"}},
+        {2, {0x2A5D01, "Conference phones"}},
+        {3, {0xB60CE3, "Door intercoms"}},
     };
 }

@@ -11,9 +11,7 @@
 #include <sstream>
 #include <string>
 
-#include "model.h"
-
-using PortSet = std::set<uint32_t>;
+#include "state.h"
 
 /* Ascending, three ports or more in a row as a range. */
 inline std::string portListText(const PortSet &ports)
@@ -30,7 +28,16 @@ inline std::string portListText(const PortSet &ports)
     return text;
 }
 
-/* In any order, also with repetitions. False for anything but a list of ports that exist; *ports is then undefined. */
+/* Ascending, each by itself. */
+inline std::string portsSingly(const PortSet &ports)
+{
+    std::string text;
+    for (uint32_t port : ports)
+        text.append(text.empty() ? "" : ",").append(std::to_string(port));
+    return text;
+}
+
+/* In any order, also with repetitions. False for anything but a list of ports (or LAGs) that exist; *ports is then undefined. */
 inline bool parsePortList(const std::string &text, PortSet *ports)
 {
     ports->clear();
@@ -44,7 +51,7 @@ inline bool parsePortList(const std::string &text, PortSet *ports)
         uint32_t last = first;
         if (read.ec == std::errc() && read.ptr < end && *read.ptr == '-')
             read = std::from_chars(read.ptr + 1, end, last);
-        if (read.ec != std::errc() || read.ptr != end || first > last || !portExists(first) || !portExists(last))
+        if (read.ec != std::errc() || read.ptr != end || first > last || !interfaceExists(first) || !interfaceExists(last))
             return false;
         for (uint32_t port = first; port <= last; port++)
             ports->insert(port);

@@ -6,33 +6,32 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include <map>
 #include <string>
+#include <vector>
 
-#include "model.h"
 #include "operations.h"
+#include "state.h"
 
-static std::map<std::string, const Setting *> settingOf; /* by the name of the operation that reads it */
-static std::map<std::pair<const Setting *, uint32_t>, uint64_t> values;
+static std::vector<Setting *> served;
 
-static bool keyExists(Scope scope, uint32_t key)
+static bool keyExists(Scope scope, uint32_t port)
 {
-    return scope == FOR_SWITCH || (scope == FOR_PORT ? portExists(key) : vlanExists(key));
+    return scope == FOR_SWITCH || (scope == FOR_PORT ? portExists(port) : interfaceExists(port));
 }
 
-static uint64_t valueOf(const Setting &setting, uint32_t key)
+uint64_t Setting::value(uint32_t port) const
 {
-    auto found = values.find({&setting, key});
-    return found == values.end() ? setting.initial : found->second;
+    auto found = values.find(port);
+    return found == values.end() ? initial : found->second;
 }
 
 static int readSetting(const Setting &setting, Arguments &arguments)
 {
-    uint32_t key = setting.scope == FOR_SWITCH ? 0 : arguments[0].number;
-    if (!keyExists(setting.scope, key))
+    uint32_t port = setting.scope == FOR_SWITCH ? 0 : arguments[0].number;
+    if (!keyExists(setting.scope, port))
         return OPEN_BAD_ARGUMENT;
     Argument &result = arguments.back();
-    uint64_t value = valueOf(setting, key);
+    uint64_t value = setting.value(port);
     if (result.tag == WIRE_OUT64)
         result.number64 = value;
     else if (result.tag == WIRE_OUT16)
@@ -42,17 +41,17 @@ static int readSetting(const Setting &setting, Arguments &arguments)
     return OPEN_OK;
 }
 
-static int writeSetting(const Setting &setting, Arguments &arguments)
+static int writeSetting(Setting &setting, Arguments &arguments)
 {
-    uint32_t key = setting.scope == FOR_SWITCH ? 0 : arguments[0].number;
+    uint32_t port = setting.scope == FOR_SWITCH ? 0 : arguments[0].number;
     uint32_t value = arguments.back().number;
-    if (!keyExists(setting.scope, key) || value < setting.lowest || value > setting.highest)
+    if (!keyExists(setting.scope, port) || value < setting.lowest || value > setting.highest)
         return OPEN_BAD_ARGUMENT;
-    values[{&setting, key}] = value;
+    setting.put(port, value);
     return OPEN_OK;
 }
 
-/* A row must fit its operation: the key if there is one, then the number. */
+/* A setting must fit its operation: the port if there is one, then the number. */
 static Operation &operationWith(const char *name, Scope scope, const char *resultTags)
 {
     Operation &operation = operationNamed(name);
@@ -66,38 +65,22 @@ static Operation &operationWith(const char *name, Scope scope, const char *resul
     return operation;
 }
 
-void serveSettings(std::span<const Setting> settings)
+void serveSettings(std::initializer_list<Setting *> settings)
 {
-    for (const Setting &setting : settings) {
-        operationWith(setting.get, setting.scope, "NHQ").run = [&setting](Arguments &arguments) {
-            return readSetting(setting, arguments);
+    for (Setting *setting : settings) {
+        operationWith(setting->get, setting->scope, "NHQ").run = [setting](Arguments &arguments) {
+            return readSetting(*setting, arguments);
         };
-        settingOf[setting.get] = &setting;
-        if (setting.set)
-            operationWith(setting.set, setting.scope, "n").run = [&setting](Arguments &arguments) {
-                return writeSetting(setting, arguments);
+        if (setting->set)
+            operationWith(setting->set, setting->scope, "n").run = [setting](Arguments &arguments) {
+                return writeSetting(*setting, arguments);
             };
+        served.push_back(setting);
     }
-}
-
-uint64_t settingValue(const char *get, uint32_t key)
-{
-    return valueOf(*settingOf.at(get), key);
-}
-
-void setSettingValue(const char *get, uint32_t key, uint64_t value)
-{
-    values[{settingOf.at(get), key}] = value;
 }
 
 void resetSettings()
 {
-    values.clear();
-}
-
-void forgetSettings(Scope scope, uint32_t key)
-{
-    std::erase_if(values, [&](const auto &entry) {
-        return entry.first.first->scope == scope && entry.first.second == key;
-    });
+    for (Setting *setting : served)
+        setting->values.clear();
 }

@@ -1,38 +1,34 @@
 /*
- * settings.h - the operations that only keep a number: under themselves, or for each port or VLAN.
+ * settings.h - the operations that only keep a number: for the switch, or for each port.
  */
 #ifndef VSWITCH_SETTINGS_H
 #define VSWITCH_SETTINGS_H
 
 #include <stdint.h>
 
-#include <span>
+#include <initializer_list>
+#include <map>
 
-/* What a setting is kept for. Its key is the operation's first parameter; one that does not exist is refused. */
-enum Scope { FOR_SWITCH, FOR_PORT, FOR_VLAN };
+/* What a setting is kept for. A port or interface is the operation's first parameter; one that is not is refused. */
+enum Scope { FOR_SWITCH, FOR_PORT, FOR_INTERFACE };
 
-/* The operation that reads the number, and the one that sets it (null: nothing does). */
+/* A number with the operation that reads it, and the one that sets it (null: nothing does). */
 struct Setting {
     const char *get;
     const char *set;
     Scope scope;
     uint64_t initial;
     uint64_t lowest, highest; /* what may be set; anything else is OPEN_BAD_ARGUMENT */
+    std::map<uint32_t, uint64_t> values = {}; /* by port, 0 for the switch; without those that are as at start */
+
+    uint64_t value(uint32_t port = 0) const;
+    void put(uint32_t port, uint64_t value) { values[port] = value; } /* without the range check */
 };
 
-/* Serves both operations of each row. Rows must live as long as the process. */
-void serveSettings(std::span<const Setting> settings);
-
-/* The value of the setting that `get` reads, for `key` (0 for FOR_SWITCH). */
-uint64_t settingValue(const char *get, uint32_t key = 0);
-
-/* Sets it without the range check. */
-void setSettingValue(const char *get, uint32_t key, uint64_t value);
+/* Serves both operations of each, and takes each back to its initial value at a reset. They live as long as the process. */
+void serveSettings(std::initializer_list<Setting *> settings);
 
 /* All settings back to their initial values. */
 void resetSettings();
-
-/* What was kept for `key` under settings of `scope` is forgotten: the VLAN is gone. */
-void forgetSettings(Scope scope, uint32_t key);
 
 #endif

@@ -1,0 +1,480 @@
+/*
+ * model_test.cpp - what the virtual switch makes of what is set and of what happens: its tables notice each other.
+ *
+ * A step is a line: a request and, behind a "|", what its answer holds (white space does not count) or its code, success
+ * when nothing is said; or a command to the switch (in small letters), which is refused with what is behind a "|".
+ */
+#include <sstream>
+
+#include "tests/support/driver.h"
+
+class Model : public SwitchTest {
+protected:
+    static std::string squeezed(std::string text)
+    {
+        std::erase_if(text, [](char c) { return isspace((unsigned char)c); });
+        return text;
+    }
+
+    void command(const std::string &line, const std::string &refused)
+    {
+        std::istringstream words(line);
+        std::vector<std::string> all = {std::string(BUILD_DIRECTORY) + "/vswitch", "--socket", socket};
+        for (std::string word; words >> word;)
+            all.push_back(word);
+        Outcome outcome = runProcess(all);
+        EXPECT_EQ(outcome.exitStatus, refused.empty() ? 0 : 2) << line << ": " << outcome.errors;
+        EXPECT_NE(outcome.errors.find(refused), std::string::npos) << line << ": " << outcome.errors;
+    }
+
+    void play(const std::string &steps)
+    {
+        std::istringstream lines(steps);
+        for (std::string line; std::getline(lines, line);) {
+            size_t start = line.find_first_not_of(' '), bar = line.find(" | ");
+            if (start == std::string::npos)
+                continue;
+            std::string expected = bar == std::string::npos ? "" : line.substr(bar + 3);
+            std::istringstream words(line.substr(start, bar == std::string::npos ? bar : bar - start));
+            std::string method, target, body;
+            words >> method;
+            if (islower((unsigned char)method[0])) {
+                command(words.str(), expected);
+                continue;
+            }
+            words >> target;
+            std::getline(words, body);
+            std::string number = expected.empty() ? "0" : expected;
+            bool isCode = number.find_first_not_of("-0123456789") == std::string::npos;
+            std::string answer = squeezed(send(method, target, body));
+            EXPECT_NE(answer.find(isCode ? "\"respCode\":" + number + "," : squeezed(expected)), std::string::npos)
+                << line << "\n" << answer;
+        }
+    }
+};
+
+TEST_F(Model, stationsTalkWhileTheirPortIsUp)
+{
+    startSwitch({"--stations", "28"});
+    play(R"(
+        hold
+        GET fdb/intf-dynamic-entries?intIfNum=14 | "entries":2
+        GET fdb/intf-dynamic-entries?intIfNum=15 | "entries":0
+        pass 280
+        PUT fdb/addr-aging-timeout {"timeOut":600}
+        pass 300
+        GET fdb/dynamic-entries | "entries":28
+        pass 30
+        GET fdb/dynamic-entries | "entries":26
+        POST fdb/flush
+        GET fdb/dynamic-entries | "entries":0
+        pass 4
+        GET fdb/dynamic-entries | "entries":26
+        pass 10000000
+        GET fdb/dynamic-entries | "entries":26
+        GET fdb/max-count | "entriesNum":29
+    )");
+}
+
+TEST_F(Model, stationsAppearMoveAndFallSilent)
+{
+    play(R"(
+        hold
+        learn 1 02:00:00:00:aa:01 5
+        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:AA:01 | "port":5
+        pass 1000
+        learn 1 02:00:00:00:aa:01 6
+        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:AA:01 | "port":6
+        silence 1 02:00:00:00:aa:01
+        pass 299
+        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:AA:01 | "port":6
+        pass 1
+        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:AA:01 | 10000
+        silence 1 02:00:00:00:aa:01 | no station
+        learn 2 02:00:00:00:aa:01 5 | no VLAN
+        learn 1 01:00:5e:00:00:01 5 | no station's address
+        learn 1 02:00:00:00:aa:01 99 | no port
+        learn 1 02:00:00:00:aa:01 20 | down: no link
+        link 20 up
+        learn 1 02:00:00:00:aa:01 20
+        GET bridge/dot1d-stp-port-state?port=20 | "portState":5
+        PUT vlan/if-participation?vlanNum=1&ifNum=20 {"participationMode":2}
+        learn 1 02:00:00:00:aa:02 20 | not in VLAN 1
+    )");
+}
+
+TEST_F(Model, keepsWhatATrunkAllowsAsItWasSet)
+{
+    play(R"(
+        PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":2}
+        PUT vlan/dot1q-sw-port-trunk-allowed-vlan-list {"intf":5,"vidList":[4094,10,1,10]}
+        GET vlan/dot1q-sw-port-trunk-allowed-vlan-list?intf=5 | "vidList":[1,10,4094]
+        GET vlan/vid-list?intfNum=5 | "vidList":[1]
+        POST vlan/create?vlanNum=10
+        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
+        PUT vlan/dot1q-sw-port-trunk-native-vlan?intf=5 {"vlanId":10}
+        GET vlan/dot1q-sw-port-untagged-vlan-list?intf=5 | "vidList":[10]
+        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[1]
+        DELETE vlan/delete?vlanNum=10
+        GET vlan/dot1q-sw-port-trunk-allowed-vlan-list?intf=5 | "vidList":[1,10,4094]
+        PUT vlan/dot1q-sw-port-trunk-allowed-vlan-list {"intf":5,"vidList":[1,0]} | -22
+        PUT vlan/dot1q-sw-port-trunk-allowed-vlan-list {"intf":5,"vidList":[4095]} | -22
+        GET vlan/global-auto-trunk | "adminMode":0
+        PUT vlan/global-auto-trunk {"adminMode":1}
+        GET vlan/dot1q-oper-auto-trunk-mode?intIfNum=5 | true
+        GET vlan/dot1q-oper-auto-trunk-mode?intIfNum=6 | false
+    )");
+}
+
+TEST_F(Model, keepsTheSettingsOfGeneralModeInOthers)
+{
+    play(R"(
+        POST vlan/create?vlanNum=10
+        POST vlan/create?vlanNum=20
+        PUT vlan/dot1q-sw-port-access-vlan?intf=5 {"vlanId":20}
+        PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":1}
+        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[]
+        PUT vlan/if-participation?vlanNum=10&ifNum=5 {"participationMode":1}
+        PUT vlan/if-participation?vlanNum=1&ifNum=5 {"participationMode":2}
+        PUT vlan/if-tagging?vlanNum=10&ifNum=5 {"tagging":1}
+        PUT vlan/if-pvid?ifNum=5 {"vlanNum":10}
+        GET vlan/if-participation?vlanNum=10&ifNum=5 | "participationMode":1
+        GET vlan/tagged?vlanId=10&ifNum=5 | "val":1
+        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[1]
+        GET vlan/dot1q-sw-port-untagged-vlan-list?intf=5 | "vidList":[20]
+        GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":20
+        GET vlan/qports-current-ingress-filtering?ifNum=5 | "val":1
+        PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":3}
+        GET vlan/vid-list?intfNum=5 | "numOfElements":1,"vidList":[10]
+        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
+        GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":10
+        GET vlan/qports-current-ingress-filtering?ifNum=5 | "val":0
+        DELETE vlan/delete?vlanNum=10
+        POST vlan/create?vlanNum=10
+        GET vlan/vid-list?intfNum=5 | "vidList":[]
+        GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":1
+    )");
+}
+
+TEST_F(Model, addressesFollowLinksAndMembership)
+{
+    play(R"(
+        hold
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":1
+        link 3 down
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
+        GET bridge/dot1d-stp-top-changes | "topChanges":2
+        pass 60
+        GET bridge/dot1d-stp-time-since-topology-change | "timeSinceTopologyChange":6000
+        GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":0
+        GET bridge/dot1d-tp-port-in-frames?port=4 | "inFrames":300
+        link 3 up
+        pass 4
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":1
+        GET bridge/dot1d-stp-port-forward-transitions?port=3 | "forwardTransitions":2
+        PUT vlan/if-participation?vlanNum=1&ifNum=3 {"participationMode":2}
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
+        PUT vlan/if-participation?vlanNum=1&ifNum=3 {"participationMode":1}
+        pass 4
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":1
+    )");
+}
+
+TEST_F(Model, theVoiceVlanIsTaggedAndEndsWithItsVlan)
+{
+    play(R"(
+        POST vlan/create?vlanNum=10
+        PUT voice-vlan/admin-mode {"mode":1}
+        PUT voice-vlan/port-admin-mode?ifNum=5 {"mode":1,"dataValue":10}
+        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
+        GET voice-vlan/port-status?ifNum=5 | "mode":1
+        PUT voice-vlan/port-vlan-id?ifNum=5&vlanId=0
+        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[]
+        GET voice-vlan/port-status?ifNum=5 | "mode":0
+        PUT voice-vlan/port-vlan-id?ifNum=5&vlanId=10
+        PUT voip/global-vlan-id?vlanId=10
+        DELETE vlan/delete?vlanNum=10
+        GET voice-vlan/port-vlan-id?ifNum=5 | "vlanId":0
+        GET voice-vlan/port-status?ifNum=5 | "mode":0
+        GET voip/global-vlan-id | "vlanId":0
+    )");
+}
+
+TEST_F(Model, aLoopShutsThePortEverywhere)
+{
+    play(R"(
+        hold
+        PUT loop-protect/admin-mode {"adminMode":1}
+        PUT loop-protect/tx-timer {"timerVal":10}
+        PUT loop-protect/max-pdu-receive {"val":3}
+        PUT loop-protect/disable-timer {"val":600}
+        PUT loop-protect/port-admin-mode?ifNum=3 {"mode":1}
+        PUT voip/intf-mode?ifNum=3 {"type":"oui","mode":"enable"}
+        GET loop-protect/port-packet-tx-count?ifNum=3 | "count":1
+        loop 3 on
+        pass 20
+        DELETE loop-protect/port-stats?ifNum=3
+        POST loop-protect/is-port-disabled?ifNum=3 | "false"
+        pass 10
+        GET loop-protect/portloop-detect-count?ifNum=3 | "loopCount":1
+        GET loop-protect/port-packet-rx-count?ifNum=3 | "count":1
+        DELETE loop-protect/all-stats
+        POST loop-protect/is-loop-detected?ifNum=3 | "true"
+        POST loop-protect/is-port-disabled?ifNum=3 | "true"
+        GET loop-protect/port-time-since-last-loop?ifNum=3 | "timeVal":0
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
+        GET voip/intf-oui-status?ifNum=3 | "down"
+        pass 500
+        GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":150
+        GET loop-protect/port-time-since-last-loop?ifNum=3 | "timeVal":500
+        pass 100
+        POST loop-protect/is-port-disabled?ifNum=3 | "false"
+        GET loop-protect/port-packet-tx-count?ifNum=3 | "count":1
+        pass 6200
+        GET loop-protect/portloop-detect-count?ifNum=3 | "loopCount":10
+        GET loop-protect/port-packet-tx-count?ifNum=3 | "count":31
+        POST loop-protect/is-port-disabled?ifNum=3 | "false"
+        loop 3 off
+        pass 9999990
+        GET loop-protect/port-packet-tx-count?ifNum=3 | "count":1000030
+        POST loop-protect/is-loop-detected?ifNum=3 | "false"
+        PUT loop-protect/disable-timer {"val":0}
+        loop 3 on
+        pass 30
+        POST loop-protect/is-port-disabled?ifNum=3 | "true"
+        link 3 down
+        link 3 up
+        POST loop-protect/is-port-disabled?ifNum=3 | "false"
+    )");
+}
+
+TEST_F(Model, aFilterIsInForceWhileFiltersAre)
+{
+    play(R"(
+        hold
+        learn 1 02:00:00:00:00:55 5
+        POST static-filter/filter?vlanId=1 {"macAddr":"02:00:00:00:00:55"}
+        POST static-filter/filter-dst-intf-list?vlanId=1 {"macAddr":"02:00:00:00:00:55","fwdIntfList":"7-8,29"}
+        GET fdb/entry-next?mac=02:00:00:00:00:54 | "fdbIfNum":7,"entryType":"static"
+        GET fdb/entry-next?mac=02:00:00:00:00:55&fdbIfNum=7 | "fdbIfNum":8,"entryType":"static"
+        GET fdb/entry-next?mac=02:00:00:00:00:55&fdbIfNum=8 | "fdbIfNum":29,"entryType":"static"
+        GET fdb/entry-next?vlanId=1&mac=02:00:00:00:00:55&fdbIfNum=7 | "mac":"02:00:00:00:01:01"
+        GET fdb/intf-internal-entries?intIfNum=8 | "entries":1
+        PUT static-filter/filter-admin-mode {"adminMode":"disable"}
+        GET bridge/dot1d-tp-fdb-entry?address=02:00:00:00:00:55 | "exists":false
+        pass 4
+        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:55 | "port":5
+        PUT static-filter/filter-admin-mode {"adminMode":"enable"}
+        GET bridge/dot1d-tp-fdb-status?address=02:00:00:00:00:55 | "status":5
+        DELETE static-filter/filter?vlanId=1&macAddr=02:00:00:00:00:55
+        pass 4
+        GET bridge/dot1d-tp-fdb-status?address=02:00:00:00:00:55 | "status":3
+        POST static-filter/filter?vlanId=1 {"macAddr":"00:00:00:00:00:00"} | 10003
+    )");
+}
+
+TEST_F(Model, privateVlansChangeOver)
+{
+    play(R"(
+        POST vlan/create?vlanNum=100
+        POST vlan/create?vlanNum=101
+        POST vlan/create?vlanNum=102
+        POST vlan/dot1q-private-vlan-enable?vlanId=100 {"pvlanType":1}
+        POST vlan/dot1q-private-vlan-enable?vlanId=101 {"pvlanType":2}
+        POST vlan/dot1q-private-vlan-enable?vlanId=102 {"pvlanType":3}
+        POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101]}
+        POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101,102]}
+        PUT vlan/dot1q-intf-pvlan-host-assoc?ifNum=3 {"primaryVlan":100,"secondaryVlan":101}
+        PUT vlan/dot1q-intf-pvlan-promisc-assoc?ifNum=3 {"primaryVlan":100,"vidList":[101,102]}
+        GET vlan/pvlan-intf-mode?intf=3 | "mode":2
+        PUT vlan/dot1q-intf-pvlan-host-assoc?ifNum=3 {"primaryVlan":100,"secondaryVlan":102}
+        GET vlan/pvlan-intf-mode?intf=3 | "mode":1
+        DELETE vlan/dot1q-api-private-vlan-assoc?vlanId=100
+        GET vlan/dot1q-private-vlan-association?vlanId=100 | "vidList":[]
+        GET vlan/pvlan-intf-mode?intf=3 | "mode":0
+    )");
+}
+
+TEST_F(Model, neighboursRegisterVlansWhereAProtocolRuns)
+{
+    play(R"(
+        hold
+        PUT mvrp/mode {"mode":"enable"}
+        GET vlan/dynamic-vlan-entries | "val":0
+        PUT mvrp/intf-mode?intIfNum=1 {"mode":"enable"}
+        PUT mvrp/intf-mode?intIfNum=3 {"mode":"enable"}
+        GET vlan/dynamic-vlan-entries | "val":2
+        GET vlan/type?vlanNum=3001 | "vlanType":3
+        GET vlan/dot1q-sw-port-dynamically-added-vlan-list?intf=1 | "vidList":[3001,3002]
+        GET vlan/vid-list?intfNum=3 | "vidList":[1]
+        GET mvrp/intf-vlan-array?intIfNum=1&vlanType=2 | "ids":[3001,3002]
+        GET mvrp/intf-vlan-array?intIfNum=1&vlanType=1 | "ids":[1]
+        GET mvrp/intf-vlan-array?intIfNum=3 | "ids":[]
+        DELETE vlan/delete?vlanNum=3001 | 10000
+        POST vlan/create?vlanNum=3001
+        GET vlan/type?vlanNum=3001 | "vlanType":2
+        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=1 | "vidList":[3001,3002]
+        GET mvrp/vlan-array?vlanType=1 | "ids":[1,3001]
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":1
+        pass 100
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":11
+        GET mvrp/traffic-pdu-counter?type=0 | "counter":11
+        GET mvrp/traffic-pdu-counter?type=1 | "counter":0
+        PUT mvrp/periodic-state-machine-mode {"mode":"enable"}
+        pass 10
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":22
+        DELETE mvrp/traffic-counters-per-if?intIfNum=1
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":0
+        GET mvrp/traffic-pdu-counter?type=3 | "counter":22
+        PUT vlan/if-participation?vlanNum=3001&ifNum=1 {"participationMode":2}
+        pass 10
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=5 | "counter":1
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=3&type=3 | "counter":0
+        link 1 down
+        GET vlan/type?vlanNum=3002 | 10003
+        PUT garp/gvrp-enable {"globalGvrpStatus":"enable"}
+        PUT garp/leave-all-time?ifNum=2 {"leaveAllTime":200}
+        PUT garp/gvrp-port-enable?ifNum=2 {"intfGvrpStatus":"enable"}
+        pass 10
+        GET garp/gvrp-receive-pdu-count?ifNum=2 | "gvrpPduRxCount":6
+        GET vlan/type?vlanNum=3003 | "vlanType":3
+        PUT garp/gvrp-enable {"globalGvrpStatus":"disable"}
+        GET vlan/type?vlanNum=3003 | 10003
+        GET vlan/most-vlan-entries | "val":4
+    )");
+}
+
+TEST_F(Model, aRootBridgeHasItsOwnTimers)
+{
+    play(R"(
+        GET bridge/dot1d-stp-max-age | "maxAge":2000
+        GET bridge/dot1d-stp-bridge-max-age | "bridgeMaxAge":2000
+        GET bridge/dot1d-stp-bridge-hello-time | "bridgeHelloTime":200
+        GET bridge/dot1d-stp-bridge-forward-delay | "bridgeForwardDelay":1500
+    )");
+}
+
+TEST_F(Model, classifiesByOuiAndAddress)
+{
+    play(R"(
+        POST vlan/create?vlanNum=10
+        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"ac-de-48"}
+        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"00:11:22"}
+        GET vlan/mac-oui-vlan-first | "oui":"00:11:22"
+        GET vlan/mac-oui-vlan-next?oui=00:11:22 | "nextOui":"AC:DE:48"
+        POST vlan/mac-oui-vlan?vlanId=1 {"oui":"00-11-22"} | 10011
+        DELETE vlan/mac-oui-vlan?vlanId=10
+        GET vlan/mac-oui-vlan-count | "count":0
+        POST voip/oui {"voipOui":"ac-de-48","ouiDesc":"lab"}
+        GET voip/oui-desc?voipOui=AC:DE:48 | "ouiDesc":"lab"
+        POST voip/oui {"voipOui":"01:00:5E"} | 10003
+        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"01:00:5E"} | 10003
+        POST vlan/mac {"mac":"01:00:5E:00:00:01","vlanId":10} | -22
+        POST vlan/mac {"mac":"00:00:00:00:00:00","vlanId":10} | -22
+        POST protectedport/group-intf?ifNum=4&groupId=2
+        POST protectedport/group-intf?ifNum=5&groupId=2
+        POST protectedport/group-intf?ifNum=6&groupId=2
+        GET protectedport/group-intf-list?groupId=2 | "intfList":"4,5,6"
+    )");
+}
+
+TEST_F(Model, limitsStormsByThePortAndThenByTheSwitch)
+{
+    play(R"(
+        hold
+        PUT storm-control/threshold?rateUnit=pps {"stormCtrlMode":"broadcast","threshold":1000}
+        GET storm-control/intf-threshold?stormCtrlMode=broadcast&interface=3 | "rateUnit":"pps","threshold":1000
+        storm 3 broadcast 5000
+        GET bridge/dot1d-tp-port-in-discards?port=3 | "inDiscards":0
+        PUT storm-control/mode {"stormCtrlMode":"broadcast","state":"enable"}
+        GET storm-control/intf-mode?stormCtrlMode=broadcast&interface=3 | "enable"
+        PUT storm-control/intf-threshold?rateUnit=pps {"stormCtrlMode":"broadcast","interface":4,"threshold":300}
+        storm 3 broadcast 5000
+        storm 4 broadcast 5000
+        storm 4 multicast 5000
+        GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":10000
+        GET bridge/dot1d-tp-port-in-discards?port=3 | "inDiscards":4000
+        GET bridge/dot1d-tp-port-in-discards?port=4 | "inDiscards":4700
+        GET vlan/dot1q-rx-packets-not-forwarded-count?ifNum=4 | "totalRxPktsNotForwarded":4700
+        GET bridge/dot1d-tp-port-out-frames?port=5 | "outFrames":11300
+        PUT storm-control/intf-mode {"stormCtrlMode":"broadcast","interface":5,"state":"disable"}
+        PUT storm-control/action {"stormCtrlMode":"broadcast","action":"shutdown"}
+        GET storm-control/action-intf?interface=3 | "shutdown"
+        storm 5 broadcast 5000
+        GET bridge/dot1d-stp-port-state?port=5 | "portState":5
+        storm 3 broadcast 5000
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
+        storm 3 broadcast 5000 | shut down by storm control
+        PUT storm-control/mode {"stormCtrlMode":"broadcast","state":"disable"}
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":5
+        PUT storm-control/intf-threshold-default {"stormCtrlMode":"broadcast","interface":4}
+        GET storm-control/intf-threshold?stormCtrlMode=broadcast&interface=4 | "threshold":1000
+    )");
+}
+
+TEST_F(Model, everyVlanHasADatabase)
+{
+    play(R"(
+        POST vlan/create?vlanNum=10
+        GET fdb/type-of-vl | "ivl_type"
+        GET fdb/id-next?startFrom=1 | "fdbId":10
+        GET fdb/id?fdbId=10 | "exists":true
+        PUT fdb/addr-aging-timeout {"fdbId":10,"timeOut":400}
+        GET bridge/db-dot1d-tp-aging-time | "agingTime":400
+        GET fdb/addr-aging-timeout?fdbId=11 | 10003
+    )");
+}
+
+TEST_F(Model, lagsAreInterfaces)
+{
+    play(R"(
+        hold
+        PUT vlan/dot1q-sw-port-mode {"intf":29,"mode":2}
+        GET vlan/vid-list?intfNum=29 | "vidList":[1]
+        POST static-filter/filter?vlanId=1 {"macAddr":"02:00:00:00:00:55"}
+        POST static-filter/filter-dst-intf?vlanId=1&ifNum=36 {"macAddr":"02:00:00:00:00:55"}
+        POST static-filter/filter-dst-intf?vlanId=1&ifNum=37 {"macAddr":"02:00:00:00:00:55"} | 10003
+        PUT vlan/dot1q-sw-port-mode {"intf":37,"mode":2} | -22
+        POST bridge/dot1d-instance-member-get-next?intIfNum=28 | "nextIntIfNum":29
+        learn 1 02:00:00:00:00:56 29 | down: no link
+        link 29 up
+        learn 1 02:00:00:00:00:56 29
+        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:56 | "port":29
+        POST loop-protect/is-valid-intf?ifNum=29 | "false"
+    )");
+}
+
+TEST_F(Model, accessListsCountWhoKnocks)
+{
+    play(R"(
+        hold
+        POST macal/list {"macalName":"mgmt"}
+        POST macal/rule-entry {"macalName":"mgmt"}
+        POST macal/rule-action {"macalName":"mgmt","macalRulePrio":1,"action":"permit"}
+        POST macal/rule-src-ip-mask {"macalName":"mgmt","macalRulePrio":1,"ipAddr":"192.0.2.0","mask":"255.255.255.0"}
+        PUT macal/rule-service-port {"macalName":"mgmt","macalRulePrio":1,"isServicePort":true}
+        POST macal/rule-entry {"macalName":"mgmt"}
+        POST macal/rule-service {"macalName":"mgmt","macalRulePrio":2,"service":"telnet"}
+        PUT macal/rule-service-port {"macalName":"mgmt","macalRulePrio":2,"isServicePort":true}
+        pass 60
+        POST macal/activate {"macalName":"mgmt"}
+        pass 90
+        GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=1 | "packets":180,"bytes":11520
+        GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=2 | "packets":90
+        GET macal/stats-packets-filtered | "filtPackets":120
+        pass 30
+        GET macal/stats-packets-filtered | "filtPackets":240
+        PUT macal/deny-counter-interval {"interval":10}
+        pass 9
+        GET macal/stats-packets-filtered | "filtPackets":240
+        pass 1
+        GET macal/stats-packets-filtered | "filtPackets":260
+        POST macal/clear-service-port-statistics
+        GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=2 | "packets":0
+        POST macal/deactivate {"macalName":"mgmt"}
+        pass 60
+        GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=2 | "packets":0
+    )");
+}
