@@ -312,6 +312,42 @@ std::string SwitchTest::send(const std::string &method, const std::string &targe
     return outcome.output.size() < header.size() ? "" : outcome.output.substr(header.size());
 }
 
+static std::string squeezed(std::string text)
+{
+    std::erase_if(text, [](char c) { return isspace((unsigned char)c); });
+    return text;
+}
+
+void SwitchTest::play(const std::string &steps)
+{
+    std::istringstream lines(steps);
+    for (std::string line; std::getline(lines, line);) {
+        size_t start = line.find_first_not_of(' '), bar = line.find(" | ");
+        if (start == std::string::npos)
+            continue;
+        std::string expected = bar == std::string::npos ? "" : line.substr(bar + 3), target, body;
+        std::istringstream words(line.substr(start, bar == std::string::npos ? bar : bar - start));
+        std::string method;
+        words >> method;
+        if (islower((unsigned char)method[0])) {
+            std::vector<std::string> all = {buildDirectory() + "/vswitch", "--socket", socket, method};
+            for (std::string word; words >> word;)
+                all.push_back(word);
+            Outcome outcome = runProcess(all);
+            EXPECT_EQ(outcome.exitStatus, expected.empty() ? 0 : 2) << line << ": " << outcome.errors;
+            EXPECT_NE(outcome.errors.find(expected), std::string::npos) << line << ": " << outcome.errors;
+            continue;
+        }
+        words >> target;
+        std::getline(words, body);
+        std::string code = expected.empty() ? "0" : expected;
+        bool isCode = code.find_first_not_of("-0123456789") == std::string::npos;
+        std::string answer = squeezed(send(method, target, body));
+        EXPECT_NE(answer.find(isCode ? "\"respCode\":" + code + "," : squeezed(expected)), std::string::npos)
+            << line << "\n" << answer;
+    }
+}
+
 std::string SwitchTest::takeTrace()
 {
     std::string all = readFile(directory + "/trace");

@@ -98,6 +98,13 @@ protected:
     void expect(const Exchange &exchange);
     void expectAll(const std::vector<Exchange> &exchanges);
 
+    /*
+     * Plays steps, one a line: a request and, behind a "|", what its answer holds (white space does not count) or its
+     * code, success when nothing is said; or a command to the switch (in small letters), which is refused with what is
+     * behind a "|".
+     */
+    void play(const std::string &steps);
+
     /* Sends the request and returns its body, for steps that only lead somewhere. */
     std::string send(const std::string &method, const std::string &target, const std::string &body = "");
 
