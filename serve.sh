@@ -6,12 +6,15 @@
 #   --ports N           ports of the switch (28)
 #   --stations N        addresses it has learned at start (8)
 #   --station-vlans N   VLANs 1 to N exist at start and share the stations (1)
+#   --own-files         session, log and log level in a directory of its own instead of /tmp, as it is anyway where those
+#                       in /tmp belong to somebody else
+#   --build DIR         serve what was built there; nothing is installed or built
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
 cd "$root"
 
-port=8080
+port=8080 build='' own=''
 switch=()
 while [ $# -gt 0 ]; do
     case $1 in
@@ -19,21 +22,26 @@ while [ $# -gt 0 ]; do
         --ports) number "$1" "${2-}" 1 4096; switch+=("$1" "$2") ;;
         --stations) number "$1" "${2-}" 0 1000000; switch+=("$1" "$2") ;;
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
+        --own-files) own=own; shift; continue ;;
+        --build) builtIn "${2-}" switching_v2.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
     shift 2
 done
 
-need g++ cmake make libcjson-dev lighttpd curl
-[ -d build ] || echo "Building: half a minute, the first time" >&2
-compile build "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF
+if [ ! "$build" ]; then
+    need g++ cmake make libcjson-dev lighttpd curl
+    build=$root/build
+    [ -d "$build" ] || echo "Building: half a minute, the first time" >&2
+    compile "$build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF
+fi
 
 trap 'finish 0' INT TERM HUP # that is how it ends
 scratch
-filesOf build
+filesOf "$build" $own
 makeSession
-startSwitch switch build "${switch[@]}" --trace "$run/trace"
-startWebServer build "$port" "$preload" ||
+startSwitch switch "$build" "${switch[@]}" --trace "$run/trace"
+startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" ||
     fail "the web server did not start: see above. Is port $port taken? Choose another with --port."
 
 base=http://127.0.0.1:$port/api/v2/switching
@@ -55,10 +63,11 @@ The switch serves on $base/ until you press Ctrl-C. In another terminal:
   curl -H "\$session" -d '' "\$base/vlan/create?vlanNum=10"
 
 What the program asks the switch:      tail -f $run/trace
-How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; ./build/vswitch --help
+How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $build/vswitch --help
 The program's log:                     $files/zt731.log
 END
-[ "$files" = /tmp ] || echo "(The program's files in /tmp belong to somebody else; this one has its own, in $files.)"
+[ "$own" ] || [ "$files" = /tmp ] ||
+    echo "(The program's files in /tmp belong to somebody else; this one has its own, in $files.)"
 wait -n "${pids[@]}" || true
 cat "$run"/*.log >&2
 fail "a server has ended; stopping"

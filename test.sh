@@ -22,7 +22,7 @@ add()
     echo "$4: $1 passed, $2 failed, $3 skipped"
 }
 
-# check WHAT COMMAND...: a test by itself. Status 77 is "skipped", and the last line that was printed says why.
+# check WHAT COMMAND...: a test by itself. Status 77 is "skipped", after a line that says why.
 check()
 {
     local status=0
@@ -40,10 +40,10 @@ tests()
     local counts
     attend ctest --test-dir "$2" -j "$(nproc)" --progress --output-on-failure --no-tests=error \
         --output-junit "$run/results.xml" "${@:3}" || true
-    # What a skipped test said: the line behind googletest's, or a script's last.
-    awk '/<testcase/ { match($0, /name="[^"]*"/); name = substr($0, RSTART + 6, RLENGTH - 7) }
+    # What a skipped test said: behind googletest's mark, or "skipped: ..."
+    awk '/<testcase/ { match($0, /name="[^"]*"/); name = substr($0, RSTART + 6, RLENGTH - 7); skipped = 0 }
          /<skipped/ { skipped = 1 }
-         skipped && last ~ /: Skipped$/ { print "skipped: " name ": " $0; skipped = 0 }
+         skipped && (last ~ /: Skipped$/ || sub(/^.*skipped: /, "")) { print "skipped: " name ": " $0; skipped = 0 }
          { last = $0 }' "$run/results.xml"
     counts=$(tr '\n' ' ' <"$run/results.xml" |
              sed -n 's/.*<testsuite [^>]*tests="\([0-9]*\)"[^>]*failures="\([0-9]*\)"[^>]*skipped="\([0-9]*\)".*/\1 \2 \3/p')

@@ -52,7 +52,7 @@ int initHandler(const char *baseName, OpenClient *client)
 
 bool longTextReserve(LongText &text, uint64_t size)
 {
-    if (size > UINT32_MAX || size >= SIZE_MAX)
+    if (size >= UINT32_MAX) /* its end has to be stated, too */
         return false;
     text.bytes = (char *)calloc((size_t)size + 1, 1);
     text.size = text.bytes ? (uint32_t)size : 0;

@@ -16,7 +16,9 @@ enum { QUERY_LIMIT = 8192, LIST_STEP = 10 };
 /*
  * Without memory a request is not answered from what is left of it. An input that cannot be had ends the process with
  * status 1, before any operation is called: defaults in its place would be the answer to another question. An answer
- * that cannot be built is no output. In both cases a line in the log says what failed.
+ * that cannot be built is no output. In both cases a line in the log says what failed. (By established behaviour the
+ * builder of fixed-buffer answers says it of printing only, and a list of members that is too long is a failure like
+ * OpEN's.)
  */
 void exitWithoutMemory(const char *what)
 {
@@ -48,7 +50,7 @@ static char *readBodyText()
 
 char *readRequestInput()
 {
-    errno = 0;
+    errno = 0; /* and stays so when there is no input to be had */
     const char *method = getenv("REQUEST_METHOD");
     if (!method)
         return nullptr;

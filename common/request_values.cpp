@@ -1,5 +1,5 @@
 /*
- * request_values.cpp - the conventions by which a request's values become OpEN's. Only here are they looked up.
+ * request_values.cpp - the conventions by which a request's values become OpEN's.
  */
 #include "common/request_values.h"
 
@@ -26,7 +26,7 @@ static const char *queryValueExact(const char *key)
     return nullptr;
 }
 
-/* The same on every machine, however long its numbers are. */
+/* Base 10, low 32 bits. Of a 64-bit number on every machine: a smaller one would not wrap but stop at its end. */
 static uint32_t uintOf(const char *text)
 {
     return (uint32_t)strtoull(text, nullptr, 10);

@@ -56,7 +56,7 @@ int responseJsonDocument(ResultCode code, const char *dataName, struct cJSON *da
 /*
  * The same envelope, copied into `buffer`: without a terminating zero (the caller clears the buffer) and without a
  * length check (1024 bytes hold every envelope without data). On success a given name demands valid data.
- * Returns 0, or -1 when the envelope could not be built.
+ * Returns 0, or -1 when the envelope could not be built; only a failure to print it is logged.
  */
 int responseJsonStr(ResultCode code, const char *dataName, const char *data, char *buffer);
 

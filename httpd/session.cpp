@@ -97,7 +97,7 @@ static bool openSession(Session *session)
     char path[512];
     snprintf(path, sizeof path, DIRECTORY "/%s", session->token);
     logMaskControls(path);
-    LOG_CHECK(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* the wording is established; the request is refused */
+    LOG_CHECK(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* established wording; the request is refused */
     return false;
 }
 
@@ -234,8 +234,8 @@ static bool isAlive(const Session *session, const SessionLines *lines, long upti
     long stamp = strtol(lines->stamp, nullptr, 10);
     if (!isExpired(uptime, stamp))
         return true;
-    LOG_CHECK(LEVEL_INFO, "Token timeout(%ld - %ld).please login again. (userName: %s timestamp: %s)\r\n", uptime, stamp,
-              lines->user, lines->stamp);
+    LOG_CHECK(LEVEL_INFO, "Token timeout(%ld - %ld).please login again. (userName: %s timestamp: %s)\r\n", uptime,
+              stamp, lines->user, lines->stamp);
     unlinkat(session->directory, session->token, 0);
     return false;
 }

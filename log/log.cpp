@@ -210,8 +210,8 @@ static void start()
 }
 
 /*
- * The log file becomes the old one, whatever that is now, and a new one takes its place at the same moment: left empty, the
- * place could be taken by anybody's link. Without such an exchange (not every file system has it) the file is moved
+ * The log file becomes the old one, whatever that is now, and a new one takes its place at the same moment: left empty,
+ * the place could be taken by anybody's link. Without such an exchange (not every file system has it) the file is moved
  * away, and if even that fails, because the old one is a directory or somebody else's, its content is given up.
  */
 static void replaceFile()
@@ -232,8 +232,8 @@ static bool isAtItsPath(const struct stat *open)
 }
 
 /*
- * False while another process rotates the file. Who may only read it can lock it as well, but only against writing: such a
- * lock does not count, or one neighbour could let the log grow for ever.
+ * False while another process rotates the file. Who may only read it can lock it as well, but only against writing: such
+ * a lock does not count, or one neighbour could let the log grow for ever.
  */
 static bool lockForRotation()
 {

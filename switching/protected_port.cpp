@@ -56,6 +56,7 @@ static uint64_t memberListSize(uint32_t count)
     return size < MEMBER_LIST_MIN ? MEMBER_LIST_MIN : size;
 }
 
+/* Without memory for the list this fails as OpEN could: established behaviour. */
 static void groupIntfListGet()
 {
     uint32_t groupId = queryUintExact("groupId");

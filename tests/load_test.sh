@@ -1,6 +1,7 @@
 #!/bin/bash
 # load_test.sh BUILD [SECONDS] - many requests of several sessions at once, behind lighttpd, for so long (10): every
-# answer is whole and right, and what they leave behind (sessions, log, no process) is as it should be.
+# answer is whole and right, and what they leave behind (sessions, log, no process) is as it should be. Then floods: a
+# body that is too large, and more clients than there may be processes, who all hang up.
 . "$(dirname "$0")/../tools/script.sh"
 . "$root/tools/servers.sh"
 builtIn "${1-}" switching_v2.cgi vswitch lib/libsandbox.so
@@ -19,14 +20,15 @@ startSwitch switch "$build"
 "$build/vswitch" fault rpcclt_openapiVlanVIDListGet code=0 "vidList=$(seq -s, 1 500)" numOfElements=500
 "$build/vswitch" fault rpcclt_openapiVlanCreate code=0 delay=20 || exit 1 # those behind it are not kept waiting
 "$build/vswitch" fault rpcclt_openapiFdbFlush hangup
+"$build/vswitch" fault rpcclt_openapiDot1dBaseTypeGet delay=15000
 
 startWebServer "$build" "$(anyPorts)" "$preload"
 
 failed=0
 attend python3 - "$port" "$seconds" "$files" "$build/switching_v2.cgi" "$OPENCLT_SOCKET" <<'END' || failed=$?
-import collections, glob, http.client, json, os, re, sys, threading, time
+import collections, glob, http.client, json, os, re, socket, sys, threading, time
 
-port, seconds, tmp, program, socket = int(sys.argv[1]), float(sys.argv[2]), *sys.argv[3:6]
+port, seconds, tmp, program, switch = int(sys.argv[1]), float(sys.argv[2]), *sys.argv[3:6]
 wrong = []
 counts = collections.Counter()
 
@@ -57,6 +59,8 @@ requests = [
     ("GET", "vlan/vid-list?intfNum=1", None, data("vlan", {"numOfElements": 500, "vidList": list(range(1, 501))})),
     ("POST", "vlan/create?vlanNum=10", "", done),
     ("GET", "dot1ad/service-name", None, outcome(17002, "Unsupported Feature")),
+    # the query reaches the program as it was sent
+    ("GET", 'bridge/dot1d-tp-fdb-entry?address={"%41+', None, data("bridge", {"address": '{"%41+', "exists": False})),
     ("GET", "no-such/endpoint", None, None),
     ("POST", "fdb/flush", "", outcome(10000, "General Failed")),
 ]
@@ -106,7 +110,7 @@ def left_over():
         try:
             if os.readlink(directory + "/exe") == program:
                 with open(directory + "/environ", "rb") as file:
-                    if socket.encode() in file.read():
+                    if switch.encode() in file.read():
                         yield directory
         except OSError:
             pass
@@ -147,10 +151,42 @@ for thread in threads:
     thread.join()
 took = time.monotonic() - start
 
-patience = time.monotonic() + 10
-while list(left_over()) and time.monotonic() < patience:
-    time.sleep(0.05)
-wrong += [f"{process} is left" for process in left_over()]
+
+def await_processes(least, most, patience):
+    """Until so many processes serve this test. Returns how many there were in the end."""
+    until = time.monotonic() + patience
+    while not least <= (count := len(list(left_over()))) <= most and time.monotonic() < until:
+        time.sleep(0.05)
+    return count
+
+
+if await_processes(0, 0, 10):
+    wrong += [f"{process} is left" for process in left_over()]
+
+connection = http.client.HTTPConnection("127.0.0.1", port, timeout=60)
+connection.request("POST", "/api/v2/switching/vlan/create", b"x" * 70000)
+if (status := connection.getresponse().status) != 413:
+    wrong.append(f"a body of 70,000 bytes: status {status}")
+
+
+def hold(number):
+    clients = [socket.create_connection(("127.0.0.1", port)) for _ in range(number)]
+    time.sleep(1)  # lighttpd watches a client that it had to wait for
+    for client in clients:
+        client.sendall(b"GET /api/v2/switching/bridge/dot1d-base-type HTTP/1.1\r\nHost: x\r\nSession: ro\r\n\r\n")
+    return clients
+
+
+clients = hold(40)
+if (count := await_processes(40, 40, 10)) != 40:
+    wrong.append(f"{count} processes for 40 clients")
+for client in clients:
+    client.close()
+if count := await_processes(0, 0, 10):
+    wrong.append(f"{count} processes outlive their clients")
+clients = hold(100)
+if not 40 < (count := await_processes(65, 100, 3)) <= 64:  # there must not be more
+    wrong.append(f"{count} processes for 100 clients")
 
 for name, form in ("admin", r"admin\n\d+\nadmin"), ("rw", r"joe\n\d+\nrw\nrw"), ("ro", r"jim\n\d+\nro\nro"):
     with open(f"{tmp}/session/{name}") as file:

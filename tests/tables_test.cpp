@@ -133,10 +133,10 @@ TEST_F(Tables, filters)
         POST static-filter/filter-dst-intf-list?vlanId=4&ifNum=8 {"macAddr":"02:00:00:00:AA:01","fwdIntfList":"5-6","filterIntfList":"10,12"}
         POST static-filter/filter-dst-intf-list?vlanId=4 {"macAddr":"02:00:00:00:AA:01","fwdIntfList":"5","filterIntfList":"5"} | 10003
         POST static-filter/filter-dst-intf?vlanId=4&ifNum=10 {"macAddr":"02:00:00:00:AA:01"}
-        GET static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "numOfDstIntf":4,"dstIntfList":"5-6,8,10"
+        GET static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "numOfDstIntf":4,"dstIntfList":"5,6,8,10"
         GET static-filter/filter-dst-filt-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "numOfDstIntf":1,"dstFiltIntfList":"12"
         DELETE static-filter/filter-dst-intf?vlanId=4&ifNum=12&macAddr=02:00:00:00:AA:01 | 10000
-        DELETE static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01&fwdIntfList=6-28&filterIntfList=12
+        DELETE static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01&fwdIntfList=6-10&filterIntfList=12
         GET static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "dstIntfList":"5"
         POST static-filter/filter-is-intf-in-any-filter?ifNum=9 | "true"
         POST static-filter/filter-is-intf-in-any-filter?ifNum=12 | "false"

@@ -125,14 +125,14 @@ stopProcesses()
 # compile DIRECTORY TARGETS [CMAKE-OPTION...]: says something only when something is wrong.
 compile()
 {
-    local directory=$1 targets=$2
+    local directory=$1 targets
+    read -ra targets <<<"$2"
     [ ! -e "$directory" ] || [ -w "$directory" ] ||
         fail "$directory belongs to $(stat -c %U "$directory"): remove it, or run this as its owner"
     mkdir -p "$directory"
     {
         attend cmake -S "$root" -B "$directory" "${@:3}" >"$directory/build.log" 2>&1 &&
-            # shellcheck disable=SC2086 # the targets are words
-            attend cmake --build "$directory" -j "$(nproc)" --target $targets >>"$directory/build.log" 2>&1
+            attend cmake --build "$directory" -j "$(nproc)" --target "${targets[@]}" >>"$directory/build.log" 2>&1
     } || {
         cat "$directory/build.log" >&2
         fail "the build failed: see above"

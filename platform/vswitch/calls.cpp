@@ -161,12 +161,17 @@ static std::string replyFrame(int32_t code, const Arguments &arguments)
     return frameOf(content);
 }
 
-/* A text as the trace shows it: between quotes, bytes that do not print as \xNN, without the zeros at its end. */
+/*
+ * A text as the trace shows it: between quotes, bytes that do not print as \xNN, without the zeros at its end. Of more
+ * than a request of the program can hold only the beginning is shown, and "..." behind it.
+ */
 static std::string quoted(const std::string &bytes)
 {
     static const char hex[] = "0123456789ABCDEF";
+    static const uint32_t SHOWN_MAX = 64 * 1024;
+    uint32_t used = wireUsed(bytes.data(), (uint32_t)bytes.size());
     std::string text = "\"";
-    for (uint32_t i = 0, used = wireUsed(bytes.data(), (uint32_t)bytes.size()); i < used; i++) {
+    for (uint32_t i = 0; i < used && i < SHOWN_MAX; i++) {
         unsigned char c = (unsigned char)bytes[i];
         bool prints = c >= ' ' && c <= '~';
         if (!prints)
@@ -176,7 +181,7 @@ static std::string quoted(const std::string &bytes)
         else
             text += (char)c;
     }
-    return text + "\"";
+    return text + (used > SHOWN_MAX ? "\"..." : "\"");
 }
 
 /* The value of an argument: 5, [18]"00:11:22:33:44:55" (the size offered in front), 3(10 20 30) (the list's count). */

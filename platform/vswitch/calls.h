@@ -12,7 +12,7 @@
 
 /* What becomes of a request. */
 struct Reply {
-    enum { SEND, HANG_UP, AGAIN } action = SEND; /* AGAIN: nothing yet; the request is to be answered again in a moment */
+    enum { SEND, HANG_UP, AGAIN } action = SEND; /* AGAIN: nothing yet, the request is to be answered once more */
     std::string frame;    /* what is sent: the length and as many bytes */
     uint32_t delayMs = 0; /* and how much later */
 };
@@ -24,8 +24,8 @@ void complain(const std::string &message);
 void leaveOutStart();
 
 /*
- * Serves the bytes of one request (without its length) that the process `client` sent. A request that makes no sense is hung up on, with a message on
- * standard error.
+ * Serves the bytes of one request (without its length) that the process `client` sent. A request that makes no sense is
+ * hung up on, with a message on standard error.
  */
 Reply answerRequest(std::string_view request, pid_t client);
 

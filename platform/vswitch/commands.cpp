@@ -67,10 +67,11 @@ const Command *findCommand(const std::string &name)
 std::string commandHelp()
 {
     const size_t column = 34; /* where what they do is said */
-    std::string text;
+    std::string text, heading;
     for (const Group &group : groups()) {
-        if (text.find(group.heading) == std::string::npos) /* the next of the same heading go on */
+        if (heading != group.heading)
             text.append("\n  ").append(group.heading).append("\n");
+        heading = group.heading;
         for (const Command &command : group.commands) {
             std::string line = std::string("    ") + command.name + (*command.usage ? " " : "") + command.usage;
             line += std::string(line.size() + 2 > column ? 2 : column - line.size(), ' ') + command.help;

@@ -29,7 +29,7 @@ struct Command {
     bool alone = false; /* it needs no switch that is running */
 };
 
-/* Adds commands under a heading of the help. The rows must live as long as the process. Once, at the start. */
+/* Adds commands under a heading of the help (that of the last ones, or a new one). Rows must live as long as the process. */
 void registerCommands(const char *heading, std::span<const Command> commands);
 
 /* The commands as --help shows them: the headings in the order of their registration. */

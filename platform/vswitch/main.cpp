@@ -86,6 +86,8 @@ static int command(const char *path, const std::string &words)
         fprintf(stderr, "vswitch: no virtual switch serves on %s: %s\n", path, strerror(errno));
         return 1;
     }
+    timeval limit = {30, 0}; /* some commands wait for something */
+    setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     std::string request = controlRequest(words);
     std::string answer;
     int code = -1;

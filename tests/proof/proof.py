@@ -16,7 +16,8 @@ import sys
 
 import jsonschema
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../api"))
+API = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../api")
+sys.path.insert(0, API)
 from described import Operation, inlined  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
 
@@ -309,7 +310,7 @@ def main():
     arguments = argparse.ArgumentParser(description=__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
     arguments.add_argument("build")
-    arguments.add_argument("description", nargs="?", default="api/openapi.json")
+    arguments.add_argument("description", nargs="?", default=API + "/openapi.json")
     arguments.add_argument("operation", nargs="*", help='such as "GET /api/v2/switching/vlan/type"')
     options = arguments.parse_args()
     with open(options.description, encoding="utf-8") as file:

@@ -1,13 +1,14 @@
 /*
- * sandbox.cpp - gives a process a /tmp of its own, in which files of others are protected, and the troubles a test asks for. Preloaded into the program (and
- * linked into the tests), so that what is tested is the program as it is, and no test meets another or a running switch.
+ * sandbox.cpp - gives a process a /tmp of its own, in which files of others are protected, and the troubles a test asks
+ * for. Preloaded into the program (and linked into the tests), so that what is tested is the program as it is, and no
+ * test meets another or a running switch.
  *
  * Environment:
  *   SANDBOX_TMP              the directory that stands for /tmp
  *   SANDBOX_SLEEP_MS         what sleep() sleeps, whatever it is asked for
  *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
  *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
- *   SANDBOX_TEAR_DOWN_CRASHES  openapiClientTearDown does not return
+ *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown does not return
  *   SANDBOX_READ_ONLY        /tmp is on a read-only file system
  *   SANDBOX_FAIL_ALLOCATION  N: the Nth allocation since main was entered fails, the others do not; the file
  *                            allocation-failed in /tmp says that there was one (preloaded only)
@@ -25,9 +26,18 @@
 #include <time.h>
 #include <unistd.h>
 
+#ifdef _TIME_BITS /* a 32-bit build: the functions for large files and late times have names of their own */
+#define __open_2 __open64_2
+static const char *const otherNames[][2] = {{"open", "open64"}, {"openat", "openat64"}, {"lstat", "__lstat64_time64"}};
+#else
+static const char *const otherNames[][2] = {{"", ""}};
+#endif
+
 /* The C library's own function of that name. */
 template <class Function> static Function *next(const char *name, Function *)
 {
+    for (const auto &[usual, other] : otherNames)
+        name = strcmp(name, usual) == 0 ? other : name;
     return (Function *)dlsym(RTLD_NEXT, name);
 }
 #define NEXT(function) next(#function, (decltype(&::function))nullptr)
