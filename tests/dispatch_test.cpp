@@ -39,6 +39,9 @@ TEST_F(Dispatch, answersNothingToWhatItDoesNotKnow)
     const struct { const char *uri, *method; } rows[] = {
         {"/api/v2/switching/Bridge/dot1d-stp-priority", "GET"},
         {"/api/v2/switching/bridge/DOT1D-stp-priority", "GET"},
+        {"/api/v2/switching/bridg/dot1d-stp-priority", "GET"},
+        {"/api/v2/switching/bridges/dot1d-stp-priority", "GET"},
+        {"/api/v2/switching/bridge/dot1d-stp-priorit", "GET"},
         {"/api/v2/switching/bridge/dot1d-stp-priority/", "GET"},
         {"/api/v2/switching/bridge/dot1d-stp-priority?a=/b", "GET"},
         {"/api/v2/switching/bridge", "GET"},
@@ -65,7 +68,7 @@ TEST_F(Dispatch, masksControlBytesInTheLog)
 {
     ask((std::string(priority) + "\033").c_str(), "GET");
     ask("/\r\n\t\001x/\033[2J\177\037 \303\274?\n", "GET");
-    for (const std::string entry : {std::string(priority) + "?\nbridge\ndot1d-stp-priority?\n",
+    for (const std::string &entry : {std::string(priority) + "?\nbridge\ndot1d-stp-priority?\n",
                                     std::string("/????x/?[2J?? \303\274??\n????x\n?[2J?? \303\274\n")})
         EXPECT_NE(log().find("] method not found:" + entry), std::string::npos) << log();
     EXPECT_EQ(takeTrace(), "");

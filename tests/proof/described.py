@@ -161,8 +161,8 @@ class Operation:
         query = self.entry.get("x-query-string", {}).get("example", query)
         return query, body, self.entry["responses"]["200"]["content"]["application/json"]["example"]
 
-    def sent(self, index, call, values):
-        """What the operands of the call must be, as the trace shows them."""
+    def sent(self, index, call, values, outputs):
+        """What the operands of the call must be, as the trace shows them, when the calls before it returned the outputs."""
         expected = {}
         for name, found in call.sent.items():
             value = self.constants.get(name)
@@ -171,19 +171,23 @@ class Operation:
                 if name in key.schema["x-operand"]:
                     value = key.reached(values.get(key))
             if found.startswith("["):
-                expected[name] = f'[{self.size(name, value or "", found)}]"{value or ""}"'
+                expected[name] = f'[{self.size(name, value or "", outputs)}]"{value or ""}"'
             elif found.endswith(")"):
                 expected[name] = f"{len(value or [])}({' '.join(map(str, value or []))})"
             else:
                 expected[name] = ipv4(value or 0) if "." in found else str(value or 0)
         return expected
 
-    def size(self, name, text, found):
-        """The size the descriptor of a text states; the rule for a size by a count is for `sizes_by_count`."""
+    def size(self, name, text, outputs):
+        """The size that the descriptor of a text states."""
         size = self.entry["x-text-sizes"][name]
         if isinstance(size, dict):
-            return found[1:found.index("]")]
+            return max(size["least"], outputs[0][size["operand"]] * size["each"] + size["plus"])
         return {"length": len(text), "length+1": len(text) + 1}.get(size, size)
+
+    def counted(self):
+        """Operands whose value decides on the size of a text."""
+        return [size["operand"] for size in self.entry.get("x-text-sizes", {}).values() if isinstance(size, dict)]
 
     def operands_reached(self):
         return {name for key in self.keys for name in key.schema["x-operand"]}

@@ -150,7 +150,7 @@ class Proof:
             for n, (name, kind) in enumerate(kinds.items()):
                 members = [schema for _, schema in self.operation.members if schema["x-source"].get("operand") == name]
                 before = self.outputs[i][name]
-                for value in output_samples(kind, members, n):
+                for value in output_samples(kind, members, n) + [63, 64, 100] * (name in self.operation.counted()):
                     self.outputs[i][name] = value
                     try:
                         self.arrange()
@@ -184,7 +184,7 @@ class Proof:
         said = [] if refused else operation.calls
         same(f"{what}: the operations", [call.name for call in calls], said[:len(calls)] if outcome and calls else said)
         for i, call in enumerate(calls):
-            same(f"{what}: {call.name}", call.sent, operation.sent(i, call, values))
+            same(f"{what}: {call.name}", call.sent, operation.sent(i, call, values, self.outputs))
         self.outcomes.add(outcome)
         text = operation.answer(outcome, situation, values, self.outputs, code)
         same(f"{what}: the answer", output, HEADER + text.encode())
