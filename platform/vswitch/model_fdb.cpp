@@ -55,15 +55,11 @@ const FdbEntry *fdbFind(uint32_t vlan, uint64_t mac)
 
 bool fdbInsert(uint32_t vlan, uint64_t mac, const FdbEntry &entry)
 {
-    auto [found, isNew] = entries.insert({{vlan, mac}, entry});
-    found->second = entry;
-    if (!isNew)
-        return true;
-    if (entries.size() > MAX_ENTRIES) {
-        entries.erase(found);
+    if (entries.size() == MAX_ENTRIES && !fdbFind(vlan, mac)) {
         badAdds++;
         return false;
     }
+    entries[{vlan, mac}] = entry;
     addresses.insert({mac, vlan});
     mostEntries = std::max(mostEntries, (uint32_t)entries.size());
     return true;
