@@ -80,12 +80,3 @@ TEST_F(Dispatch, namesAPathWithoutASlash)
     EXPECT_EQ(ask(std::string(3000, 'x').c_str(), "GET").output, "Invalid request path '" + std::string(1023, 'x') + "'\n");
     EXPECT_EQ(ask(("/" + std::string(3000, 'x')).c_str(), "GET").output, "");
 }
-
-TEST_F(Dispatch, refusesWithoutRunningTheHandler)
-{
-    Environment environment = request("GET", "bridge/dot1d-stp-priority");
-    environment["HTTP_SESSION"] = "nobody";
-    EXPECT_EQ(run(environment).output, "Status:403\r\n\r\n");
-    EXPECT_EQ(takeTrace(), "");
-    EXPECT_NE(log().find("] 403 Forbidden\n"), std::string::npos);
-}

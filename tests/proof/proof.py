@@ -311,11 +311,12 @@ def main():
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
     arguments.add_argument("build")
     arguments.add_argument("description", nargs="?", default=API + "/openapi.json")
-    arguments.add_argument("operation", nargs="*", help='such as "GET /api/v2/switching/vlan/type"')
+    arguments.add_argument("operation", nargs="*", help='only those that hold one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
     options = arguments.parse_args()
     with open(options.description, encoding="utf-8") as file:
         description = json.load(file)
-    operations = [one for one in operations_of(description) if not options.operation or one.name in options.operation]
+    operations = [one for one in operations_of(description)
+                  if not options.operation or any(text in one.name for text in options.operation)]
     results = multiprocessing.SimpleQueue()
     workers = os.cpu_count() or 1
     processes = [multiprocessing.Process(target=work, args=(options.build, description["x-scene"], operations[i::workers],

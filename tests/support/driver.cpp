@@ -287,23 +287,6 @@ Outcome SwitchTest::run(const Environment &environment, const std::string &body)
 
 static const std::string header = "Content-Type: application/json\r\n\r\n";
 
-void SwitchTest::expect(const Exchange &exchange)
-{
-    SCOPED_TRACE(std::string(exchange.method) + " " + exchange.target + " " + exchange.body.substr(0, 200));
-    takeTrace();
-    Outcome outcome = run(request(exchange.method, exchange.target, exchange.body), exchange.body);
-    EXPECT_EQ(outcome.output, header + exchange.answered);
-    EXPECT_EQ(takeTrace(), exchange.asked);
-    EXPECT_EQ(outcome.exitStatus, 0);
-    EXPECT_EQ(outcome.errors, "");
-}
-
-void SwitchTest::expectAll(const std::vector<Exchange> &exchanges)
-{
-    for (const Exchange &exchange : exchanges)
-        expect(exchange);
-}
-
 std::string SwitchTest::send(const std::string &method, const std::string &target, const std::string &body)
 {
     Outcome outcome = run(request(method, target, body), body);
