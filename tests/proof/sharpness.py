@@ -1,9 +1,8 @@
 #!/usr/bin/python3
-"""How sharp the proof is: sharpness.py BUILD [COUNT [SEED]]
-
-Makes COUNT (700) wrong descriptions, each with one thing in one operation changed at random, and a dozen wrong handlers,
-and prints how many of them the proof finds, and all that it does not.
+"""How sharp the proof is: makes wrong descriptions, each with one thing in one operation changed at random, and a dozen
+wrong handlers, and prints how many of them the proof finds, and all that it does not.
 """
+import argparse
 import copy
 import json
 import os
@@ -19,22 +18,29 @@ from switch import Switch  # noqa: E402
 
 FOR_PEOPLE = {"summary", "description", "tags", "operationId", "title", "example", "format", "encoding", "403"}
 
-# A file of switching/, what it says, what it is made to say, the operations whose proof must fail.
+# A family, what its file says, and what it is made to say.
 WRONG_HANDLERS = [
-    ("garp", "answerOutcome(openResult(rpcclt_openapiGarpGmrpEnableSet", "answerOutcomeFixed(openResult(rpcclt_openapiGarpGmrpEnableSet"),
-    ("macal", "openResult(rpcclt_openapiMacalActivate(&openClient, &desc))", "invalidUnlessOk(rpcclt_openapiMacalActivate(&openClient, &desc))"),
+    ("garp", "answerResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag))",
+     "answerOutcomeFixed(openResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag)))"),
+    ("macal", "answerResult(rpcclt_openapiMacalActivate(&openClient, bufferSized(list)))",
+     "answerOutcome(invalidUnlessOk(rpcclt_openapiMacalActivate(&openClient, bufferSized(list))))"),
     ("vlan", "VlanIfParticipationSet(&openClient, vlanId, ifNum", "VlanIfParticipationSet(&openClient, ifNum, vlanId"),
     ("macal", 'number("packets", packets), number("bytes", bytes)', 'number("packets", bytes), number("bytes", packets)'),
-    ("mvrp", 'MvrpIntfModeGet(&openClient, queryUintExact("intIfNum")', 'MvrpIntfModeGet(&openClient, queryUintExact("ifNum")'),
-    ("garp", "readBody({integerMember(\"joinTime\", &time)})", "readBody({integerMember(\"joinTime\", &time), integerMember(\"time\", &time)})"),
-    ("fdb", "uint32_t fdbId = 1;\n    readParams({uintParam(\"fdbId\", &fdbId)});\n    uint32_t timeOut", "uint32_t fdbId = 0;\n    readParams({uintParam(\"fdbId\", &fdbId)});\n    uint32_t timeOut"),
+    ("mvrp", 'MvrpIntfModeGet(&openClient, queryUintExact("intIfNum")',
+     'MvrpIntfModeGet(&openClient, queryUintExact("ifNum")'),
+    ("garp", 'readBody({integerMember("joinTime", &time)})',
+     'readBody({integerMember("joinTime", &time), integerMember("dscp", &time)})'),
+    ("fdb", 'uint32_t fdbId = 1;\n    readParams({uintParam("fdbId", &fdbId)});\n    uint32_t timeOut',
+     'uint32_t fdbId = 0;\n    readParams({uintParam("fdbId", &fdbId)});\n    uint32_t timeOut'),
     ("fdb", '{4, "self"}', '{14, "self"}'),
-    ("fdb", 'openapiFdbFlushByVlan(&openClient, queryUintExact("vlanId"))', 'openapiFdbFlushByVlan(&openClient, (uint16_t)queryUintExact("vlanId"))'),
-    ("bridge", "int rc = rpcclt_openapiDot1dStpRootCostGet(&openClient, &cost);", "int rc = rpcclt_openapiDot1dStpRootCostGet(&openClient, &cost) & 0;"),
-    ("static_filter", "OpenBufferDesc desc = lengthSized(mac);\n    answerOutcome(openResult(rpcclt_openapiFilterCreate", "OpenBufferDesc desc = bufferSized(mac);\n    answerOutcome(openResult(rpcclt_openapiFilterCreate"),
+    ("fdb", 'openapiFdbFlushByVlan(&openClient, queryUintExact("vlanId"))',
+     'openapiFdbFlushByVlan(&openClient, (uint16_t)queryUintExact("vlanId"))'),
+    ("bridge", "rpcclt_openapiDot1dStpRootCostGet(&openClient, &cost);", "rpcclt_openapiDot1dStpRootCostGet(&openClient, &cost) & 0;"),
+    ("static-filter", "FilterCreate(&openClient, lengthSized(filter.mac)", "FilterCreate(&openClient, bufferSized(filter.mac)"),
     ("mmrp", '{3, "tx"},\n    {4, "tx_failure"}', '{4, "tx"},\n    {3, "tx_failure"}'),
-    ("voice_vlan", "number(key, (int32_t)value)", "number(key, value)"),
-    ("vlan", '{number("numOfElements", count), vlanIds("vidList", list)}', '{number("numOfElements", list.count), vlanIds("vidList", list)}'),
+    ("voice-vlan", "signedNumber(key, value)", "number(key, value)"),
+    ("vlan", 'number("numOfElements", count), vlanIds("vidList", list)',
+     'number("numOfElements", list.count), vlanIds("vidList", list)'),
 ]
 
 
@@ -99,18 +105,17 @@ def try_descriptions(build, description, count, rng):
     print(f"{count - missed} of {count} wrong descriptions found")
 
 
-def try_handlers(operations):
-    tree = Tree(tempfile.mkdtemp(prefix="sharpness-"))
+def try_handlers(tree, operations):
     found = 0
     for family, before, after in WRONG_HANDLERS:
-        path = f"switching/{family}.cpp"
+        path = f"switching/{family.replace('-', '_')}.cpp"
         with open(f"{tree.source}/{path}", encoding="utf-8") as file:
             text = file.read()
         tree.plant(path, text.replace(before, after, 1))
         wrong = []
         if before in text and tree.make():
             with Switch(tree.build) as switch:
-                mine = [one for one in operations if f"/{family.replace('_', '-').replace('protected-p', 'protectedp')}/" in one.path]
+                mine = [one for one in operations if f"/{family}/" in one.path]
                 proof.prove_all(switch, mine, lambda result: wrong.append(result[1]))
         found += any(wrong)
         if not any(wrong):
@@ -120,11 +125,16 @@ def try_handlers(operations):
 
 
 def main():
-    build, count, seed = (sys.argv[1:] + [700, 1][len(sys.argv) - 2:])[:3]
-    with open("api/openapi.json", encoding="utf-8") as file:
+    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    arguments.add_argument("build")
+    arguments.add_argument("--count", type=int, default=700)
+    arguments.add_argument("--seed", type=int, default=1)
+    options = arguments.parse_args()
+    with open(proof.API + "/openapi.json", encoding="utf-8") as file:
         description = json.load(file)
-    try_descriptions(build, description, int(count), random.Random(int(seed)))
-    try_handlers(proof.operations_of(description))
+    try_descriptions(options.build, description, options.count, random.Random(options.seed))
+    with tempfile.TemporaryDirectory(prefix="sharpness-") as directory:
+        try_handlers(Tree(directory, "switching_v2.cgi", "vswitch", "sandbox"), proof.operations_of(description))
 
 
 if __name__ == "__main__":
