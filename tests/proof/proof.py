@@ -117,6 +117,7 @@ class Proof:
         if key.kind in ("string", "word"):
             same(f"allowReserved of {key.name}", key.schema.get("allowReserved", False), not decoded)
         if key.kind == "string":
+            same(f"pattern of {key.name}", key.schema.get("pattern"), None if decoded else "^[^&/]*$")
             escaped = self.operation.request({**self.base, key: "%2541"})
             self.check({**self.base, key: "A" if decoded else "%2541"}, self.send(*escaped))
         elif key.kind == "integer":
@@ -281,6 +282,7 @@ def operations_of(description):
 
 def set_scene(switch, scene):
     switch.tell("reset")
+    switch.tell("hold")  # what counts seconds stands still
     for request in scene:
         switch.request(request["method"], request["target"], request["body"])
 
