@@ -39,6 +39,9 @@ TEST_F(Dispatch, answersNothingToWhatItDoesNotKnow)
     const struct { const char *uri, *method; } rows[] = {
         {"/api/v2/switching/Bridge/dot1d-stp-priority", "GET"},
         {"/api/v2/switching/bridge/DOT1D-stp-priority", "GET"},
+        {"/api/v2/switching/bridg/dot1d-stp-priority", "GET"},
+        {"/api/v2/switching/bridges/dot1d-stp-priority", "GET"},
+        {"/api/v2/switching/bridge/dot1d-stp-priorit", "GET"},
         {"/api/v2/switching/bridge/dot1d-stp-priority/", "GET"},
         {"/api/v2/switching/bridge/dot1d-stp-priority?a=/b", "GET"},
         {"/api/v2/switching/bridge", "GET"},
@@ -76,13 +79,4 @@ TEST_F(Dispatch, namesAPathWithoutASlash)
     EXPECT_EQ(ask("nonsense", "GET").output, "Invalid request path 'nonsense'\n");
     EXPECT_EQ(ask(std::string(3000, 'x').c_str(), "GET").output, "Invalid request path '" + std::string(1023, 'x') + "'\n");
     EXPECT_EQ(ask(("/" + std::string(3000, 'x')).c_str(), "GET").output, "");
-}
-
-TEST_F(Dispatch, refusesWithoutRunningTheHandler)
-{
-    Environment environment = request("GET", "bridge/dot1d-stp-priority");
-    environment["HTTP_SESSION"] = "nobody";
-    EXPECT_EQ(run(environment).output, "Status:403\r\n\r\n");
-    EXPECT_EQ(takeTrace(), "");
-    EXPECT_NE(log().find("] 403 Forbidden\n"), std::string::npos);
 }
