@@ -90,7 +90,7 @@ packages()
            grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -1)
     pack switching-v2 "$architecture" "$program" "libc6 (>= ${libc:+${libc#*_}}), libcjson1 (>= 1.7.14)" lighttpd \
 "switching section of a managed switch's REST interface
- A CGI program of 456 endpoints for bridge and spanning tree, forwarding
+ A CGI program of 438 endpoints for bridge and spanning tree, forwarding
  database, filters, storm control, VLANs and voice, each a translation to one
  call of the switch's management API.
  .

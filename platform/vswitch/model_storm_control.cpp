@@ -1,11 +1,5 @@
 /*
- * model_storm_control.cpp - the virtual switch's storm control.
- *
- * For each kind of traffic the switch has a state, a threshold and an action. A port goes by those of the switch until it
- * is given its own; restoring a port's default threshold makes it go by the switch's again. Where control is on, the
- * packets of a second beyond the threshold are discarded, whatever the action; "shutdown" shuts the port as well, until
- * its link was down or its control off. A percentage is of the packets that a gigabit port can take, and a packet counts
- * 64 bytes.
+ * model_storm_control.cpp - the virtual switch's storm control: the switch's, the ports' own, and what is in force.
  */
 #include <algorithm>
 #include <map>

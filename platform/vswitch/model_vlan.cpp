@@ -1,8 +1,5 @@
 /*
  * model_vlan.cpp - the virtual switch's VLAN table: the VLANs that were configured, and those that neighbours registered.
- *
- * A VLAN is dynamic while nothing but a registration makes it be there: it cannot be deleted, and creating it makes it a
- * static one.
  */
 #include <algorithm>
 
