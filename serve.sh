@@ -23,7 +23,7 @@ while [ $# -gt 0 ]; do
         --stations) number "$1" "${2-}" 0 65536; switch+=("$1" "$2") ;;
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
         --own-files) own=own; shift; continue ;;
-        --build) builtIn "${2-}" switching_v2.conf vswitch lib/libsandbox.so ;;
+        --build) builtIn "${2-}" switching_v2.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
     shift 2
