@@ -19,7 +19,7 @@ protected:
     void command(const std::string &line, const std::string &refused)
     {
         std::istringstream words(line);
-        std::vector<std::string> all = {std::string(BUILD_DIRECTORY) + "/vswitch", "--socket", socket};
+        std::vector<std::string> all = {buildDirectory() + "/vswitch", "--socket", socket};
         for (std::string word; words >> word;)
             all.push_back(word);
         Outcome outcome = runProcess(all);
