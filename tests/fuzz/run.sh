@@ -10,15 +10,16 @@ number SECONDS "$seconds" 1 1000000
 
 need clang libclang-rt-dev cmake make libcjson-dev libgtest-dev libgmock-dev
 build=build-sanitize
-compile $build "request_fuzzer wire_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_C_COMPILER=clang \
+compile $build "request_fuzzer wire_fuzzer frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_C_COMPILER=clang \
     -DCMAKE_CXX_COMPILER=clang++
 
 scratch
 # Keys, endpoints and words, and the operations, are the texts that make a difference.
 grep -oh '"[A-Za-z0-9_.:/-]\+"' switching/*.cpp | sort -u >"$run/request.dict"
 sed -n 's/^OPEN_OPERATION(\(rpcclt_[A-Za-z0-9]*\).*/"\1"/p' platform/include/openclt_operations.def >"$run/wire.dict"
+: >"$run/frames.dict"
 
-fuzzers=(request wire)
+fuzzers=(request wire frames)
 for name in "${fuzzers[@]}"; do
     mkdir "$run/$name" # what is found on the way is not added to the corpus
     TMPDIR=$run ASAN_OPTIONS=quarantine_size_mb=32 launch $build/${name}_fuzzer -max_total_time="$seconds" \
