@@ -496,7 +496,8 @@ TEST_F(Frames, thatComeBackShutTheirPort)
     pass({{"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"}});
     configure("pass 60");
     connectHost(2);
-    pass({{"settle", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}});
+    tell("settle");
+    pass({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}});
 }
 
 TEST_F(Frames, toTheSwitchPassTheAccessList)
