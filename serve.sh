@@ -23,7 +23,7 @@ while [ $# -gt 0 ]; do
     case $1 in
         --port) number "$1" "${2-}" 1 65535; port=$2 ;;
         --ports) number "$1" "${2-}" 1 4096; switch+=("$1" "$2") ;;
-        --stations) number "$1" "${2-}" 0 1000000; switch+=("$1" "$2") ;;
+        --stations) number "$1" "${2-}" 0 65536; switch+=("$1" "$2") ;;
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
         --hosts) number "$1" "${2-}" 1 28; hosts=$2 ;;
         --own-files) own=own; shift; continue ;;
@@ -48,9 +48,10 @@ fi
 trap 'finish 0' INT TERM HUP # that is how it ends
 scratch
 filesOf "$build" $own
-makeSession
+makeSessions
 startSwitch switch "$build" "${switch[@]}" --trace "$run/trace"
-startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" ||
+startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" \
+    "$(consoleFor "$build" "$token" "$writer" "$reader")" ||
     fail "the web server did not start: see above. Is port $port taken? Choose another with --port."
 [ $hosts = 0 ] || serveHosts $hosts
 
@@ -62,6 +63,10 @@ cat <<END
 
 \$ curl -H 'Session: $token' $first
 $answer
+
+The switch in a browser:            http://127.0.0.1:$port/console/#session=$token
+  as a user who reads and writes:   http://127.0.0.1:$port/console/#session=$writer
+  as a user who only reads:         http://127.0.0.1:$port/console/#session=$reader
 
 The switch serves on $base/ until you press Ctrl-C. In another terminal:
 

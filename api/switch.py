@@ -12,7 +12,6 @@ from collections import namedtuple
 VALUE = r'(?:\[\d+\]"(?:[^"\\]|\\.)*"|\d+\([\d ]*\)|[^ "(]+)'
 LINE = re.compile(rf"(?:\[\d+\] )?(\w+)((?: \w+={VALUE})*) -> (-?\d+)((?: \w+={VALUE})*)")
 OPERAND = re.compile(rf" (\w+)=({VALUE})")
-START_UP = ("rpcclt_openapiConnectivityCheck", "rpcclt_openapiNetworkOSVersionGet", "rpcclt_openapiApiVersionGet")
 
 Call = namedtuple("Call", "name sent code returned")
 
@@ -38,8 +37,8 @@ class Switch:
         self.environment = {
             "OPENCLT_SOCKET": path, "SANDBOX_TMP": self.directory + "/tmp",
             "LD_PRELOAD": self.build + "/lib/libsandbox.so", "LD_LIBRARY_PATH": self.build + "/lib"}
-        self.server = subprocess.Popen([self.build + "/vswitch", "--socket", path, "--trace", trace, *self.options],
-                                       stdout=subprocess.PIPE)
+        self.server = subprocess.Popen([self.build + "/vswitch", "--socket", path, "--trace", trace,
+                                        "--trace-no-start", *self.options], stdout=subprocess.PIPE)
         if not self.server.stdout.readline():  # it says when it serves
             self.__exit__()
             raise SystemExit("The virtual switch did not start.")
@@ -99,7 +98,7 @@ class Switch:
             output = b"(ended with status %d) " % status + output
         calls = (LINE.fullmatch(line).groups() for line in self.trace.read().splitlines())
         return output, [Call(name, dict(OPERAND.findall(sent)), int(code), dict(OPERAND.findall(returned)))
-                        for name, sent, code, returned in calls if name not in START_UP]
+                        for name, sent, code, returned in calls]
 
     def request(self, method, target, body=""):
         """The body of the answer, as bytes. `target` is a path with its query, raw."""

@@ -4,6 +4,7 @@
 # switch and the tests themselves run on this machine's own processor. Installs what is missing.
 #
 #   test                          run the tests as well
+#   --libraries DIR               name what the program calls and the switch's libraries in DIR do not offer
 #   -DCMAKE_INSTALL_PREFIX=DIR    the prefix on the switch (/usr)
 #   -DSWITCHING_CGI_DIR=DIR       where the program goes (libexec/switching, below the prefix)
 #   -DSWITCHING_CONF_DIR=DIR      where its configuration goes (etc/lighttpd/conf.d; /etc for /usr)
@@ -12,14 +13,19 @@
 cd "$root"
 export LC_ALL=C # what other programs print is read below
 
-test=
+test='' libraries=''
 options=()
-for word; do
-    case $word in
+while [ $# -gt 0 ]; do
+    case $1 in
         test) test=yes ;;
-        -D?*) options+=("$word") ;;
-        *) wrong "there is no \"$word\" here" ;;
+        --libraries)
+            compgen -G "${2-}/*.so*" >/dev/null || wrong "--libraries takes a directory with libraries, not \"${2-}\""
+            libraries=$(cd "$2" && pwd -P)
+            shift ;;
+        -D?*) options+=("$1") ;;
+        *) wrong "there is no \"$1\" here" ;;
     esac
+    shift
 done
 [ "$(dpkg --print-architecture)" != arm64 ] ||
     fail "this machine is a 64-bit Arm itself: build with plain cmake, and test with test.sh"
@@ -43,8 +49,9 @@ faults=()
 grep -q 'Machine: *AArch64' "$aarch64/readelf.log" || faults+=("the program is not for AArch64")
 [ "$needed" = 'libopenclt.so libproc_libs.so libcjson.so.1 libc.so.6' ] || faults+=("the program needs $needed")
 ! grep -E '\((RPATH|RUNPATH)\)' "$aarch64/readelf.log" || faults+=("the program has a run path")
+aarch64-linux-gnu-readelf -p .version "$program" | grep -q 'switching_v2.cgi [0-9]' || faults+=("it has no version")
 grep -qF "\"${program#"$stage"}/\"" "$snippet" || faults+=("the web server looks for the program elsewhere")
-[ "$(find "$stage" ! -type d | wc -l)" = 2 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
+[ "$(find "$stage" ! -type d | wc -l)" = 3 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
 if [ ${#faults[@]} -gt 0 ]; then
     printf 'cross.sh: %s\n' "${faults[@]}" >&2
     exit 1
@@ -53,6 +60,20 @@ echo "build-aarch64/stage holds, for the switch's image:"
 (cd "$stage" && find . ! -type d -printf '  /%P (%s bytes, mode %m)\n')
 echo "There the program needs $needed (${libc/_/ } or newer)."
 echo "Its symbols, for addr2line and crash records: build-aarch64/switching_v2.cgi"
+
+# Operations are bound when they are called: a library without one would be noticed by the first client that needs it.
+if [ "$libraries" ]; then
+    aarch64-linux-gnu-nm -D --undefined-only "$program" | sed -n 's/^ *U \(\(rpcclt_\|openapi\|l7proc_\)[A-Za-z0-9_]*\)$/\1/p' |
+        sort >"$aarch64/called"
+    for library in "$libraries"/*.so*; do
+        aarch64-linux-gnu-readelf -h "$library" 2>/dev/null | grep -q 'Machine: *AArch64' ||
+            fail "$library is no library for AArch64"
+        aarch64-linux-gnu-nm -D --defined-only "$library" | awk '{ sub(/@.*/, "", $NF); print $NF }'
+    done | sort -u >"$aarch64/offered"
+    missing=$(comm -23 "$aarch64/called" "$aarch64/offered")
+    [ ! "$missing" ] || fail "the libraries in $libraries lack:"$'\n'"$missing"
+    echo "The libraries in $libraries offer all $(wc -l <"$aarch64/called") functions that the program calls."
+fi
 [ "$test" ] || exit 0
 
 # The emulator is the statically linked one: LD_PRELOAD and LD_LIBRARY_PATH then mean the emulated program alone. The C

@@ -1,5 +1,6 @@
-# install.cmake - run by cmake --install, when the program is in place: takes the build tree's run path off it, and
-# writes the web server's configuration, which names the program where it is going to lie on the switch.
+# install.cmake - run by cmake --install, when the program is in place: takes the build tree's run path off it, writes
+# the web server's configuration, which names the program where it is going to lie on the switch, and puts the
+# description of the interface beside it.
 set(prefix ${CMAKE_INSTALL_PREFIX}/)
 cmake_path(ABSOLUTE_PATH SWITCHING_CGI_DIR BASE_DIRECTORY ${prefix} NORMALIZE)
 if(prefix STREQUAL "/usr/" AND SWITCHING_CONF_DIR MATCHES "^etc/")
@@ -11,3 +12,6 @@ set(SWITCHING_CGI_PATH ${SWITCHING_CGI_DIR}/switching_v2.cgi)
 file(RPATH_REMOVE FILE "$ENV{DESTDIR}${SWITCHING_CGI_PATH}")
 configure_file(${CMAKE_SOURCE_DIR}/deploy/switching_v2.conf.in ${CMAKE_BINARY_DIR}/install/switching_v2.conf @ONLY)
 file(INSTALL ${CMAKE_BINARY_DIR}/install/switching_v2.conf DESTINATION ${SWITCHING_CONF_DIR})
+file(MAKE_DIRECTORY "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/switching")
+execute_process(COMMAND gzip -9nc ${CMAKE_SOURCE_DIR}/api/openapi.json COMMAND_ERROR_IS_FATAL ANY
+                OUTPUT_FILE "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/switching/openapi.json.gz")

@@ -59,6 +59,8 @@ requests = [
     ("GET", "vlan/vid-list?intfNum=1", None, data("vlan", {"numOfElements": 500, "vidList": list(range(1, 501))})),
     ("POST", "vlan/create?vlanNum=10", "", done),
     ("GET", "dot1ad/service-name", None, outcome(17002, "Unsupported Feature")),
+    # the query reaches the program as it was sent
+    ("GET", 'bridge/dot1d-tp-fdb-entry?address={"%41+', None, data("bridge", {"address": '{"%41+', "exists": False})),
     ("GET", "no-such/endpoint", None, None),
     ("POST", "fdb/flush", "", outcome(10000, "General Failed")),
 ]

@@ -1,57 +1,9 @@
 /*
  * model_test.cpp - what the virtual switch makes of what is set and of what happens: its tables notice each other.
- *
- * A step is a line: a request and, behind a "|", what its answer holds (white space does not count) or its code, success
- * when nothing is said; or a command to the switch (in small letters), which is refused with what is behind a "|".
  */
-#include <sstream>
-
 #include "tests/support/driver.h"
 
-class Model : public SwitchTest {
-protected:
-    static std::string squeezed(std::string text)
-    {
-        std::erase_if(text, [](char c) { return isspace((unsigned char)c); });
-        return text;
-    }
-
-    void command(const std::string &line, const std::string &refused)
-    {
-        std::istringstream words(line);
-        std::vector<std::string> all = {buildDirectory() + "/vswitch", "--socket", socket};
-        for (std::string word; words >> word;)
-            all.push_back(word);
-        Outcome outcome = runProcess(all);
-        EXPECT_EQ(outcome.exitStatus, refused.empty() ? 0 : 2) << line << ": " << outcome.errors;
-        EXPECT_NE(outcome.errors.find(refused), std::string::npos) << line << ": " << outcome.errors;
-    }
-
-    void play(const std::string &steps)
-    {
-        std::istringstream lines(steps);
-        for (std::string line; std::getline(lines, line);) {
-            size_t start = line.find_first_not_of(' '), bar = line.find(" | ");
-            if (start == std::string::npos)
-                continue;
-            std::string expected = bar == std::string::npos ? "" : line.substr(bar + 3);
-            std::istringstream words(line.substr(start, bar == std::string::npos ? bar : bar - start));
-            std::string method, target, body;
-            words >> method;
-            if (islower((unsigned char)method[0])) {
-                command(words.str(), expected);
-                continue;
-            }
-            words >> target;
-            std::getline(words, body);
-            std::string number = expected.empty() ? "0" : expected;
-            bool isCode = number.find_first_not_of("-0123456789") == std::string::npos;
-            std::string answer = squeezed(send(method, target, body));
-            EXPECT_NE(answer.find(isCode ? "\"respCode\":" + number + "," : squeezed(expected)), std::string::npos)
-                << line << "\n" << answer;
-        }
-    }
-};
+class Model : public SwitchTest {};
 
 TEST_F(Model, stationsTalkWhileTheirPortIsUp)
 {

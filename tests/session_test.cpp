@@ -30,7 +30,13 @@ protected:
     }
 
     std::string file() const { return readFile(tmp("session/s")); }
-    bool logged(const std::string &text) const { return log().find("[checkSessionX:") != std::string::npos && log().find("] " + text) != std::string::npos; }
+    /* "LEVEL text" */
+    bool logged(const std::string &line) const
+    {
+        const std::string text = log(), level = line.substr(0, line.find(' ')), what = "] " + line.substr(level.size() + 1);
+        size_t at = text.find(what), start = text.rfind(" (" + level + "): kelt_cgi: [checkSessionX:", at);
+        return at != std::string::npos && start != std::string::npos && text.find(']', start) == at;
+    }
     void logEverything() { writeFile(tmp("devmgr_log_level"), "7"); }
 };
 
@@ -43,11 +49,11 @@ TEST_F(Session, weighsTheRoleAgainstTheMethod)
     EXPECT_TRUE(servedWith("joe\n7000\nro\ns"));
     EXPECT_TRUE(servedWith("joe\n7000\nrow\ns")); /* two characters are compared */
     EXPECT_FALSE(servedWith("joe\n7000\nro\ns", "PUT"));
-    EXPECT_TRUE(logged("Permission denied, not a priviledged user\n"));
+    EXPECT_TRUE(logged("ERROR Permission denied, not a priviledged user\n"));
     for (const char *content : {"joe\n7000\nrx\ns", "joe\n7000\n\ns", "joe\n7000\n", "joe\n", "", "admin2\n7000\nx",
                                 "Admin\n7000\ns", "\n\n\n"})
         EXPECT_FALSE(servedWith(content)) << content;
-    EXPECT_TRUE(logged("Invalid priviledged level in user session\n"));
+    EXPECT_TRUE(logged("ERROR Invalid priviledged level in user session\n"));
 }
 
 TEST_F(Session, slidesTheStampForward)
@@ -69,14 +75,14 @@ TEST_F(Session, endsAfterTwoHours)
     EXPECT_TRUE(servedWith("joe\n100\nrw\ns"));
     EXPECT_FALSE(servedWith("joe\n99\nrw\ns"));
     EXPECT_EQ(access(tmp("session/s").c_str(), F_OK), -1);
-    EXPECT_TRUE(logged("Token timeout(7300 - 99).please login again. (userName: joe\n timestamp: 99\n)\r\n")) << log();
+    EXPECT_TRUE(logged("INFO Token timeout(7300 - 99).please login again. (userName: joe\n timestamp: 99\n)\r\n")) << log();
     EXPECT_FALSE(served("s"));
     EXPECT_TRUE(servedWith("joe\n0\nrw\ns"));
     EXPECT_TRUE(servedWith("joe\nsoon\nrw\ns"));
     EXPECT_TRUE(servedWith("joe\n999999\nrw\ns")); /* before the last reboot */
     EXPECT_FALSE(servedWith("joe\n-9223372036854775808\nrw\ns"));
     EXPECT_FALSE(servedWith("joe\n7000\nrw\ns", "GET", {{"SANDBOX_UPTIME", "fail"}}));
-    EXPECT_TRUE(logged("Failed to get sysinfo\r\n"));
+    EXPECT_TRUE(logged("ERROR Failed to get sysinfo\r\n"));
 }
 
 TEST_F(Session, isAFileDirectlyInItsDirectory)
@@ -89,14 +95,14 @@ TEST_F(Session, isAFileDirectlyInItsDirectory)
     writeFile(tmp("session/directory/s"), "admin\n7000\ns");
     for (const char *token : {"", ".", "..", "link", "directory", "pipe", "../outside", "directory/s", "./s", "none"})
         EXPECT_FALSE(served(token)) << token;
-    EXPECT_TRUE(logged("/tmp/session/../outside file not exsits, ignore\n")) << log();
+    EXPECT_TRUE(logged("DEBUG /tmp/session/../outside file not exsits, ignore\n")) << log();
     EXPECT_FALSE(served("\033[2J\n"));
-    EXPECT_TRUE(logged("/tmp/session/?[2J? file not exsits, ignore\n")) << log();
+    EXPECT_TRUE(logged("DEBUG /tmp/session/?[2J? file not exsits, ignore\n")) << log();
 
     Environment environment = request("GET", "bridge/dot1d-stp-priority");
     environment.erase("HTTP_SESSION");
     EXPECT_EQ(run(environment).output, "Status:403\r\n\r\n");
-    EXPECT_TRUE(logged("/tmp/session/(null) file not exsits, ignore\n"));
+    EXPECT_TRUE(logged("DEBUG /tmp/session/(null) file not exsits, ignore\n"));
 }
 
 /* Anybody can write lines into the shared log that read as a session: the path of an unknown endpoint is logged so. */
@@ -115,35 +121,34 @@ TEST_F(Session, logsTheRefresh)
 {
     logEverything();
     EXPECT_TRUE(servedWith("joe\n7000\nrw\ns"));
-    EXPECT_TRUE(logged("Token update to file. (joe\n7300\nrw\ns)\r\n")) << log();
+    EXPECT_TRUE(logged("DEBUG Token update to file. (joe\n7300\nrw\ns)\r\n")) << log();
     writeFile(tmp("session/\033"), "admin\n7000\n");
     EXPECT_TRUE(served("\033"));
-    EXPECT_TRUE(logged("Token update to file. (admin\n7300\n?)\r\n")) << log();
+    EXPECT_TRUE(logged("DEBUG Token update to file. (admin\n7300\n?)\r\n")) << log();
     EXPECT_EQ(readFile(tmp("session/\033")), "admin\n7300\n\033");
 }
 
+/* Also for its turn behind who only reads. */
 TEST_F(Session, waitsForItsTurn)
 {
     writeFile(tmp("session/s"), "admin\n7000\ns");
-    Process holder = startProcess({"flock", tmp("session/s"), "sh", "-c", "echo locked; sleep 1"}, {}, "");
+    Process holder = startProcess({"flock", "-s", tmp("session/s"), "sh", "-c", "echo locked; sleep 1; touch " + tmp("done")},
+                                  {}, "");
     char line[16];
     ASSERT_GT(read(holder.output, line, sizeof line), 0);
     EXPECT_TRUE(served("s"));
+    EXPECT_EQ(access(tmp("done").c_str(), F_OK), 0);
     finishProcess(holder);
     EXPECT_EQ(file(), "admin\n7300\ns");
 }
 
-TEST_F(Session, staysWellFormedUnderManyRequests)
+/* 199 bytes of a name and of a stamp, 15 of a role, 255 of what is written. */
+TEST_F(Session, holdsTheLongestLines)
 {
-    writeFile(tmp("session/s"), "joe\n7000\nrw\ns");
-    Environment environment = request("GET", "bridge/dot1d-stp-priority");
-    environment["HTTP_SESSION"] = "s";
-    environment["SANDBOX_UPTIME"] = "7300";
-    std::vector<Process> processes;
-    processes.reserve(20);
-    for (int i = 0; i < 20; i++)
-        processes.push_back(startProcess(programCommand(), environment, ""));
-    for (Process process : processes)
-        EXPECT_NE(finishProcess(process).output.find("32768"), std::string::npos);
-    EXPECT_EQ(file(), "joe\n7300\nrw\ns");
+    const std::string user = std::string(198, 'u') + "\n", role = "rw" + std::string(12, 'r') + "\n";
+    const std::string stamp = std::string(194, ' ') + "7000\n", token(60, 't'), old(60, 'o');
+    EXPECT_TRUE(servedWith(user + stamp + "rw\ns"));
+    writeFile(tmp("session/" + token), user + "7000\n" + role + old);
+    EXPECT_TRUE(served(token));
+    EXPECT_EQ(readFile(tmp("session/" + token)), user + "7300\n" + role + token.substr(0, 36) + old.substr(36));
 }

@@ -314,11 +314,3 @@ TEST_F(VirtualSwitch, holdsSoMuchAndNoMore)
     close(small);
     expectAlive();
 }
-
-TEST_F(VirtualSwitch, hasAsManyPortsAsItIsTold)
-{
-    startSwitch({"--ports", "4", "--stations", "0"});
-    EXPECT_EQ(send("GET", "bridge/dot1d-base-num-ports"), success(R"("bridge":{"numPorts":4})"));
-    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=13"), failure(10003));
-    EXPECT_EQ(send("GET", "bridge/dot1d-tp-fdb-entry-next"), success(R"("bridge":{"address":"02:A0:C9:00:00:01"})"));
-}

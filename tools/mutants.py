@@ -28,7 +28,6 @@ FAULTS = [
     (r'\bif \((?!auto|const|int|uint32_t|char)(.*)\)$', r'if (!(\1))'),
     (r'^(\s+)(?!return|break|continue|case|\w+ \w+[ ;=]|const|static|auto|uint)[\w:>.*&-]+(\(.*\)|\[.*\]|\w*)'
      r'( [-+|&]?= .*|\+\+)?;$', r'\1;'),
-    (r'^(\s+)return .*;$', r'\1break;'),
     (r'(&openClient, [^,()]+), ([^,()]+)([,)])', r'\1, 1 + \2\3'),
     (r'\b(\w+)\(([^,()]+), ([^,()]+)\)', r'\1(\3, \2)'),
     (r'openResult\((.*)\)\)', r'\1)'), (r'\bOPEN_FAILED\b', 'OPEN_EXISTS'), (r'\bOPEN_BAD_ARGUMENT\b', 'OPEN_FAILED'),
@@ -56,9 +55,10 @@ def faultsOf(text):
 
 
 class Tree:
-    """A copy of what is committed, built."""
+    """A copy of what is committed, with the targets built, or all."""
 
-    def __init__(self, directory):
+    def __init__(self, directory, *targets):
+        self.targets = ['--target', *targets] if targets else []
         self.source, self.build = f'{directory}/source', f'{directory}/build'
         top = subprocess.check_output(['git', 'rev-parse', '--show-toplevel'], text=True).strip()
         os.makedirs(self.source, exist_ok=True)
@@ -70,7 +70,7 @@ class Tree:
             sys.exit('The tree does not build without a fault.')
 
     def make(self):
-        return self.run(['cmake', '--build', self.build, '-j', str(os.cpu_count())], 600) == 0
+        return self.run(['cmake', '--build', self.build, '-j', str(os.cpu_count()), *self.targets], 900) == 0
 
     def run(self, command, seconds):
         """Its exit status, -1 when it takes longer."""
@@ -86,16 +86,17 @@ class Tree:
         with open(f'{self.source}/{path}', 'w', encoding='utf-8') as file:
             file.write(text)
 
-    def findsFault(self):
-        """The first test that fails; None when all pass. The proof goes first: it fails early."""
-        if self.run(['tests/proof/proof.py', '--first', self.build], 300) != 0:
-            return 'proof'
-        for name in ('unit_tests', 'system_tests'):
-            command = ['env', 'GTEST_FAIL_FAST=1', 'GTEST_BRIEF=1', f'{self.build}/{name}']
-            if self.run(command, 300) != 0:
-                return name
-        if self.run(['ctest', '--test-dir', self.build, '-LE', 'gtest', '-E', '^proof$', '--stop-on-failure'], 300) != 0:
-            return 'scripts'
+    def finds_fault(self, path, quick):
+        """What finds the fault in `path`: the tests of that part first, then, unless it is to be quick, all others."""
+        proof, system = ['tests/proof/proof.py', '--first', self.build], ['env', 'GTEST_FAIL_FAST=1', f'{self.build}/system_tests']
+        family = os.path.basename(path).removesuffix('.cpp').replace('protected_port', 'protectedport').replace('_', '-')
+        description = f'{self.source}/api/openapi.json'
+        first = {'switching': [proof + [description, f'/{family}/']],
+                 'platform': [system + ['--gtest_filter=Model*:Tables*:VirtualSwitch*']]}.get(
+                     path.split('/')[0], [[f'{self.build}/unit_tests'], system, proof + [description, '/macal/', '/mvrp/']])
+        for command in first + ([] if quick else [['ctest', '--test-dir', self.build, '--stop-on-failure']]):
+            if self.run(command, 900) != 0:
+                return next(word for word in map(os.path.basename, command) if word in ('proof.py', 'system_tests', 'unit_tests', 'ctest'))
         return None
 
 
@@ -104,6 +105,7 @@ def main():
     arguments.add_argument('--seed', type=int, default=1)
     arguments.add_argument('--count', type=int, default=50)
     arguments.add_argument('--keep', metavar='DIRECTORY')
+    arguments.add_argument('--quick', action='store_true', help='only the tests of the part in which the fault is')
     arguments.add_argument('parts', nargs='+', metavar='PART')
     options = arguments.parse_args()
     directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
@@ -124,7 +126,7 @@ def main():
         tree.plant(path, '\n'.join(lines))
         if tree.make():
             built += 1
-            finder = tree.findsFault()
+            finder = tree.finds_fault(path, options.quick)
             survived += finder is None
             print(f'{finder or "SURVIVED"}: {path}:{number + 1}: {before.strip()}  =>  {line.strip()}', flush=True)
         tree.plant(path, text)

@@ -160,15 +160,30 @@ filesOf()
         \"ASAN_OPTIONS\" => \"verify_asan_link_order=0\""
 }
 
+newToken()
+{
+    od -An -N16 -tx1 /dev/urandom | tr -d ' \n'
+}
+
 # makeSession NAME CONTENT: what the web login would leave, until the script ends; without NAME an administrator's,
 # whose name is token. The names are what a client proves itself with: nobody else may list them.
 makeSession()
 {
     if [ $# = 0 ]; then
-        token=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
+        token=$(newToken)
         set -- "$token" $'admin\n0\n'"$token"
     fi
     if mkdir -m 700 "$files/session" 2>/dev/null; then atEnd rmdir --ignore-fail-on-non-empty "$files/session"; fi
     atEnd rm -f "$files/session/$1"
     (umask 077; printf '%s' "$2" >"$files/session/$1")
+}
+
+# makeSessions: the administrator's, token, and those of two other users: writer may read and write, reader only read.
+makeSessions()
+{
+    makeSession
+    writer=$(newToken)
+    makeSession "$writer" $'writer\n0\nrw\n'"$writer"
+    reader=$(newToken)
+    makeSession "$reader" $'reader\n0\nro\n'"$reader"
 }

@@ -33,7 +33,7 @@ server.document-root = "$run/empty"
 server.bind = "127.0.0.1"
 server.port = $port
 server.tag = "$tag"
-server.modules = ("mod_setenv")
+server.modules = ("mod_setenv", "mod_access")
 server.upload-dirs = ("$run")
 setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", $3)
 include "$build/switching_v2.conf"
@@ -50,6 +50,22 @@ END
     done
     cat "$run/lighttpd.log" >&2
     return 1
+}
+
+# consoleFor BUILD TOKEN...: the console and, for these sessions alone, the switch's trace, as lighttpd writes it: a
+# CONFIGURATION for startWebServer. The trace grows, so its size is asked for each time.
+consoleFor()
+{
+    local tokens
+    tokens=$(IFS='|'; echo "${*:2}")
+    cat <<END
+alias.url += ("/console/trace" => "$run/trace")
+server.stat-cache-engine = "disable"
+include "$1/switching_console.conf"
+\$HTTP["url"] == "/console/trace" {
+    \$REQUEST_HEADER["Session"] !~ "^($tokens)\$" { url.access-deny = ("") }
+}
+END
 }
 
 # Ports to try when any will do.

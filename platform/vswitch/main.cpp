@@ -34,6 +34,7 @@ static const char synopsis[] =
     "  vswitch [OPTIONS] [serve]           serve until stopped\n"
     "    --ports N                         ports of the switch (28)\n"
     "    --stations N                      learned addresses at start (8)\n"
+    "    --silent N                        so many of them never speak again: they age (2, a quarter at most)\n"
     "    --station-vlans N                 VLANs 1 to N exist at start and share the stations (1)\n"
     "    --trace FILE                      write a line for every operation (- is standard output):\n"
     "      [4711] OPERATION NAME=VALUE... -> CODE NAME=VALUE...\n"
@@ -192,10 +193,11 @@ struct Options {
 /* Reads options up to the next word. False when one is wrong, which has been said. */
 static bool readOptions(int argc, char **argv, Options *options)
 {
-    enum { SOCKET, PORTS, STATIONS, STATION_VLANS, TRACE, TRACE_NO_START, PLUG, HELP, VERSION };
+    enum { SOCKET, PORTS, STATIONS, STATION_VLANS, SILENT, TRACE, TRACE_NO_START, PLUG, HELP, VERSION };
     static const option names[] = {
         {"socket", required_argument, nullptr, SOCKET},     {"ports", required_argument, nullptr, PORTS},
         {"stations", required_argument, nullptr, STATIONS}, {"station-vlans", required_argument, nullptr, STATION_VLANS},
+        {"silent", required_argument, nullptr, SILENT},
         {"trace", required_argument, nullptr, TRACE},       {"trace-no-start", no_argument, nullptr, TRACE_NO_START},
         {"help", no_argument, nullptr, HELP},               {"version", no_argument, nullptr, VERSION},
         {"plug", required_argument, nullptr, PLUG},         {nullptr, 0, nullptr, 0},
@@ -204,7 +206,8 @@ static bool readOptions(int argc, char **argv, Options *options)
         switch (found) {
         case SOCKET: options->socket = optarg; break;
         case PORTS: options->model.ports = numberOption("ports", optarg, 1, 4096); break;
-        case STATIONS: options->model.stations = numberOption("stations", optarg, 0, 1000000); break;
+        case STATIONS: options->model.stations = numberOption("stations", optarg, 0, 65536); break;
+        case SILENT: options->model.silentStations = numberOption("silent", optarg, 0, 65536); break;
         case STATION_VLANS: options->model.stationVlans = numberOption("station-vlans", optarg, 1, 4094); break;
         case TRACE: options->trace = optarg; break;
         case TRACE_NO_START: leaveOutStart(); break;
@@ -233,7 +236,7 @@ int main(int argc, char **argv)
             return 2;
     }
     if (options.version) {
-        printf("vswitch %s\n", *VSWITCH_VERSION ? VSWITCH_VERSION : "without a version");
+        puts("vswitch " VSWITCH_VERSION);
         return 0;
     }
     createModel(options.model);

@@ -1,10 +1,5 @@
 /*
- * model_loop_protection.cpp - the virtual switch's loop protection.
- *
- * While it is on for the switch and for a port that has a link and transmits, the port sends a detection frame at once and
- * then every transmit interval. Behind a port with a loop each frame comes back; as many of them as may be received make
- * a loop, and the port takes its action. A port that was shut opens again after the disable time, or, when that is 0,
- * once its link or the protection was off.
+ * model_loop_protection.cpp - the virtual switch's loop protection: frames that are due, and those that come back.
  */
 #include <vector>
 

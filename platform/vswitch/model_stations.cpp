@@ -1,9 +1,6 @@
 /*
- * model_stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be.
- *
- * A station that talks is heard all the time: it is learned some seconds after it can be heard (its port is up and in its
- * VLAN, and nothing static has its address), and does not age. One that has fallen silent ages. At start there are as
- * many as were asked for, spread over the ports that have a link; a few of them were heard once, at start.
+ * model_stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be: who talks, is
+ * heard and learned, and who has fallen silent.
  */
 #include <algorithm>
 #include <tuple>
@@ -58,10 +55,11 @@ static void letTalk(uint64_t now)
         }
 }
 
+/* It tries again when something has changed, if it cannot be heard or the table is full. */
 static void hear(uint32_t vlan, uint64_t mac, uint64_t now)
 {
-    const Station &station = stations.at({vlan, mac});
-    fdbInsert(vlan, mac, {station.port, FDB_LEARNED, now});
+    if (!canBeHeard({vlan, mac}) || !fdbInsert(vlan, mac, {stations.at({vlan, mac}).port, FDB_LEARNED, now}))
+        stationWasForgotten(vlan, mac);
 }
 
 void passStations(uint64_t now)
@@ -70,10 +68,7 @@ void passStations(uint64_t now)
     while (!willTalk.empty() && std::get<0>(*willTalk.begin()) <= now) {
         auto [time, vlan, mac] = *willTalk.begin();
         willTalk.erase(willTalk.begin());
-        if (canBeHeard({vlan, mac}))
-            hear(vlan, mac, time);
-        else
-            stationWasForgotten(vlan, mac);
+        hear(vlan, mac, time);
     }
     if (!changed)
         return;
@@ -111,10 +106,7 @@ static CommandOutcome learn(const Words &words, std::string *answer)
     if (!portInVlan(port, vlan))
         return refuse(answer, "port " + words[2] + " is not in VLAN " + words[0]);
     stations[{vlan, mac}] = {port, true};
-    if (mayLearn(vlan, mac, port))
-        hear(vlan, mac, uptimeSeconds());
-    else
-        unheard.insert({vlan, mac}); /* a static filter has the address */
+    hear(vlan, mac, uptimeSeconds());
     return COMMAND_DONE;
 }
 
@@ -164,8 +156,9 @@ void resetStations()
         uint32_t port = linked[(i + i / linked.size()) % linked.size()]; /* not in step with the VLANs */
         uint64_t mac = 0x020000000000 + 257ull * (i + 1);
         bool talks = i + silent < options.stations;
+        if (!fdbInsert(vlan, mac, {port, FDB_LEARNED, 0}))
+            continue;
         stations[{vlan, mac}] = {port, talks};
-        hear(vlan, mac, 0);
         if (!talks)
             fdbAge(vlan, mac, 0);
     }

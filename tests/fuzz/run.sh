@@ -1,6 +1,7 @@
 #!/bin/bash
-# run.sh [SECONDS] - builds the fuzzers and runs them for so long (30), side by side, from the corpus beside this script.
-# Fails, and says which input it was, when one of them finds a crash, a leak, an answer that must not be, or a hang.
+# run.sh [SECONDS] - builds the fuzzers and runs them for so long (30), side by side, from the corpus beside this script
+# and from two requests for every endpoint. Fails, and says which input it was, when one of them finds a crash, a leak, an
+# answer that must not be, or a hang; and when what they ran reaches less than 90 % of the program's lines.
 . "$(dirname "$0")/../../tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
@@ -8,23 +9,38 @@ cd "$root"
 seconds=${1-30}
 number SECONDS "$seconds" 1 1000000
 
-need clang libclang-rt-dev cmake make libcjson-dev libgtest-dev libgmock-dev
+need clang llvm libclang-rt-dev cmake make libcjson-dev libgtest-dev libgmock-dev
 build=build-sanitize
-compile $build "request_fuzzer wire_fuzzer frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_C_COMPILER=clang \
-    -DCMAKE_CXX_COMPILER=clang++
+compile $build "request_fuzzer request_coverage wire_fuzzer frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
+    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
 
 scratch
 # Keys, endpoints and words, and the operations, are the texts that make a difference.
 grep -oh '"[A-Za-z0-9_.:/-]\+"' switching/*.cpp | sort -u >"$run/request.dict"
 sed -n 's/^OPEN_OPERATION(\(rpcclt_[A-Za-z0-9]*\).*/"\1"/p' platform/include/openclt_operations.def >"$run/wire.dict"
-: >"$run/frames.dict"
+
+# For every endpoint of the route table (see request_fuzzer.cpp), with every key there is in query and body: a switch
+# that answers nothing but zeros, and one that answers nothing but failures.
+mkdir "$run/seeds"
+keys=$(sed -n 's/^\([A-Za-z0-9]*\) = \(.*\) : .*/\1 \2/p' api/words/glossary.txt)
+query=$(sed 's/ /=/; s/"//g' <<<"$keys" | paste -sd '&')
+body={$(sed 's/^\([^ ]*\) /"\1": /' <<<"$keys" | paste -sd ,)}
+failures=$(printf '\226%.0s' {1..64})
+endpoints=$(cat switching/*.cpp | grep -c 'addRoute(dir,') # or more: they are counted round
+for ((i = 0; i < endpoints; i++)); do
+    printf -v request '\n@%s?%s\n\n\nadmin\n\n\n%s\n' $i "$query" "$body"
+    printf '%s' "$request" >"$run/seeds/$i-zeros"
+    printf '%s\0\0%s' "$request" "$failures" >"$run/seeds/$i-failures"
+done
 
 fuzzers=(request wire frames)
+: >"$run/frames.dict"
+declare -A seeds=([request]=$run/seeds)
 for name in "${fuzzers[@]}"; do
     mkdir "$run/$name" # what is found on the way is not added to the corpus
     TMPDIR=$run ASAN_OPTIONS=quarantine_size_mb=32 launch $build/${name}_fuzzer -max_total_time="$seconds" \
         -timeout=10 -rss_limit_mb=2048 -entropic_scale_per_exec_time=1 -print_final_stats=1 -dict="$run/$name.dict" \
-        -artifact_prefix="$build/$name-" "$run/$name" tests/fuzz/corpus/$name >"$run/$name.log" 2>&1
+        -artifact_prefix="$build/$name-" "$run/$name" "tests/fuzz/corpus/$name" ${seeds[$name]-} >"$run/$name.log" 2>&1
 done
 failed=0
 started=("${pids[@]}")
@@ -39,4 +55,20 @@ for i in "${!fuzzers[@]}"; do
         echo "${name}_fuzzer: found something; again: $build/${name}_fuzzer FILE (the one named above)"
     fi
 done
+
+# Which lines all that reaches.
+find "$run/request" "$run/seeds" tests/fuzz/corpus/request -type f -print0 |
+    TMPDIR=$run LLVM_PROFILE_FILE=$run/profile xargs -0 $build/request_coverage >"$run/coverage.log" 2>&1 ||
+    fail "$(tail "$run/coverage.log")"
+llvm-profdata merge -o "$run/lines" "$run/profile"
+llvm-cov report $build/request_coverage -instr-profile="$run/lines" | awk '
+    match($1, /(switching|common|httpd)\/[^\/]*$/) {
+        directory = substr($1, RSTART, index(substr($1, RSTART), "/"))
+        lines[directory] += $8; reached[directory] += $8 - $9; all += $8; allReached += $8 - $9
+    }
+    END {
+        for (directory in lines) printf "%s %.1f %%, ", directory, 100 * reached[directory] / lines[directory]
+        printf "together %.1f %% of the lines are reached by the inputs of request_fuzzer\n", 100 * allReached / all
+        exit allReached < 0.9 * all
+    }' || { echo "too few: 90 % must be"; failed=1; }
 exit $failed

@@ -14,7 +14,11 @@ class Key:
         self.number = 11 * (index + 1)  # what its values are made of, unlike those of the others
         self.words = schema.get("x-codes")
         self.kind = "word" if self.words else schema.get("x-conversion", schema["type"])
-        self.lookup = schema.get("x-lookup", {"query": "exact", "form": "loose"}.get(place))
+        self.lookup = schema["x-lookup"] if place == "query" else {"form": "loose"}.get(place, "json")
+        assert self.kind in ("word", "ipv4", "string", "boolean", "array", "integer")
+        assert self.lookup in ("exact", "loose", "decoded", "json")
+        if self.words:  # of the words for one code, the enumeration has the first
+            assert schema["enum"] == list({code: word for word, code in reversed(self.words.items())}.values())[::-1]
 
     def reached(self, value):
         """What `value` is when it reaches the operand; None stands for a key that is not there."""
@@ -52,13 +56,17 @@ class Key:
             longest = list(range(1, self.schema["maxItems"] + 2))
             return [[number, number + 1], [number + 2], [], [self.schema["items"]["maximum"] + number],
                     *([longest] if self.place == "json" else [])]  # a query cannot be that long
-        low = [self.schema["minimum"], self.schema["minimum"] - 1] if self.place != "query" else [0]
+        low = [self.schema["minimum"], self.schema["minimum"] - (self.place != "query")]
         return [number, number + 1, high, high + 1, *low]
 
     def is_refused(self, value):
         """Whether the request is, for want of this key."""
         least = self.schema.get("minimum", self.schema.get("minLength"))
         return self.required and (value is None or (least == 1 and not self.reached(value)))
+
+
+def ipv4(number):
+    return ".".join(map(str, number.to_bytes(4, sys.byteorder)))
 
 
 def inlined(description, node):
@@ -85,31 +93,35 @@ class Operation:
         self.path, self.method, self.entry = path, method.upper(), entry
         self.name = f"{self.method} {path}"
         self.calls = entry["x-operations"]
-        self.rule = entry["x-open-codes"]
+        self.rule, self.constants = entry["x-open-codes"], entry.get("x-constants", {})
         self.keys = []
         for parameter in entry.get("parameters", []):
+            assert parameter["in"] == "query"
             schema = {**parameter, **parameter["schema"]}
             self.add_key("query", parameter["name"], schema, parameter["required"])
-        self.json_place = None
+        self.json_place, self.bodies = None, []
         for content, media in entry.get("requestBody", {"content": {}})["content"].items():
+            assert entry["requestBody"]["required"]
             self.add_body("json" if content == "application/json" else "form", media["schema"])
         if "x-query-string" in entry:
             self.add_body("json-query", entry["x-query-string"]["schema"])
         self.needs_json = self.json_place == "json" or entry.get("x-query-string", {}).get("required")
         self.schema = entry["responses"]["200"]["content"]["application/json"]["schema"]
-        self.success, self.messages = None, {}
+        self.success, self.messages, self.statuses = None, {}, {}
         for outcome in alternatives(self.schema):
             resp = outcome["properties"]["resp"]["properties"]
-            for code in resp["respCode"].get("enum") or [resp["respCode"]["const"]]:
-                self.messages[code] = resp["respMsg"]["const"]
-                if code == 0:
-                    self.success = outcome
+            codes = resp["respCode"].get("enum") or [resp["respCode"]["const"]]
+            self.messages.update(dict.fromkeys(codes, resp["respMsg"]["const"]))
+            self.statuses.update(dict.fromkeys(codes, resp["status"]["const"]))
+            if codes == [0]:
+                self.success = outcome
         self.members = list(self.members_in(self.success or {"properties": {}}, ()))
 
     def add_key(self, place, name, schema, required):
         self.keys.append(Key(place, name, schema, required, len(self.keys)))
 
     def add_body(self, place, schema):
+        self.bodies.append(schema)
         if place != "form":
             self.json_place = place
         for name, one in schema["properties"].items():
@@ -139,29 +151,43 @@ class Operation:
             return query, "&".join([f"{name}={value}" for name, value in place["form"]] + pairs)
         return query, json.dumps(more) if more and self.method in ("PUT", "POST") else ""
 
-    def sent(self, index, call, values):
-        """What the operands of the call must be, as the trace shows them."""
+    def example(self):
+        """Query and body of the example, and the answer it got."""
+        values = {key: key.schema["example"] for key in self.keys if key.place == "query"}
+        bodies = [media["example"] for media in self.entry.get("requestBody", {"content": {}})["content"].values()]
+        values.update((key, bodies[0][key.name]) for key in self.keys if bodies and key.name in bodies[0] and
+                      key.place in ("json", "form"))
+        query, body = self.request(values)
+        query = self.entry.get("x-query-string", {}).get("example", query)
+        return query, body, self.entry["responses"]["200"]["content"]["application/json"]["example"]
+
+    def sent(self, index, call, values, outputs):
+        """What the operands of the call must be, as the trace shows them, when the calls before it returned the outputs."""
         expected = {}
         for name, found in call.sent.items():
-            value = self.entry.get("x-constants", {}).get(name)
-            value = value[index] if isinstance(value, list) and not found.endswith(")") else value
+            value = self.constants.get(name)
+            value = value[index] if isinstance(value, list) else value
             for key in self.keys:
                 if name in key.schema["x-operand"]:
                     value = key.reached(values.get(key))
             if found.startswith("["):
-                expected[name] = f'[{self.size(name, value or "", found)}]"{value or ""}"'
+                expected[name] = f'[{self.size(name, value or "", outputs)}]"{value or ""}"'
             elif found.endswith(")"):
                 expected[name] = f"{len(value or [])}({' '.join(map(str, value or []))})"
             else:
-                expected[name] = str(value or 0)
+                expected[name] = ipv4(value or 0) if "." in found else str(value or 0)
         return expected
 
-    def size(self, name, text, found):
-        """The size the descriptor of a text states; the rule for a size by a count is for `sizes_by_count`."""
+    def size(self, name, text, outputs):
+        """The size that the descriptor of a text states."""
         size = self.entry["x-text-sizes"][name]
         if isinstance(size, dict):
-            return found[1:found.index("]")]
+            return max(size["least"], outputs[0][size["operand"]] * size["each"] + size["plus"])
         return {"length": len(text), "length+1": len(text) + 1}.get(size, size)
+
+    def counted(self):
+        """Operands whose value decides on the size of a text."""
+        return [size["operand"] for size in self.entry.get("x-text-sizes", {}).values() if isinstance(size, dict)]
 
     def operands_reached(self):
         return {name for key in self.keys for name in key.schema["x-operand"]}
@@ -169,11 +195,9 @@ class Operation:
     def outcome(self, code):
         """What becomes of OpEN's code."""
         own = {one for _, schema in self.members for codes in schema["x-source"].get("code", {}).values() for one in codes}
-        if self.rule == "never" or (self.rule == "own" and code in own):
-            return 0
-        if self.rule == "invalid":
-            return 10003 if code else 0
-        return code if self.rule == "raw" else OPEN_RESULTS.get(code, 10000)
+        mapped = OPEN_RESULTS.get(code, 10000)
+        return {"mapped": mapped, "own": 0 if code in own else mapped, "invalid": 10003 if code else 0, "raw": code,
+                "never": 0}[self.rule]
 
     def answer(self, outcome, situation, values, outputs, code):
         """The whole text of an answer. `outputs` are those of each call, {operand: value}."""
@@ -181,7 +205,7 @@ class Operation:
         if outcome == 0:
             answer = {name: self.data(schema, values, outputs, code)
                       for name, schema in self.success["properties"].items() if name != "resp"}
-        answer["resp"] = {"respCode": outcome, "respMsg": self.messages[outcome], "status": "fail" if outcome else "success"}
+        answer["resp"] = {"respCode": outcome, "respMsg": self.messages[outcome], "status": self.statuses[outcome]}
         return printed(answer) + "\n" * self.entry["x-line-end"][situation]
 
     def data(self, schema, values, outputs, code):
@@ -196,7 +220,7 @@ class Operation:
         if source.get("count"):
             value = len(value)
         if source.get("conversion") == "ipv4":
-            value = ".".join(map(str, value.to_bytes(4, sys.byteorder)))
+            value = ipv4(value)
         if "otherwise" in source:
             words = source.get("words") or source.get("code")
             value = next((word for word, codes in words.items() if value in codes), source["otherwise"])

@@ -10,12 +10,14 @@ import json
 import multiprocessing
 import os
 import re
+import signal
 import struct
 import sys
 
 import jsonschema
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../api"))
+API = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../api")
+sys.path.insert(0, API)
 from described import Operation, inlined  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
 
@@ -39,8 +41,7 @@ class Proof:
     def __init__(self, operation, switch, words):
         self.operation, self.switch, self.words = operation, switch, words
         self.base = {key: key.samples()[0] for key in operation.keys}
-        own = {call: {} for call in operation.calls}
-        self.outputs = [own[call] for call in operation.calls]  # {operand: value}; of two calls of one operation the same
+        self.outputs = [{} for _ in operation.calls]
         self.kinds = [{} for _ in operation.calls]  # a value of each output as the trace shows it
         self.inputs = set()                         # operands that are only sent
         self.outcomes, self.answers, self.requests = set(), set(), 0
@@ -49,6 +50,8 @@ class Proof:
     def prove(self):
         operation = self.operation
         closed(operation.schema)
+        for body in operation.bodies:
+            same("what a body must have", (body["type"], body["additionalProperties"]), ("object", False))
         same("without a session", self.send(*operation.request(self.base), session=None), (NOT_ADMITTED, []))
         if operation.calls:
             self.learn_outputs()
@@ -57,7 +60,7 @@ class Proof:
             self.vary_outputs()
             self.vary_codes()
         else:
-            same("deprecated", operation.entry.get("deprecated"), True)
+            same("what a placeholder must have", (operation.entry["deprecated"], operation.rule, operation.keys), (True, "none", []))
             self.check({}, self.send())
         self.send_besides()
         same("the result codes", self.outcomes, set(operation.messages))
@@ -71,11 +74,12 @@ class Proof:
         self.check(values, self.send(*self.operation.request(values, **how)))
 
     def arrange(self, code=0, only=None):
-        """The switch answers the outputs, and `code` to the operation `only`, or to all."""
+        """The switch answers the outputs, and `code` to the call at index `only`, or to all."""
         for i, call in enumerate(self.operation.calls):
             outputs = [f"{name}={','.join(map(str, value)) if isinstance(value, list) else value}"
                        for name, value in self.outputs[i].items()]
-            self.switch.tell("fault", call, f"code={code if only in (None, call) else 0}", *outputs)
+            told_apart = [f"{name}={values[i]}" for name, values in self.operation.constants.items() if isinstance(values, list)]
+            self.switch.tell("fault", call, *told_apart, f"code={code if only in (None, i) else 0}", *outputs)
 
     def learn_outputs(self):
         """That the calls are those that are said, and what they return."""
@@ -104,12 +108,16 @@ class Proof:
             self.check(found, self.send(*prefixed))
             if key.place == "query":
                 self.vary_escapes(key)
+            if key.kind == "integer":
+                high = key.schema["maximum"]
+                same(f"{key.name} at its largest", key.reached(high), high)
 
     def vary_escapes(self, key):
         decoded = key.lookup == "decoded"
         if key.kind in ("string", "word"):
             same(f"allowReserved of {key.name}", key.schema.get("allowReserved", False), not decoded)
         if key.kind == "string":
+            same(f"pattern of {key.name}", key.schema.get("pattern"), None if decoded else "^[^&/]*$")
             escaped = self.operation.request({**self.base, key: "%2541"})
             self.check({**self.base, key: "A" if decoded else "%2541"}, self.send(*escaped))
         elif key.kind == "integer":
@@ -143,7 +151,7 @@ class Proof:
             for n, (name, kind) in enumerate(kinds.items()):
                 members = [schema for _, schema in self.operation.members if schema["x-source"].get("operand") == name]
                 before = self.outputs[i][name]
-                for value in output_samples(kind, members, n):
+                for value in output_samples(kind, members, n) + [63, 64, 100] * (name in self.operation.counted()):
                     self.outputs[i][name] = value
                     try:
                         self.arrange()
@@ -154,9 +162,9 @@ class Proof:
         self.arrange()
 
     def vary_codes(self):
-        for call in dict.fromkeys(self.operation.calls):
+        for i in range(len(self.operation.calls)):
             for code in range(-29, 0):
-                self.arrange(code, call)
+                self.arrange(code, i)
                 self.check(self.base, self.send(*self.operation.request(self.base)), code=code)
         self.arrange()
 
@@ -177,7 +185,7 @@ class Proof:
         said = [] if refused else operation.calls
         same(f"{what}: the operations", [call.name for call in calls], said[:len(calls)] if outcome and calls else said)
         for i, call in enumerate(calls):
-            same(f"{what}: {call.name}", call.sent, operation.sent(i, call, values))
+            same(f"{what}: {call.name}", call.sent, operation.sent(i, call, values, self.outputs))
         self.outcomes.add(outcome)
         text = operation.answer(outcome, situation, values, self.outputs, code)
         same(f"{what}: the answer", output, HEADER + text.encode())
@@ -209,8 +217,8 @@ class Proof:
 def output_samples(kind, schemas, n):
     """Values for an output, of the kind that the trace shows, at which the members made of it show all they can be."""
     if kind.startswith("["):
-        return ["", f"p{n}", *("q" * schema["maxLength"] + tail for schema in schemas for tail in ("", "r")
-                               if "maxLength" in schema)]
+        longest = [schema.get("maxLength", 1000) for schema in schemas]
+        return ["", f"p{n}", *("q" * (length + more) for length in longest for more in (0, 1))]
     if kind.endswith(")"):
         return [[], [n + 5], list(range(1, 4097)), [65535]]
     samples = [0, 1, 2]
@@ -224,7 +232,7 @@ def output_samples(kind, schemas, n):
         elif schema["minimum"] < 0:
             samples += [schema["maximum"], schema["maximum"] + 1]
         else:
-            samples += [schema["maximum"]]
+            samples += [min(int(schema["maximum"]), (1 << 64) - 1)]
     return samples
 
 
@@ -233,8 +241,8 @@ def closed(schema):
     for one in schema.get("oneOf", []):
         closed(one)
     if "properties" in schema:
-        same("what an object must have", (schema.get("additionalProperties"), set(schema["required"])),
-             (False, set(schema["properties"])))
+        same("what an object must have", (schema["type"], schema["additionalProperties"], set(schema["required"])),
+             ("object", False, set(schema["properties"])))
         for one in schema["properties"].values():
             closed(one)
 
@@ -260,52 +268,77 @@ def prove_all(switch, operations, report):
             proof.prove()
         except (Wrong, jsonschema.ValidationError) as error:
             wrong = getattr(error, "message", str(error))
-        except (LookupError, TypeError, ValueError, AttributeError, Refused, jsonschema.SchemaError) as error:
+        except (AssertionError, LookupError, TypeError, ValueError, AttributeError, Refused) as error:
             wrong = f"the description makes no sense: {error!r}"
         switch.tell("clear")
         report((operation.name, wrong, proof.requests))
 
 
 def operations_of(description):
-    return [Operation(path, method, entry) for path, methods in inlined(description, description["paths"]).items()
-            for method, entry in methods.items()]
+    base, = [server["url"] for server in description["servers"]]
+    return [Operation(base + path, method, entry)
+            for path, methods in inlined(description, description["paths"]).items() for method, entry in methods.items()]
 
 
-def work(build, operations, report):
+def set_scene(switch, scene):
+    switch.tell("reset")
+    switch.tell("hold")  # what counts seconds stands still
+    for request in scene:
+        switch.request(request["method"], request["target"], request["body"])
+
+
+def prove_examples(switch, scene, operations, report):
+    """Behind the scene, on a switch just started, every example is answered as it says."""
+    set_scene(switch, scene)
+    for operation in sorted(operations, key=lambda operation: operation.method != "GET"):
+        if operation.method != "GET" and operation.calls:
+            set_scene(switch, scene)
+        query, body, said = operation.example()
+        answer = json.loads(switch.ask(operation.method, operation.path, query, body)[0].partition(b"\r\n\r\n")[2])
+        wrong = None if answer == said else f"the example: {answer} where the description says {said}"
+        if not wrong and operation.calls and answer["resp"]["respCode"] != 0:
+            wrong = f"the example does not succeed: {answer}"
+        report((operation.name, wrong, 1))
+
+
+def work(build, scene, operations, report):
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # the switch ends as well
     with Switch(build) as switch:
         prove_all(switch, operations, report)
+        prove_examples(switch, scene, operations, report)
 
 
 def main():
     arguments = argparse.ArgumentParser(description=__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
     arguments.add_argument("build")
-    arguments.add_argument("description", nargs="?", default="api/openapi.json")
-    arguments.add_argument("operation", nargs="*", help='such as "GET /api/v2/switching/vlan/type"')
+    arguments.add_argument("description", nargs="?", default=API + "/openapi.json")
+    arguments.add_argument("operation", nargs="*", help='only those that hold one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
     options = arguments.parse_args()
     with open(options.description, encoding="utf-8") as file:
-        operations = [one for one in operations_of(json.load(file))
-                      if not options.operation or one.name in options.operation]
+        description = json.load(file)
+    operations = [one for one in operations_of(description)
+                  if not options.operation or any(text in one.name for text in options.operation)]
     results = multiprocessing.SimpleQueue()
     workers = os.cpu_count() or 1
-    processes = [multiprocessing.Process(target=work, args=(options.build, operations[i::workers], results.put))
-                 for i in range(workers)]
+    processes = [multiprocessing.Process(target=work, args=(options.build, description["x-scene"], operations[i::workers],
+                                                        results.put)) for i in range(workers)]
     for process in processes:
         process.start()
-    wrong, sent = 0, 0
-    for _ in operations:
+    wrong, sent = set(), 0
+    for _ in range(2 * len(operations)):
         name, message, requests = results.get()
         sent += requests
         if message:
-            wrong += 1
+            wrong.add(name)
             print(f"{name}: {message}", flush=True)
             if options.first:
+                for process in processes:
+                    process.terminate()
                 break
-    for process in processes if options.first and wrong else []:
-        process.terminate()
     for process in processes:
         process.join()
-    print(f"{len(operations) - wrong} of {len(operations)} operations are as described ({sent} requests)")
+    print(f"{len(operations) - len(wrong)} of {len(operations)} operations are as described ({sent} requests)")
     sys.exit(bool(wrong))
 
 

@@ -62,15 +62,6 @@ const std::string &scratchDirectory();
 std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 
-/* One request, and what should become of it. */
-struct Exchange {
-    const char *method;
-    std::string target;   /* below /api/v2/switching/, with its query */
-    std::string body;
-    std::string asked;    /* the trace's lines, without those of the start-up; "" when the switch is not to be asked */
-    std::string answered; /* the whole body of the answer */
-};
-
 /* The tests' idea of the answers. `data` is compact JSON without the outer braces. */
 std::string success(const std::string &data);             /* no line end */
 std::string successLine();                                /* no data, line end */
@@ -94,9 +85,12 @@ protected:
     Environment request(const std::string &method, const std::string &target, const std::string &body = "");
     Outcome run(const Environment &environment, const std::string &body = "");
 
-    /* Sends the request with a good session and compares the whole answer and the trace. */
-    void expect(const Exchange &exchange);
-    void expectAll(const std::vector<Exchange> &exchanges);
+    /*
+     * Plays steps, one a line: a request and, behind a "|", what its answer holds (white space does not count) or its
+     * code, success when nothing is said; or a command to the switch (in small letters), which is refused with what is
+     * behind a "|".
+     */
+    void play(const std::string &steps);
 
     /* Sends the request and returns its body, for steps that only lead somewhere. */
     std::string send(const std::string &method, const std::string &target, const std::string &body = "");

@@ -5,7 +5,7 @@
  *
  * Environment:
  *   SANDBOX_TMP              the directory that stands for /tmp
- *   SANDBOX_SLEEP_MS         what sleep() sleeps, whatever it is asked for
+ *   SANDBOX_SLEEP_MS         what sleep() sleeps; the file slept in /tmp says what it was asked for
  *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
  *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
  *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown does not return
@@ -138,6 +138,9 @@ EXPORT unsigned sleep(unsigned seconds)
     const char *millis = getenv("SANDBOX_SLEEP_MS");
     if (!millis)
         return NEXT(sleep)(seconds);
+    int slept = open("/tmp/slept", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    dprintf(slept, "%u ", seconds);
+    close(slept);
     usleep((useconds_t)atoi(millis) * 1000);
     return 0;
 }

@@ -1,0 +1,135 @@
+#!/bin/bash
+# packages.sh [test] [ARCHITECTURE...] - builds the Debian packages, for amd64 and arm64 unless told otherwise, into
+# build-packages: switching-v2 (the program, its configuration for lighttpd, the description of the interface) and
+# switching-vswitch (the virtual switch, the libraries that stand in for a switch's, and a command that serves them).
+# Installs what it needs.
+#
+#   test   then checks them with lintian, and installs, uses and removes this machine's in a fresh root: as root only
+. "$(dirname "$0")/../tools/script.sh"
+. "$root/tools/packages.sh"
+cd "$root"
+export LC_ALL=C
+
+native=$(dpkg --print-architecture)
+test='' architectures=()
+for word; do
+    case $word in
+        test) test=yes ;;
+        "$native" | arm64) architectures+=("$word") ;;
+        *) wrong "there is no \"$word\" here: packages are built for $native and arm64" ;;
+    esac
+done
+[ ${#architectures[@]} -gt 0 ] || mapfile -t architectures < <(printf '%s\n' "$native" arm64 | sort -u)
+[ ! "$test" ] || [ "$(id -u)" = 0 ] || fail "only root can test packages"
+
+out=build-packages
+version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+date=$(git log -1 --format=%cI 2>/dev/null || date -Iseconds) # of two builds of one state the packages are the same
+export SOURCE_DATE_EPOCH
+SOURCE_DATE_EPOCH=$(date -d "$date" +%s)
+
+# manual FILE ROOT
+manual()
+{
+    local directory=$2/usr/share/man/man${1##*.}
+    mkdir -p "$directory"
+    sed "s/VERSION/$version/" "deploy/man/$1" | gzip -9n >"$directory/$1.gz"
+}
+
+# pack NAME ARCHITECTURE ROOT DEPENDS RECOMMENDS DESCRIPTION: what every package has besides its files, and the package
+pack()
+{
+    local name=$1 architecture=$2 directory=$3 documents=$3/usr/share/doc/$1
+    mkdir -p "$documents" "$directory/DEBIAN"
+    printf '%s (%s) stable; urgency=medium\n\n  * See CHANGELOG.md in the sources.\n\n -- %s  %s\n' switching-v2 \
+        "$version" "$maintainer" "$(date -R -u -d "$date")" | gzip -9n >"$documents/changelog.gz"
+    printf 'switching_v2.cgi, Copyright (C) 2026 its developers.\n\nNo licence has been stated for it.\n' >"$documents/copyright"
+    cat >"$directory/DEBIAN/control" <<END
+Package: $name
+Version: $version
+Architecture: $architecture
+Maintainer: $maintainer
+Installed-Size: $(du -sk --exclude=DEBIAN "$directory" | cut -f1)
+Depends: $4
+Section: net
+Priority: optional
+${5:+Recommends: $5
+}Description: $6
+END
+    (cd "$directory" && find . -path ./DEBIAN -prune -o -type f -printf '%P\0' | sort -z | xargs -0 md5sum >DEBIAN/md5sums)
+    find "$directory" -path "$directory/etc/*" -type f -printf '/%P\n' >"$directory/DEBIAN/conffiles"
+    [ -s "$directory/DEBIAN/conffiles" ] || rm "$directory/DEBIAN/conffiles"
+    find "$directory" -exec touch -h -d "$date" {} +
+    dpkg-deb --root-owner-group -Zxz --build "$directory" "$out" >/dev/null
+    echo "$out/${name}_${version}_$architecture.deb holds:"
+    dpkg-deb -c "$out/${name}_${version}_$architecture.deb" | awk '$1 !~ /^d/ { print "  " substr($6, 2), "(" $3 " bytes)" }'
+}
+maintainer="switching_v2.cgi developers <developers@localhost>"
+
+# packages ARCHITECTURE [CMAKE-OPTION...]
+packages()
+{
+    local architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1 libraries strip=strip
+    local libc triplet=x86_64-linux-gnu
+    shift
+    if [ "$architecture" = arm64 ]; then triplet=aarch64-linux-gnu; fi
+    if [ "$architecture" != "$native" ]; then strip=$triplet-strip; fi
+    compile "$build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE=Release \
+        -DCMAKE_INSTALL_PREFIX=/usr -DSWITCHING_CONF_DIR=etc/lighttpd/conf-available "$@"
+    rm -rf "$program" "$switch"
+    umask 022
+
+    DESTDIR=$root/$program cmake --install "$build" --strip >/dev/null
+    mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program/etc/lighttpd/conf-available/50-switching-v2.conf"
+    manual switching_v2.cgi.8 "$program"
+    mkdir -p "$program/DEBIAN"
+    printf '#!/bin/sh\nset -e\nif [ "$1" = remove ]; then rm -f /etc/lighttpd/conf-enabled/50-switching-v2.conf; fi\n' \
+        >"$program/DEBIAN/prerm" # or the web server would not start any more
+    chmod 755 "$program/DEBIAN/prerm"
+    libc=$(objdump -T "$program/usr/libexec/switching/switching_v2.cgi" 2>/dev/null |
+           grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -1)
+    pack switching-v2 "$architecture" "$program" "libc6 (>= ${libc:+${libc#*_}}), libcjson1 (>= 1.7.14)" lighttpd \
+"switching section of a managed switch's REST interface
+ A CGI program of 438 endpoints for bridge and spanning tree, forwarding
+ database, filters, storm control, VLANs and voice, each a translation to one
+ call of the switch's management API.
+ .
+ \"lighty-enable-mod switching-v2\" enables its configuration for lighttpd. The
+ switch's own libraries, libopenclt.so and libproc_libs.so, are not in here."
+
+    libraries=$switch/usr/lib/$triplet/switching-vswitch
+    mkdir -p "$libraries/lib" "$switch/usr/bin" "$switch/usr/share/switching-vswitch/tools"
+    install -m 755 "$build/vswitch" "$switch/usr/bin"
+    ln -s ../../../bin/vswitch "$libraries/vswitch"
+    install -m 644 "$build"/lib/lib{openclt,proc_libs,sandbox}.so "$libraries/lib"
+    $strip --strip-unneeded --remove-section=.comment "$switch/usr/bin/vswitch" "$libraries"/lib/*.so
+    ln -s /etc/lighttpd/conf-available/50-switching-v2.conf "$libraries/switching_v2.conf"
+    install -m 755 serve.sh "$switch/usr/share/switching-vswitch"
+    install -m 644 tools/{script,packages,servers}.sh "$switch/usr/share/switching-vswitch/tools"
+    printf '#!/bin/sh\nexec /usr/share/switching-vswitch/serve.sh --build /usr/lib/%s/switching-vswitch "$@"\n' "$triplet" \
+        >"$switch/usr/bin/switching-serve"
+    chmod 755 "$switch/usr/bin/switching-serve"
+    manual vswitch.1 "$switch"
+    ln -s vswitch.1.gz "$switch/usr/share/man/man1/switching-serve.1.gz"
+    pack switching-vswitch "$architecture" "$switch" \
+        "switching-v2 (= $version), bash (>= 5.1), curl, libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12), lighttpd (>= 1.4.66)" \
+        "" \
+"virtual switch for machines that are no switch
+ Answers all that switching_v2.cgi asks of a switch, out of a model in memory.
+ \"switching-serve\" serves the REST interface on a loopback port, for who writes
+ clients, pages or tests against it."
+}
+
+need g++ cmake make libcjson-dev git gzip
+case " ${architectures[*]} " in *" arm64 "*) [ "$native" = arm64 ] || need g++-aarch64-linux-gnu libcjson-dev:arm64 ;; esac
+mkdir -p "$out"
+rm -f "$out"/*.deb
+for architecture in "${architectures[@]}"; do
+    if [ "$architecture" = "$native" ]; then
+        packages "$architecture"
+    else
+        packages "$architecture" -DCMAKE_TOOLCHAIN_FILE="$root/deploy/aarch64.cmake"
+    fi
+done
+[ "$test" ] || exit 0
+deploy/packages_test.sh

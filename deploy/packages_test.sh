@@ -1,0 +1,75 @@
+#!/bin/bash
+# packages_test.sh - checks the packages in build-packages with lintian; then installs this machine's in a fresh root of
+# Debian, serves with them as an ordinary user, lets Debian's own lighttpd serve the program, and removes them again. As
+# root; installs what it needs. Run by packages.sh.
+. "$(dirname "$0")/../tools/script.sh"
+. "$root/tools/packages.sh"
+cd "$root"
+[ $# = 0 ] || wrong "it takes nothing"
+[ "$(id -u)" = 0 ] || fail "only root can make a fresh root"
+export LC_ALL=C
+
+need debootstrap lintian curl
+attend lintian --fail-on error,warning --suppress-tags-from-file deploy/lintian.txt build-packages/*.deb
+echo "lintian: nothing but what deploy/lintian.txt explains"
+
+scratch
+fresh=$run/root
+. /etc/os-release
+mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $VERSION_CODENAME" | head -n 1)
+attend debootstrap --variant=minbase "$VERSION_CODENAME" "$fresh" "$mirror" >"$run/log" 2>&1 || fail "$(tail "$run/log")"
+for file in /etc/apt/sources.list /etc/apt/sources.list.d /etc/apt/apt.conf.d /etc/apt/auth.conf.d /etc/resolv.conf; do
+    [ ! -e $file ] || cp -rL $file "$fresh${file%/*}"
+done
+cp build-packages/*_"$(dpkg --print-architecture)".deb "$fresh/opt"
+printf '#!/bin/sh\nexit 101\n' >"$fresh/usr/sbin/policy-rc.d"
+chmod 755 "$fresh/usr/sbin/policy-rc.d"
+inRoot=(unshare --mount --pid --fork --kill-child "--mount-proc=$fresh/proc" chroot)
+within() { attend "${inRoot[@]}" "$fresh" "$@" >"$run/log" 2>&1 || fail "$*: $(tail "$run/log")"; }
+export DEBIAN_FRONTEND=noninteractive
+within apt-get update -qq
+within sh -c 'apt-get install -y -qq --no-install-recommends /opt/*.deb'
+(cd "$fresh" && find etc usr var/lib opt -path var/lib/dpkg -prune -o -path var/lib/apt -prune -o -print | grep -i switching | sort) >"$run/installed"
+echo "installed: $(grep -c . "$run/installed") files and directories"
+
+# await TEXT COMMAND...: until what it prints holds the text
+await()
+{
+    local try
+    for ((try = 0; try < 300; try++)); do
+        ! "${@:2}" 2>/dev/null | grep -F -- "$1" >/dev/null || return 0
+        sleep 0.1
+    done
+    fail "no \"$1\" from ${*:2}: $("${@:2}" 2>&1 | tail; cat "$run"/*.log)"
+}
+
+# As an ordinary user.
+port=$(shuf -i 20000-32000 -n 1)
+base=http://127.0.0.1:$port/api/v2/switching
+launch "${inRoot[@]}" --userspec=games:games "$fresh" switching-serve --port "$port" >"$run/serve.log" 2>&1
+await "until you press Ctrl-C" cat "$run/serve.log"
+session=$(sed -n "s/^  session='\(.*\)'/\1/p" "$run/serve.log")
+await '"priority":	32768' curl -s -H "$session" "$base/bridge/dot1d-stp-priority"
+kill -TERM "$(cat "/proc/$!/task/$!/children")"
+wait "$!" || true
+[ ! "$(ls -A "$fresh/tmp" | grep -v '^zt731.log$\|^devmgr_log_level$')" ] || fail "switching-serve left $(ls -A "$fresh/tmp")"
+echo "switching-serve: answered, and left nothing"
+
+# Behind the web server as Debian configures it, which sets server.http-parseopts itself.
+rm -rf "$fresh"/tmp/*
+within lighty-enable-mod switching-v2
+sed -i "s/^server.port .*/server.port = $port/" "$fresh/etc/lighttpd/lighttpd.conf"
+within sh -c 'mkdir -m 700 /tmp/session && printf "admin\n0\ntoken" >/tmp/session/token && chown -R www-data /tmp/session'
+launch "${inRoot[@]}" --userspec=www-data:www-data "$fresh" vswitch >"$run/vswitch.log" 2>&1
+await "serving" cat "$run/vswitch.log"
+launch "${inRoot[@]}" "$fresh" sh -c 'LD_LIBRARY_PATH=$(echo /usr/lib/*/switching-vswitch/lib) exec lighttpd -D -f /etc/lighttpd/lighttpd.conf' \
+    >"$run/lighttpd.log" 2>&1
+await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
+echo "Debian's lighttpd: answered, with the query as it was sent"
+stopProcesses
+
+within apt-get purge -y -qq switching-v2 switching-vswitch
+rm "$fresh"/opt/*.deb
+left=$(cd "$fresh" && find etc usr var/lib opt -path var/lib/dpkg -prune -o -path var/lib/apt -prune -o -print | grep -i switching || true)
+[ ! "$left" ] || fail "removing left: $left"
+echo "removed: nothing is left"

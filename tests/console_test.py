@@ -1,0 +1,291 @@
+#!/usr/bin/python3
+"""console_test.py - plays a person in front of the console, in a headless Chromium. console_test.sh starts it all.
+
+Usage: console_test.py URL BUILD LIGHTTPD-CONFIGURATION LIGHTTPD-PID SESSION-DIRECTORY TOKEN READ-ONLY-TOKEN SHOTS
+OPENCLT_SOCKET leads to the switch; AXE, if set, is axe-core's script: each view is then checked for accessibility. The
+screenshots go into the directory SHOTS.
+"""
+import json
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import urllib.request
+
+from selenium import webdriver
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import WebDriverWait
+
+url, build, configuration, web_server, sessions, token, reader, shots = sys.argv[1:]
+api = url.replace("/console/", "/api/v2/switching/")
+
+
+def browser(profile):
+    options = webdriver.ChromeOptions()
+    options.binary_location = "/usr/bin/chromium"
+    for word in ("headless", "no-sandbox", "disable-gpu", "disable-quic", "no-first-run", "disable-background-networking",
+                 "disable-component-update", "disable-sync", "window-size=1280,900", f"user-data-dir={profile}"):
+        options.add_argument("--" + word)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    return webdriver.Chrome(service=webdriver.chrome.service.Service("/usr/bin/chromedriver"), options=options)
+
+
+class Page:
+    """What a person sees and does. A look for something that does not come fails the test after half a
+    minute."""
+
+    def __init__(self, driver):
+        self.driver = driver
+
+    def at(self, selector):
+        return self.driver.find_element(By.CSS_SELECTOR, selector)
+
+    def text(self, selector):
+        return self.at(selector).text
+
+    def sees(self, selector, *parts):
+        def there(_):
+            return all(part in self.text(selector) for part in parts)
+        try:
+            WebDriverWait(self.driver, 30).until(there)
+        except Exception as reason:
+            raise AssertionError(f"{selector} shows {self.text(selector)!r}, not {parts}") from reason
+
+    def go(self, link):
+        self.driver.get(url + link)
+
+    def logs_in(self, name):
+        self.driver.get("about:blank")
+        self.go("#session=" + name)
+        self.sees("#found", "of 438 endpoints")
+
+    def sends(self, link, **fields):
+        self.go(link)
+        self.sees("#title", link[2:].split("@")[0])
+        for key, value in fields.items():
+            field = self.driver.find_element(By.XPATH, f"//p[label/code='{key}']/*[self::input or self::select]")
+            if field.tag_name == "input":
+                field.clear()
+            field.send_keys(value)
+        self.at("#form button[type=submit]").click()
+
+
+def ask(target):
+    request = urllib.request.Request(api + target, headers={"Session": token})
+    return next(iter(json.load(urllib.request.urlopen(request)).values()))
+
+
+def switch(*words):
+    subprocess.run([build + "/vswitch", *words], check=True, stdout=subprocess.DEVNULL)
+
+
+def colour_is(page, selector, name):
+    red, green, _ = page.driver.execute_script(
+        "return getComputedStyle(arguments[0]).color.match(/\\d+/g).map(Number)", page.at(selector))
+    assert (red > green) == (name == "red"), f"{selector} is not {name}"
+
+
+# The tests, in this order: each leaves the page as somebody would.
+
+def loads_in_time_and_hides_the_token(page):
+    took = []
+    while len(took) < 3 and min(took, default=9) >= 1.5: # a busy machine may have kept it waiting
+        started = time.monotonic()
+        page.logs_in(token)
+        took.append(time.monotonic() - started)
+    page.at("#placeholders").click()
+    page.sees("#found", "438 of 438")
+    page.at("#placeholders").click()
+    assert min(took) < 1.5, took
+    assert token not in page.driver.current_url
+    page.sees("#who", "may read and write")
+    return f"({min(took):.2f} s)"
+
+
+def finds_by_key_and_operation(page):
+    for words, path in (("participationMode", "vlan/if-participation"), ("rpcclt_openapiVlanCreate", "vlan/create")):
+        search = page.at("#search")
+        search.clear()
+        search.send_keys(words)
+        page.sees("#list", path)
+    search.clear()
+
+
+def tries_an_endpoint(page):
+    page.sends("#/vlan/create", vlanNum="77")
+    page.sees("#verdict", "Success: 0")
+    colour_is(page, "#verdict", "green")
+    page.sees("#trace", "rpcclt_openapiVlanCreate", "77")
+    assert "ConnectivityCheck" not in page.text("#trace").split("\n", 3)[-1]
+    page.driver.save_screenshot(shots + "/requests.png")
+    page.at("#form button[type=submit]").click()
+    page.sees("#verdict", "Failure: 10011", "Object exist")
+    colour_is(page, "#verdict", "red")
+
+
+def says_the_same_as_its_curl_line(page):
+    page.sends("#/vlan/if-participation@PUT", vlanNum="77", ifNum="2", participationMode="1")
+    page.sees("#verdict", "Success")
+    answer = subprocess.run(page.text("#curl") + " -s", shell=True, check=True, capture_output=True, text=True).stdout
+    assert json.loads(answer) == json.loads(page.text("#answer"))
+
+
+def refuses_what_a_browser_cannot_send(page):
+    page.sends("#/voip/oui@DELETE")
+    page.sees("#refusal", "curl line sends them raw")
+    assert not page.at("#outcome").is_displayed()
+    page.sends("#/vlan/mac-oui-vlan-next", oui="a b")
+    page.sees("#verdict", ": ") # a value that is decoded may hold anything
+    page.sends("#/macal/rule", macalName='a "b"')
+    page.sees("#refusal", "macalName goes into the query raw")
+
+
+def shows_the_switch(page):
+    page.go("#/switch")
+    page.sees("#looks", "requests")
+    page.sees("#ports", "forwarding", "general")
+    cell = page.at("#cell77-5")
+    cell.click()
+    page.sees("#cell77-5", "U")
+    assert 77 in ask("vlan/dot1q-sw-port-untagged-vlan-list?intf=5")["vidList"]
+    page.at("#cell77-5").click()
+    page.sees("#cell77-5", "T")
+    assert 77 in ask("vlan/dot1q-sw-port-tagged-vlan-list?intf=5")["vidList"]
+    page.at("#cell77-5").click()
+    page.sees("#cell77-5", "–")
+    switch("fault", "rpcclt_openapiVlanIfParticipationSet", "code=-1", "times=1")
+    page.at("#cell77-6").click()
+    page.sees("#moved", "Failure: 10000", "General Failed")
+
+
+def shows_what_happens(page):
+    switch("learn", "77", "02:00:00:00:77:01", "2")
+    page.sees("#addresses", "02:00:00:00:77:01")
+    page.at("#filter").send_keys("77:01")
+    page.sees("#addressCount", "1 of ")
+    page.at("#filter").send_keys(Keys.CONTROL + "a", Keys.DELETE)
+    page.driver.save_screenshot(shots + "/switch.png")
+
+
+def fits_a_phone(page):
+    page.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                                {"width": 360, "height": 740, "deviceScaleFactor": 1, "mobile": True})
+    for link in ("#/switch", "#/vlan/if-participation@PUT"):
+        page.go(link)
+        width = page.driver.execute_script("return document.scrollingElement.scrollWidth")
+        assert width <= 360, f"{link} is {width} pixels wide"
+    page.driver.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
+
+
+def needs_no_mouse(page):
+    page.go("#/")
+    page.at("#search").click()
+    keys = ActionChains(page.driver)
+    keys.send_keys("dot1d-tp-aging", Keys.ENTER, Keys.TAB).perform() # the first that was found has the focus
+    page.sees("#title", "bridge/db-dot1d-tp-aging-time")
+    for _ in range(10):
+        if page.driver.switch_to.active_element.text == "Send":
+            break
+        ActionChains(page.driver).send_keys(Keys.TAB).perform()
+    ActionChains(page.driver).send_keys(Keys.ENTER).perform()
+    page.sees("#verdict", "Success")
+    page.at("#search").clear()
+
+
+def is_accessible(page):
+    for link in ("#/vlan/create", "#/switch"):
+        for scheme in ("light", "dark"):
+            page.driver.execute_cdp_cmd("Emulation.setEmulatedMedia",
+                                        {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
+            page.go(link)
+            # By the debugger, which the page's policy does not bind.
+            page.driver.execute_cdp_cmd("Runtime.evaluate", {"expression": open(os.environ["AXE"]).read()})
+            found = page.driver.execute_async_script(
+                "axe.run().then(result => arguments[0](result.violations.map(v => v.id + ': ' + v.nodes[0].html)))")
+            assert not found, f"{link}, {scheme}: {found}"
+    page.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": []})
+
+
+def is_no_use_to_others(page):
+    page.driver.get("data:text/html,<p>elsewhere</p>")
+    outcome = page.driver.execute_async_script(
+        "fetch(arguments[0], {headers: {Session: arguments[1]}}).then(a => a.text(), e => e.name).then(arguments[2])",
+        api + "vlan/next-vlan?vid=0", token)
+    assert outcome == "TypeError", outcome
+    for name, headers in (("trace", {}), ("lighttpd.conf", {"Session": token}), ("%74race", {})):
+        try:
+            urllib.request.urlopen(urllib.request.Request(url + name, headers=headers))
+            raise AssertionError(f"{name} is served")
+        except urllib.error.HTTPError:
+            pass
+
+
+def knows_who_may_only_read(page):
+    page.logs_in(reader)
+    page.sees("#who", "may only read")
+    page.sends("#/vlan/create", vlanNum="78")
+    page.sees("#verdict", "HTTP 403", "may only read")
+    page.go("#/switch")
+    page.sees("#ports", "forwarding")
+
+
+def outlives_the_web_server(page):
+    page.logs_in(token)
+    page.go("#/switch")
+    page.sees("#looks", "requests")
+    os.kill(int(web_server), signal.SIGTERM)
+    page.sees("#trouble", "does not answer")
+    page.go("#/vlan/next-vlan")
+    page.at("#form button[type=submit]").click()
+    page.sees("#verdict", "does not answer")
+    again = subprocess.Popen(["lighttpd", "-D", "-f", configuration], stderr=subprocess.DEVNULL)
+    try:
+        page.go("#/switch")
+        page.sees("#looks", "requests")
+        WebDriverWait(page.driver, 30).until(lambda _: not page.at("#trouble").is_displayed())
+        loses_its_session(page)
+    finally:
+        again.terminate()
+        again.wait()
+
+
+def loses_its_session(page):
+    os.unlink(f"{sessions}/{token}")
+    page.sees("#trouble", "HTTP 403", "session has ended")
+    page.sends("#/vlan/create", vlanNum="79")
+    page.sees("#verdict", "HTTP 403")
+
+
+def main():
+    tests = [loads_in_time_and_hides_the_token, finds_by_key_and_operation, tries_an_endpoint,
+             says_the_same_as_its_curl_line, refuses_what_a_browser_cannot_send, shows_the_switch, shows_what_happens,
+             fits_a_phone, needs_no_mouse]
+    tests += [is_accessible] if "AXE" in os.environ else []
+    tests += [is_no_use_to_others, knows_who_may_only_read, outlives_the_web_server]
+    failed = 0
+    with tempfile.TemporaryDirectory() as profile:
+        driver = browser(profile)
+        try:
+            for test in tests:
+                name = test.__name__.replace("_", " ")
+                try:
+                    print(f"ok      {name} {test(Page(driver)) or ''}", flush=True)
+                except Exception as reason: # what the browser throws is a failure like any other
+                    failed += 1
+                    print(f"FAILED  {name}: {reason}", flush=True)
+            for line in driver.get_log("browser"):
+                if "Content Security Policy" in line["message"]:
+                    failed += 1
+                    print("FAILED  the page breaks its own policy:", line["message"])
+        finally:
+            driver.quit()
+    print(f"{len(tests) - failed} passed, {failed} failed")
+    return failed > 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,106 @@
+/*
+ * logger_test.cpp - the logger's ways besides the program's own: standard output, syslog, and no logOpen at all. And
+ * what a session is asked for where an endpoint asks for more or less than this program's do.
+ */
+#include <stdarg.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "httpd/session.h"
+#include "log/log.h"
+#include "tests/support/driver.h"
+
+/* What would go to syslog, in place of the C library's. */
+static std::string logged;
+
+extern "C" void openlog(const char *identity, int, int facility)
+{
+    logged += std::string(identity ? identity : "(null)") + " " + std::to_string(facility) + ": ";
+}
+
+extern "C" void vsyslog(int priority, const char *format, va_list arguments)
+{
+    char text[256];
+    vsnprintf(text, sizeof text, format, arguments);
+    logged += std::to_string(priority) + " " + text;
+}
+
+extern "C" void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
+{
+    vsyslog(priority, format, arguments);
+}
+
+/* What a process of its own, with a logger that nobody has used, prints, and then what went to syslog. */
+static std::string printed(void (*use)())
+{
+    int output[2];
+    EXPECT_EQ(pipe(output), 0);
+    fflush(stdout);
+    if (fork() == 0) {
+        dup2(output[1], STDOUT_FILENO);
+        use();
+        fflush(stdout);
+        dprintf(STDOUT_FILENO, "|%s", logged.c_str());
+        _exit(0);
+    }
+    close(output[1]);
+    std::string text;
+    char bytes[4096];
+    for (ssize_t got; (got = read(output[0], bytes, sizeof bytes)) > 0;)
+        text.append(bytes, (size_t)got);
+    close(output[0]);
+    wait(nullptr);
+    return text;
+}
+
+class Logger : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        std::filesystem::create_directories(tmp + "/session");
+        setenv("SANDBOX_TMP", tmp.c_str(), 1);
+    }
+    void TearDown() override { unsetenv("SANDBOX_TMP"); }
+
+    const std::string tmp = scratchDirectory() + "/logger";
+};
+
+TEST_F(Logger, goesWhereItIsTold)
+{
+    using ::testing::MatchesRegex;
+    EXPECT_THAT(printed([] { logWrite(LEVEL_WARN, "%d\n", 7); }), MatchesRegex(".* \\(WARN\\): : 7\n\\|"));
+    EXPECT_THAT(printed([] {
+                    logOpen(LOG_TO_STDOUT | LOG_TO_SYSLOG, LOG_DAEMON, "me");
+                    logWrite(LEVEL_DEBUG, "not at this level\n");
+                    logWrite(LEVEL_INFO, "%d\n", 7);
+                    logOpen(LOG_TO_SYSLOG, LOG_USER, nullptr);
+                    logWrite(LEVEL_NOTICE, "8\n");
+                    logClose();
+                }),
+                MatchesRegex(".* \\(INFO\\): me: 7\n\\|me 24: 6 7\nunit_tests 8: 5 8\n"));
+    EXPECT_THAT(printed([] {
+                    logOpen(LOG_TO_FILE, LOG_USER, nullptr);
+                    logWrite(LEVEL_ERROR, "9\n");
+                    logClose();
+                }), "|");
+    EXPECT_THAT(readFile(tmp + "/zt731.log"), MatchesRegex(".* \\(ERROR\\): unit_tests: 9\n"));
+}
+
+TEST_F(Logger, checksSessionsForWhatIsNeeded)
+{
+    const struct { const char *content; uint32_t method, need; int result; } rows[] = {
+        {"admin\n0\nt", HTTP_PUT, SESSION_ADMIN, 0}, {"joe\n0\nrw\nt", HTTP_GET, SESSION_ADMIN, -1},
+        {"joe\n0\nro\nt", HTTP_GET, SESSION_ADMIN, -1}, {"joe\n0\nrw\nt", HTTP_DELETE, SESSION_NONE, 0},
+        {"joe\n0\nro\nt", HTTP_DELETE, SESSION_NONE, -1}, {"joe\n0\nro\nt", HTTP_GET, SESSION_NONE, 0},
+    };
+    for (const auto &row : rows) {
+        writeFile(tmp + "/session/t", row.content);
+        logOpen(LOG_TO_FILE, LOG_USER, "");
+        RouteEntry entry = {"", row.method, row.need, nullptr, nullptr};
+        EXPECT_EQ(checkSessionX("t", nullptr, &entry), row.result) << row.content << " " << row.need;
+        logClose();
+    }
+}
