@@ -68,6 +68,9 @@ compile build-sanitize all -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_COMPIL
 begin "Testing with sanitizers" "60 s"
 tests "Linked with sanitizers" build-sanitize
 TEST_BUILD=$root/build-sanitize tests "The program with sanitizers" build-test -L program
+begin "Frames from outside" "25 s"
+check "Hosts in network namespaces" tests/frames_e2e.sh build-test
+check "Open vSwitch as the referee" tests/frames_referee.py build-test 1 2
 begin "Fuzzing" "35 s"
 check "The fuzzers" tests/fuzz/run.sh 30
 
