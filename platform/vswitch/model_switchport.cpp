@@ -136,6 +136,11 @@ AcceptedFrames acceptedFrames(uint32_t port)
     return (AcceptedFrames)acceptFrames.value(port);
 }
 
+uint32_t untaggedPriority(uint32_t port)
+{
+    return (uint32_t)userPriority.value(port);
+}
+
 bool filtersIngress(uint32_t port)
 {
     return modeDecides(port) || ingressFiltering.value(port);

@@ -11,8 +11,8 @@ number SECONDS "$seconds" 1 1000000
 
 need clang llvm libclang-rt-dev cmake make libcjson-dev libgtest-dev libgmock-dev
 build=build-sanitize
-compile $build "request_fuzzer request_coverage wire_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_C_COMPILER=clang \
-    -DCMAKE_CXX_COMPILER=clang++
+compile $build "request_fuzzer request_coverage wire_fuzzer frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
+    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
 
 scratch
 # Keys, endpoints and words, and the operations, are the texts that make a difference.
@@ -33,7 +33,8 @@ for ((i = 0; i < endpoints; i++)); do
     printf '%s\0\0%s' "$request" "$failures" >"$run/seeds/$i-failures"
 done
 
-fuzzers=(request wire)
+fuzzers=(request wire frames)
+: >"$run/frames.dict"
 declare -A seeds=([request]=$run/seeds)
 for name in "${fuzzers[@]}"; do
     mkdir "$run/$name" # what is found on the way is not added to the corpus
