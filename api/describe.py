@@ -442,6 +442,9 @@ def main():
     if len(sys.argv) not in (2, 3) or (sys.argv[2:] or ["--write"])[0] not in ("--write", "--play"):
         sys.exit(__doc__)
     build, mode = sys.argv[1], (sys.argv[2:] or ["--check"])[0]
+    for file in ("api_recorder", "vswitch"):
+        if not os.path.exists(os.path.join(build, file)):
+            sys.exit(f"describe.py: there is no {file} in {build}: BUILD is build-test after ./test.sh")
     meanings.update(read_meanings(build))
     try:
         description = describe(record(os.path.join(build, "api_recorder")), Words(os.path.join(HERE, "words")))

@@ -190,7 +190,8 @@ static void recordDirectory(const std::string &path, const RouteDir *dir)
 
 int main()
 {
-    RouteTree *tree = routeTreeCreate();
+    static RouteTree *tree; /* lives as long as the process */
+    tree = routeTreeCreate();
     if (!tree)
         return 1;
     registerEndpoints(tree);

@@ -66,41 +66,41 @@ static const char *wordFor(const Key &key)
 
 /* The query string */
 
-uint32_t queryUintExact(const char *name)
+uint32_t queryUintExact(const char *key)
 {
-    const Key &key = keyOf(name, "exact", "uint", "0");
-    return isThere(key) ? numberFor(key) : 0;
+    const Key &seen = keyOf(key, "exact", "uint", "0");
+    return isThere(seen) ? numberFor(seen) : 0;
 }
 
-uint16_t queryUint16Exact(const char *name)
+uint16_t queryUint16Exact(const char *key)
 {
-    return (uint16_t)queryUintExact(name);
+    return (uint16_t)queryUintExact(key);
 }
 
-uint32_t queryWordExact(const char *name, const WordTable &words, uint32_t fallback)
+uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback)
 {
-    const Key &key = keyOf(name, "exact", "word", std::to_string(fallback), 0, &words);
-    return isThere(key) ? codeOf(words, wordFor(key), fallback) : fallback;
+    const Key &seen = keyOf(key, "exact", "word", std::to_string(fallback), 0, &words);
+    return isThere(seen) ? codeOf(words, wordFor(seen), fallback) : fallback;
 }
 
-uint32_t queryWordOrUintExact(const char *name, const WordTable &words)
+uint32_t queryWordOrUintExact(const char *key, const WordTable &words)
 {
-    const Key &key = keyOf(name, "exact", "word or number", "0", 0, &words);
-    return isThere(key) ? codeOf(words, wordFor(key), 0) : 0;
+    const Key &seen = keyOf(key, "exact", "word or number", "0", 0, &words);
+    return isThere(seen) ? codeOf(words, wordFor(seen), 0) : 0;
 }
 
-bool queryTextDecoded(const char *name, char *text, uint32_t size)
+bool queryTextDecoded(const char *key, char *text, uint32_t size)
 {
-    const Key &key = keyOf(name, "decoded", "text", text, size);
-    if (isThere(key))
-        snprintf(text, size, "%s", textFor(key).c_str());
-    return isThere(key);
+    const Key &seen = keyOf(key, "decoded", "text", text, size);
+    if (isThere(seen))
+        snprintf(text, size, "%s", textFor(seen).c_str());
+    return isThere(seen);
 }
 
-uint32_t queryUintDecoded(const char *name)
+uint32_t queryUintDecoded(const char *key)
 {
-    const Key &key = keyOf(name, "decoded", "uint", "0");
-    return isThere(key) ? numberFor(key) : 0;
+    const Key &seen = keyOf(key, "decoded", "uint", "0");
+    return isThere(seen) ? numberFor(seen) : 0;
 }
 
 bool readParams(std::initializer_list<Param> params)
