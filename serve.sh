@@ -8,13 +8,16 @@
 #   --station-vlans N   VLANs 1 to N exist at start and share the stations (1)
 #   --own-files         session, log and log level in a directory of its own instead of /tmp, as it is anyway where those
 #                       in /tmp belong to somebody else
+#   --hosts N           as root: plug network namespaces h1 to hN into ports 1 to N, and serve through the management
+#                       port as well; all traffic is theirs then
 #   --build DIR         serve what was built there; nothing is installed or built
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
+. "$root/tools/hosts.sh"
 cd "$root"
 
-port=8080 build='' own=''
+port=8080 build='' own='' hosts=0
 switch=()
 while [ $# -gt 0 ]; do
     case $1 in
@@ -22,13 +25,19 @@ while [ $# -gt 0 ]; do
         --ports) number "$1" "${2-}" 1 4096; switch+=("$1" "$2") ;;
         --stations) number "$1" "${2-}" 0 65536; switch+=("$1" "$2") ;;
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
+        --hosts) number "$1" "${2-}" 1 28; hosts=$2 ;;
         --own-files) own=own; shift; continue ;;
-        --build) builtIn "${2-}" switching_v2.conf vswitch lib/libsandbox.so ;;
+        --build) builtIn "${2-}" switching_v2.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
     shift 2
 done
 
+if [ $hosts != 0 ]; then
+    ! why=$(cannotHaveHosts) || fail "$why; the rest works without --hosts"
+    plugHosts 0 $hosts
+    switch+=("${plugs[@]}")
+fi
 if [ ! "$build" ]; then
     need g++ cmake make libcjson-dev lighttpd curl
     build=$root/build
@@ -44,6 +53,7 @@ startSwitch switch "$build" "${switch[@]}" --trace "$run/trace"
 startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" \
     "$(consoleFor "$build" "$token" "$writer" "$reader")" ||
     fail "the web server did not start: see above. Is port $port taken? Choose another with --port."
+[ $hosts = 0 ] || serveHosts $hosts
 
 base=http://127.0.0.1:$port/api/v2/switching
 first=$base/bridge/dot1d-base-bridge-address
@@ -71,6 +81,7 @@ What the program asks the switch:      tail -f $run/trace
 How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $build/vswitch --help
 The program's log:                     $files/zt731.log
 END
+[ $hosts = 0 ] || tellHosts
 [ "$own" ] || [ "$files" = /tmp ] ||
     echo "(The program's files in /tmp belong to somebody else; this one has its own, in $files.)"
 wait -n "${pids[@]}" || true

@@ -52,7 +52,8 @@ tests()
     add $(($2 - $3 - $4)) "$3" "$4" "$1"
 }
 
-need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3 python3-jsonschema clang libclang-rt-dev
+need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3 python3-jsonschema clang llvm \
+    libclang-rt-dev
 scratch
 export TMPDIR=$run # what a test leaves when it is interrupted goes as well
 
@@ -67,6 +68,9 @@ compile build-sanitize all -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_COMPIL
 begin "Testing with sanitizers" "60 s"
 tests "Linked with sanitizers" build-sanitize
 TEST_BUILD=$root/build-sanitize tests "The program with sanitizers" build-test -L program
+begin "Frames from outside" "25 s"
+check "Hosts in network namespaces" tests/frames_e2e.sh build-test
+check "Open vSwitch as the referee" tests/frames_referee.py build-test 1 2
 begin "Fuzzing" "35 s"
 check "The fuzzers" tests/fuzz/run.sh 30
 

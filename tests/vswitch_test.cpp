@@ -66,7 +66,7 @@ TEST_F(VirtualSwitch, servesOnItsSocketOnce)
 {
     Outcome second = runProcess(command());
     EXPECT_EQ(second.exitStatus, 1);
-    EXPECT_EQ(second.errors, "vswitch: another virtual switch serves on " + socket + "; stop it or choose another with --socket\n");
+    EXPECT_EQ(second.errors, "vswitch: somebody serves on " + socket + "; stop him or choose another path\n");
     expectAlive();
     stopSwitch(); /* checks for exit status 0 */
     EXPECT_EQ(access(socket.c_str(), F_OK), -1);

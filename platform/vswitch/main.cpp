@@ -2,20 +2,27 @@
  * main.cpp - the virtual switch's command line.
  */
 #include <errno.h>
+#include <fcntl.h>
 #include <getopt.h>
+#include <poll.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 
 #include "calls.h"
 #include "commands.h"
 #include "model.h"
 #include "numbers.h"
+#include "ports.h"
 #include "server.h"
+#include "sockets.h"
 #include "trace.h"
 #include "wire.h"
 
@@ -34,6 +41,9 @@ static const char synopsis[] =
     "      process of the client, what was sent, the result, what was returned. A text is [size]\"bytes\", a VLAN list\n"
     "      its count and as many ids, 2(10 20), an IPv4 address 192.0.2.1.\n"
     "    --trace-no-start                  without the three calls that the program makes at its start\n"
+    "    --plug PORT=tap:NAME              plug in an interface of this machine, which is made if there is none\n"
+    "    --plug PORT=unix:PATH             let a host connect there: each frame behind its length, 32 bits, big endian\n"
+    "      Port 0 is the management port. Once something is plugged in, all traffic is real.\n"
     "\n"
     "  vswitch [OPTIONS] COMMAND [WORD...] tell a switch that is running\n"
     "    --socket PATH                     its socket (OPENCLT_SOCKET in the environment, or " WIRE_DEFAULT_SOCKET ")\n"
@@ -110,13 +120,65 @@ static int commandAlone(const std::string &words)
     return say(answer, outcome == COMMAND_DONE);
 }
 
-static int serve(const char *path, const char *traceFile)
+/*
+ * Has the frames of a port written to a FIFO that nobody else sees any more once it is open, and passes them on until
+ * the switch stops or nobody reads them.
+ */
+static int captureToOutput(const char *path, const std::string &port)
+{
+    char directory[] = "/tmp/vswitch-capture-XXXXXX";
+    std::string fifo = mkdtemp(directory) ? std::string(directory) + "/fifo" : "";
+    int frames = mkfifo(fifo.c_str(), 0600) == 0 ? open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    if (frames < 0)
+        fprintf(stderr, "vswitch: cannot make a FIFO in /tmp: %s\n", strerror(errno));
+    int status = frames < 0 ? 1 : command(path, joinWords({"capture", port, fifo}));
+    unlink(fifo.c_str());
+    rmdir(directory);
+    if (status)
+        return status;
+    signal(SIGPIPE, SIG_IGN);
+    pollfd ends[] = {{frames, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}; /* a pipe that nobody reads fails */
+    char bytes[64 * 1024];
+    while (poll(ends, 2, -1) > 0 && !ends[1].revents) {
+        ssize_t got = read(frames, bytes, sizeof bytes);
+        if (got == 0 || (got > 0 && write(STDOUT_FILENO, bytes, (size_t)got) != got))
+            break;
+    }
+    return 0;
+}
+
+/* A command with what only the client knows: where its files are. */
+static int commandFromHere(const char *path, Words words)
+{
+    if (words[0] == "capture" && words.size() == 2 && words[1].find_first_not_of("0123456789") == std::string::npos)
+        return captureToOutput(path, words[1]);
+    if (words[0] == "capture" && words.size() == 3)
+        words[2] = std::filesystem::absolute(words[2]);
+    return command(path, joinWords(words));
+}
+
+static bool plugAll(const Words &plugs)
+{
+    std::string wrong;
+    for (const std::string &plug : plugs)
+        if (!plugPort(plug, &wrong)) {
+            fprintf(stderr, "vswitch: %s\n", wrong.c_str());
+            return false;
+        }
+    if (!plugs.empty())
+        resetModel(); /* without what it had made up */
+    return true;
+}
+
+static int serve(const char *path, const Words &plugs, const char *traceFile)
 {
     if (traceFile && !openTrace(traceFile)) {
         fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile, strerror(errno));
         return 1;
     }
-    return serveOn(path);
+    int status = plugAll(plugs) ? serveOn(path) : 1;
+    unplugPorts();
+    return status;
 }
 
 /* What the options in front of a command, or behind "serve", ask for. */
@@ -124,20 +186,21 @@ struct Options {
     ModelOptions model;
     const char *socket = WIRE_DEFAULT_SOCKET;
     const char *trace = nullptr;
+    Words plugs;
     bool help = false, version = false;
 };
 
 /* Reads options up to the next word. False when one is wrong, which has been said. */
 static bool readOptions(int argc, char **argv, Options *options)
 {
-    enum { SOCKET, PORTS, STATIONS, STATION_VLANS, SILENT, TRACE, TRACE_NO_START, HELP, VERSION };
+    enum { SOCKET, PORTS, STATIONS, STATION_VLANS, SILENT, TRACE, TRACE_NO_START, PLUG, HELP, VERSION };
     static const option names[] = {
         {"socket", required_argument, nullptr, SOCKET},     {"ports", required_argument, nullptr, PORTS},
         {"stations", required_argument, nullptr, STATIONS}, {"station-vlans", required_argument, nullptr, STATION_VLANS},
         {"silent", required_argument, nullptr, SILENT},
         {"trace", required_argument, nullptr, TRACE},       {"trace-no-start", no_argument, nullptr, TRACE_NO_START},
         {"help", no_argument, nullptr, HELP},               {"version", no_argument, nullptr, VERSION},
-        {nullptr, 0, nullptr, 0},
+        {"plug", required_argument, nullptr, PLUG},         {nullptr, 0, nullptr, 0},
     };
     for (int found; (found = getopt_long(argc, argv, "+", names, nullptr)) != -1;) {
         switch (found) {
@@ -148,6 +211,7 @@ static bool readOptions(int argc, char **argv, Options *options)
         case STATION_VLANS: options->model.stationVlans = numberOption("station-vlans", optarg, 1, 4094); break;
         case TRACE: options->trace = optarg; break;
         case TRACE_NO_START: leaveOutStart(); break;
+        case PLUG: options->plugs.push_back(optarg); break;
         case HELP: options->help = true; break;
         case VERSION: options->version = true; break;
         default: return false;
@@ -176,6 +240,7 @@ int main(int argc, char **argv)
         return 0;
     }
     createModel(options.model);
+    servePlugs();
     checkNumbers();
     if (options.help) {
         printf("%s%s", synopsis, commandHelp().c_str());
@@ -191,7 +256,7 @@ int main(int argc, char **argv)
         return 2;
     }
     if (serves)
-        return serve(options.socket, options.trace);
+        return serve(options.socket, options.plugs, options.trace);
     const Command *found = findCommand(words[0]);
-    return found && !found->alone ? command(options.socket, joinWords(words)) : commandAlone(joinWords(words));
+    return found && !found->alone ? commandFromHere(options.socket, words) : commandAlone(joinWords(words));
 }

@@ -11,6 +11,8 @@
 #include <string_view>
 
 #include "commands.h"
+#include "forwarding.h"
+#include "ports.h"
 #include "settings.h"
 #include "state.h"
 
@@ -42,7 +44,8 @@ void passTime(uint64_t seconds)
 
 static CommandOutcome hold(const Words &, std::string *)
 {
-    heldMillis = clockMillis();
+    if (!heldMillis)
+        heldMillis = clockMillis();
     return COMMAND_DONE;
 }
 
@@ -88,6 +91,7 @@ void resetModel()
     startedMillis = clockMillis();
     passedMillis = heldMillis = 0;
     resetSettings();
+    resetForwarding();
     resetPorts();
     resetVlans();
     resetSwitchports();
@@ -111,7 +115,7 @@ const ModelOptions &modelOptions()
 
 bool trafficIsMadeUp()
 {
-    return true;
+    return !portsArePlugged();
 }
 
 void bringUpToNow()

@@ -1,9 +1,5 @@
 /*
  * model_access_lists.cpp - the virtual switch's management access lists: who may manage it, from where and with what.
- *
- * Up to eight lists have rules by priority; one list at a time is active. Then the first rule that matches a packet to the
- * switch decides, and what no rule matches is denied. What was denied is reported as often as the deny interval says. On a
- * switch made up, four visitors knock at the service port every second.
  */
 #include <arpa/inet.h>
 

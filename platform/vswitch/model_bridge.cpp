@@ -13,8 +13,6 @@ static const uint32_t STP_PORT_PRIORITY = 128;
 
 static Setting baseType = {"rpcclt_openapiDot1dBaseTypeGet", nullptr, FOR_SWITCH, BRIDGE_TRANSPARENT, 0,
                            0};
-static Setting delayDiscards = {"rpcclt_openapiDot1dBasePortDelayExceededDiscardsGet", nullptr, FOR_PORT, 0, 0, 0};
-static Setting mtuDiscards = {"rpcclt_openapiDot1dBasePortMtuExceededDiscardsGet", nullptr, FOR_PORT, 0, 0, 0};
 static Setting maxInfo = {"rpcclt_openapiDot1dTpPortMaxInfoGet", nullptr, FOR_PORT, 1518, 0, 0};
 static Setting stpProtocol = {"rpcclt_openapiDot1dStpProtocolSpecificationGet", nullptr, FOR_SWITCH, STP_802_1D,
                               0, 0};
@@ -64,6 +62,12 @@ static void serveBase()
           [](uint32_t port, uint32_t *next) { return tellNext(nextPort(port), next); });
     SERVE(rpcclt_openapiDot1dIsValidIntf, validInterface);
 
+    SERVE(rpcclt_openapiDot1dBasePortDelayExceededDiscardsGet, [](uint32_t port, uint32_t *count) {
+        return onPort(port, (uint32_t)portCounters(port).outDiscards, count);
+    });
+    SERVE(rpcclt_openapiDot1dBasePortMtuExceededDiscardsGet, [](uint32_t port, uint32_t *count) {
+        return onPort(port, (uint32_t)portCounters(port).tooLong, count);
+    });
     SERVE(rpcclt_openapiDot1dTpPortInFramesGet, [](uint32_t port, uint32_t *count) {
         return onInterface(port, (uint32_t)portCounters(port).inFrames, count);
     });
@@ -102,7 +106,7 @@ static void serveSpanningTree()
 
 void serveBridge()
 {
-    serveSettings({&baseType, &delayDiscards, &mtuDiscards, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort,
+    serveSettings({&baseType, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort,
                    &maxAge, &helloTime, &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay,
                    &portPriority, &pathCost, &designatedCost});
     serveBase();

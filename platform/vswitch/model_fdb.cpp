@@ -1,13 +1,5 @@
 /*
- * model_fdb.cpp - the virtual switch's forwarding database, and what the bridge shows of it.
- *
- * Walking: a step with a VLAN stays in that VLAN, goes by address and fails at the VLAN's end, so a client that hands
- * each address back with the VLAN it is walking sees the VLAN once and whole. A step with VLAN 0 goes through all VLANs
- * by address, then port; an address that is known on one port in several VLANs shows once there, and one that a static
- * filter sends to several ports on each of them. The address a step starts from need not be known (any more).
- *
- * Flushing and deleting are for learned entries; flushing what is not there is no failure. Every VLAN has a database of
- * its own (IVL), known by the VLAN's number; the ageing time is one for all.
+ * model_fdb.cpp - the virtual switch's forwarding database, what the bridge shows of it, and the walks through it.
  */
 #include <algorithm>
 #include <functional>

@@ -1,10 +1,5 @@
 /*
- * model_filters.cpp - the virtual switch's static MAC filters.
- *
- * A filter is known by its address and VLAN; filters are walked by address, then VLAN. Interface lists are texts like
- * "1,2,5-8" (port_list.h). A filter has source ports, ports it forwards to and ports it filters at; a port that is
- * added to one of the last two leaves the other. Filters are in force while the admin mode is on; then one for a single
- * station that forwards somewhere is in the forwarding database as a static entry on its ports.
+ * model_filters.cpp - the virtual switch's static MAC filters: by address and VLAN, from which ports to which.
  */
 #include <algorithm>
 #include <map>

@@ -1,10 +1,5 @@
 /*
- * model_loop_protection.cpp - the virtual switch's loop protection.
- *
- * While it is on for the switch and for a port that has a link and transmits, the port sends a detection frame at once and
- * then every transmit interval. Behind a port with a loop each frame comes back; as many of them as may be received make
- * a loop, and the port takes its action. A port that was shut opens again after the disable time, or, when that is 0,
- * once its link or the protection was off.
+ * model_loop_protection.cpp - the virtual switch's loop protection: frames that are due, and those that come back.
  */
 #include <vector>
 
@@ -16,6 +11,7 @@
 struct LoopPort {
     uint32_t tpid = 0x8100, vlan = 0; /* of its frames; VLAN 0 is no tag */
     bool loop = false;                /* made up: each frame comes back */
+    bool cameBack = false;            /* the last frame that was really sent */
     bool sending = false, detected = false, shut = false;
     uint64_t nextFrame = 0, shutUntil = 0; /* uptime in seconds */
     uint32_t pending = 0;                  /* frames that came back since the last action */
@@ -59,7 +55,10 @@ LoopProbe loopProbe(uint32_t port)
 
 void loopFrameSent(uint32_t port)
 {
-    loopPorts[port].sent++;
+    LoopPort &own = loopPorts[port];
+    own.sent++;
+    own.detected &= own.cameBack;
+    own.cameBack = false;
 }
 
 /* So many frames come back, the last of them at `when`; no more than make one loop unless the action is only to log it. */
@@ -68,6 +67,7 @@ static void receive(uint32_t port, uint64_t frames, uint64_t when)
     LoopPort &own = loopPorts[port];
     uint64_t needed = maxReceived.value(), together = own.pending + frames;
     own.received += frames;
+    own.cameBack = true;
     own.pending = (uint32_t)(together % needed);
     if (together < needed)
         return;

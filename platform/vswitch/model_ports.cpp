@@ -2,13 +2,15 @@
  * model_ports.cpp - the virtual switch's ports and link aggregation groups: which are up, and what passes them.
  *
  * At start the lower half of the ports has a link, four at least, and the LAGs have none. Ports 1 and 2 lead to switches,
- * the others to stations. While a port is up, so many frames a second pass it as the rates say.
+ * the others to stations. While a port is up, so many frames a second pass it as the rates say. None of this is so once
+ * something is plugged in: a port then is what it is plugged into.
  */
 #include <algorithm>
 #include <vector>
 
 #include "commands.h"
 #include "fdb.h"
+#include "ports.h"
 #include "state.h"
 
 static const uint32_t LAGS = 8;
@@ -53,7 +55,7 @@ uint32_t nextInterface(uint32_t port)
 
 bool portHasLink(uint32_t port)
 {
-    return interfaceExists(port) && ports[port].link;
+    return interfaceExists(port) && ports[port].link && (trafficIsMadeUp() || portHasHost(port));
 }
 
 void setPortLink(uint32_t port, bool up)
@@ -79,7 +81,7 @@ const char *portStatusText(uint32_t port)
 
 bool portHasNeighbour(uint32_t port)
 {
-    return trafficIsMadeUp() && portHasLink(port) && port <= NEIGHBOURS;
+    return portHasLink(port) && (!trafficIsMadeUp() || port <= NEIGHBOURS);
 }
 
 PortCounters &portCounters(uint32_t port)
@@ -150,6 +152,9 @@ void resetPorts()
     ports.assign(interfaces() + 1, {});
     for (uint32_t port = 1; port <= std::min(std::max(4u, modelOptions().ports / 2), modelOptions().ports); port++)
         ports[port].link = ports[port].wasUp = true, ports[port].transitions = 1;
+    if (!trafficIsMadeUp()) /* what is plugged in decides, unless `link` pulls the cable */
+        for (Port &port : ports)
+            port = {}, port.link = true;
     countedUntil = topologyChangedAt = 0;
     changes = 1;
 }

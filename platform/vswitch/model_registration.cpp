@@ -5,7 +5,7 @@
  * neighbour is. Then a PDU goes either way at once and with every LeaveAll timer; MVRP and MMRP send one every second
  * besides while their periodic state machine is on. Where GVRP or MVRP runs, the neighbour registers its VLANs, unless the
  * port may not be in one: that counts as a failed registration each time. The neighbours of a switch made up have three
- * VLANs, 3001 and 3002 on port 1, 3002 and 3003 on port 2.
+ * VLANs, 3001 and 3002 on port 1, 3002 and 3003 on port 2. Real ones are registrar.cpp's.
  */
 #include <algorithm>
 #include <array>
@@ -24,8 +24,6 @@ static Setting mvrpPeriodic = {"rpcclt_openapiMvrpPeriodicStateMachineModeGet",
 static Setting mmrpPeriodic = {"rpcclt_openapiMmrpPeriodicStateMachineModeGet",
                                "rpcclt_openapiMmrpPeriodicStateMachineModeSet", FOR_SWITCH, 0, 0, 1};
 
-enum Protocol { GMRP, GVRP, MVRP, MMRP, PROTOCOLS };
-
 /* What is counted, by MrpCounter. */
 using Counters = std::array<uint64_t, MRP_REGISTRATION_FAILED + 1>;
 
@@ -43,10 +41,10 @@ struct ProtocolState {
     Counters total; /* of the switch: cleared apart from the ports' */
 };
 
-static ProtocolState states[PROTOCOLS];
+static ProtocolState states[REGISTRATION_PROTOCOLS];
 static std::map<uint32_t, VlanSet> declared; /* by the neighbour on a port */
 
-static bool runs(Protocol protocol, uint32_t port)
+bool registrationRuns(RegistrationProtocol protocol, uint32_t port)
 {
     const ProtocolState &state = states[protocol];
     return state.enabled && state.ports.contains(port) && portIsUp(port) && portHasNeighbour(port);
@@ -63,10 +61,31 @@ void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins)
     stateChanged();
 }
 
+void neighbourHasGone(uint32_t port)
+{
+    declared.erase(port);
+    stateChanged();
+}
+
+const VlanSet &declaredVlans(uint32_t port)
+{
+    return declared[port];
+}
+
+GarpTimers garpTimers(uint32_t port)
+{
+    return {(uint32_t)leaveTime.value(port), (uint32_t)leaveAllTime.value(port)};
+}
+
+bool mvrpIsPeriodic()
+{
+    return mvrpPeriodic.value();
+}
+
 bool vlanRegistered(uint32_t port, uint32_t vlan)
 {
     auto known = declared.find(port);
-    return known != declared.end() && known->second.contains((uint16_t)vlan) && (runs(GVRP, port) || runs(MVRP, port)) &&
+    return known != declared.end() && known->second.contains((uint16_t)vlan) && (registrationRuns(GVRP, port) || registrationRuns(MVRP, port)) &&
            portMayRegister(port, vlan);
 }
 
@@ -89,29 +108,31 @@ static uint32_t refusedVlans(uint32_t port)
 
 /* PDUs */
 
-static void count(Protocol protocol, uint32_t port, MrpCounter counter, uint64_t number)
+void countRegistration(RegistrationProtocol protocol, uint32_t port, MrpCounter counter, uint64_t number)
 {
     states[protocol].counted[port][counter] += number;
     states[protocol].total[counter] += number;
 }
 
-static void exchange(Protocol protocol, uint32_t port, uint64_t rounds)
+static void exchange(RegistrationProtocol protocol, uint32_t port, uint64_t rounds)
 {
-    count(protocol, port, MRP_SENT, rounds);
-    count(protocol, port, MRP_RECEIVED, rounds);
+    if (!trafficIsMadeUp())
+        return;
+    countRegistration(protocol, port, MRP_SENT, rounds);
+    countRegistration(protocol, port, MRP_RECEIVED, rounds);
     if (protocol == GVRP || protocol == MVRP)
-        count(protocol, port, MRP_REGISTRATION_FAILED, rounds * refusedVlans(port));
+        countRegistration(protocol, port, MRP_REGISTRATION_FAILED, rounds * refusedVlans(port));
 }
 
-static uint64_t leaveAllSeconds(Protocol protocol, uint32_t port)
+static uint64_t leaveAllSeconds(RegistrationProtocol protocol, uint32_t port)
 {
     return protocol == GMRP || protocol == GVRP ? leaveAllTime.value(port) / 100 : 10;
 }
 
-static void passSession(Protocol protocol, uint32_t port, uint64_t now)
+static void passSession(RegistrationProtocol protocol, uint32_t port, uint64_t now)
 {
     Session &session = states[protocol].sessions[port];
-    if (!runs(protocol, port)) {
+    if (!registrationRuns(protocol, port)) {
         session.running = false;
         return;
     }
@@ -126,26 +147,28 @@ static void passSession(Protocol protocol, uint32_t port, uint64_t now)
         exchange(protocol, port, rounds);
         session.nextLeaveAll += rounds * interval;
     }
+    if (!trafficIsMadeUp())
+        return;
     if ((protocol == MVRP && mvrpPeriodic.value()) || (protocol == MMRP && mmrpPeriodic.value()))
-        count(protocol, port, MRP_SENT, now - session.periodicUntil);
+        countRegistration(protocol, port, MRP_SENT, now - session.periodicUntil);
     session.periodicUntil = now;
 }
 
 void passRegistration(uint64_t now)
 {
-    for (Protocol protocol : {GMRP, GVRP, MVRP, MMRP})
+    for (RegistrationProtocol protocol : {GMRP, GVRP, MVRP, MMRP})
         for (uint32_t port : states[protocol].ports)
             passSession(protocol, port, now);
 }
 
 /* What all four protocols have; a flag is 0 or 1. */
 
-template <Protocol P> static int enableGet(uint32_t *flag)
+template <RegistrationProtocol P> static int enableGet(uint32_t *flag)
 {
     return tell(states[P].enabled, flag);
 }
 
-template <Protocol P> static int enableSet(uint32_t flag)
+template <RegistrationProtocol P> static int enableSet(uint32_t flag)
 {
     if (flag > 1)
         return OPEN_BAD_ARGUMENT;
@@ -153,12 +176,12 @@ template <Protocol P> static int enableSet(uint32_t flag)
     return OPEN_OK;
 }
 
-template <Protocol P> static int portEnableGet(uint32_t port, uint32_t *flag)
+template <RegistrationProtocol P> static int portEnableGet(uint32_t port, uint32_t *flag)
 {
     return onPort(port, states[P].ports.contains(port), flag);
 }
 
-template <Protocol P> static int portEnableSet(uint32_t port, uint32_t flag)
+template <RegistrationProtocol P> static int portEnableSet(uint32_t port, uint32_t flag)
 {
     if (!portExists(port) || flag > 1)
         return OPEN_BAD_ARGUMENT;
@@ -171,26 +194,26 @@ template <Protocol P> static int portEnableSet(uint32_t port, uint32_t flag)
     return OPEN_OK;
 }
 
-template <Protocol P> static int portCounter(uint32_t port, uint32_t type, uint32_t *value)
+template <RegistrationProtocol P> static int portCounter(uint32_t port, uint32_t type, uint32_t *value)
 {
     if (!portExists(port) || type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
     return tell((uint32_t)states[P].counted[port][type], value);
 }
 
-template <Protocol P, MrpCounter C> static int portCounterGet(uint32_t port, uint32_t *value)
+template <RegistrationProtocol P, MrpCounter C> static int portCounterGet(uint32_t port, uint32_t *value)
 {
     return portCounter<P>(port, C, value);
 }
 
-template <Protocol P> static int totalCounter(uint32_t type, uint32_t *value)
+template <RegistrationProtocol P> static int totalCounter(uint32_t type, uint32_t *value)
 {
     if (type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
     return tell((uint32_t)states[P].total[type], value);
 }
 
-template <Protocol P> static int clearPort(uint32_t port)
+template <RegistrationProtocol P> static int clearPort(uint32_t port)
 {
     if (!portExists(port))
         return OPEN_BAD_ARGUMENT;
@@ -198,13 +221,13 @@ template <Protocol P> static int clearPort(uint32_t port)
     return OPEN_OK;
 }
 
-template <Protocol P> static int clearTotal()
+template <RegistrationProtocol P> static int clearTotal()
 {
     states[P].total = {};
     return OPEN_OK;
 }
 
-template <Protocol P> static int clearAll()
+template <RegistrationProtocol P> static int clearAll()
 {
     states[P].counted.clear();
     return clearTotal<P>();
@@ -233,7 +256,7 @@ static int vlansOfPort(uint32_t port, uint32_t selection, VlanIdList *vlans, uin
 {
     if (!portExists(port) || selection > MVRP_VLANS_DYNAMIC)
         return OPEN_BAD_ARGUMENT;
-    std::vector<uint16_t> known = runs(MVRP, port) ? existingVlans() : std::vector<uint16_t>();
+    std::vector<uint16_t> known = registrationRuns(MVRP, port) ? existingVlans() : std::vector<uint16_t>();
     std::erase_if(known, [=](uint16_t vlan) {
         bool added = isAdded(port, vlan);
         return !portInVlan(port, vlan) || (selection != MVRP_VLANS_ALL && added != (selection == MVRP_VLANS_DYNAMIC));

@@ -1,10 +1,6 @@
 /*
- * model_stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be.
- *
- * A station that talks is heard all the time: it is learned some seconds after it can be heard (its port is up and in its
- * VLAN, and nothing static has its address), and does not age. One that has fallen silent ages. At start there are as
- * many as were asked for and the table holds, spread over the ports that have a link; a few of them were heard once, at
- * start.
+ * model_stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be: who talks, is
+ * heard and learned, and who has fallen silent.
  */
 #include <algorithm>
 #include <tuple>

@@ -1,11 +1,5 @@
 /*
- * model_storm_control.cpp - the virtual switch's storm control.
- *
- * For each kind of traffic the switch has a state, a threshold and an action. A port goes by those of the switch until it
- * is given its own; restoring a port's default threshold makes it go by the switch's again. Where control is on, the
- * packets of a second beyond the threshold are discarded, whatever the action; "shutdown" shuts the port as well, until
- * its link was down or its control off. A percentage is of the packets that a gigabit port can take, and a packet counts
- * 64 bytes.
+ * model_storm_control.cpp - the virtual switch's storm control: the switch's, the ports' own, and what is in force.
  */
 #include <algorithm>
 #include <map>
@@ -27,7 +21,6 @@ struct SwitchControl {
 struct PortControl {
     std::optional<uint32_t> state, action; /* what was not set is the switch's */
     std::optional<Threshold> threshold;
-    bool shut = false;
 };
 
 static const uint32_t MOST_PPS = 1488095; /* packets of 64 bytes at a gigabit */
@@ -41,6 +34,7 @@ static const struct { uint32_t unit, lowest, highest; } ranges[] = {
 
 static std::map<uint32_t, SwitchControl> ofSwitch; /* by kind */
 static std::map<std::pair<uint32_t, uint32_t>, PortControl> ofPort; /* by kind and port */
+static std::set<std::pair<uint32_t, uint32_t>> shut;                /* ports, and the kinds that shut them */
 
 static int rangeOf(uint32_t unit, uint32_t *lowest, uint32_t *highest)
 {
@@ -99,20 +93,19 @@ StormLimit stormLimit(uint32_t port, StormKind kind)
 void stormExceeded(uint32_t port, StormKind kind)
 {
     if (stormLimit(port, kind).action == STORM_SHUT_DOWN)
-        ofPort[{kind, port}].shut = true;
+        shut.insert({port, kind});
     stateChanged();
 }
 
 bool stormShuts(uint32_t port)
 {
-    return std::any_of(ofPort.begin(), ofPort.end(),
-                       [=](const auto &entry) { return entry.first.second == port && entry.second.shut; });
+    auto found = shut.lower_bound({port, 0});
+    return found != shut.end() && found->first == port;
 }
 
 void passStormControl()
 {
-    for (auto &[key, own] : ofPort)
-        own.shut = own.shut && portHasLink(key.second) && stateOn(key.first, key.second);
+    std::erase_if(shut, [](const auto &entry) { return !portHasLink(entry.first) || !stateOn(entry.second, entry.first); });
 }
 
 /* Operations of the switch */
@@ -271,4 +264,5 @@ void resetStormControl()
 {
     ofSwitch.clear();
     ofPort.clear();
+    shut.clear();
 }

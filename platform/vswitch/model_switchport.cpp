@@ -1,9 +1,5 @@
 /*
  * model_switchport.cpp - the part each port of the virtual switch has in the VLANs: what was set, and what is in force.
- *
- * The settings of general mode (participation, tagging, PVID, frame types, ingress filtering) are kept whatever the mode
- * is, and are in force in general mode only. In access and trunk mode, and under a private VLAN association, the mode
- * decides. Endpoints about a setting read what was set; the lists read what is in force.
  */
 #include <algorithm>
 #include <map>
@@ -138,6 +134,11 @@ AcceptedFrames acceptedFrames(uint32_t port)
     if (modeDecides(port))
         return switchportMode(port) == MODE_TRUNK ? ACCEPT_ALL : ACCEPT_UNTAGGED;
     return (AcceptedFrames)acceptFrames.value(port);
+}
+
+uint32_t untaggedPriority(uint32_t port)
+{
+    return (uint32_t)userPriority.value(port);
 }
 
 bool filtersIngress(uint32_t port)

@@ -1,8 +1,5 @@
 /*
  * model_vlan.cpp - the virtual switch's VLAN table: the VLANs that were configured, and those that neighbours registered.
- *
- * A VLAN is dynamic while nothing but a registration makes it be there: it cannot be deleted, and creating it makes it a
- * static one.
  */
 #include <algorithm>
 
@@ -38,9 +35,16 @@ std::vector<uint16_t> existingVlans()
     return {all.begin(), all.end()};
 }
 
+static uint32_t dynamicVlans()
+{
+    VlanSet registered = registeredVlans();
+    return (uint32_t)std::count_if(registered.begin(), registered.end(),
+                                   [](uint16_t vlan) { return !configured.contains(vlan); });
+}
+
 void passVlans()
 {
-    mostVlans = std::max(mostVlans, (uint32_t)existingVlans().size());
+    mostVlans = std::max(mostVlans, (uint32_t)configured.size() + dynamicVlans());
 }
 
 static int createVlan(uint32_t vlan)
@@ -90,7 +94,7 @@ void serveVlans()
     SERVE(rpcclt_openapiStaticVlanEntriesGet,
           [](uint32_t *count) { return tell((uint32_t)configured.size(), count); });
     SERVE(rpcclt_openapiDynamicVlanEntriesGet,
-          [](uint32_t *count) { return tell((uint32_t)(existingVlans().size() - configured.size()), count); });
+          [](uint32_t *count) { return tell(dynamicVlans(), count); });
     SERVE(rpcclt_openapiDot1qVlanNumDeletesGet, [](uint32_t *count) { return tell(deletes, count); });
     SERVE(rpcclt_openapiNextVlanGet,
           [](uint32_t vlan, uint32_t *next) { return tellNext(vlanAfter(vlan), next); });

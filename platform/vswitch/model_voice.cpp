@@ -34,6 +34,11 @@ uint32_t voiceVlan(uint32_t port)
     return adminMode.value() && portMode.value(port) == VOICE_VLAN && vlanExists(vlan) ? vlan : 0;
 }
 
+bool voiceOverridesPriority(uint32_t port)
+{
+    return voiceVlan(port) && cosOverride.value(port);
+}
+
 /* 0 takes the VLAN away. */
 static int portVlanSet(uint32_t port, uint32_t vlan)
 {
@@ -158,6 +163,14 @@ static uint32_t lowestFreeIndex()
     while (ouis.contains(index))
         index++;
     return index;
+}
+
+VoipSource voipSource(uint32_t port, uint64_t mac)
+{
+    auto flag = detection.find({port, BY_OUI});
+    if (flag == detection.end() || !flag->second || positionOf((uint32_t)(mac >> 24)) == ouis.end())
+        return {};
+    return {true, (uint32_t)ouiPriority.value(), (uint32_t)voipVlan.value()};
 }
 
 static int addOui(uint32_t index, const OpenBufferDesc *text, const OpenBufferDesc *description)

@@ -97,7 +97,9 @@ void checkNumbers()
     for (const auto &[key, meaning] : meaningIndex()) {
         const auto &[name, parameter] = key;
         bool fits = name.empty() ? std::any_of(operations().begin(), operations().end(),
-                                               [&](const Operation &one) { return hasParameter(one, parameter); })
+                                               [&wanted = parameter](const Operation &one) {
+                                                   return hasParameter(one, wanted);
+                                               })
                                  : hasParameter(operationNamed(name), parameter);
         if (!meaning || !fits) {
             fprintf(stderr, "vswitch: numbers.def is wrong about %s of \"%s\"\n", parameter.c_str(), name.c_str());

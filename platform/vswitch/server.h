@@ -10,7 +10,4 @@
  */
 int serveOn(const char *path);
 
-/* Connects to the socket at `path`; nothing on it takes longer than 5 s. A descriptor, or -1 with errno set. */
-int connectTo(const char *path);
-
 #endif

@@ -59,7 +59,9 @@ bool portHasNeighbour(uint32_t port);
 /* What passed the port since start. Made-up traffic flows while a port is up; whoever carries more adds to it. */
 struct PortCounters {
     uint64_t inFrames = 0, outFrames = 0;
-    uint64_t inDiscards = 0; /* received and not forwarded, whatever the reason */
+    uint64_t inDiscards = 0;  /* received and not forwarded, whatever the reason */
+    uint64_t tooLong = 0;     /* of these: longer than the port takes */
+    uint64_t outDiscards = 0; /* not sent, as the host does not keep up */
 };
 PortCounters &portCounters(uint32_t port);
 
@@ -104,6 +106,9 @@ bool portTags(uint32_t port, uint32_t vlan);
 
 /* Which frames the port takes. Priority-tagged ones (VLAN 0) count as untagged. */
 AcceptedFrames acceptedFrames(uint32_t port);
+
+/* The priority of frames that come without a tag. */
+uint32_t untaggedPriority(uint32_t port);
 
 /* Are frames of VLANs that the port is not in dropped as they come? */
 bool filtersIngress(uint32_t port);
@@ -197,12 +202,37 @@ bool loopShuts(uint32_t port);
 /* The voice VLAN of a port in force, 0 for none (model_voice.cpp): tagged on the port. */
 uint32_t voiceVlan(uint32_t port);
 
+/* Does a port with a voice VLAN give its own priority to all that is not in it? */
+bool voiceOverridesPriority(uint32_t port);
+
+/* An address with one of the OUIs, on a port that recognises VoIP by them: priority, and VLAN of untagged frames or 0. */
+struct VoipSource {
+    bool recognised;
+    uint32_t priority, vlan;
+};
+VoipSource voipSource(uint32_t port, uint64_t mac);
+
 /* Have neighbours registered the VLAN on the port? And which on any port, ascending (model_registration.cpp) */
 bool vlanRegistered(uint32_t port, uint32_t vlan);
 VlanSet registeredVlans();
 
 /* The neighbour on the port joins the VLAN, or leaves it. */
 void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins);
+void neighbourHasGone(uint32_t port);
+const VlanSet &declaredVlans(uint32_t port);
+
+enum RegistrationProtocol { GMRP, GVRP, MVRP, MMRP, REGISTRATION_PROTOCOLS };
+
+/* Is it on for the switch and the port, and the port up with a neighbour? */
+bool registrationRuns(RegistrationProtocol protocol, uint32_t port);
+void countRegistration(RegistrationProtocol protocol, uint32_t port, MrpCounter counter, uint64_t number = 1);
+
+/* In hundredths of a second. */
+struct GarpTimers {
+    uint32_t leave, leaveAll;
+};
+GarpTimers garpTimers(uint32_t port);
+bool mvrpIsPeriodic();
 
 /* Management access lists (model_access_lists.cpp): what comes to the switch itself. */
 

@@ -117,14 +117,14 @@ template <class... T> static int answer(const char *name, OpenClient *client, T 
 
 extern "C" {
 
-/* Stands before the sandbox's, which knows a client library only as a library. */
+/* Stand before the sandbox's, which knows a client library only as a library. */
 int __wrap_openapiClientRegister(const char *, OpenClient *client)
 {
     client->opaque[0] = 1;
     return registers ? OPEN_OK : OPEN_FAILED;
 }
 
-int openapiClientTearDown(OpenClient *client)
+int __wrap_openapiClientTearDown(OpenClient *client)
 {
     client->opaque[0] = 0;
     return OPEN_OK;

@@ -1,0 +1,87 @@
+#!/usr/bin/python3
+"""frames.py BUILD [FRAMES] - what a frame costs through two ports of the virtual switch, next to Open vSwitch's datapath
+in user space, in one run: CPU of the switch's process a frame, and frames a second; and whether the switch is idle when
+nothing comes. Prints a Markdown table. Needs Debian's openvswitch-switch, no root. BUILD is a release build.
+"""
+import os, shutil, struct, sys, tempfile, time
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
+from frames_referee import OpenVSwitch, VirtualSwitch
+
+ROUNDS, BATCH = 5, 32
+
+
+def cpu(pid):
+    """Microseconds."""
+    return sum(int(open(f"/proc/{pid}/task/{task}/schedstat").read().split()[0]) for task in os.listdir(f"/proc/{pid}/task")) / 1000
+
+
+def switches(pid):
+    return sum(int(line.split()[1]) for line in open(f"/proc/{pid}/status") if "ctxt_switches" in line)
+
+
+def frame(source, destination, size):
+    return bytes.fromhex(f"0200000000{destination:02x}0200000000{source:02x}88b5").ljust(size, b"\xa5")
+
+
+def measure(hosts, pid, frames, size):
+    """Frames from port 1 to port 2, never more under way than the queues hold."""
+    sender, receiver = hosts.sockets[1], hosts.sockets[2]
+    one = struct.pack(hosts.length, size) + frame(1, 2, size)
+    for port, source, destination in ((2, 2, 1), (1, 1, 2)):  # both are known
+        hosts.send(port, frame(source, destination, size))
+        time.sleep(0.3)
+    hosts.collect()
+    started, spent, received = time.time(), cpu(pid), 0
+    for sent in range(0, frames, BATCH):
+        sender.setblocking(True)
+        sender.sendall(one * BATCH)
+        while received < (sent + BATCH) * len(one) - 128 * 1024 // 4 or (sent + BATCH >= frames and
+                                                                        received < frames * len(one)):
+            if time.time() - started > 120:
+                sys.exit(f"only {received // len(one)} of {frames} frames came through")
+            try:
+                received += len(receiver.recv(1 << 20))
+            except BlockingIOError:
+                time.sleep(0.0002)
+    return (cpu(pid) - spent) / frames, frames / (time.time() - started)
+
+
+def median(values):
+    return sorted(values)[len(values) // 2]
+
+
+def main():
+    if len(sys.argv) not in (2, 3) or sys.argv[1].startswith("-"):
+        sys.exit(__doc__)
+    frames = int(sys.argv[2]) if len(sys.argv) > 2 else 20000
+    frames -= frames % BATCH
+    run, processes = tempfile.mkdtemp(), []
+    try:
+        os.makedirs(run + "/ours"), os.makedirs(run + "/theirs")
+        theirs = OpenVSwitch(run + "/theirs")
+        processes += theirs.processes
+        ours = VirtualSwitch(os.path.abspath(sys.argv[1]), run + "/ours")
+        processes.append(ours.process)
+        print("| Frame | Switch | CPU a frame, µs | Frames/s | Aim |\n|---|---|---:|---:|---|")
+        for size in (60, 1514):
+            results = {name: [] for name in ("virtual switch", "Open vSwitch")}
+            for _ in range(ROUNDS):
+                results["virtual switch"].append(measure(ours.hosts, ours.process.pid, frames, size))
+                results["Open vSwitch"].append(measure(theirs.hosts, theirs.processes[-1].pid, frames, size))
+            medians = {name: [median(column) for column in zip(*rows)] for name, rows in results.items()}
+            ratio = medians["virtual switch"][0] / medians["Open vSwitch"][0]
+            for name, (micros, rate) in medians.items():
+                aim = f"{ratio:.2f} of Open vSwitch's CPU, aim ≤ 1: {'met' if ratio <= 1 else '**missed**'}"
+                print(f"| {size} bytes | {name} | {micros:.2f} | {rate:.0f} | {aim if name[0] == 'v' else ''} |")
+        spent, woken = cpu(ours.process.pid), switches(ours.process.pid)
+        time.sleep(2)
+        print(f"\nPlugged and idle: {(cpu(ours.process.pid) - spent) / 2:.0f} µs of CPU a second, "
+              f"{(switches(ours.process.pid) - woken) / 2:.0f} times awake. Medians of {ROUNDS} rounds of {frames} frames.")
+    finally:
+        for process in processes:
+            process.terminate()
+            process.wait()
+        shutil.rmtree(run)
+
+
+main()

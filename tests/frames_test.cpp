@@ -1,0 +1,569 @@
+/*
+ * frames_test.cpp - frames through the virtual switch: configured by REST, sent by hosts on sockets, and where they come
+ * out. `settle` is what everything waits for; the clock stands still unless a row lets time pass.
+ */
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <regex>
+
+#include "tests/support/driver.h"
+
+/* What rows say, and the request it stands for; $1, $2, ... are the words behind it. */
+static const struct { const char *word, *method, *target, *body; } requests[] = {
+    {"vlan", "POST", "vlan/create?vlanNum=$1", ""},
+    {"unvlan", "DELETE", "vlan/delete?vlanNum=$1", ""},
+    {"join", "PUT", "vlan/if-participation?ifNum=$1&vlanNum=$2", R"({"participationMode":1})"},
+    {"leave", "PUT", "vlan/if-participation?ifNum=$1&vlanNum=$2", R"({"participationMode":2})"},
+    {"tag", "PUT", "vlan/if-tagging?ifNum=$1&vlanNum=$2", R"({"tagging":1})"},
+    {"pvid", "PUT", "vlan/if-pvid?ifNum=$1", R"({"vlanNum":$2})"},
+    {"accept", "PUT", "vlan/if-accept-frame-type?ifNum=$1", R"({"type":$2})"},
+    {"ingress", "PUT", "vlan/qports-enable-ingress-filtering?ifNum=$1", R"({"mode":$2})"},
+    {"priority", "PUT", "vlan/if-default-user-priority?ifNum=$1", R"({"priority":$2})"},
+    {"mode", "PUT", "vlan/dot1q-sw-port-mode", R"({"intf":$1,"mode":$2})"},
+    {"access", "PUT", "vlan/dot1q-sw-port-access-vlan?intf=$1", R"({"vlanId":$2})"},
+    {"native", "PUT", "vlan/dot1q-sw-port-trunk-native-vlan?intf=$1", R"({"vlanId":$2})"},
+    {"allowed", "PUT", "vlan/dot1q-sw-port-trunk-allowed-vlan-list", R"({"intf":$1,"vidList":[$2]})"},
+    {"private", "POST", "vlan/dot1q-private-vlan-enable?vlanId=$1", R"({"pvlanType":$2})"},
+    {"associate", "POST", "vlan/dot1q-api-private-vlan-assoc?vlanId=$1", R"({"vidList":[$2]})"},
+    {"host", "PUT", "vlan/dot1q-intf-pvlan-host-assoc?ifNum=$1", R"({"primaryVlan":$2,"secondaryVlan":$3})"},
+    {"promiscuous", "PUT", "vlan/dot1q-intf-pvlan-promisc-assoc?ifNum=$1", R"({"primaryVlan":$2,"vidList":[$3]})"},
+    {"mac", "POST", "vlan/mac", R"({"mac":"$1","vlanId":$2})"},
+    {"oui", "POST", "vlan/mac-oui-vlan?vlanId=$2", R"({"oui":"$1"})"},
+    {"voice", "PUT", "voice-vlan/admin-mode", R"({"mode":1})"},
+    {"voiceport", "PUT", "voice-vlan/port-admin-mode?ifNum=$1", R"({"mode":1,"dataValue":$2})"},
+    {"override", "PUT", "voice-vlan/port-cos-override-mode?ifNum=$1", R"({"mode":1})"},
+    {"voip", "PUT", "voip/global-vlan-id?vlanId=$1", ""},
+    {"voipport", "PUT", "voip/intf-mode?ifNum=$1", R"({"type":"oui","mode":"enable"})"},
+    {"voipoui", "POST", "voip/oui", R"({"voipOui":"$1"})"},
+    {"voippriority", "PUT", "voip/oui-priority", R"({"priority":$1})"},
+    {"mvrp", "PUT", "mvrp/mode", R"({"mode":"enable"})"},
+    {"mvrpport", "PUT", "mvrp/intf-mode?intIfNum=$1", R"({"mode":"$2"})"},
+    {"gvrp", "PUT", "garp/gvrp-enable", R"({"globalGvrpStatus":"enable"})"},
+    {"gvrpport", "PUT", "garp/gvrp-port-enable?ifNum=$1", R"({"intfGvrpStatus":"enable"})"},
+    {"flush", "POST", "fdb/flush", ""},
+    {"filter", "POST", "static-filter/filter?vlanId=$2", R"({"macAddr":"$1"})"},
+    {"to", "POST", "static-filter/filter-dst-intf?vlanId=$2&ifNum=$3", R"({"macAddr":"$1"})"},
+    {"from", "POST", "static-filter/filter-src-intf?vlanId=$2&ifNum=$3", R"({"macAddr":"$1"})"},
+    {"never", "POST", "static-filter/filter-dst-intf-list?vlanId=$2", R"({"macAddr":"$1","filterIntfList":"$3"})"},
+    {"filtering", "PUT", "static-filter/filter-vlan-filtering-mode?vlanId=$1", R"({"mode":"filter_$2"})"},
+    {"filters", "PUT", "static-filter/filter-admin-mode", R"({"adminMode":"$1"})"},
+    {"protect", "POST", "protectedport/group-intf?ifNum=$1&groupId=$2", ""},
+    {"storm", "PUT", "storm-control/mode", R"({"stormCtrlMode":"$1","state":"$2"})"},
+    {"limit", "PUT", "storm-control/threshold?rateUnit=pps", R"({"stormCtrlMode":"$1","threshold":$2})"},
+    {"portstorm", "PUT", "storm-control/intf-mode", R"({"stormCtrlMode":"$1","interface":$2,"state":"$3"})"},
+    {"portlimit", "PUT", "storm-control/intf-threshold?rateUnit=pps",
+     R"({"stormCtrlMode":"$1","interface":$2,"threshold":$3})"},
+    {"action", "PUT", "storm-control/action", R"({"stormCtrlMode":"$1","action":"$2"})"},
+    {"guard", "PUT", "loop-protect/admin-mode", R"({"adminMode":1})"},
+    {"loops", "PUT", "loop-protect/port-admin-mode?ifNum=$1", R"({"mode":$2})"},
+    {"looped", "PUT", "loop-protect/port-action?ifNum=$1", R"({"mode":$2})"},
+    {"disabled", "PUT", "loop-protect/disable-timer", R"({"val":$1})"},
+    {"list", "POST", "macal/list", R"({"macalName":"a"})"},
+    {"rule", "POST", "macal/rule-entry", R"({"macalName":"a","macalRulePrio":$1})"},
+    {"permit", "POST", "macal/rule-action", R"({"macalName":"a","macalRulePrio":$1,"action":"permit"})"},
+    {"source", "POST", "macal/rule-src-ip-mask",
+     R"({"macalName":"a","macalRulePrio":$1,"ipAddr":"$2","mask":"255.255.255.255"})"},
+    {"activate", "POST", "macal/activate", R"({"macalName":"a"})"},
+};
+
+/* Addresses by letter; stations are 02:00:00:00:00:XX with the letter's code as XX. */
+static const std::map<char, std::string> addresses = {
+    {'*', std::string(6, '\xff')},
+    {'m', std::string("\x01\x00\x5e\x00\x00\x01", 6)},
+    {'b', std::string("\x01\x80\xc2\x00\x00\x00", 6)},  /* spanning tree's */
+    {'s', std::string("\x02\xa0\xc9\x00\x00\x01", 6)},  /* the switch's */
+    {'l', std::string("\x03\xa0\xc9\x00\x00\x01", 6)},  /* loop protection's */
+    {'r', std::string("\x01\x80\xc2\x00\x00\x21", 6)},  /* the registration protocols' */
+    {'0', std::string(6, '\0')},
+};
+
+static std::string addressOf(char letter)
+{
+    auto found = addresses.find(letter);
+    return found == addresses.end() ? std::string("\x02\0\0\0\0", 5) + letter : found->second;
+}
+
+static char letterOf(const std::string &address)
+{
+    for (const auto &[letter, known] : addresses)
+        if (known == address)
+            return letter;
+    return address[5];
+}
+
+/* PDUs of MVRP and GVRP that join a VLAN (event 1) or leave it (event 5, 3). */
+static std::string mvrpOf(int vlan, int event)
+{
+    const std::string pdu = {0, 1, 2, 0, 1, (char)(vlan >> 8), (char)vlan, (char)(event * 36), 0, 0, 0, 0};
+    return "\x88\xf5" + pdu;
+}
+
+static std::string gvrpOf(int vlan, int event)
+{
+    const std::string pdu = {0x42, 0x42, 3, 0, 1, 1, 4, (char)event, (char)(vlan >> 8), (char)vlan, 0, 0};
+    return std::string("\0\xc", 2) + pdu;
+}
+
+/* "A>B", "A>B@10" (tagged), "A>B@10p5" (and with a priority); "...:1600" of so many bytes, "...=IP:PORT" with TCP in it. */
+static std::string frameOf(const std::string &text)
+{
+    std::smatch part;
+    if (!std::regex_match(text, part, std::regex(R"((.)>(.)(@(\d+)(p(\d))?)?(=([\d.]+):(\d+))?(:(\d+))?)")))
+        return "";
+    std::string frame = addressOf(part.str(2)[0]) + addressOf(part.str(1)[0]);
+    auto put16 = [&](int number) { frame += {(char)(number >> 8), (char)number}; };
+    if (part[3].matched) {
+        put16(0x8100);
+        put16(std::stoi(part.str(4)) | (part[6].matched ? std::stoi(part.str(6)) : 0) << 13);
+    }
+    put16(part[7].matched ? 0x0800 : 0x88B5);
+    if (part[7].matched) {
+        in_addr source = {inet_addr(part.str(8).c_str())};
+        frame += std::string("\x45\0\0\x28\0\0\0\0\x40\x06\0\0", 12) + std::string((char *)&source, 4) + "\xa\0\0\xfe";
+        frame += "zz";
+        put16(std::stoi(part.str(9)));
+    }
+    frame.resize(part[11].matched ? std::stoul(part.str(11)) : std::max<size_t>(60, frame.size()));
+    return frame;
+}
+
+static std::string textOf(const std::string &frame)
+{
+    auto get16 = [&](size_t at) { return (unsigned char)frame[at] << 8 | (unsigned char)frame[at + 1]; };
+    std::string text = {letterOf(frame.substr(6, 6)), '>', letterOf(frame.substr(0, 6))};
+    for (int i = 0, count = get16(12) == 0x88F5 ? get16(17) & 0x1FFF : 0; i < count; i++) { /* MVRP's vector */
+        const int place[] = {36, 6, 1}, event = (unsigned char)frame[(size_t)(21 + i / 3)] / place[i % 3] % 6;
+        text += event == 4 ? "" : (event == 1 ? "+" : "-") + std::to_string(get16(19) + i);
+    }
+    for (size_t at = 20; get16(12) < 0x600 && frame[at] == 4; at += 4) /* GVRP's attributes */
+        text += (frame[at + 1] == 2 ? "+" : "-") + std::to_string(get16(at + 2));
+    if (get16(12) == 0x8100) {
+        text += "@" + std::to_string(get16(14) & 0xFFF);
+        text += get16(14) >> 13 ? "p" + std::to_string(get16(14) >> 13) : "";
+    }
+    return text;
+}
+
+/* What is set first; the frame and its port; where it comes out and how, or "! " and why it does not. */
+struct Passage {
+    const char *configured, *in, *out;
+};
+
+class Frames : public SwitchTest {
+protected:
+    void SetUp() override
+    {
+        SwitchTest::SetUp();
+        std::vector<std::string> options;
+        for (int port = 0; port <= 5; port++)
+            for (const std::string &word : {std::string("--plug"), std::to_string(port) + "=unix:" + path(port)})
+                options.push_back(word);
+        startSwitch(options);
+        tell("hold");
+        for (int port = 0; port <= 5; port++)
+            connectHost(port);
+        tell("settle");
+    }
+
+    void TearDown() override
+    {
+        for (auto [port, host] : hosts)
+            close(host);
+        SwitchTest::TearDown();
+    }
+
+    std::string path(int port) const { return directory + "/port" + std::to_string(port); }
+
+    void connectHost(int port)
+    {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        strcpy(address.sun_path, path(port).c_str());
+        int host = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(connect(host, (sockaddr *)&address, sizeof address), 0) << strerror(errno);
+        if (hosts.contains(port))
+            close(hosts[port]);
+        received[port].clear();
+        hosts[port] = host;
+    }
+
+    /* "join 1 10; tag 1 10; pass 300": requests of the table, or commands. */
+    void configure(const std::string &text)
+    {
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line, ';');) {
+            std::istringstream words(line);
+            std::vector<std::string> said((std::istream_iterator<std::string>(words)), {});
+            auto row = std::find_if(std::begin(requests), std::end(requests),
+                                    [&](const auto &request) { return request.word == said[0]; });
+            if (row == std::end(requests)) {
+                tell(line);
+                continue;
+            }
+            std::string target = row->target, body = row->body;
+            for (size_t i = 1; i < said.size(); i++)
+                for (std::string *into : {&target, &body})
+                    *into = std::regex_replace(*into, std::regex("\\$" + std::to_string(i)), said[i]);
+            EXPECT_EQ(send(row->method, target, body).find("\"fail\""), std::string::npos) << line;
+        }
+    }
+
+    void put(int port, const std::string &frame)
+    {
+        uint32_t length = htonl((uint32_t)frame.size());
+        std::string bytes = std::string((char *)&length, sizeof length) + frame;
+        ASSERT_EQ(::send(hosts[port], bytes.data(), bytes.size(), MSG_NOSIGNAL), (ssize_t)bytes.size());
+    }
+
+    /* The frames that have come to the port. */
+    std::vector<std::string> get(int port)
+    {
+        std::string &bytes = received[port], more(1 << 20, 0);
+        ssize_t got = recv(hosts[port], more.data(), more.size(), MSG_DONTWAIT);
+        bytes.append(more, 0, got < 0 ? 0 : (size_t)got);
+        std::vector<std::string> frames;
+        for (uint32_t length; bytes.size() >= sizeof length; bytes.erase(0, sizeof length + length)) {
+            memcpy(&length, bytes.data(), sizeof length);
+            length = ntohl(length);
+            if (bytes.size() < sizeof length + length)
+                break;
+            frames.push_back(bytes.substr(sizeof length, length));
+        }
+        return frames;
+    }
+
+    /* What has come out everywhere: "2 A>B@10, 3 A>B". */
+    std::string collect()
+    {
+        std::string out;
+        for (auto [port, host] : hosts)
+            for (const std::string &frame : get(port))
+                out += (out.empty() ? "" : ", ") + std::to_string(port) + " " + textOf(frame);
+        return out;
+    }
+
+    void pass(const std::vector<Passage> &rows)
+    {
+        for (const Passage &row : rows) {
+            SCOPED_TRACE(std::string(row.configured) + " | " + row.in + " | " + row.out);
+            collect();
+            configure(row.configured);
+            takeTrace();
+            std::istringstream in(row.in);
+            int port;
+            std::string frame, out;
+            while (in >> port >> frame)
+                put(port, frameOf(frame));
+            tell("settle");
+            out = collect();
+            if (out.empty()) {
+                std::string trace = takeTrace();
+                out = trace.empty() ? "" : "! " + trace.substr(trace.find(": ") + 2);
+            }
+            EXPECT_EQ(out, row.out);
+        }
+    }
+
+    std::map<int, int> hosts;
+    std::map<int, std::string> received; /* half frames */
+};
+
+#define A_MAC "02:00:00:00:00:41"
+#define M_MAC "01:00:5E:00:00:01"
+
+TEST_F(Frames, goWhereTheirAddressIs)
+{
+    pass({
+        {"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"},
+        {"", "2 B>A", "1 B>A"},
+        {"", "3 C>*", "0 C>*, 1 C>*, 2 C>*, 4 C>*, 5 C>*"},
+        {"", "1 A>m", "0 A>m, 2 A>m, 3 A>m, 4 A>m, 5 A>m"},
+        {"", "1 D>A", "! 02:00:00:00:00:41 is on the same port"},
+        {"", "3 A>B", "2 A>B"}, /* A has moved */
+        {"", "2 B>A", "3 B>A"},
+        {"pass 299", "3 A>B", "2 A>B"},
+        {"pass 1", "3 A>B", "1 A>B, 2 A>B, 4 A>B, 5 A>B"}, /* B has not been heard for 300 s, A has */
+        {"", "2 B>A", "3 B>A"},
+        {"flush", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"},
+        {"", "1 A>s", "0 A>s"}, /* the switch itself, and what it answers */
+        {"", "0 s>A", "1 s>A"},
+        {"", "0 s>C", "1 s>C, 2 s>C, 3 s>C, 4 s>C, 5 s>C"},
+        {"", "1 A>b", ""},
+        {"", "1 s>B", "! it bears the switch's own address"},
+        {"", "1 *>B", "! FF:FF:FF:FF:FF:FF is no station's address"},
+        {"", "1 0>B", "! 00:00:00:00:00:00 is no station's address"},
+        {"", "1 A>B:13", "! a frame of 13 bytes"},
+        {"", "1 A>B@1:17", "! a tag that is cut off"},
+        {"", "1 A>B:1514", "2 A>B"},
+        {"", "1 A>B:1515", "! a frame of 1515 bytes; the port takes 1514"},
+        {"", "1 A>B@1:1518", "2 A>B"},
+        {"", "1 A>B@1:1519", "! a frame of 1519 bytes; the port takes 1518"},
+    });
+    EXPECT_EQ(send("GET", "bridge/dot1d-tp-port-in-frames?port=1"), success("\"bridge\":{\"inFrames\":14}"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-tp-port-out-frames?port=1"), success("\"bridge\":{\"outFrames\":6}"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-tp-port-in-discards?port=1"), success("\"bridge\":{\"inDiscards\":8}"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-base-port-mtu-exceeded-discards?port=1"),
+              success("\"bridge\":{\"mtuExceededDiscardsValue\":2}"));
+    EXPECT_EQ(send("GET", "vlan/dot1q-rx-packets-not-forwarded-count?ifNum=1"),
+              success("\"vlan\":{\"totalRxPktsNotForwarded\":8}"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:42"), success("\"bridge\":{\"port\":2}"));
+}
+
+TEST_F(Frames, stayInTheirVlan)
+{
+    pass({
+        {"vlan 10; join 1 10; join 2 10; tag 2 10; join 3 10", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"},
+        {"pvid 1 10", "1 A>B", "2 A>B@10, 3 A>B"},
+        {"", "2 B>A@10", "1 B>A"},
+        {"", "2 B>A@10p5", "1 B>A"},
+        {"", "1 A>B@0p3", "2 A>B@10p3"}, /* a priority alone is no tag */
+        {"priority 1 6", "1 A>B", "2 A>B@10p6"},
+        {"priority 1 0", "1 A>B@30", "! VLAN 30 does not exist"},
+        {"", "1 A>B@4095", "! VLAN 4095 does not exist"},
+        {"", "4 D>A@10", "1 D>A"},                   /* nothing filters, but D is not learned there */
+        {"", "1 A>D", "2 A>D@10, 3 A>D"},
+        {"ingress 4 1", "4 D>A@10", "! VLAN 10 not admitted: ingress filtering"},
+        {"accept 2 3", "2 B>A@10", "! tagged frames are not accepted"},
+        {"", "2 B>A@0p1", "1 B>A"}, /* in VLAN 1, where A was heard as well */
+        {"accept 2 2", "2 B>A", "! untagged frames are not accepted"},
+        {"", "2 B>A@10", "1 B>A"},
+        {"leave 3 10", "1 A>*", "2 A>*@10"},
+        {"leave 2 10", "1 A>*", "! no other port is in VLAN 10"},
+        {"unvlan 10", "2 B>*@10", "! VLAN 10 does not exist"},
+        {"", "1 A>D", "2 A>D, 3 A>D, 4 A>D, 5 A>D"}, /* the PVID is VLAN 1 again */
+        /* switchport modes */
+        {"vlan 10; vlan 20; mode 1 1; access 1 10; mode 2 2; mode 3 2; native 3 10; mode 4 1; access 4 20", "1 A>E",
+         "2 A>E@10, 3 A>E"},
+        {"", "2 B>A@10p2", "1 B>A"},
+        {"", "3 C>A", "1 C>A"},
+        {"", "1 A>C@10", "! tagged frames are not accepted"},
+        {"", "2 B>*@20p7", "3 B>*@20p7, 4 B>*"},
+        {"allowed 3 20", "3 C>A", "! VLAN 10 not admitted: ingress filtering"},
+        {"", "1 A>*", "2 A>*@10"},
+        {"", "3 C>*@20", "2 C>*@20, 4 C>*"},
+        {"allowed 2 20", "2 B>A@1", "! VLAN 1 not admitted: ingress filtering"},
+    });
+}
+
+TEST_F(Frames, ofPrivateVlansReachWhomTheyMay)
+{
+    /* 1 is promiscuous, 2 and 3 are isolated, 4 and 5 a community */
+    pass({
+        {"vlan 100; vlan 101; vlan 102; private 100 1; private 101 2; private 102 3; associate 100 101,102;"
+         "promiscuous 1 100 101,102; host 2 100 101; host 3 100 101; host 4 100 102; host 5 100 102",
+         "1 A>*", "2 A>*, 3 A>*, 4 A>*, 5 A>*"},
+        {"", "2 B>*", "1 B>*"},
+        {"", "2 B>C", "1 B>C"},
+        {"", "4 D>*", "1 D>*, 5 D>*"},
+        {"", "5 E>D", "4 E>D"},
+        {"", "1 A>B", "2 A>B"}, /* known in the secondary VLAN, looked for from the primary one */
+        {"", "2 B>A", "1 B>A"},
+        {"", "3 C>B", "! port 2 is kept apart from private VLAN 101"},
+        {"", "3 C>D", "! port 4 is kept apart from private VLAN 101"},
+        {"promiscuous 1 100 102", "1 A>*", "4 A>*, 5 A>*"},
+        {"", "2 B>A", "! port 1 is kept apart from private VLAN 101"},
+        {"mode 4 2; mode 1 2", "1 A>*@100p1", "4 A>*@102p1, 5 A>*"}, /* trunks, with their VLANs' tags */
+        {"", "4 D>A@102", "1 D>A@100"},
+        {"", "4 D>A@100", "! private VLAN 100 not admitted: the port sends in VLAN 102"},
+    });
+}
+
+TEST_F(Frames, areClassifiedByTheirSource)
+{
+    pass({
+        {"vlan 10; vlan 20; join 2 10; join 2 20; tag 2 10; tag 2 20; join 1 10; join 1 20; mac " A_MAC " 10", "1 A>*",
+         "2 A>*@10"},
+        {"oui 02:00:00 20", "1 A>*", "2 A>*@10"}, /* the address comes before its OUI */
+        {"", "1 B>*", "2 B>*@20"},
+        {"", "1 B>*@10", "2 B>*@10"}, /* who bears a tag is not asked */
+        {"mode 1 1", "1 A>*", "0 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"},
+        {"mode 1 3; unvlan 20", "1 B>*", "0 B>*, 2 B>*, 3 B>*, 4 B>*, 5 B>*"},
+    });
+}
+
+TEST_F(Frames, ofPhonesAreTreatedAsVoice)
+{
+    pass({
+        {"vlan 10; vlan 20; voice; voiceport 1 10; voiceport 2 10; join 1 20; join 2 20; tag 2 20", "1 A>*@10p5", "2 A>*@10p5"},
+        {"override 1", "1 A>*@10p5", "2 A>*@10p5"},
+        {"", "1 A>*@20p6", "2 A>*@20"}, /* only the voice VLAN keeps its priority */
+        {"voip 20; voipport 1", "1 A>*", "0 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"},
+        {"voippriority 4; voipoui 02:00:00", "1 A>*", "2 A>*@20p4"},
+        {"", "1 A>*@10p1", "2 A>*@10p4"},
+        {"", "3 C>*", "0 C>*, 1 C>*, 2 C>*, 4 C>*, 5 C>*"},
+    });
+}
+
+TEST_F(Frames, ofNeighboursRegisterVlans)
+{
+    auto from = [&](int port, const std::string &pdu) { put(port, addressOf('r') + addressOf('A') + pdu); };
+    auto added = [&] { return send("GET", "vlan/dot1q-sw-port-dynamically-added-vlan-list?intf=1"); };
+    pass({
+        {"", "1 A>r", "0 A>r, 2 A>r, 3 A>r, 4 A>r, 5 A>r"}, /* where no protocol runs it is a group like others */
+        {"mvrp; mvrpport 1 enable; mvrpport 2 enable; gvrp; gvrpport 3", "", "1 s>r+1, 2 s>r+1, 3 s>r+1"},
+    });
+    for (const auto &[port, joins, leaves] : {std::tuple(1, mvrpOf(30, 1), mvrpOf(30, 5)), {3, gvrpOf(30, 2), gvrpOf(30, 3)}}) {
+        SCOPED_TRACE(port);
+        from(port, joins);
+        tell("settle");
+        EXPECT_EQ(collect(), port == 1 ? "2 s>r+1+30, 3 s>r+1+30" : "1 s>r+1+30, 2 s>r+1+30");
+        EXPECT_EQ(added(), success(port == 1 ? "\"vlan\":{\"vidList\":[30]}" : "\"vlan\":{\"vidList\":[]}"));
+        pass({{"", "2 B>*@30", port == 1 ? "1 B>*@30" : "3 B>*@30"}});
+        from(port, leaves);
+        pass({{"settle; pass 1", "", port == 1 ? "2 s>r+1-30, 3 s>r+1-30" : "1 s>r+1-30, 2 s>r+1-30"},
+              {"", "2 B>*@30", "! VLAN 30 does not exist"}});
+    }
+    from(1, mvrpOf(30, 1));
+    tell("settle");
+    pass({{"", "2 B>*@30", "1 B>*@30"}});
+    configure("pass 11; settle; pass 1; settle"); /* the switch has said LeaveAll, and nobody has joined again */
+    pass({{"", "2 B>*@30", "! VLAN 30 does not exist"}});
+    from(1, mvrpOf(30, 1).substr(0, 9));
+    tell("settle");
+    EXPECT_EQ(send("GET", "mvrp/intf-traffic-pdu-counter?intIfNum=1&type=2"), success("\"mvrp\":{\"counter\":1}"));
+}
+
+TEST_F(Frames, heedFiltersAndProtectedPorts)
+{
+    pass({
+        {"filters enable; filter " A_MAC " 1; to " A_MAC " 1 4", "2 B>A", "4 B>A"},
+        {"", "1 A>*", "0 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"}, /* the filter stands, whatever A sends from elsewhere */
+        {"", "2 B>A", "4 B>A"},
+        {"from " A_MAC " 1 3", "2 B>A", "! the filter of 02:00:00:00:00:41 has other sources"},
+        {"", "3 C>A", "4 C>A"},
+        {"filters disable", "2 B>C", "3 B>C"},
+        {"filters enable; filter " M_MAC " 1; to " M_MAC " 1 2; to " M_MAC " 1 3", "1 D>m", "2 D>m, 3 D>m"},
+        {"", "3 C>m", "2 C>m"},
+        {"filter 01:00:5E:00:00:02 1; never 01:00:5E:00:00:02 1 4,5", "1 D>m", "2 D>m, 3 D>m"},
+        {"filtering 1 filter_unregistered", "1 D>m", "2 D>m, 3 D>m"},
+        {"filters disable", "1 D>m", "! nobody has registered 01:00:5E:00:00:01 in VLAN 1"},
+        {"", "1 D>*", "0 D>*, 2 D>*, 3 D>*, 4 D>*, 5 D>*"},
+        {"filtering 1 forward_unregistered", "1 D>m", "0 D>m, 2 D>m, 3 D>m, 4 D>m, 5 D>m"},
+        {"protect 1 1; protect 2 1; protect 3 2", "1 D>*", "0 D>*, 3 D>*, 4 D>*, 5 D>*"},
+        {"", "2 B>D", "! port 1 is in the same protected group"},
+        {"", "3 C>D", "1 C>D"},
+    });
+}
+
+TEST_F(Frames, ofAStormAreCut)
+{
+    auto of = [](const std::string &frame, int times) {
+        std::string out;
+        for (int port : {0, 2, 3, 4, 5})
+            for (int i = 0; i < times; i++)
+                out += (out.empty() ? "" : ", ") + std::to_string(port) + " " + frame;
+        return out;
+    };
+    const std::string once = of("A>*", 1), both = of("A>*", 2), many = of("A>m", 3);
+    pass({
+        {"limit broadcast 2; storm broadcast enable", "1 A>* 1 A>* 1 A>*", both.c_str()},
+        {"", "1 A>*", "! broadcast storm: more than 2 packets a second"},
+        {"", "1 A>m 1 A>m 1 A>m", many.c_str()},
+        {"", "2 B>*", "0 B>*, 1 B>*, 3 B>*, 4 B>*, 5 B>*"}, /* each port has its own bucket */
+        {"pass 1", "1 A>* 1 A>* 1 A>*", both.c_str()},
+        {"portlimit broadcast 1 1; portstorm broadcast 1 enable; pass 1", "1 A>* 1 A>*", once.c_str()},
+        {"limit unicast 1; storm unicast enable", "1 A>E 1 A>E", "2 A>E, 3 A>E, 4 A>E, 5 A>E"},
+        {"", "1 A>B 1 A>B 1 A>B", "2 A>B, 2 A>B, 2 A>B"}, /* known addresses are no storm */
+        {"limit multicast 0; storm multicast enable", "1 A>m", "! multicast storm: more than 0 packets a second"},
+        {"action multicast shutdown", "1 A>m", "! multicast storm: more than 0 packets a second"},
+        {"", "2 B>*", "0 B>*, 3 B>*, 4 B>*, 5 B>*"},
+    });
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=1"), success("\"bridge\":{\"portState\":1}"));
+    char byte;
+    EXPECT_EQ(recv(hosts[1], &byte, 1, MSG_DONTWAIT), 0) << "the port has a carrier";
+    configure("storm multicast disable; settle");
+    connectHost(1);
+    pass({{"pass 1", "1 A>*", once.c_str()}});
+}
+
+TEST_F(Frames, thatComeBackShutTheirPort)
+{
+    configure("guard; looped 2 1; disabled 60; loops 2 1; settle");
+    std::vector<std::string> probes = get(2);
+    ASSERT_EQ(probes.size(), 1u);
+    EXPECT_EQ(textOf(probes[0]), "s>l");
+    std::string forged = probes[0];
+    forged[20] ^= 1;
+    put(4, forged); /* who was not sent one cannot make one */
+    pass({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}, {"pass 5; settle", "1 A>B", "2 s>l, 2 A>B, 3 A>B, 4 A>B, 5 A>B"}});
+    put(3, probes[0]); /* a cable from port 2 to port 3 */
+    tell("settle");
+    EXPECT_EQ(send("GET", "loop-protect/port-packet-rx-count?ifNum=2"), success("\"loopProtect\":{\"count\":1}"));
+    EXPECT_EQ(send("GET", "loop-protect/port-packet-tx-count?ifNum=2"), success("\"loopProtect\":{\"count\":2}"));
+    pass({{"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"}});
+    configure("pass 60");
+    connectHost(2);
+    tell("settle");
+    pass({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}});
+}
+
+TEST_F(Frames, toTheSwitchPassTheAccessList)
+{
+    pass({
+        {"", "1 A>s=10.0.0.1:80", "0 A>s"},
+        {"list; rule 1; permit 1; source 1 10.0.0.1; activate", "1 A>s=10.0.0.1:80", "0 A>s"},
+        {"", "2 B>s=10.0.0.2:80", "! the access list does not permit it"},
+        {"", "2 B>s", "0 B>s"}, /* lists are about IPv4 */
+        {"", "2 B>A=10.0.0.2:80", "1 B>A"},
+        {"", "3 C>s@1=10.0.0.1:80", "0 C>s"},
+    });
+    configure("pass 60"); /* that is how often it is reported */
+    EXPECT_EQ(send("GET", "macal/stats-packets-filtered"), success("\"macal\":{\"filtPackets\":1}"));
+}
+
+/* Links are what is plugged in: a host that hangs up takes its addresses along. Port 6 has nothing in it. */
+TEST_F(Frames, comeFromHostsThatAreThere)
+{
+    auto stateOf = [&](int port) { return send("GET", "bridge/dot1d-stp-port-state?port=" + std::to_string(port)); };
+    const std::string forwarding = success("\"bridge\":{\"portState\":5}"), down = success("\"bridge\":{\"portState\":1}");
+    pass({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}, {"", "2 B>A", "1 B>A"}});
+    EXPECT_EQ(stateOf(1) + stateOf(6), forwarding + down);
+    close(hosts[1]);
+    hosts.erase(1);
+    tell("settle");
+    EXPECT_EQ(stateOf(1), down);
+    connectHost(1);
+    pass({{"settle", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}});
+    uint32_t nonsense = htonl(65537); /* no frame is as long: that host is hung up on, the others are served */
+    ASSERT_EQ(::send(hosts[1], &nonsense, sizeof nonsense, MSG_NOSIGNAL), (ssize_t)sizeof nonsense);
+    tell("settle");
+    char byte;
+    EXPECT_EQ(recv(hosts[1], &byte, 1, MSG_DONTWAIT), 0);
+    pass({{"", "2 B>*", "0 B>*, 3 B>*, 4 B>*, 5 B>*"}});
+}
+
+/* A host that does not read loses frames, which are counted, and keeps nobody waiting. */
+TEST_F(Frames, waitForNobodyForLong)
+{
+    pass({{"", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}, {"", "1 A>B", "2 A>B"}});
+    int sent = 0;
+    for (; sent < 2000; sent++) {
+        put(1, frameOf("A>B:1500"));
+        if (sent % 50 == 49)
+            tell("settle");
+    }
+    size_t arrived = 0;
+    for (size_t got; (got = get(2).size()) > 0; tell("settle"))
+        arrived += got;
+    std::string lost = send("GET", "bridge/dot1d-base-port-delay-exceeded-discards?port=2");
+    EXPECT_EQ(lost, success("\"bridge\":{\"delayExceededDiscardsValue\":" + std::to_string(2000 - arrived) + "}"));
+    EXPECT_LT(arrived, 2000u);
+    EXPECT_GT(arrived, 100u);
+}
+
+TEST_F(Frames, areCapturedWithTheReasonOfTheirLoss)
+{
+    configure("capture 1 " + directory + "/frames");
+    pass({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}, {"", "2 B>A", "1 B>A"}, {"", "1 A>B@30", "! VLAN 30 does not exist"}});
+    std::string file = readFile(directory + "/frames");
+    std::string blocks; /* their types; each has its length in front and behind */
+    auto get32 = [&](size_t at) { return *(const uint32_t *)(file.data() + at); };
+    for (size_t at = 0; at + 12 <= file.size() && get32(at + 4) == get32(at + get32(at + 4) - 4); at += get32(at + 4))
+        blocks += std::to_string(get32(at)) + " ";
+    EXPECT_EQ(blocks, "168627466 1 6 6 6 ");
+    EXPECT_NE(file.find("VLAN 30 does not exist"), std::string::npos);
+    EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
+}

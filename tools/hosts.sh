@@ -1,0 +1,93 @@
+# hosts.sh - sourced after packages.sh and servers.sh: network namespaces as hosts on the virtual switch's ports, until
+# the script ends.
+# Each has the port's other end as eth0. Behind port 0, the management port, is where the REST server is.
+
+# cannotHaveHosts: says why there can be none, in one line; fails when there can.
+cannotHaveHosts()
+{
+    if [ "$(id -u)" != 0 ]; then
+        echo "hosts are network namespaces and TAP interfaces, which only root may make"
+    elif ! (: <>/dev/net/tun) 2>/dev/null; then
+        echo "hosts need TAP interfaces: /dev/net/tun is missing or closed here (modprobe tun; a container must be given it)"
+    elif ! unshare -n true 2>/dev/null; then
+        echo "hosts need network namespaces, which cannot be made here"
+    else
+        return 1
+    fi
+}
+
+# plugHosts FIRST LAST: installs what hosts take, and sets plugs, the words that plug interfaces into these ports of the
+# switch, which makes them. They go with it, wherever they have been moved.
+plugHosts()
+{
+    local number
+    need iproute2 iputils-ping
+    plugs=()
+    for ((number = $1; number <= $2; number++)); do
+        [ ! -e "/sys/class/net/vsw-$number" ] || fail "there is an interface vsw-$number already: remove it"
+        plugs+=(--plug "$number=tap:vsw-$number")
+    done
+}
+
+# makeNamespace NAME
+makeNamespace()
+{
+    [ ! -e "/run/netns/$1" ] || fail "there is a network namespace $1 already; remove it (ip netns del $1)"
+    atEnd ip netns del "$1"
+    ip netns add "$1"
+    ip netns exec "$1" sh -c 'echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6' 2>/dev/null || true # no frames unasked
+    ip -n "$1" link set lo up
+}
+
+# makeHost NAME PORT ADDRESS [MAC]: a host of that name, with that IPv4 address ("none" for none).
+makeHost()
+{
+    [ -e "/run/netns/$1" ] || makeNamespace "$1"
+    ip link set "vsw-$2" netns "$1" name "${5-eth0}"
+    [ "${4-}" = "" ] || ip -n "$1" link set "${5-eth0}" address "$4"
+    [ "$3" = none ] || ip -n "$1" address add "$3/24" dev "${5-eth0}"
+    ip -n "$1" link set "${5-eth0}" up
+}
+
+# serveBehind NAME ADDRESS: serves what startWebServer serves, from the host NAME as well.
+serveBehind()
+{
+    local try
+    sed "s/^server.bind = .*/server.bind = \"$2\"/" "$run/lighttpd.conf" >"$run/lighttpd-$1.conf"
+    launch ip netns exec "$1" lighttpd -D -f "$run/lighttpd-$1.conf" >"$run/lighttpd-$1.log" 2>&1
+    for ((try = 0; try < 200; try++)); do
+        ! ip netns exec "$1" curl -sI -o /dev/null --max-time 5 "http://$2:$port/" || return 0
+        kill -0 "${pids[-1]}" 2>/dev/null || break
+        sleep 0.05
+    done
+    cat "$run/lighttpd-$1.log" >&2
+    return 1
+}
+
+# serveHosts N: h1 to hN on the switch's ports 1 to N, and mgmt behind the management port, from which is served what
+# startWebServer serves.
+serveHosts()
+{
+    local number
+    makeHost mgmt 0 10.0.0.254 02:A0:C9:00:00:01
+    for ((number = 1; number <= $1; number++)); do
+        makeHost "h$number" "$number" "10.0.0.$number" "$(printf '02:00:00:00:00:%02X' "$number")"
+    done
+    serveBehind mgmt 10.0.0.254
+}
+
+# tellHosts: what to do with them.
+tellHosts()
+{
+    cat <<END
+
+Hosts sit behind the ports: h1 (10.0.0.1) behind port 1, and so on; the REST server is at 10.0.0.254:$port for them.
+
+  ip netns exec h1 ping 10.0.0.2
+  curl -H "\$session" -d '' "\$base/vlan/create?vlanNum=10"
+  curl -H "\$session" -X PUT -d '{"participationMode": 1}' "\$base/vlan/if-participation?vlanNum=10&ifNum=1"
+  curl -H "\$session" -X PUT -d '{"vlanNum": 10}' "\$base/vlan/if-pvid?ifNum=1"       # it stops: h1 is in VLAN 10
+  curl -H "\$session" -X PUT -d '{"vlanNum": 1}' "\$base/vlan/if-pvid?ifNum=1"        # it goes on
+  $build/vswitch capture 1 | tcpdump -n -e -r -
+END
+}
