@@ -114,7 +114,7 @@ def main():
     arguments.add_argument('parts', nargs='+', metavar='PART')
     options = arguments.parse_args()
     directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
-    tree = Tree(directory)
+    tree = Tree(directory, *(['switching_v2.cgi', 'vswitch', 'sandbox', 'system_tests', 'unit_tests'] if options.quick else []))
     candidates = []
     for pattern in sum((PARTS.get(part, [part]) for part in options.parts), []):
         for path in sorted(glob.glob(pattern, root_dir=tree.source)):
