@@ -82,4 +82,9 @@ TEST_F(Log, rotatesWhenItIsFull)
     writeFile(tmp("zt731.log"), full.substr(0x1000)); /* not yet full */
     logOnce();
     EXPECT_GT(log().size(), full.size() - 0x1000);
+    writeFile(tmp("devmgr_log_level"), "7");
+    writeFile(tmp("zt731.log"), full); /* full with the first of several entries */
+    logOnce();
+    EXPECT_NE(readFile(tmp("zt731.log.old")).find("] Register RPC"), std::string::npos);
+    EXPECT_TRUE(log().find("] Register RPC") == std::string::npos && log().ends_with("nothing\n")) << log();
 }

@@ -11,13 +11,12 @@ number SECONDS "$seconds" 1 1000000
 
 need clang llvm libclang-rt-dev cmake make libcjson-dev libgtest-dev libgmock-dev
 build=build-sanitize
-compile $build "request_fuzzer request_coverage wire_fuzzer frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
+compile $build "request_fuzzer request_coverage frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
     -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
 
 scratch
-# Keys, endpoints and words, and the operations, are the texts that make a difference.
+# Keys, endpoints and words are the texts that make a difference.
 grep -oh '"[A-Za-z0-9_.:/-]\+"' switching/*.cpp | sort -u >"$run/request.dict"
-sed -n 's/^OPEN_OPERATION(\(rpcclt_[A-Za-z0-9]*\).*/"\1"/p' platform/include/openclt_operations.def >"$run/wire.dict"
 
 # For every endpoint of the route table (see request_fuzzer.cpp), with every key there is in query and body: a switch
 # that answers nothing but zeros, and one that answers nothing but failures.
@@ -33,7 +32,7 @@ for ((i = 0; i < endpoints; i++)); do
     printf '%s\0\0%s' "$request" "$failures" >"$run/seeds/$i-failures"
 done
 
-fuzzers=(request wire frames)
+fuzzers=(request frames)
 : >"$run/frames.dict"
 declare -A seeds=([request]=$run/seeds)
 for name in "${fuzzers[@]}"; do

@@ -36,10 +36,10 @@ def same(what, found, said):
 
 
 class Proof:
-    """Of one operation, before a switch. `words` are the texts of the program that could be keys."""
+    """Of one operation, before a switch. `data` is the program's, in which every key must stand."""
 
-    def __init__(self, operation, switch, words):
-        self.operation, self.switch, self.words = operation, switch, words
+    def __init__(self, operation, switch, data):
+        self.operation, self.switch, self.data = operation, switch, data
         self.base = {key: key.samples()[0] for key in operation.keys}
         self.outputs = [{} for _ in operation.calls]
         self.kinds = [{} for _ in operation.calls]  # a value of each output as the trace shows it
@@ -134,8 +134,11 @@ class Proof:
 
     def send_besides(self):
         """Nothing that is not described matters: no text of the program that could be a key, whatever its value."""
+        for key in self.operation.keys:
+            same(f"{key.name} in the program", key.name.encode() + b"\0" in self.data, True)
         known = {key.name for key in self.operation.keys}
-        words = [word for word in self.words if word not in known]
+        texts = {text.decode() for text in re.findall(rb"(?<![^\0])[A-Za-z]\w{0,40}(?=\0)", self.data)}
+        words = sorted(texts - known)
         marks = [MARK, str(MARK), True]
         if self.inputs - self.operation.operands_reached():  # what reaches those could be the word of a hidden key
             marks += ["enable", "protocol", "remark", "permit", "pps", "telnet", "tx", "broadcast", "shutdown"]
@@ -201,7 +204,7 @@ class Proof:
                 if value != {}:
                     seen.setdefault(path, []).append(value)
         for path, schema in self.operation.members:
-            if "enum" in schema:
+            if "otherwise" in schema["x-source"] and schema["type"] != "boolean":
                 same(f"the words of {path}", set(seen[path]), set(schema["enum"]))
             elif schema["type"] == "integer" and not schema["x-source"].get("count"):
                 same(f"the numbers of {path}", (min(seen[path]), float(max(seen[path]))),
@@ -244,23 +247,22 @@ def closed(schema):
             closed(one)
 
 
-def words_of(program):
-    """What the read-only data of the program holds that could be a key: an identifier that is a whole text."""
+def data_of(program):
+    """The read-only data of the program."""
     with open(program, "rb") as file:
         image = file.read()
     start, = struct.unpack_from("<Q", image, 0x28)
     size, count, names = struct.unpack_from("<HHH", image, 0x3A)
     sections = [struct.unpack_from("<IIQQQQ", image, start + i * size) for i in range(count)]
-    data = b"".join(image[at:at + length] for name, _, _, _, at, length in sections
+    return b"".join(image[at:at + length] for name, _, _, _, at, length in sections
                     if image[sections[names][4] + name:].startswith(b".rodata"))
-    return {word.decode() for word in re.findall(rb"(?<![^\0])[A-Za-z]\w{0,40}(?=\0)", data)}
 
 
 def prove_all(switch, operations, report):
     """Proves one after the other; `report` gets the name of each, what is wrong or None, and how many requests it took."""
-    words = sorted(words_of(switch.program) | {key.name for operation in operations for key in operation.keys})
+    data = data_of(switch.program)
     for operation in operations:
-        proof, wrong = Proof(operation, switch, words), None
+        proof, wrong = Proof(operation, switch, data), None
         try:
             proof.prove()
         except (Wrong, jsonschema.ValidationError) as error:
