@@ -27,7 +27,7 @@ while [ $# -gt 0 ]; do
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
         --hosts) number "$1" "${2-}" 1 28; hosts=$2 ;;
         --own-files) own=own; shift; continue ;;
-        --build) builtIn "${2-}" switching_v2.conf vswitch lib/libsandbox.so ;;
+        --build) builtIn "${2-}" switching_v2.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
     shift 2

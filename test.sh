@@ -52,7 +52,8 @@ tests()
     add $(($2 - $3 - $4)) "$3" "$4" "$1"
 }
 
-need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3 python3-jsonschema clang libclang-rt-dev
+need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3 python3-jsonschema clang llvm \
+    libclang-rt-dev
 scratch
 export TMPDIR=$run # what a test leaves when it is interrupted goes as well
 

@@ -69,7 +69,7 @@ maintainer="switching_v2.cgi developers <developers@localhost>"
 # packages ARCHITECTURE [CMAKE-OPTION...]
 packages()
 {
-    local architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1 libraries strip=strip
+    local file architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1 libraries strip=strip
     local libc triplet=x86_64-linux-gnu
     shift
     if [ "$architecture" = arm64 ]; then triplet=aarch64-linux-gnu; fi
@@ -105,7 +105,13 @@ packages()
     $strip --strip-unneeded --remove-section=.comment "$switch/usr/bin/vswitch" "$libraries"/lib/*.so
     ln -s /etc/lighttpd/conf-available/50-switching-v2.conf "$libraries/switching_v2.conf"
     install -m 755 serve.sh "$switch/usr/share/switching-vswitch"
-    install -m 644 tools/{script,packages,servers}.sh "$switch/usr/share/switching-vswitch/tools"
+    install -D -m 644 -t "$switch/usr/share/switching-vswitch/console" console/*
+    install -m 644 api/openapi.json "$switch/usr/share/switching-vswitch"
+    sed "s|@SWITCHING_API_PATH@|/usr/share/switching-vswitch/openapi.json|; s|@SWITCHING_CONSOLE_DIR@|/usr/share/switching-vswitch/console|" \
+        deploy/switching_console.conf.in >"$libraries/switching_console.conf"
+    for file in $(sed -n 's|^\. "$root/\(tools/.*\)"|\1|p' serve.sh) tools/script.sh; do
+        install -m 644 "$file" "$switch/usr/share/switching-vswitch/tools"
+    done
     printf '#!/bin/sh\nexec /usr/share/switching-vswitch/serve.sh --build /usr/lib/%s/switching-vswitch "$@"\n' "$triplet" \
         >"$switch/usr/bin/switching-serve"
     chmod 755 "$switch/usr/bin/switching-serve"

@@ -50,6 +50,7 @@ launch "${inRoot[@]}" --userspec=games:games "$fresh" switching-serve --port "$p
 await "until you press Ctrl-C" cat "$run/serve.log"
 session=$(sed -n "s/^  session='\(.*\)'/\1/p" "$run/serve.log")
 await '"priority":	32768' curl -s -H "$session" "$base/bridge/dot1d-stp-priority"
+await '<title>' curl -s "${base%/api/*}/console/"
 kill -TERM "$(cat "/proc/$!/task/$!/children")"
 wait "$!" || true
 [ ! "$(ls -A "$fresh/tmp" | grep -v '^zt731.log$\|^devmgr_log_level$')" ] || fail "switching-serve left $(ls -A "$fresh/tmp")"

@@ -20,9 +20,9 @@ installed() { dpkg-query -W -f '${Package} ${db:Status-Status}\n' | sed -n 's/ i
 scratch
 installed >"$run/before"
 echo "Installing $*"
-apt-get update -qq
+apt-get update -qq >"$run/update.log" 2>&1 || echo "apt-get could not update all its lists, and goes on with those it has" >&2
 DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >"$run/apt.log" 2>&1 || {
-    cat "$run/apt.log"
+    cat "$run/update.log" "$run/apt.log"
     fail "apt-get could not install $*"
 }
 for package in $(installed | comm -13 "$run/before" -); do

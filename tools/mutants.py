@@ -70,7 +70,7 @@ class Tree:
             sys.exit('The tree does not build without a fault.')
 
     def make(self):
-        return self.run(['cmake', '--build', self.build, '-j', str(os.cpu_count()), *self.targets], 900) == 0
+        return self.run(['cmake', '--build', self.build, '-j', str(os.cpu_count()), *self.targets], 3600) == 0
 
     def run(self, command, seconds):
         """Its exit status, -1 when it takes longer."""

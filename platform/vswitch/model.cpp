@@ -44,7 +44,8 @@ void passTime(uint64_t seconds)
 
 static CommandOutcome hold(const Words &, std::string *)
 {
-    heldMillis = clockMillis();
+    if (!heldMillis)
+        heldMillis = clockMillis();
     return COMMAND_DONE;
 }
 

@@ -17,7 +17,11 @@ class Key:
         self.lookup = schema["x-lookup"] if place == "query" else {"form": "loose"}.get(place, "json")
         assert self.kind in ("word", "ipv4", "string", "boolean", "array", "integer")
         assert self.lookup in ("exact", "loose", "decoded", "json")
+        if self.kind == "integer" and place != "json":
+            assert (schema["minimum"], schema["maximum"]) == (int(required), (1 << schema.get("x-bits", 32)) - 1)
         if self.words:  # of the words for one code, the enumeration has the first
+            usual = [word for word, code in self.words.items() if code == schema["x-default"]]
+            assert schema["type"] == "string" and schema.get("default") == (usual[0] if usual and not required else None)
             assert schema["enum"] == list({code: word for word, code in reversed(self.words.items())}.values())[::-1]
 
     def reached(self, value):

@@ -10,10 +10,11 @@ import random
 import sys
 import tempfile
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from mutants import Tree
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tests/proof"))
 import proof  # noqa: E402
 from described import Operation, inlined  # noqa: E402
-from mutants import Tree  # noqa: E402
 from switch import Switch  # noqa: E402
 
 FOR_PEOPLE = {"summary", "description", "tags", "operationId", "title", "example", "format", "encoding", "403"}
