@@ -24,7 +24,8 @@ INT32 = {"type": "integer", "format": "int32", "minimum": -2**31, "maximum": 2**
 UINT32 = {"type": "integer", "minimum": 0, "maximum": 2**32 - 1}
 UINT16 = {"type": "integer", "minimum": 0, "maximum": 65535}
 UINT64 = {"type": "integer", "minimum": 0, "maximum": 2**64}  # as JSON numbers are doubles, the largest rounds up
-FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}  # those that occur together
+# Failures that occur together, by the name of their schema.
+FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}
 RAW = {"exact": "^[^&/]*$", "loose": "^[^&/]*$", "form": "^[^&]*$"}  # what a text can hold that is not decoded
 SUCCESS = {"resp": {"respCode": 0, "respMsg": "Success", "status": "success"}}
 VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
@@ -174,7 +175,7 @@ def describe_request(endpoint, operation, endpoints, words):
             content = {"schema": object_of(rows), "example": examples(rows)}
             if source == "form":
                 content["encoding"] = {key["name"]: {"allowReserved": True} for key, *_ in rows}
-            operation["requestBody"] = {"required": endpoint["needs_body"] or source == "form", "content": {media: content}}
+            operation["requestBody"] = {"required": endpoint["needs_body"], "content": {media: content}}
     if rows := of("query-json"):
         operation["x-query-string"] = {"required": endpoint["needs_body"], "schema": object_of(rows),
                                        "example": query_of(operation, examples(rows))}

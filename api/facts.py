@@ -75,7 +75,7 @@ class Runs:
         places = [place for place in self.sent if other.get(place, self.sent[place])[2] != self.sent[place][2]]
         if not places:
             raise Unclear(f"the key {key['name']} reaches no operand")
-        key["operands"] = sorted({self.sent[place][0] for place in places}, key=lambda n: [p[0] for p in self.sent.values()].index(n))
+        key["operands"] = list(dict.fromkeys(self.sent[place][0] for place in places))
         if len(places) != sum(row[0] in key["operands"] for row in self.sent.values()):
             raise Unclear(f"the key {key['name']} reaches an operand of one operation, but not of another")
         key["place"] = places[0]

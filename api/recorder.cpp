@@ -1,6 +1,6 @@
 /*
- * recorder.cpp - runs every handler that answers, some fifty times each, and prints what it did: one line of JSON for an
- * endpoint, with its keys and all its runs. describe.py makes the description of them.
+ * recorder.cpp - runs every handler that answers, some fifty times each, and prints what it did: one line of JSON for
+ * an endpoint, with its keys and all its runs. describe.py makes the description of them.
  */
 #include <cjson/cJSON.h>
 #include <stdio.h>
@@ -131,7 +131,6 @@ static cJSON *describeKeys()
         cJSON_AddStringToObject(row, "source", key.source);
         cJSON_AddStringToObject(row, "rule", key.rule);
         cJSON_AddNumberToObject(row, "size", key.size);
-        cJSON_AddStringToObject(row, "before", key.before.c_str());
         cJSON *words = key.words ? cJSON_AddArrayToObject(row, "words") : nullptr;
         for (uint32_t i = 0; words && i < key.words->count; i++) {
             cJSON *word = cJSON_CreateArray();

@@ -26,7 +26,6 @@ struct Key {
     const char *rule = "";            /* what its value becomes: "uint", "text", "word" and so on */
     uint32_t size = 0;                /* of the storage of a text, with its end */
     const WordTable *words = nullptr; /* the words it is compared with */
-    std::string before;               /* what holds when it is not there: a number or a text */
 };
 
 /* What one key is in this run; Value::USUAL where nothing else is said. */

@@ -11,14 +11,14 @@
 #include "common/answer.h"
 #include "common/request_values.h"
 
-/* The key, noted when it is new. `before` is what its variable holds. */
-static Key &keyOf(const char *name, const char *source, const char *rule, const std::string &before, uint32_t size = 0,
+/* The key, noted when it is new. */
+static Key &keyOf(const char *name, const char *source, const char *rule, uint32_t size = 0,
                   const WordTable *words = nullptr)
 {
     for (Key &key : keys)
         if (key.name == name && strcmp(key.source, source) == 0)
             return key;
-    keys.push_back({name, source, rule, size, words, before});
+    keys.push_back({name, source, rule, size, words});
     return keys.back();
 }
 
@@ -68,7 +68,7 @@ static const char *wordFor(const Key &key)
 
 uint32_t queryUintExact(const char *key)
 {
-    const Key &seen = keyOf(key, "exact", "uint", "0");
+    const Key &seen = keyOf(key, "exact", "uint");
     return isThere(seen) ? numberFor(seen) : 0;
 }
 
@@ -79,19 +79,19 @@ uint16_t queryUint16Exact(const char *key)
 
 uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback)
 {
-    const Key &seen = keyOf(key, "exact", "word", std::to_string(fallback), 0, &words);
+    const Key &seen = keyOf(key, "exact", "word", 0, &words);
     return isThere(seen) ? codeOf(words, wordFor(seen), fallback) : fallback;
 }
 
 uint32_t queryWordOrUintExact(const char *key, const WordTable &words)
 {
-    const Key &seen = keyOf(key, "exact", "word or number", "0", 0, &words);
+    const Key &seen = keyOf(key, "exact", "word or number", 0, &words);
     return isThere(seen) ? codeOf(words, wordFor(seen), 0) : 0;
 }
 
 bool queryTextDecoded(const char *key, char *text, uint32_t size)
 {
-    const Key &seen = keyOf(key, "decoded", "text", text, size);
+    const Key &seen = keyOf(key, "decoded", "text", size);
     if (isThere(seen))
         snprintf(text, size, "%s", textFor(seen).c_str());
     return isThere(seen);
@@ -99,7 +99,7 @@ bool queryTextDecoded(const char *key, char *text, uint32_t size)
 
 uint32_t queryUintDecoded(const char *key)
 {
-    const Key &seen = keyOf(key, "decoded", "uint", "0");
+    const Key &seen = keyOf(key, "decoded", "uint");
     return isThere(seen) ? numberFor(seen) : 0;
 }
 
@@ -109,15 +109,15 @@ bool readParams(std::initializer_list<Param> params)
     const char *source = query ? "loose" : "form";
     for (const Param &param : params) {
         if (param.text) {
-            const Key &key = keyOf(param.key, source, "text", param.text, param.size);
+            const Key &key = keyOf(param.key, source, "text", param.size);
             if (isThere(key))
                 snprintf(param.text, param.size, "%s", textFor(key).c_str());
         } else if (param.words) {
-            const Key &key = keyOf(param.key, source, "word", std::to_string(*param.number), 0, param.words);
+            const Key &key = keyOf(param.key, source, "word", 0, param.words);
             if (isThere(key))
                 *param.number = codeOf(*param.words, wordFor(key), *param.number);
         } else {
-            const Key &key = keyOf(param.key, source, "uint", std::to_string(*param.number));
+            const Key &key = keyOf(param.key, source, "uint");
             if (isThere(key))
                 *param.number = numberFor(key);
         }
@@ -130,7 +130,7 @@ bool readParams(std::initializer_list<Param> params)
 static const char *ruleName(Member::Rule rule)
 {
     switch (rule) {
-    case Member::INTEGER: return "int32";
+    case Member::INTEGER:
     case Member::INTEGER_OF_NUMBER: return "int32";
     case Member::SATURATED: return "uint";
     case Member::TEXT: return "text";
@@ -172,20 +172,12 @@ static void takeMember(const Key &key, const Member &member)
     }
 }
 
-static std::string beforeOf(const Member &member)
-{
-    if (member.rule == Member::TEXT)
-        return (const char *)member.value;
-    bool number = member.rule != Member::LONG_TEXT && member.rule != Member::VLAN_IDS;
-    return number ? std::to_string(*(uint32_t *)member.value) : "";
-}
-
 bool parseBody(std::initializer_list<Member> members)
 {
     const char *source = recording.scenario.method == "DELETE" ? "query-json" : "json";
     bool complete = recording.scenario.body;
     for (const Member &member : members) {
-        const Key &key = keyOf(member.key, source, ruleName(member.rule), beforeOf(member), member.size, member.words);
+        const Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, member.words);
         if (recording.scenario.body && isThere(key))
             takeMember(key, member);
         else if (member.required)

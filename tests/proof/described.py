@@ -105,8 +105,9 @@ class Operation:
             self.add_key("query", parameter["name"], schema, parameter["required"])
         self.json_place, self.bodies = None, []
         for content, media in entry.get("requestBody", {"content": {}})["content"].items():
-            assert entry["requestBody"]["required"]
-            self.add_body("json" if content == "application/json" else "form", media["schema"])
+            kind = "json" if content == "application/json" else "form"
+            assert entry["requestBody"]["required"] == (kind == "json")  # an empty form has the defaults
+            self.add_body(kind, media["schema"])
         if "x-query-string" in entry:
             self.add_body("json-query", entry["x-query-string"]["schema"])
         self.needs_json = self.json_place == "json" or entry.get("x-query-string", {}).get("required")
