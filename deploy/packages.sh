@@ -80,6 +80,7 @@ packages()
     umask 022
 
     DESTDIR=$root/$program cmake --install "$build" --strip >/dev/null
+    grep -aq "switching_v2.cgi $version" "$program/usr/libexec/switching/switching_v2.cgi" || fail "the program has no version"
     mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program/etc/lighttpd/conf-available/50-switching-v2.conf"
     manual switching_v2.cgi.8 "$program"
     mkdir -p "$program/DEBIAN"

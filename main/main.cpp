@@ -13,6 +13,11 @@
 #include "log/log.h"
 #include "main/endpoints.h"
 
+/* The version, where it can be read without running the program (readelf -p .version); this section is not loaded. */
+asm(".pushsection .version, \"\", %progbits\n"
+    ".asciz \"switching_v2.cgi " SWITCHING_VERSION "\"\n"
+    ".popsection\n");
+
 /* A closed standard stream must not leave its number to the next file that is opened: the answer would go there. */
 static void occupyStandardStreams()
 {
