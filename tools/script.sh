@@ -103,19 +103,22 @@ attend()
     return $status
 }
 
-# The latest ends first; what is still there after five seconds is killed.
+# The latest ends first; what is still there after five seconds is killed. They are asked for by their jobs: a signal can
+# come between a process' start and the note of it.
 stopProcesses()
 {
-    local i try signal
-    for ((i = ${#pids[@]} - 1; i >= 0; i--)); do
+    local running i try signal
+    # shellcheck disable=SC2207 # numbers
+    running=($(jobs -p))
+    for ((i = ${#running[@]} - 1; i >= 0; i--)); do
         for ((try = 0; try < 120; try++)); do
             signal=0
             [ $try != 0 ] || signal=TERM
             [ $try != 100 ] || signal=KILL
-            kill -$signal -- "-${pids[i]}" 2>/dev/null || kill -$signal "${pids[i]}" 2>/dev/null || break
+            kill -$signal -- "-${running[i]}" 2>/dev/null || kill -$signal "${running[i]}" 2>/dev/null || break
             sleep 0.05
         done
-        wait "${pids[i]}" 2>/dev/null || true
+        wait "${running[i]}" 2>/dev/null || true
     done
     pids=()
 }
