@@ -213,11 +213,11 @@ TEST_F(Faults, serverFailsAtTheStart)
     const struct { const char *fault; int warnings; std::string output; } rows[] = {
         {OP "ConnectivityCheck hangup times=6", 6, priorityAnswer},
         {OP "ConnectivityCheck rubbish times=6", 6, priorityAnswer},
-        {OP "ConnectivityCheck delay=400 times=2", 2, priorityAnswer},
+        {OP "ConnectivityCheck delay=2000 times=2", 2, priorityAnswer},
         {OP "NetworkOSVersionGet hangup", 0, priorityAnswer},
-        {OP "ApiVersionGet delay=400", 0, priorityAnswer},
+        {OP "ApiVersionGet delay=2000", 0, priorityAnswer},
         {OP "ConnectivityCheck hangup", 6, ""},
-        {OP "ConnectivityCheck delay=400", 6, ""},
+        {OP "ConnectivityCheck delay=2000", 6, ""},
         {OP "Dot1dStpPriorityGet delay=100", 0, priorityAnswer}, /* late, but in time */
     };
     for (const auto &row : rows) {
