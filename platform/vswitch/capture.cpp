@@ -93,16 +93,16 @@ static std::string packetOf(Direction direction, std::string_view frame, const s
 
 bool startCapture(uint32_t port, const std::string &path, std::string *explanation)
 {
+    if (captures.size() == MOST_CAPTURES) {
+        *explanation = "there are " + std::to_string(MOST_CAPTURES) + " captures already";
+        return false;
+    }
     int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0600);
     struct stat status = {};
     std::string header = headerOf(port);
-    if (file < 0 || fstat(file, &status) != 0) {
-        *explanation = "cannot write to " + path + ": " + strerror(errno);
-    } else if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
+    if (file >= 0 && fstat(file, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
         *explanation = path + " is neither a file nor a FIFO";
-    } else if (captures.size() == MOST_CAPTURES) {
-        *explanation = "there are " + std::to_string(MOST_CAPTURES) + " captures already";
-    } else if (write(file, header.data(), header.size()) != (ssize_t)header.size()) {
+    } else if (file < 0 || write(file, header.data(), header.size()) != (ssize_t)header.size()) {
         *explanation = "cannot write to " + path + ": " + strerror(errno);
     } else {
         captures.push_back({port, file});

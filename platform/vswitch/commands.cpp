@@ -98,7 +98,7 @@ bool splitWords(const std::string &line, Words *words)
             words->emplace_back();
         within = true;
         if (quote ? c == quote : c == '\'' || c == '"') {
-            quote = quote ? 0 : c;
+            quote = quote ? '\0' : c;
             continue;
         }
         if (c == '\\' && quote != '\'' && i + 1 < line.size() && (!quote || line[i + 1] == '"' || line[i + 1] == '\\'))

@@ -12,7 +12,7 @@
 #include "operations.h"
 
 #define NUMBERS(type, about) enum type : uint32_t {
-#define NUMBER(name, value, word, about) name = value,
+#define NUMBER(name, value, word, about) name = (value),
 #define END_NUMBERS(type) };
 #define QUANTITY(type, about)
 #define NAMED(type, parameter)
