@@ -180,7 +180,8 @@ struct Client {
     int connection; /* descriptor of the connection to the server, -1 while there is none */
     char name[100]; /* the name the client registered under */
 };
-static_assert(sizeof(Client) <= sizeof(OpenClient) && alignof(Client) <= alignof(OpenClient));
+static_assert(sizeof(Client) <= sizeof(OpenClient));
+static_assert(alignof(Client) <= alignof(OpenClient));
 
 static Client *clientIn(OpenClient *handle)
 {
