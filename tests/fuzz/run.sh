@@ -33,12 +33,13 @@ for ((i = 0; i < endpoints; i++)); do
 done
 
 fuzzers=(request frames)
-: >"$run/frames.dict"
 declare -A seeds=([request]=$run/seeds)
 for name in "${fuzzers[@]}"; do
+    dictionary=()
+    [ ! -e "$run/$name.dict" ] || dictionary=("-dict=$run/$name.dict")
     mkdir "$run/$name" # what is found on the way is not added to the corpus
     TMPDIR=$run ASAN_OPTIONS=quarantine_size_mb=32 launch $build/${name}_fuzzer -max_total_time="$seconds" \
-        -timeout=10 -rss_limit_mb=2048 -entropic_scale_per_exec_time=1 -print_final_stats=1 -dict="$run/$name.dict" \
+        -timeout=10 -rss_limit_mb=2048 -entropic_scale_per_exec_time=1 -print_final_stats=1 "${dictionary[@]}" \
         -artifact_prefix="$build/$name-" "$run/$name" "tests/fuzz/corpus/$name" ${seeds[$name]-} >"$run/$name.log" 2>&1
 done
 failed=0
@@ -57,9 +58,9 @@ done
 
 # Which lines all that reaches.
 find "$run/request" "$run/seeds" tests/fuzz/corpus/request -type f -print0 |
-    TMPDIR=$run LLVM_PROFILE_FILE=$run/profile xargs -0 $build/request_coverage >"$run/coverage.log" 2>&1 ||
+    TMPDIR=$run LLVM_PROFILE_FILE=$run/profile-%p xargs -0 $build/request_coverage >"$run/coverage.log" 2>&1 ||
     fail "$(tail "$run/coverage.log")"
-llvm-profdata merge -o "$run/lines" "$run/profile"
+llvm-profdata merge -o "$run/lines" "$run"/profile-*
 llvm-cov report $build/request_coverage -instr-profile="$run/lines" | awk '
     match($1, /(switching|common|httpd)\/[^\/]*$/) {
         directory = substr($1, RSTART, index(substr($1, RSTART), "/"))
