@@ -57,14 +57,20 @@ template <class Text> OpenBufferDesc *bufferSized(Text &text)
     return sized(text, text.size);
 }
 
+/* A long text that was never given any bytes is empty. */
+inline size_t textLength(const char *bytes)
+{
+    return bytes ? strlen(bytes) : 0;
+}
+
 template <class Text> OpenBufferDesc *lengthSized(Text &text)
 {
-    return sized(text, strlen(text.bytes));
+    return sized(text, textLength(text.bytes));
 }
 
 template <class Text> OpenBufferDesc *terminatedSized(Text &text)
 {
-    return sized(text, strlen(text.bytes) + 1);
+    return sized(text, textLength(text.bytes) + 1);
 }
 
 #endif

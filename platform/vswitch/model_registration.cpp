@@ -235,7 +235,7 @@ template <RegistrationProtocol P> static int clearAll()
 
 /* The VLANs that MVRP knows. */
 
-static int tellVlans(std::vector<uint16_t> known, VlanIdList *vlans, uint32_t *count)
+static int tellVlans(const std::vector<uint16_t> &known, VlanIdList *vlans, uint32_t *count)
 {
     setList(vlans, known);
     return tell(vlans->count, count);

@@ -80,7 +80,7 @@ static uint64_t packetsPerSecond(const Threshold &threshold)
 {
     if (threshold.unit == STORM_PERCENT)
         return (uint64_t)MOST_PPS * threshold.value / 100;
-    return threshold.unit == STORM_PPS ? threshold.value : (uint64_t)threshold.value * 1000 / (64 * 8);
+    return threshold.unit == STORM_PPS ? threshold.value : (uint64_t)threshold.value * 1000 / 512; /* bits of a smallest frame */
 }
 
 StormLimit stormLimit(uint32_t port, StormKind kind)

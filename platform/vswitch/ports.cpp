@@ -36,8 +36,8 @@ enum : size_t {
     LONGEST_LENGTH = 65536, /* what is called longer is no frame: the host is not in step */
     TURN_BYTES = 8192,
     TURN_FRAMES = 64,
-    QUEUE_BYTES = 256 * 1024, /* a port's queue */
-    FLUSH_BYTES = 64 * 1024,
+    QUEUE_BYTES = 262144, /* a port's queue */
+    FLUSH_BYTES = 65536,
     TRACED_DISCARDS = 100 /* a second: lines of frames that were discarded */
 };
 enum : long { TICK_NANOSECONDS = 100000000 };

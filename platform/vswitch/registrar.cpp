@@ -190,7 +190,7 @@ static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
     return pdu;
 }
 
-static void sendPdu(RegistrationProtocol protocol, uint32_t port, uint32_t type, std::string pdu)
+static void sendPdu(RegistrationProtocol protocol, uint32_t port, uint32_t type, const std::string &pdu)
 {
     std::string addresses(group), rest;
     put(&addresses, (uint32_t)(bridgeMac() >> 32), 2);

@@ -25,7 +25,7 @@
 #include "wire.h"
 
 /* What all clients together may have sent or be owed; several times what a request can be long. */
-static const size_t HELD_MAX = 4 * WIRE_FRAME_MAX;
+static const size_t HELD_MAX = (size_t)4 * WIRE_FRAME_MAX;
 
 struct Client {
     int socket;
@@ -68,7 +68,7 @@ static size_t heldBy(const Client &client)
 /* Gives back the memory of a large frame that is done with. */
 static void trim(std::string *bytes)
 {
-    if (bytes->capacity() > 64 * 1024 && bytes->size() < bytes->capacity() / 4)
+    if (bytes->capacity() > 65536 && bytes->size() < bytes->capacity() / 4)
         bytes->shrink_to_fit();
 }
 

@@ -118,7 +118,7 @@ bool filtersIngress(uint32_t port);
 PrivateVlanType privateVlanType(uint32_t vlan);
 
 /* The primary VLAN that a secondary one is associated with, 0 for none; and all that are associated with a primary one. */
-uint32_t primaryVlan(uint32_t secondary);
+uint32_t primaryVlan(uint32_t vlan);
 std::vector<uint16_t> secondaryVlans(uint32_t primary);
 
 /* A host has one secondary VLAN, a promiscuous port any number of them. */
