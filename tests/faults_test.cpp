@@ -586,10 +586,12 @@ TEST_F(Faults, sessionLockedForLongerThanTheLimit)
     int held = open(tmp("session/token").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(held, LOCK_EX), 0);
     Clock::time_point start = Clock::now();
-    std::vector<std::string> blocking = {"env", "--block-signal=ALRM"};
-    for (const std::string &word : programCommand())
-        blocking.push_back(word);
-    Process process = startProcess(blocking, get(priority), "");
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+    Process process = startProcess(programCommand(), get(priority), "");
+    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
     EXPECT_EQ(outputOf(run(get(priority))), refused);
     EXPECT_GE(Clock::now() - start, 10s);
     EXPECT_EQ(outputOf(finishProcess(process)), refused);

@@ -21,14 +21,14 @@ extern "C" void openlog(const char *identity, int, int facility)
     logged += std::string(identity ? identity : "(null)") + " " + std::to_string(facility) + ": ";
 }
 
-extern "C" void vsyslog(int priority, const char *format, va_list arguments)
+extern "C" __attribute__((format(printf, 2, 0))) void vsyslog(int priority, const char *format, va_list arguments)
 {
     char text[256];
     vsnprintf(text, sizeof text, format, arguments);
     logged += std::to_string(priority) + " " + text;
 }
 
-extern "C" void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
+extern "C" __attribute__((format(printf, 3, 0))) void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
 {
     vsyslog(priority, format, arguments);
 }
