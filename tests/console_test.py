@@ -159,7 +159,7 @@ def shows_the_switch(page):
     page.sees("#cell77-5", "–")
     switch("fault", "rpcclt_openapiVlanIfParticipationSet", "code=-1", "times=1")
     page.at("#cell77-6").click()
-    page.sees("#moved", "Failure: 10000", "General Failed")
+    page.sees("#moved", "Failure: -1", "Error code unknown")
 
 
 def shows_what_happens(page):
