@@ -300,7 +300,7 @@ protected:
             SCOPED_TRACE(row.what);
             int listener = listenInstead();
             std::thread server(serveClient, listener, row.script);
-            EXPECT_EQ(outputOf(get(target, impatient)), header + row.answer);
+            EXPECT_EQ(outputOf(get(target, {{"OPENCLT_TIMEOUT_MS", "2000"}})), header + row.answer);
             shutdown(listener, SHUT_RDWR); /* in case nobody came */
             server.join();
             close(listener);
