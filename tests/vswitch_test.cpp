@@ -290,6 +290,19 @@ TEST_F(VirtualSwitch, waitsForNoReaderOfItsTrace)
     close(client);
 }
 
+/* However much time passes: nobody waits for what is counted meanwhile. */
+TEST_F(VirtualSwitch, countsAnyTimeAtOnce)
+{
+    tell("hold");
+    send("PUT", "loop-protect/admin-mode", R"({"adminMode":1})");
+    for (const char *setting : {"port-admin-mode?ifNum=1", "port-tx-mode?ifNum=1"})
+        send("PUT", std::string("loop-protect/") + setting, R"({"mode":1})");
+    auto start = std::chrono::steady_clock::now();
+    tell("pass 10000000");
+    EXPECT_EQ(send("GET", "loop-protect/port-packet-tx-count?ifNum=1"), success(R"("loopProtect":{"count":2000001})"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
 /* What many clients leave unfinished is bounded; whoever is quick, or wants little, is served meanwhile. */
 TEST_F(VirtualSwitch, holdsSoMuchAndNoMore)
 {
