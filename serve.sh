@@ -78,7 +78,7 @@ The switch serves on $base/ until you press Ctrl-C. In another terminal:
   curl -H "\$session" -d '' "\$base/vlan/create?vlanNum=10"
 
 What the program asks the switch:      tail -f $run/trace
-How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $build/vswitch --help
+How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $(printf %q "$build/vswitch") --help
 The program's log:                     $files/zt731.log
 END
 [ $hosts = 0 ] || tellHosts

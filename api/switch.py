@@ -8,7 +8,8 @@ import subprocess
 import tempfile
 from collections import namedtuple
 
-# The trace: a line an operation, what it was sent, its code, what it returned. Values stay as the trace shows them.
+# The trace: a line an operation, what it was sent, its code, what it returned; values stay as the trace shows them. (And
+# lines on frames that were discarded.)
 VALUE = r'(?:\[\d+\]"(?:[^"\\]|\\.)*"|\d+\([\d ]*\)|[^ "(]+)'
 LINE = re.compile(rf"(?:\[\d+\] )?(\w+)((?: \w+={VALUE})*) -> (-?\d+)((?: \w+={VALUE})*)")
 OPERAND = re.compile(rf" (\w+)=({VALUE})")
@@ -34,9 +35,10 @@ class Switch:
         os.makedirs(self.directory + "/tmp/session")
         with open(self.directory + "/tmp/session/token", "w", encoding="ascii") as session:
             session.write("admin\n0\ntoken")
-        self.environment = {
-            "OPENCLT_SOCKET": path, "SANDBOX_TMP": self.directory + "/tmp",
-            "LD_PRELOAD": self.build + "/lib/libsandbox.so", "LD_LIBRARY_PATH": self.build + "/lib"}
+        preload = self.directory + "/libsandbox.so"  # by a path without a space: the loader takes several there
+        os.symlink(self.build + "/lib/libsandbox.so", preload)
+        self.environment = {"OPENCLT_SOCKET": path, "SANDBOX_TMP": self.directory + "/tmp", "LD_PRELOAD": preload,
+                            "LD_LIBRARY_PATH": self.build + "/lib"}
         self.server = subprocess.Popen([self.build + "/vswitch", "--socket", path, "--trace", trace,
                                         "--trace-no-start", *self.options], stdout=subprocess.PIPE)
         if not self.server.stdout.readline():  # it says when it serves
@@ -96,7 +98,7 @@ class Switch:
         output = os.pread(self.output, 1 << 20, 0)
         if status != 0:
             output = b"(ended with status %d) " % status + output
-        calls = (LINE.fullmatch(line).groups() for line in self.trace.read().splitlines())
+        calls = (LINE.fullmatch(line).groups() for line in self.trace.read().splitlines() if not line.startswith("port "))
         return output, [Call(name, dict(OPERAND.findall(sent)), int(code), dict(OPERAND.findall(returned)))
                         for name, sent, code, returned in calls]
 

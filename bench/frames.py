@@ -4,7 +4,7 @@ in user space, in one run: CPU of the switch's process a frame, and frames a sec
 nothing comes. Prints a Markdown table. Its dummy ports are made for tests, not for speed: read the ratio so. Needs Debian's
 openvswitch-switch, no root. BUILD is a release build.
 """
-import os, shutil, struct, sys, tempfile, time
+import os, struct, sys, tempfile, time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
 from frames_referee import OpenVSwitch, VirtualSwitch
 
@@ -56,33 +56,22 @@ def main():
         sys.exit(__doc__)
     frames = int(sys.argv[2]) if len(sys.argv) > 2 else 20000
     frames -= frames % BATCH
-    run, processes = tempfile.mkdtemp(), []
-    try:
-        os.makedirs(run + "/ours"), os.makedirs(run + "/theirs")
-        theirs = OpenVSwitch(run + "/theirs")
-        processes += theirs.processes
-        ours = VirtualSwitch(os.path.abspath(sys.argv[1]), run + "/ours")
-        processes.append(ours.process)
+    with tempfile.TemporaryDirectory() as run, VirtualSwitch(sys.argv[1], run) as ours, OpenVSwitch(run) as theirs:
         print("| Frame | Switch | CPU a frame, µs | Frames/s | Aim |\n|---|---|---:|---:|---|")
         for size in (60, 1514):
             results = {name: [] for name in ("virtual switch", "Open vSwitch")}
             for _ in range(ROUNDS):
-                results["virtual switch"].append(measure(ours.hosts, ours.process.pid, frames, size))
+                results["virtual switch"].append(measure(ours.hosts, ours.server.pid, frames, size))
                 results["Open vSwitch"].append(measure(theirs.hosts, theirs.processes[-1].pid, frames, size))
             medians = {name: [median(column) for column in zip(*rows)] for name, rows in results.items()}
             ratio = medians["virtual switch"][0] / medians["Open vSwitch"][0]
             for name, (micros, rate) in medians.items():
                 aim = f"{ratio:.2f} of Open vSwitch's CPU, aim ≤ 1: {'met' if ratio <= 1 else '**missed**'}"
                 print(f"| {size} bytes | {name} | {micros:.2f} | {rate:.0f} | {aim if name[0] == 'v' else ''} |")
-        spent, woken = cpu(ours.process.pid), switches(ours.process.pid)
+        spent, woken = cpu(ours.server.pid), switches(ours.server.pid)
         time.sleep(2)
-        print(f"\nPlugged and idle: {(cpu(ours.process.pid) - spent) / 2:.0f} µs of CPU a second, "
-              f"{(switches(ours.process.pid) - woken) / 2:.0f} times awake. Medians of {ROUNDS} rounds of {frames} frames.")
-    finally:
-        for process in processes:
-            process.terminate()
-            process.wait()
-        shutil.rmtree(run)
+        print(f"\nPlugged and idle: {(cpu(ours.server.pid) - spent) / 2:.0f} µs of CPU a second, "
+              f"{(switches(ours.server.pid) - woken) / 2:.0f} times awake. Medians of {ROUNDS} rounds of {frames} frames.")
 
 
 main()

@@ -7,6 +7,9 @@ is private, and gone afterwards. BUILD is a directory in which everything is bui
 """
 import argparse, json, os, random, shutil, socket, struct, subprocess, sys, tempfile, time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../api"))
+from switch import Switch
+
 PORTS, VLANS = range(1, 6), (1, 10, 20, 30)
 
 
@@ -42,48 +45,57 @@ class Hosts:
         return sorted(frames)
 
 
-class VirtualSwitch:
+class VirtualSwitch(Switch):
+    """To be used in a `with`; its sockets lie in the directory `run`."""
+
     def __init__(self, build, run):
-        self.build, self.run = build, run
-        self.environment = {"OPENCLT_SOCKET": run + "/switch", "SANDBOX_TMP": run + "/tmp", "HTTP_SESSION": "token",
-                            "LD_PRELOAD": build + "/lib/libsandbox.so"}
-        os.makedirs(run + "/tmp/session")
-        with open(run + "/tmp/session/token", "w") as session:
-            session.write("admin\n0\n")
-        plugs = [word for port in PORTS for word in ("--plug", f"{port}=unix:{run}/v{port}")]
-        self.process = subprocess.Popen([build + "/vswitch", "--socket", run + "/switch", *plugs],
-                                        stdout=subprocess.PIPE)
-        self.process.stdout.readline()
-        self.hosts = Hosts(lambda port: f"{run}/v{port}", ">I")
-        self.settle()
+        super().__init__(build, *(word for port in PORTS for word in ("--plug", f"{port}=unix:{run}/v{port}")))
+        self.run = run
+
+    def __enter__(self):
+        super().__enter__()
+        self.hosts = Hosts(lambda port: f"{self.run}/v{port}", ">I")
+        return self
 
     def settle(self):
-        subprocess.run([self.build + "/vswitch", "--socket", self.run + "/switch", "settle"], check=True)
+        self.tell("settle")
 
-    def request(self, method, target, body=None):
-        text = json.dumps(body) if body else ""
-        path, _, query = target.partition("?")
-        environment = {**self.environment, "REQUEST_METHOD": method, "QUERY_STRING": query, "REQUEST_URI":
-                       "/api/v2/switching/" + target, "CONTENT_LENGTH": str(len(text))}
-        answer = subprocess.run([self.build + "/switching_v2.cgi"], env=environment, input=text.encode(),
-                                capture_output=True).stdout
+    def set(self, method, target, body=None):
+        answer = self.request(method, "/api/v2/switching/" + target, json.dumps(body) if body else "")
         if b'"success"' not in answer:
-            sys.exit(f"{method} {target} {text} is answered {answer.decode()}")
+            sys.exit(f"{method} {target} {body} is answered {answer.decode()}")
 
     def configure(self, settings):
-        self.request("POST", "fdb/flush")
+        self.set("POST", "fdb/flush")
         for port, (mode, vlan, allowed) in settings.items():
-            self.request("PUT", "vlan/dot1q-sw-port-mode", {"intf": port, "mode": mode})
+            self.set("PUT", "vlan/dot1q-sw-port-mode", {"intf": port, "mode": mode})
             if mode == 1:
-                self.request("PUT", f"vlan/dot1q-sw-port-access-vlan?intf={port}", {"vlanId": vlan})
+                self.set("PUT", f"vlan/dot1q-sw-port-access-vlan?intf={port}", {"vlanId": vlan})
             else:
-                self.request("PUT", f"vlan/dot1q-sw-port-trunk-native-vlan?intf={port}", {"vlanId": vlan})
-                self.request("PUT", "vlan/dot1q-sw-port-trunk-allowed-vlan-list", {"intf": port, "vidList": allowed})
+                self.set("PUT", f"vlan/dot1q-sw-port-trunk-native-vlan?intf={port}", {"vlanId": vlan})
+                self.set("PUT", "vlan/dot1q-sw-port-trunk-allowed-vlan-list", {"intf": port, "vidList": allowed})
 
 
 class OpenVSwitch:
+    """To be used in a `with`; all it makes lies in the directory `run`."""
+
     def __init__(self, run, settings=""):
-        self.run, self.processes = run, []
+        self.run, self.settings, self.processes = run, settings, []
+
+    def __enter__(self):
+        try:
+            self.begin(self.run, self.settings)
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        for process in self.processes:
+            process.terminate()
+            process.wait()
+
+    def begin(self, run, settings):
         self.environment = {**os.environ, "OVS_RUNDIR": run, "OVS_LOGDIR": run, "OVS_DBDIR": run, "OVS_SYSCONFDIR": run,
                             "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"}
         database = f"unix:{run}/db"
@@ -189,22 +201,12 @@ def main():
     if not shutil.which("ovs-vswitchd", path=os.environ["PATH"] + ":/usr/sbin"):
         print("skipped: this needs Debian's openvswitch-switch")
         sys.exit(77)
-    run, processes = tempfile.mkdtemp(), []
-    try:
-        os.makedirs(run + "/ours"), os.makedirs(run + "/theirs")
-        theirs = OpenVSwitch(run + "/theirs", "other_config:flow-limit=0") # every frame is decided anew
-        processes += theirs.processes
-        ours = VirtualSwitch(os.path.abspath(arguments.build), run + "/ours")
-        processes.append(ours.process)
+    with tempfile.TemporaryDirectory() as run, VirtualSwitch(arguments.build, run) as ours, \
+            OpenVSwitch(run, "other_config:flow-limit=0") as theirs:  # every frame is decided anew
         for vlan in VLANS[1:]:
-            ours.request("POST", f"vlan/create?vlanNum={vlan}")
+            ours.set("POST", f"vlan/create?vlanNum={vlan}")
         for seed in arguments.seeds:
             judge(seed, arguments.frames, ours, theirs)
-    finally:
-        for process in processes:
-            process.terminate()
-            process.wait()
-        shutil.rmtree(run)
 
 
 if __name__ == "__main__":

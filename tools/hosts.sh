@@ -88,6 +88,6 @@ Hosts sit behind the ports: h1 (10.0.0.1) behind port 1, and so on; the REST ser
   curl -H "\$session" -X PUT -d '{"participationMode": 1}' "\$base/vlan/if-participation?vlanNum=10&ifNum=1"
   curl -H "\$session" -X PUT -d '{"vlanNum": 10}' "\$base/vlan/if-pvid?ifNum=1"       # it stops: h1 is in VLAN 10
   curl -H "\$session" -X PUT -d '{"vlanNum": 1}' "\$base/vlan/if-pvid?ifNum=1"        # it goes on
-  $build/vswitch capture 1 | tcpdump -n -e -r -
+  $(printf %q "$build/vswitch") capture 1 | tcpdump -n -e -r -
 END
 }

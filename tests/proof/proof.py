@@ -7,7 +7,7 @@ is the virtual one, with answers that are made up for each operation.
 """
 import argparse
 import json
-import multiprocessing
+import multiprocessing.connection
 import os
 import re
 import signal
@@ -293,10 +293,12 @@ def prove_examples(switch, scene, operations, report):
         if operation.method != "GET" and operation.calls:
             set_scene(switch, scene)
         query, body, said = operation.example()
-        answer = json.loads(switch.ask(operation.method, operation.path, query, body)[0].partition(b"\r\n\r\n")[2])
-        wrong = None if answer == said else f"the example: {answer} where the description says {said}"
-        if not wrong and operation.calls and answer["resp"]["respCode"] != 0:
-            wrong = f"the example does not succeed: {answer}"
+        output, wrong = switch.ask(operation.method, operation.path, query, body)[0], None
+        try:
+            same("the example", json.loads(output.partition(b"\r\n\r\n")[2]), said)
+            same("whether the example succeeds", said["resp"]["respCode"] == 0, bool(operation.calls))
+        except (Wrong, ValueError) as error:
+            wrong = f"{error} in {output!r:.300}"
         report((operation.name, wrong, 1))
 
 
@@ -318,27 +320,35 @@ def main():
         description = json.load(file)
     operations = [one for one in operations_of(description)
                   if not options.operation or any(text in one.name for text in options.operation)]
-    results = multiprocessing.SimpleQueue()
     workers = os.cpu_count() or 1
-    processes = [multiprocessing.Process(target=work, args=(options.build, description["x-scene"], operations[i::workers],
-                                                        results.put)) for i in range(workers)]
-    for process in processes:
-        process.start()
-    wrong, sent = set(), 0
-    for _ in range(2 * len(operations)):
-        name, message, requests = results.get()
-        sent += requests
-        if message:
-            wrong.add(name)
-            print(f"{name}: {message}", flush=True)
-            if options.first:
-                for process in processes:
-                    process.terminate()
-                break
+    processes, results = [], []
+    for i in range(workers):
+        result, report = multiprocessing.Pipe(duplex=False)
+        processes.append(multiprocessing.Process(target=work, args=(options.build, description["x-scene"],
+                                                                    operations[i::workers], report.send)))
+        processes[-1].start()
+        report.close()  # so that who has ended, in whatever way, is seen to have
+        results.append(result)
+    left, sent = {operation.name: 2 for operation in operations}, 0  # how often each has still to be found right
+    while results:
+        for result in multiprocessing.connection.wait(results):
+            try:
+                name, message, requests = result.recv()
+            except EOFError:
+                results.remove(result)
+                continue
+            sent += requests
+            left[name] -= not message
+            if message:
+                print(f"{name}: {message}", flush=True)
+                if options.first:
+                    for process in processes:
+                        process.terminate()
     for process in processes:
         process.join()
-    print(f"{len(operations) - len(wrong)} of {len(operations)} operations are as described ({sent} requests)")
-    sys.exit(bool(wrong))
+    right = list(left.values()).count(0)
+    print(f"{right} of {len(operations)} operations are as described ({sent} requests)")
+    sys.exit(right != len(operations))
 
 
 if __name__ == "__main__":
