@@ -9,8 +9,8 @@ cannotHaveHosts()
         echo "hosts are network namespaces and TAP interfaces, which only root may make"
     elif ! (: <>/dev/net/tun) 2>/dev/null; then
         echo "hosts need TAP interfaces: /dev/net/tun is missing or closed here (modprobe tun; a container must be given it)"
-    elif ! unshare -n true 2>/dev/null; then
-        echo "hosts need network namespaces, which cannot be made here"
+    elif ! unshare -nm true 2>/dev/null; then
+        echo "hosts need network namespaces, which cannot be made here (in a chroot, for one)"
     else
         return 1
     fi
