@@ -155,6 +155,7 @@ CommandOutcome runCommand(const std::string &line, std::string *answer)
                                   std::to_string(words.size()));
     bringUpToNow();
     CommandOutcome outcome = command->run(words, answer);
+    stateChanged();
     bringUpToNow();
     return outcome;
 }

@@ -19,6 +19,8 @@
 static ModelOptions options;
 static uint64_t startedMillis, passedMillis;
 static uint64_t heldMillis; /* when the clock was stopped, 0 while it runs */
+static uint64_t broughtTo;  /* the second of the last bringUpToNow() */
+static bool changed;        /* since then */
 
 static uint64_t clockMillis()
 {
@@ -106,6 +108,7 @@ void resetModel()
     resetAccessLists();
     resetFdb();
     resetStations(); /* live in VLANs, on ports, and in the forwarding database */
+    stateChanged();
 }
 
 const ModelOptions &modelOptions()
@@ -118,15 +121,26 @@ bool trafficIsMadeUp()
     return !portsArePlugged();
 }
 
+void stateChanged()
+{
+    changed = true;
+}
+
 void bringUpToNow()
 {
     uint64_t now = uptimeSeconds();
+    if (now == broughtTo && !changed)
+        return;
+    broughtTo = now;
     passLoopProtection(now);
     passStormControl();
     passPorts(now);
     passRegistration(now);
     passVlans();
     passStations(now);
+    if (changed)
+        settleStations(now);
+    changed = false;
     passAccessLists(now);
 }
 
@@ -136,7 +150,9 @@ int runOperation(const Operation &operation, Arguments &arguments)
         return OPEN_UNSUPPORTED;
     bringUpToNow();
     int code = operation.run(arguments);
-    if (!std::string_view(operation.name).ends_with("Get")) {
+    std::string_view name = operation.name;
+    bool onlyAsks = name.ends_with("Get") || name.ends_with("Next") || name.ends_with("Check");
+    if (!onlyAsks) {
         stateChanged();
         bringUpToNow();
     }

@@ -62,7 +62,6 @@ void setPortLink(uint32_t port, bool up)
 {
     if (interfaceExists(port))
         ports[port].link = up;
-    stateChanged();
 }
 
 PortStatus portStatus(uint32_t port)

@@ -18,12 +18,6 @@ using StationKey = std::pair<uint32_t, uint64_t>; /* VLAN, address */
 static std::map<StationKey, Station> stations;
 static std::set<StationKey> unheard;                                  /* those that talk and are not learned */
 static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> willTalk; /* at which uptime */
-static bool changed;
-
-void stateChanged()
-{
-    changed = true;
-}
 
 bool stationTalks(uint32_t vlan, uint64_t mac)
 {
@@ -70,9 +64,10 @@ void passStations(uint64_t now)
         willTalk.erase(willTalk.begin());
         hear(vlan, mac, time);
     }
-    if (!changed)
-        return;
-    changed = false;
+}
+
+void settleStations(uint64_t now)
+{
     forgetUnreachable();
     showFilters();
     letTalk(now);
@@ -142,7 +137,6 @@ void resetStations()
     stations.clear();
     unheard.clear();
     willTalk.clear();
-    changed = false;
     if (!trafficIsMadeUp())
         return;
     std::vector<uint32_t> linked;

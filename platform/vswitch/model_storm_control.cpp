@@ -92,9 +92,10 @@ StormLimit stormLimit(uint32_t port, StormKind kind)
 
 void stormExceeded(uint32_t port, StormKind kind)
 {
-    if (stormLimit(port, kind).action == STORM_SHUT_DOWN)
+    if (stormLimit(port, kind).action == STORM_SHUT_DOWN) {
         shut.insert({port, kind});
-    stateChanged();
+        stateChanged();
+    }
 }
 
 bool stormShuts(uint32_t port)

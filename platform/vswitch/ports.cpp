@@ -77,6 +77,7 @@ static void setUp(Plug *plug, bool up)
     if (plug->isUp == up)
         return;
     plug->isUp = up;
+    stateChanged();
     bringUpToNow();
 }
 
