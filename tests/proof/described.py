@@ -17,6 +17,7 @@ class Key:
         self.lookup = schema["x-lookup"] if place == "query" else {"form": "loose"}.get(place, "json")
         assert self.kind in ("word", "ipv4", "string", "boolean", "array", "integer")
         assert self.lookup in ("exact", "loose", "decoded", "json")
+        assert self.words or ("default" in schema) == (not required)
         if self.kind == "integer" and place != "json":
             assert (schema["minimum"], schema["maximum"]) == (int(required), (1 << schema.get("x-bits", 32)) - 1)
         if self.words:  # of the words for one code, the enumeration has the first

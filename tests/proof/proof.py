@@ -133,11 +133,12 @@ class Proof:
         self.check(rest, self.send(*broken), refused=operation.needs_json)
 
     def send_besides(self):
-        """Nothing that is not described matters: no text of the program that could be a key, whatever its value."""
+        """Nothing that is not described matters: no text of the program that could be a key, whatever its value. (Of a text
+        that is the end of another, the linker keeps only that one.)"""
         for key in self.operation.keys:
             same(f"{key.name} in the program", key.name.encode() + b"\0" in self.data, True)
         known = {key.name for key in self.operation.keys}
-        texts = {text.decode() for text in re.findall(rb"(?<![^\0])[A-Za-z]\w{0,40}(?=\0)", self.data)}
+        texts = {text.decode() for text in re.findall(rb"(?=([A-Za-z]\w{1,40})\0)", self.data)}
         words = sorted(texts - known)
         marks = [MARK, str(MARK), True]
         if self.inputs - self.operation.operands_reached():  # what reaches those could be the word of a hidden key

@@ -338,7 +338,8 @@ std::string SwitchTest::takeTrace()
     traceRead = all.size();
     std::string text;
     for (std::string line; std::getline(added, line);) {
-        line.erase(0, line.find("] ") + 2); /* the process that asked */
+        if (line[0] == '[')
+            line.erase(0, line.find("] ") + 2); /* the process that asked */
         bool startUp = line.starts_with("rpcclt_openapiConnectivityCheck") ||
                        line.starts_with("rpcclt_openapiNetworkOSVersionGet") ||
                        line.starts_with("rpcclt_openapiApiVersionGet");
