@@ -143,8 +143,10 @@ class Proof:
         marks = [MARK, str(MARK), True]
         if self.inputs - self.operation.operands_reached():  # what reaches those could be the word of a hidden key
             marks += ["enable", "protocol", "remark", "permit", "pps", "telnet", "tx", "broadcast", "shutdown"]
+        step = 250 if self.operation.json_place == "json-query" else len(words)  # of a longer one the end is cut off
         for mark in marks:
-            self.tell(self.base, besides=[(word, mark) for word in words])
+            for i in range(0, len(words), step):
+                self.tell(self.base, besides=[(word, mark) for word in words[i:i + step]])
 
     def vary_outputs(self):
         """Each member follows its own output and no other."""
