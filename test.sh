@@ -1,6 +1,6 @@
 #!/bin/bash
 # test.sh - installs what is missing, builds, and runs all tests: as released, then under AddressSanitizer and
-# UndefinedBehaviorSanitizer, then the fuzzers for half a minute. Some five minutes on two cores, or six with the packages.
+# UndefinedBehaviorSanitizer, then the fuzzers for half a minute. Some four minutes on two calm cores, packages included.
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
@@ -59,18 +59,18 @@ need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3
 scratch
 export TMPDIR=$run # what a test leaves when it is interrupted goes as well
 
-begin "Building the release and the tests" "80 s"
+begin "Building the release and the tests" "40 s"
 compile build-test all -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
-begin "Testing the release" "20 s"
+begin "Testing the release" "55 s"
 tests "As released" build-test
 
-begin "Building with sanitizers" "90 s"
+begin "Building with sanitizers" "40 s"
 compile build-sanitize all -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_COMPILE_WARNING_AS_ERROR=ON \
     -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
-begin "Testing with sanitizers" "60 s"
+begin "Testing with sanitizers" "50 s"
 tests "Linked with sanitizers" build-sanitize
 TEST_BUILD=$root/build-sanitize tests "The program with sanitizers" build-test -L program
-begin "Frames from outside" "25 s"
+begin "Frames from outside" "15 s"
 check "Hosts in network namespaces" tests/frames_e2e.sh build-test
 check "Open vSwitch as the referee" tests/frames_referee.py build-test 1 2
 begin "Fuzzing" "35 s"

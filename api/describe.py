@@ -109,12 +109,14 @@ def key_schema(endpoint, key, endpoints):
     elif kind == "boolean":
         schema = {"type": "boolean", "default": False}
     elif kind == "number":
-        schema = dict(UINT16 if key["bits"] == 16 else INT32 if key["rule"] == "int32" else UINT32)
+        schema = dict(UINT16 if key["bits"] == 16 else INT32 if key["rule"].startswith("int32") else UINT32)
         if key["bits"] == 16:
             schema["x-bits"] = 16
         if key["nothing_refused"]:
             schema["minimum"] = 1
         schema["default"] = key["default"]
+        if key["rule"].endswith("copy"):
+            schema["x-other-type"] = 0  # instead of the default
     else:
         schema = {"type": "string", "default": ""}
         if key["rule"] == "text":

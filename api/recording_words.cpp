@@ -130,9 +130,9 @@ bool readParams(std::initializer_list<Param> params)
 static const char *ruleName(Member::Rule rule)
 {
     switch (rule) {
-    case Member::INTEGER:
+    case Member::INTEGER: return "int32 copy";
     case Member::INTEGER_OF_NUMBER: return "int32";
-    case Member::SATURATED: return "uint";
+    case Member::SATURATED: return "uint copy";
     case Member::TEXT: return "text";
     case Member::LONG_TEXT: return "long text";
     case Member::WORD: return "word";

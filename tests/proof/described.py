@@ -25,8 +25,16 @@ class Key:
             assert schema["type"] == "string" and schema.get("default") == (usual[0] if usual and not required else None)
             assert schema["enum"] == list({code: word for word, code in reversed(self.words.items())}.values())[::-1]
 
+    def understood(self, value):
+        """The value, or what a JSON value of another type than the key's counts as; None stands for no key at all."""
+        json_type = {"integer": int, "boolean": bool, "array": list}.get(self.kind, str)
+        if value is None or self.lookup != "json" or type(value) is json_type:
+            return value
+        return self.schema.get("x-other-type")
+
     def reached(self, value):
-        """What `value` is when it reaches the operand; None stands for a key that is not there."""
+        """What `value` is when it reaches the operand."""
+        value = self.understood(value)
         if self.kind == "word":
             if self.schema.get("x-number-too") and str(value).isdigit():
                 return int(value)
@@ -46,10 +54,13 @@ class Key:
         return value % (1 << self.schema.get("x-bits", 32))
 
     def samples(self):
-        """Values that together show what the key does."""
+        """Values that together show what the key does, one of another JSON type among them."""
+        return self.values() + (["7" if self.kind == "integer" else 7] if self.lookup == "json" else [])
+
+    def values(self):
         number, high = self.number, self.schema.get("maximum")
         if self.kind == "word":
-            return [*self.schema["enum"], *self.words, UNKNOWN_WORD, "7" if self.place == "query" else 7]
+            return [*self.schema["enum"], *self.words, UNKNOWN_WORD, *(["7"] if self.place == "query" else [])]
         if self.kind == "boolean":
             return [True, False]
         if self.kind == "ipv4":
@@ -67,7 +78,7 @@ class Key:
     def is_refused(self, value):
         """Whether the request is, for want of this key."""
         least = self.schema.get("minimum", self.schema.get("minLength"))
-        return self.required and (value is None or (least == 1 and not self.reached(value)))
+        return self.required and (self.understood(value) is None or (least == 1 and not self.reached(value)))
 
 
 def ipv4(number):
