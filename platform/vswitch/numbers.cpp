@@ -20,34 +20,16 @@ static const std::vector<Meaning> &meanings()
 #define NUMBER(name, value, word, about) {value, word, about},
 #define END_NUMBERS(type) }},
 #define QUANTITY(type, about) {#type, about, {}},
-#define NAMED(type, parameter)
-#define MEANS(type, parameter, ...)
 #include "numbers.def"
-#undef NUMBERS
-#undef NUMBER
-#undef END_NUMBERS
-#undef QUANTITY
-#undef NAMED
-#undef MEANS
     };
     return all;
 }
 
 /* Parameters of a kind; without operations it is those of that name wherever no other row says otherwise. */
 static const struct { const char *type, *parameter, *operations; } uses[] = {
-#define NUMBERS(type, about)
-#define NUMBER(name, value, word, about)
-#define END_NUMBERS(type)
-#define QUANTITY(type, about)
 #define NAMED(type, parameter) {#type, #parameter, ""},
 #define MEANS(type, parameter, ...) {#type, #parameter, #__VA_ARGS__},
 #include "numbers.def"
-#undef NUMBERS
-#undef NUMBER
-#undef END_NUMBERS
-#undef QUANTITY
-#undef NAMED
-#undef MEANS
 };
 
 static const Meaning *meaningNamed(const char *type)

@@ -14,16 +14,7 @@
 #define NUMBERS(type, about) enum type : uint32_t {
 #define NUMBER(name, value, word, about) name = (value),
 #define END_NUMBERS(type) };
-#define QUANTITY(type, about)
-#define NAMED(type, parameter)
-#define MEANS(type, parameter, ...)
 #include "numbers.def"
-#undef NUMBERS
-#undef NUMBER
-#undef END_NUMBERS
-#undef QUANTITY
-#undef NAMED
-#undef MEANS
 
 struct Number {
     uint32_t value;
