@@ -52,16 +52,10 @@ makeHost()
 # serveBehind NAME ADDRESS: serves what startWebServer serves, from the host NAME as well.
 serveBehind()
 {
-    local try
     sed "s/^server.bind = .*/server.bind = \"$2\"/" "$run/lighttpd.conf" >"$run/lighttpd-$1.conf"
     launch ip netns exec "$1" lighttpd -D -f "$run/lighttpd-$1.conf" >"$run/lighttpd-$1.log" 2>&1
-    for ((try = 0; try < 200; try++)); do
-        ! ip netns exec "$1" curl -sI -o /dev/null --max-time 5 "http://$2:$port/" || return 0
-        kill -0 "${pids[-1]}" 2>/dev/null || break
-        sleep 0.05
-    done
-    cat "$run/lighttpd-$1.log" >&2
-    return 1
+    untilServed ip netns exec "$1" curl -sI -o /dev/null --max-time 5 "http://$2:$port/" ||
+        { cat "$run/lighttpd-$1.log" >&2; return 1; }
 }
 
 # serveHosts N: h1 to hN on the switch's ports 1 to N, and mgmt behind the management port, from which is served what

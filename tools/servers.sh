@@ -3,20 +3,33 @@
 
 PATH=$PATH:/usr/sbin:/sbin # Debian installs lighttpd where only root's search path leads
 
-# startSwitch NAME BUILD [ARGUMENT...]: the socket is $run/NAME, and OPENCLT_SOCKET leads to it. Fails when it ends.
-startSwitch()
+# untilServed COMMAND...: waits until the command succeeds; fails when the process launched last has ended, or ten
+# seconds later.
+untilServed()
 {
-    local build=$2 try
-    export OPENCLT_SOCKET=$run/$1
-    shift 2
-    launch "$build/vswitch" "$@" >"$run/vswitch.log" 2>&1
+    local try
     for ((try = 0; try < 200; try++)); do
-        [ ! -S "$OPENCLT_SOCKET" ] || return 0
+        if "$@"; then return 0; fi
         kill -0 "${pids[-1]}" 2>/dev/null || break
         sleep 0.05
     done
-    cat "$run/vswitch.log" >&2
     return 1
+}
+
+# startSwitch NAME BUILD [ARGUMENT...]: the socket is $run/NAME, and OPENCLT_SOCKET leads to it. Fails when it ends.
+startSwitch()
+{
+    local build=$2
+    export OPENCLT_SOCKET=$run/$1
+    shift 2
+    launch "$build/vswitch" "$@" >"$run/vswitch.log" 2>&1
+    untilServed test -S "$OPENCLT_SOCKET" || { cat "$run/vswitch.log" >&2; return 1; }
+}
+
+# isServer TAG: whether it is the web server of that tag that listens on the port.
+isServer()
+{
+    curl -sI --max-time 5 "http://127.0.0.1:$port/" | grep "^Server: $1" >/dev/null
 }
 
 # startWebServer BUILD PORTS ENVIRONMENT [CONFIGURATION]: serves BUILD's program, and no file, on the first of the
@@ -24,7 +37,7 @@ startSwitch()
 # "NAME" => "VALUE", ...
 startWebServer()
 {
-    local build try tag=switching-$SRANDOM # by which it is known from another server on that port
+    local build tag=switching-$SRANDOM # by which it is known from another server on that port
     build=$(cd "$1" && pwd -P)
     mkdir -p "$run/empty"
     for port in $2; do
@@ -40,11 +53,7 @@ include "$build/switching_v2.conf"
 ${4-}
 END
         launch lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1
-        for ((try = 0; try < 200; try++)); do
-            ! curl -sI --max-time 5 "http://127.0.0.1:$port/" | grep "^Server: $tag" >/dev/null || return 0
-            kill -0 "${pids[-1]}" 2>/dev/null || break
-            sleep 0.05
-        done
+        if untilServed isServer "$tag"; then return 0; fi
         kill "${pids[-1]}" 2>/dev/null || true
         unset 'pids[-1]'
     done
