@@ -1,14 +1,15 @@
 #!/usr/bin/python3
 """frames.py BUILD [FRAMES] - what a frame costs through two ports of the virtual switch, next to Open vSwitch's datapath
-in user space, in one run: CPU of the switch's process a frame, and frames a second; and whether the switch is idle when
-nothing comes. Prints a Markdown table. Its dummy ports are made for tests, not for speed: read the ratio so. Needs Debian's
-openvswitch-switch, no root. BUILD is a release build.
+in user space, in one run: CPU of the switch's process a frame, and frames a second; whether the switch is idle when
+nothing comes; and what a REST request costs it when nothing is plugged in. Prints a Markdown table. Open vSwitch's dummy
+ports are made for tests, not for speed: read the ratio so. Needs Debian's openvswitch-switch, no root. BUILD is a release
+build.
 """
 import os, struct, sys, tempfile, time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
-from frames_referee import OpenVSwitch, VirtualSwitch
+from frames_referee import OpenVSwitch, Switch, VirtualSwitch
 
-ROUNDS, BATCH = 5, 32
+ROUNDS, BATCH, REQUESTS = 5, 32, 200
 
 
 def cpu(pid):
@@ -51,6 +52,13 @@ def median(values):
     return sorted(values)[len(values) // 2]
 
 
+def idle(pid):
+    """What two seconds without anything to do cost."""
+    spent, woken = cpu(pid), switches(pid)
+    time.sleep(2)
+    return f"{(cpu(pid) - spent) / 2:.0f} µs of CPU a second, {(switches(pid) - woken) / 2:.0f} times awake"
+
+
 def main():
     if len(sys.argv) not in (2, 3) or sys.argv[1].startswith("-"):
         sys.exit(__doc__)
@@ -68,10 +76,16 @@ def main():
             for name, (micros, rate) in medians.items():
                 aim = f"{ratio:.2f} of Open vSwitch's CPU, aim ≤ 1: {'met' if ratio <= 1 else '**missed**'}"
                 print(f"| {size} bytes | {name} | {micros:.2f} | {rate:.0f} | {aim if name[0] == 'v' else ''} |")
-        spent, woken = cpu(ours.server.pid), switches(ours.server.pid)
-        time.sleep(2)
-        print(f"\nPlugged and idle: {(cpu(ours.server.pid) - spent) / 2:.0f} µs of CPU a second, "
-              f"{(switches(ours.server.pid) - woken) / 2:.0f} times awake. Medians of {ROUNDS} rounds of {frames} frames.")
+        print(f"\nPlugged and idle: {idle(ours.server.pid)}. Medians of {ROUNDS} rounds of {frames} frames.")
+    with Switch(sys.argv[1]) as unplugged:
+        costs = []
+        for _ in range(ROUNDS):
+            spent = cpu(unplugged.server.pid)
+            for _ in range(REQUESTS):
+                unplugged.request("GET", "/api/v2/switching/bridge/dot1d-stp-port-state?port=3")
+            costs.append((cpu(unplugged.server.pid) - spent) / REQUESTS)
+        print(f"Unplugged: {median(costs):.0f} µs of the switch's CPU a REST request; and idle: {idle(unplugged.server.pid)}.")
+
 
 
 main()
