@@ -117,6 +117,8 @@ def key_schema(endpoint, key, endpoints):
         schema["default"] = key["default"]
         if key["rule"].endswith("copy"):
             schema["x-other-type"] = 0  # instead of the default
+        if key["rule"] == "int32 copy":
+            schema["x-true"] = 1  # as the JSON library has it
     else:
         schema = {"type": "string", "default": ""}
         if key["rule"] == "text":

@@ -30,7 +30,8 @@ class Key:
         json_type = {"integer": int, "boolean": bool, "array": list}.get(self.kind, str)
         if value is None or self.lookup != "json" or type(value) is json_type:
             return value
-        return self.schema.get("x-other-type")
+        otherwise = self.schema.get("x-other-type")
+        return self.schema.get("x-true", otherwise) if value is True else otherwise
 
     def reached(self, value):
         """What `value` is when it reaches the operand."""
@@ -55,7 +56,8 @@ class Key:
 
     def samples(self):
         """Values that together show what the key does, one of another JSON type among them."""
-        return self.values() + (["7" if self.kind == "integer" else 7] if self.lookup == "json" else [])
+        others = ["7", True] if self.kind == "integer" else [7]
+        return self.values() + (others if self.lookup == "json" else [])
 
     def values(self):
         number, high = self.number, self.schema.get("maximum")
