@@ -116,32 +116,6 @@ def left_over():
             pass
 
 
-def check_log(path):
-    """Every entry is whole, whoever wrote around it. Returns how many there are."""
-    entry = re.compile(
-        rb"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \([A-Z]+\): kelt_cgi: \[\w+:\d+\] (?:"
-        rb"Register RPC to OpEN success\. \(client name = switching_v2\.cgi_\d+\)\n"
-        rb"|ORNIS Version = [0-9.]+\n"
-        rb"|Open API Version = \d+\.\d+\.\d+\.\d+\n"
-        rb"|Token update to file\. \((?:admin\n\d+\nadmin|joe\n\d+\nrw\nrw|jim\n\d+\nro\nro)\)\r\n"
-        rb"|/tmp/session/\(null\) file not exsits, ignore\n"
-        rb"|Permission denied, not a priviledged user\n"
-        rb"|403 Forbidden\n"
-        rb"|method not found:/api/v2/switching/\S+\n\S+\n\S+\n"
-        rb")|(?:a line of another program)?\n|a[a-z ]*\n")
-    with open(path, "rb") as file:
-        content = file.read()
-    entries = position = 0
-    while position < len(content):
-        match = entry.match(content, position)
-        if not match:
-            wrong.append(f"{path}: at byte {position}: {content[max(0, position - 200):position + 200]}")
-            break
-        position = match.end()
-        entries += match.group().startswith(b"2")
-    return entries
-
-
 start = time.monotonic()
 threads = [threading.Thread(target=ask, args=(number, session, start + seconds))
            for number, session in enumerate(["admin", "rw", "ro", None] * 3)]
@@ -196,13 +170,8 @@ for name, form in ("admin", r"admin\n\d+\nadmin"), ("rw", r"joe\n\d+\nrw\nrw"), 
         wrong.append(f"the session file of {name} holds {content!r}")
 if sorted(os.listdir(tmp)) != ["devmgr_log_level", "session", "zt731.log", "zt731.log.old"]:
     wrong.append(f"there are {sorted(os.listdir(tmp))}")
-else:
-    entries = check_log(f"{tmp}/zt731.log") + check_log(f"{tmp}/zt731.log.old")
-    if not entries:
-        wrong.append("nothing was logged")
-    print(f"{sum(counts.values())} requests in {took:.1f} s by {len(threads)} clients: "
-          + ", ".join(f"{counts[status]} of status {status}" for status in sorted(counts))
-          + f"; {entries} log entries kept")
+print(f"{sum(counts.values())} requests in {took:.1f} s by {len(threads)} clients: "
+      + ", ".join(f"{counts[status]} of status {status}" for status in sorted(counts)))
 for line in wrong:
     print("wrong:", line)
 sys.exit(bool(wrong) or len(counts) < 3)

@@ -227,28 +227,6 @@ TEST_F(Model, aFilterIsInForceWhileFiltersAre)
     )");
 }
 
-TEST_F(Model, privateVlansChangeOver)
-{
-    play(R"(
-        POST vlan/create?vlanNum=100
-        POST vlan/create?vlanNum=101
-        POST vlan/create?vlanNum=102
-        POST vlan/dot1q-private-vlan-enable?vlanId=100 {"pvlanType":1}
-        POST vlan/dot1q-private-vlan-enable?vlanId=101 {"pvlanType":2}
-        POST vlan/dot1q-private-vlan-enable?vlanId=102 {"pvlanType":3}
-        POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101]}
-        POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101,102]}
-        PUT vlan/dot1q-intf-pvlan-host-assoc?ifNum=3 {"primaryVlan":100,"secondaryVlan":101}
-        PUT vlan/dot1q-intf-pvlan-promisc-assoc?ifNum=3 {"primaryVlan":100,"vidList":[101,102]}
-        GET vlan/pvlan-intf-mode?intf=3 | "mode":2
-        PUT vlan/dot1q-intf-pvlan-host-assoc?ifNum=3 {"primaryVlan":100,"secondaryVlan":102}
-        GET vlan/pvlan-intf-mode?intf=3 | "mode":1
-        DELETE vlan/dot1q-api-private-vlan-assoc?vlanId=100
-        GET vlan/dot1q-private-vlan-association?vlanId=100 | "vidList":[]
-        GET vlan/pvlan-intf-mode?intf=3 | "mode":0
-    )");
-}
-
 TEST_F(Model, neighboursRegisterVlansWhereAProtocolRuns)
 {
     play(R"(
@@ -298,40 +276,6 @@ TEST_F(Model, neighboursRegisterVlansWhereAProtocolRuns)
     )");
 }
 
-TEST_F(Model, aRootBridgeHasItsOwnTimers)
-{
-    play(R"(
-        GET bridge/dot1d-stp-max-age | "maxAge":2000
-        GET bridge/dot1d-stp-bridge-max-age | "bridgeMaxAge":2000
-        GET bridge/dot1d-stp-bridge-hello-time | "bridgeHelloTime":200
-        GET bridge/dot1d-stp-bridge-forward-delay | "bridgeForwardDelay":1500
-    )");
-}
-
-TEST_F(Model, classifiesByOuiAndAddress)
-{
-    play(R"(
-        POST vlan/create?vlanNum=10
-        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"ac-de-48"}
-        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"00:11:22"}
-        GET vlan/mac-oui-vlan-first | "oui":"00:11:22"
-        GET vlan/mac-oui-vlan-next?oui=00:11:22 | "nextOui":"AC:DE:48"
-        POST vlan/mac-oui-vlan?vlanId=1 {"oui":"00-11-22"} | 10011
-        DELETE vlan/mac-oui-vlan?vlanId=10
-        GET vlan/mac-oui-vlan-count | "count":0
-        POST voip/oui {"voipOui":"ac-de-48","ouiDesc":"lab"}
-        GET voip/oui-desc?voipOui=AC:DE:48 | "ouiDesc":"lab"
-        POST voip/oui {"voipOui":"01:00:5E"} | 10003
-        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"01:00:5E"} | 10003
-        POST vlan/mac {"mac":"01:00:5E:00:00:01","vlanId":10} | -22
-        POST vlan/mac {"mac":"00:00:00:00:00:00","vlanId":10} | -22
-        POST protectedport/group-intf?ifNum=4&groupId=2
-        POST protectedport/group-intf?ifNum=5&groupId=2
-        POST protectedport/group-intf?ifNum=6&groupId=2
-        GET protectedport/group-intf-list?groupId=2 | "intfList":"4,5,6"
-    )");
-}
-
 TEST_F(Model, limitsStormsByThePortAndThenByTheSwitch)
 {
     play(R"(
@@ -363,19 +307,6 @@ TEST_F(Model, limitsStormsByThePortAndThenByTheSwitch)
         GET bridge/dot1d-stp-port-state?port=3 | "portState":5
         PUT storm-control/intf-threshold-default {"stormCtrlMode":"broadcast","interface":4}
         GET storm-control/intf-threshold?stormCtrlMode=broadcast&interface=4 | "threshold":1000
-    )");
-}
-
-TEST_F(Model, everyVlanHasADatabase)
-{
-    play(R"(
-        POST vlan/create?vlanNum=10
-        GET fdb/type-of-vl | "ivl_type"
-        GET fdb/id-next?startFrom=1 | "fdbId":10
-        GET fdb/id?fdbId=10 | "exists":true
-        PUT fdb/addr-aging-timeout {"fdbId":10,"timeOut":400}
-        GET bridge/db-dot1d-tp-aging-time | "agingTime":400
-        GET fdb/addr-aging-timeout?fdbId=11 | 10003
     )");
 }
 

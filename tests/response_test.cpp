@@ -9,19 +9,13 @@
 
 #include <string>
 
-TEST(ResultCodes, mapOpenCodes)
+#include "tests/support/driver.h"
+
+/* The codes that there are, are shown with every endpoint. */
+TEST(ResultCodes, mapWhatIsNoOpenCodeToo)
 {
-    for (int code = -40; code <= 40; code++) {
-        ResultCode expected{code == 0     ? 0
-                            : code == -22 ? 10003
-                            : code == -24 ? 10011
-                            : code == -28 ? 17002
-                            : code == -29 ? 10023
-                                          : 10000};
-        EXPECT_EQ(openResult(code), expected) << code;
-    }
-    for (int code : {INT32_MIN, INT32_MAX})
-        EXPECT_EQ(openResult(code), ResultCode::GENERAL_FAILED);
+    for (int code : {INT32_MIN, -30, 1, INT32_MAX})
+        EXPECT_EQ(openResult(code), ResultCode::GENERAL_FAILED) << code;
 }
 
 TEST(ResultCodes, haveMessages)
@@ -46,11 +40,8 @@ static std::string allocated(ResultCode code, const char *name, const char *data
 
 TEST(Envelope, holdsDataOnlyOnSuccess)
 {
-    const std::string plain = "{\n\t\"resp\":\t{\n\t\t\"respCode\":\t0,\n\t\t\"respMsg\":\t\"Success\",\n"
-                              "\t\t\"status\":\t\"success\"\n\t}\n}";
-    const std::string withData = "{\n\t\"bridge\":\t{\n\t\t\"a\":\t1\n\t}," + plain.substr(1);
-    const std::string failed = "{\n\t\"resp\":\t{\n\t\t\"respCode\":\t-204,\n\t\t\"respMsg\":\t\"Invalid user, user does "
-                               "not exist\",\n\t\t\"status\":\t\"fail\"\n\t}\n}";
+    const std::string plain = success(""), withData = success(R"("bridge":{"a":1})");
+    const std::string failed = failure(-204, "Invalid user, user does not exist");
     int result = -1;
     EXPECT_EQ(allocated(ResultCode{0}, "bridge", "{\"a\":1}", &result), withData);
     EXPECT_EQ(result, 0);

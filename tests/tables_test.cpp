@@ -103,6 +103,12 @@ TEST_F(Tables, theForwardingDatabase)
         PUT bridge/db-dot1d-tp-aging-time {"agingTime":9} | 10003
         PUT bridge/db-dot1d-tp-aging-time {"agingTime":1000001} | 10003
         GET fdb/addr-aging-timeout | "timeOut":10
+        GET fdb/type-of-vl | "ivl_type"
+        GET fdb/id-next?startFrom=2 | "fdbId":3
+        GET fdb/id?fdbId=3 | "exists":true
+        PUT fdb/addr-aging-timeout {"fdbId":3,"timeOut":400}
+        GET bridge/db-dot1d-tp-aging-time | "agingTime":400
+        GET fdb/addr-aging-timeout?fdbId=11 | 10003
         GET bridge/dot1d-tp-fdb-entry-next | "address":"02:A0:C9:00:00:01"
         GET bridge/dot1d-tp-fdb-entry-next?address=02:A0:C9:00:00:01 | 10000
         GET bridge/dot1d-tp-fdb-status?address=02:A0:C9:00:00:01 | "status":4
@@ -193,6 +199,9 @@ TEST_F(Tables, thresholdsAndProtectedPorts)
         DELETE protectedport/group-intf?ifNum=9&groupId=1 | 10000
         DELETE protectedport/group-intf?ifNum=9&groupId=2
         GET protectedport/group-intf-count?groupId=2 | "intfCount":1
+        POST protectedport/group-intf?ifNum=2&groupId=2
+        POST protectedport/group-intf?ifNum=3&groupId=2
+        GET protectedport/group-intf-list?groupId=2 | "intfList":"2,3,4"
     )");
 }
 
@@ -256,6 +265,9 @@ TEST_F(Tables, phones)
         GET voip/oui-entry?ouiIndex=4 | "02:BE:F0"
         GET voip/oui-count | "ouiCount":5
         GET voip/oui-desc?voipOui=02:BE:EF | "lab"
+        POST voip/oui {"voipOui":"ac-de-48","ouiDesc":"lab"}
+        GET voip/oui-desc?voipOui=AC:DE:48 | "ouiDesc":"lab"
+        POST voip/oui {"voipOui":"01:00:5E"} | 10003
         DELETE voip/index-oui?ouiIndex=32
         DELETE voip/index-oui?ouiIndex=32 | 10000
         DELETE voip/oui?{"voipOui":"02:BE:F0"}
@@ -348,6 +360,16 @@ TEST_F(Tables, classifications)
         POST vlan/mac-get-next {"mac":"00:11:22:33:44:AB"} | 10003
         DELETE vlan/mac?mac=00:11:22:33:44:AB&vlanId=10 | -1
         DELETE vlan/mac?mac=00:11:22:33:44:AB&vlanId=1
+        POST vlan/mac {"mac":"01:00:5E:00:00:01","vlanId":10} | -22
+        POST vlan/mac {"mac":"00:00:00:00:00:00","vlanId":10} | -22
+        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"ac-de-48"}
+        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"00:11:22"}
+        GET vlan/mac-oui-vlan-first | "oui":"00:11:22"
+        GET vlan/mac-oui-vlan-next?oui=00:11:22 | "nextOui":"AC:DE:48"
+        POST vlan/mac-oui-vlan?vlanId=1 {"oui":"00-11-22"} | 10011
+        POST vlan/mac-oui-vlan?vlanId=10 {"oui":"01:00:5E"} | 10003
+        DELETE vlan/mac-oui-vlan?vlanId=10
+        GET vlan/mac-oui-vlan-count | "count":0
         DELETE vlan/delete?vlanNum=10
         GET vlan/mac?mac=00:11:22:33:44:AA | 10000
         POST pbvlan/group?groupId=128
@@ -390,6 +412,16 @@ TEST_F(Tables, privateVlans)
         POST vlan/dot1q-private-vlan-enable?vlanId=103 {"pvlanType":2}
         POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101,103]} | -1
         POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[100]} | -22
+        POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101]}
+        POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101,102]}
+        PUT vlan/dot1q-intf-pvlan-host-assoc?ifNum=3 {"primaryVlan":100,"secondaryVlan":101}
+        PUT vlan/dot1q-intf-pvlan-promisc-assoc?ifNum=3 {"primaryVlan":100,"vidList":[101,102]}
+        GET vlan/pvlan-intf-mode?intf=3 | "mode":2
+        PUT vlan/dot1q-intf-pvlan-host-assoc?ifNum=3 {"primaryVlan":100,"secondaryVlan":102}
+        GET vlan/pvlan-intf-mode?intf=3 | "mode":1
+        DELETE vlan/dot1q-api-private-vlan-assoc?vlanId=100
+        GET vlan/dot1q-private-vlan-association?vlanId=100 | "vidList":[]
+        GET vlan/pvlan-intf-mode?intf=3 | "mode":0
         POST vlan/dot1q-api-private-vlan-assoc?vlanId=100 {"vidList":[101,102]}
         GET vlan/dot1q-private-vlan-association?vlanId=100 | "vidList":[101,102]
         GET vlan/dot1q-private-vlan?vlanId=102 | "pvlanType":3

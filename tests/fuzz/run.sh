@@ -29,7 +29,7 @@ endpoints=$(cat switching/*.cpp | grep -c 'addRoute(dir,') # or more: they are c
 for ((i = 0; i < endpoints; i++)); do
     printf -v request '\n@%s?%s\n\n\nadmin\n\n\n%s\n' $i "$query" "$body"
     printf '%s' "$request" >"$run/seeds/$i-zeros"
-    printf '%s\0\0%s' "$request" "$failures" >"$run/seeds/$i-failures"
+    printf '%s\0%s' "$request" "$failures" >"$run/seeds/$i-failures"
 done
 
 fuzzers=(request frames)

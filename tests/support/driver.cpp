@@ -3,6 +3,7 @@
  */
 #include "tests/support/driver.h"
 
+#include <cjson/cJSON.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -13,6 +14,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -23,6 +25,12 @@ static std::string setting(const char *name, const std::string &otherwise)
     return value && *value ? value : otherwise;
 }
 
+static std::vector<std::string> wordsOf(const std::string &text)
+{
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
 std::string buildDirectory()
 {
     return setting("TEST_BUILD", BUILD_DIRECTORY);
@@ -30,10 +38,7 @@ std::string buildDirectory()
 
 std::vector<std::string> programCommand()
 {
-    std::vector<std::string> command;
-    std::istringstream launcher(setting("TEST_LAUNCHER", ""));
-    for (std::string word; launcher >> word;)
-        command.push_back(word);
+    std::vector<std::string> command = wordsOf(setting("TEST_LAUNCHER", ""));
     command.push_back(setting("TEST_PROGRAM", buildDirectory() + "/switching_v2.cgi"));
     return command;
 }
@@ -148,37 +153,15 @@ Outcome finishProcess(Process process)
     return outcome;
 }
 
-/* Compact JSON as the answers' printer sets it: a member a line, tabs, arrays of numbers on one line. */
+/* Compact JSON as the answers' printer sets it. That each byte is what it should be is shown by the proof. */
 static std::string formatted(const std::string &compact)
 {
-    std::string text;
-    std::string indent;
-    bool quoted = false;
-    int arrays = 0;
-    for (size_t i = 0; i < compact.size(); i++) {
-        char c = compact[i];
-        if (quoted || c == '"') {
-            text += c;
-            if (quoted && c == '\\')
-                text += compact[++i];
-            else if (c == '"')
-                quoted = !quoted;
-        } else if (c == '{') {
-            indent += '\t';
-            text += "{\n" + indent;
-        } else if (c == '}') {
-            indent.pop_back();
-            text += "\n" + indent + "}";
-        } else if (c == ',') {
-            text += arrays ? ", " : ",\n" + indent;
-        } else if (c == ':') {
-            text += ":\t";
-        } else {
-            arrays += c == '[' ? 1 : c == ']' ? -1 : 0;
-            text += c;
-        }
-    }
-    return text;
+    cJSON *document = cJSON_Parse(compact.c_str());
+    char *text = cJSON_Print(document);
+    std::string set = text ? text : "no JSON: " + compact;
+    cJSON_free(text);
+    cJSON_Delete(document);
+    return set;
 }
 
 static std::string envelope(const std::string &data, int code, const std::string &message)
@@ -228,16 +211,29 @@ void SwitchTest::TearDown()
     stopSwitch();
 }
 
+std::vector<std::string> SwitchTest::switchCommand(const std::vector<std::string> &words) const
+{
+    std::vector<std::string> command = {buildDirectory() + "/vswitch", "--socket", socket};
+    command.insert(command.end(), words.begin(), words.end());
+    return command;
+}
+
+Process SwitchTest::launchSwitch(const std::vector<std::string> &options)
+{
+    Process process = startProcess(switchCommand(options), {}, "");
+    char line[256]; /* it says when it serves */
+    EXPECT_GT(read(process.output, line, sizeof line), 0) << "the virtual switch does not start";
+    return process;
+}
+
 void SwitchTest::startSwitch(const std::vector<std::string> &options)
 {
     stopSwitch();
     traceRead = 0;
     writeFile(directory + "/trace", "");
-    std::vector<std::string> command = {buildDirectory() + "/vswitch", "--socket", socket, "--trace", directory + "/trace"};
-    command.insert(command.end(), options.begin(), options.end());
-    vswitch = startProcess(command, {}, "");
-    char line[256]; /* it says when it serves */
-    ASSERT_GT(read(vswitch.output, line, sizeof line), 0) << "the virtual switch does not start";
+    std::vector<std::string> words = {"--trace", directory + "/trace"};
+    words.insert(words.end(), options.begin(), options.end());
+    vswitch = launchSwitch(words);
 }
 
 void SwitchTest::stopSwitch()
@@ -252,11 +248,7 @@ void SwitchTest::stopSwitch()
 
 void SwitchTest::tell(const std::string &command)
 {
-    std::vector<std::string> words = {buildDirectory() + "/vswitch", "--socket", socket};
-    std::istringstream text(command);
-    for (std::string word; text >> word;)
-        words.push_back(word);
-    Outcome outcome = runProcess(words);
+    Outcome outcome = runProcess(switchCommand(wordsOf(command)));
     ASSERT_EQ(outcome.exitStatus, 0) << command << ": " << outcome.errors;
 }
 
@@ -308,20 +300,16 @@ void SwitchTest::play(const std::string &steps)
         size_t start = line.find_first_not_of(' '), bar = line.find(" | ");
         if (start == std::string::npos)
             continue;
-        std::string expected = bar == std::string::npos ? "" : line.substr(bar + 3), target, body;
-        std::istringstream words(line.substr(start, bar == std::string::npos ? bar : bar - start));
-        std::string method;
-        words >> method;
-        if (islower((unsigned char)method[0])) {
-            std::vector<std::string> all = {buildDirectory() + "/vswitch", "--socket", socket, method};
-            for (std::string word; words >> word;)
-                all.push_back(word);
-            Outcome outcome = runProcess(all);
+        std::string expected = bar == std::string::npos ? "" : line.substr(bar + 3), method, target, body;
+        std::string step = line.substr(start, bar == std::string::npos ? bar : bar - start);
+        if (islower((unsigned char)step[0])) {
+            Outcome outcome = runProcess(switchCommand(wordsOf(step)));
             EXPECT_EQ(outcome.exitStatus, expected.empty() ? 0 : 2) << line << ": " << outcome.errors;
             EXPECT_NE(outcome.errors.find(expected), std::string::npos) << line << ": " << outcome.errors;
             continue;
         }
-        words >> target;
+        std::istringstream words(step);
+        words >> method >> target;
         std::getline(words, body);
         std::string code = expected.empty() ? "0" : expected;
         bool isCode = code.find_first_not_of("-0123456789") == std::string::npos;

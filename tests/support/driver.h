@@ -78,6 +78,12 @@ protected:
     void startSwitch(const std::vector<std::string> &options = {});
     void stopSwitch();
 
+    /* The command that starts a switch on the socket, or tells the running one something. */
+    std::vector<std::string> switchCommand(const std::vector<std::string> &words) const;
+
+    /* A switch that serves, which whoever starts it has to end. */
+    Process launchSwitch(const std::vector<std::string> &options);
+
     /* A command to the running switch: "fault ...", "clear", "reset". */
     void tell(const std::string &command);
 
