@@ -349,11 +349,12 @@ TEST_F(Model, accessListsCountWhoKnocks)
         GET macal/stats-packets-filtered | "filtPackets":120
         pass 30
         GET macal/stats-packets-filtered | "filtPackets":240
+        pass 15
         PUT macal/deny-counter-interval {"interval":10}
         pass 9
         GET macal/stats-packets-filtered | "filtPackets":240
         pass 1
-        GET macal/stats-packets-filtered | "filtPackets":260
+        GET macal/stats-packets-filtered | "filtPackets":290
         POST macal/clear-service-port-statistics
         GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=2 | "packets":0
         POST macal/deactivate {"macalName":"mgmt"}
