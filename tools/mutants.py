@@ -98,8 +98,10 @@ class Tree:
         description = f'{self.source}/api/openapi.json'
         first = {'switching': [proof + [description, f'/{family}/']],
                  'platform': [system + ['--gtest_filter=Model*:Tables*:VirtualSwitch*']]}.get(
-                     path.split('/')[0], [[f'{self.build}/unit_tests'], system, proof + [description, '/macal/', '/mvrp/']])
-        for command in first + ([] if quick else [['ctest', '--test-dir', self.build, '--stop-on-failure']]):
+                     path.split('/')[0], [[f'{self.build}/unit_tests']])
+        rest = [system, proof + [description, '/macal/', '/mvrp/']] if quick else [
+            ['ctest', '--test-dir', self.build, '--stop-on-failure', '-j', str(os.cpu_count())]]
+        for command in first + rest:
             if self.run(command, 900) != 0:
                 return next(word for word in map(os.path.basename, command) if word in ('proof.py', 'system_tests', 'unit_tests', 'ctest'))
         return None
