@@ -33,6 +33,8 @@ TEST_F(Tables, vlans)
         GET vlan/vid-list?intfNum=3 | "numOfElements":2,"vidList":[1,10]
         GET vlan/vid-list?intfNum=99 | 10003
         PUT vlan/if-tagging?vlanNum=10&ifNum=3 {"tagging":2} | -22
+        PUT vlan/if-tagging?vlanNum=30&ifNum=3 {"tagging":1} | -22
+        PUT vlan/if-tagging?vlanNum=10&ifNum=99 {"tagging":1} | -22
         PUT vlan/if-pvid?ifNum=3 {"vlanNum":30} | 10003
         PUT vlan/if-accept-frame-type?ifNum=3 {"type":3}
         PUT vlan/if-accept-frame-type?ifNum=3 {"type":4} | -22
