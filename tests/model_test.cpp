@@ -258,6 +258,16 @@ TEST_F(Model, neighboursRegisterVlansWhereAProtocolRuns)
         DELETE mvrp/traffic-counters-per-if?intIfNum=1
         GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":0
         GET mvrp/traffic-pdu-counter?type=3 | "counter":22
+        PUT mvrp/mode {"mode":"disable"}
+        PUT mvrp/periodic-state-machine-mode {"mode":"disable"}
+        pass 100
+        PUT mvrp/mode {"mode":"enable"}
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":1
+        PUT mvrp/intf-mode?intIfNum=1 {"mode":"disable"}
+        pass 100
+        PUT mvrp/intf-mode?intIfNum=1 {"mode":"enable"}
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":2
+        PUT mvrp/periodic-state-machine-mode {"mode":"enable"}
         PUT vlan/if-participation?vlanNum=3001&ifNum=1 {"participationMode":2}
         pass 10
         GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=5 | "counter":1
