@@ -18,6 +18,7 @@ TEST_F(Model, stationsTalkWhileTheirPortIsUp)
         GET fdb/dynamic-entries | "entries":28
         pass 30
         GET fdb/dynamic-entries | "entries":26
+        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:01:01 | "port":
         POST fdb/flush
         GET fdb/dynamic-entries | "entries":0
         pass 4
