@@ -1,37 +1,24 @@
 /*
- * route_table_test.cpp - what nobody sees of what the program registers: the endpoints that later ones shadow, and that
- * each asks for a session. Which handler answers to what, and how, is shown by the proof and with the dispatch.
+ * route_table_test.cpp - what nobody sees of what the program registers: that each endpoint asks for a session, those that
+ * later ones shadow as well. Which handler answers to what, and how, is shown by the proof and with the dispatch.
  */
 #include <gtest/gtest.h>
 
-#include <set>
-#include <string>
-
 #include "main/endpoints.h"
 
-struct Registered {
-    int all = 0, shadowed = 0;
-};
-
-static void count(const RouteDir *dir, Registered *registered)
+static void check(const RouteDir *dir)
 {
-    std::set<std::string> seen;
-    for (const RouteEntry *entry = dir->entries; entry; entry = entry->next) {
+    for (const RouteEntry *entry = dir->entries; entry; entry = entry->next)
         EXPECT_EQ(entry->needsSession, SESSION_ANY) << entry->name;
-        registered->all++;
-        registered->shadowed += !seen.insert(std::string(httpMethodName(entry->method)) + entry->name).second;
-    }
     for (const RouteDir *child = dir->firstChild; child; child = child->nextSibling)
-        count(child, registered);
+        check(child);
 }
 
-TEST(RouteTable, isAsItHasAlwaysBeen)
+TEST(RouteTable, asksForASession)
 {
     RouteTree *tree = routeTreeCreate();
     registerEndpoints(tree);
-    Registered registered;
-    count(tree->root, &registered);
-    EXPECT_EQ(registered.all, 456);
-    EXPECT_EQ(registered.shadowed, 18);
+    ASSERT_NE(tree->root->firstChild, nullptr);
+    check(tree->root);
     EXPECT_STREQ(httpMethodName(4), "Invalid method '4'");
 }

@@ -170,13 +170,17 @@ class Operation:
             return query, "&".join([f"{name}={value}" for name, value in place["form"]] + pairs)
         return query, json.dumps(more) if more and self.method in ("PUT", "POST") else ""
 
-    def example(self):
-        """Query and body of the example, and the answer it got."""
+    def example_values(self):
+        """The example's values, by key."""
         values = {key: key.schema["example"] for key in self.keys if key.place == "query"}
         bodies = [media["example"] for media in self.entry.get("requestBody", {"content": {}})["content"].values()]
         values.update((key, bodies[0][key.name]) for key in self.keys if bodies and key.name in bodies[0] and
                       key.place in ("json", "form"))
-        query, body = self.request(values)
+        return values
+
+    def example(self):
+        """Query and body of the example, and the answer it got."""
+        query, body = self.request(self.example_values())
         query = self.entry.get("x-query-string", {}).get("example", query)
         return query, body, self.entry["responses"]["200"]["content"]["application/json"]["example"]
 
