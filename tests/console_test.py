@@ -15,6 +15,7 @@ import time
 import urllib.request
 
 from selenium import webdriver
+from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
@@ -47,11 +48,18 @@ class Page:
     def text(self, selector):
         return self.at(selector).text
 
+    def waits(self, there):
+        """What is read may be replaced meanwhile: then it is read again."""
+        WebDriverWait(self.driver, 30, ignored_exceptions=[NoSuchElementException, StaleElementReferenceException]).until(there)
+
+    def clicks(self, selector):
+        self.waits(lambda _: self.at(selector).click() or True)
+
     def sees(self, selector, *parts):
         def there(_):
             return all(part in self.text(selector) for part in parts)
         try:
-            WebDriverWait(self.driver, 30).until(there)
+            self.waits(there)
         except Exception as reason:
             raise AssertionError(f"{selector} shows {self.text(selector)!r}, not {parts}") from reason
 
@@ -148,17 +156,16 @@ def shows_the_switch(page):
     page.go("#/switch")
     page.sees("#looks", "requests")
     page.sees("#ports", "forwarding", "general")
-    cell = page.at("#cell77-5")
-    cell.click()
+    page.clicks("#cell77-5")
     page.sees("#cell77-5", "U")
     assert 77 in ask("vlan/dot1q-sw-port-untagged-vlan-list?intf=5")["vidList"]
-    page.at("#cell77-5").click()
+    page.clicks("#cell77-5")
     page.sees("#cell77-5", "T")
     assert 77 in ask("vlan/dot1q-sw-port-tagged-vlan-list?intf=5")["vidList"]
-    page.at("#cell77-5").click()
+    page.clicks("#cell77-5")
     page.sees("#cell77-5", "–")
     switch("fault", "rpcclt_openapiVlanIfParticipationSet", "code=-1", "times=1")
-    page.at("#cell77-6").click()
+    page.clicks("#cell77-6")
     page.sees("#moved", "Failure: -1", "Error code unknown")
 
 
