@@ -13,6 +13,7 @@ import os
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tarfile
@@ -83,8 +84,10 @@ class Tree:
                               start_new_session=True) as process:
             try:
                 return process.wait(seconds)
-            except subprocess.TimeoutExpired:
-                os.killpg(process.pid, 15)
+            except BaseException as reason:  # nothing goes on behind the script's back, whatever ends it
+                os.killpg(process.pid, signal.SIGKILL)
+                if not isinstance(reason, subprocess.TimeoutExpired):
+                    raise
                 return -1
 
     def plant(self, path, text):
@@ -115,6 +118,7 @@ def main():
     arguments.add_argument('--quick', action='store_true', help='only the tests of the part in which the fault is')
     arguments.add_argument('parts', nargs='+', metavar='PART')
     options = arguments.parse_args()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
     tree = Tree(directory, *(['switching_v2.cgi', 'vswitch', 'sandbox', 'system_tests', 'unit_tests'] if options.quick else []))
     candidates = []
