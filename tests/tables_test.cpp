@@ -222,6 +222,7 @@ TEST_F(Tables, settingsInTheirRanges)
         PUT loop-protect/tx-timer {"timerVal":11} | 10003
         PUT loop-protect/max-pdu-receive {"val":10}
         PUT loop-protect/max-pdu-receive {"val":0} | 10003
+        PUT loop-protect/max-pdu-receive {"val":11} | 10003
         PUT loop-protect/disable-timer {"val":604801} | 10003
         PUT loop-protect/port-action?ifNum=7 {"mode":3}
         PUT loop-protect/port-action?ifNum=7 {"mode":4} | 10003
