@@ -85,8 +85,9 @@ class Runs:
         key["nothing_refused"] = not self.asked(self.of_key(key, "nothing"))
         key["default"] = None if key["required"] else value(absent)
         reached = value(self.base)
-        kinds = {"uint": "number", "uint copy": "number", "int32": "number", "int32 copy": "number", "true": "boolean", "ids": "ids", "ipv4": "ipv4", "text": "text",
-                 "long text": "text", "word": "words", "word or number": "words"}
+        kinds = {"uint": "number", "uint copy": "number", "int32": "number", "int32 copy": "number",
+                 "true": "boolean", "ids": "ids", "ipv4": "ipv4", "text": "text", "long text": "text",
+                 "word": "words", "word or number": "words"}
         key["type"] = kinds[key["rule"]]
         if key["type"] == "words":
             self.describe_words(key, value)

@@ -119,7 +119,7 @@ void passLoopProtection(uint64_t now);
 void passStormControl();
 void passPorts(uint64_t now);
 void passStations(uint64_t now);
-void settleStations(uint64_t now); /* behind a change */
+void settleStations(uint64_t now); /* what follows from a change */
 void passRegistration(uint64_t now);
 void passVlans();
 void passAccessLists(uint64_t now);
