@@ -71,8 +71,8 @@ begin "Testing with sanitizers" "50 s"
 tests "Linked with sanitizers" build-sanitize
 TEST_BUILD=$root/build-sanitize tests "The program with sanitizers" build-test -L program
 begin "Frames from outside" "15 s"
-check "Hosts in network namespaces" tests/frames_e2e.sh build-test
-check "Open vSwitch as the referee" tests/frames_referee.py build-test 1 2
+check "Hosts in network namespaces" tests/outside/frames_e2e.sh build-test
+check "Open vSwitch as the referee" tests/outside/frames_referee.py build-test 1 2
 begin "Fuzzing" "35 s"
 check "The fuzzers" tests/fuzz/run.sh 30
 

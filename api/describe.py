@@ -14,10 +14,12 @@ import subprocess
 import sys
 
 from facts import MAPPED, OPEN_CODES, Unclear, record
-from switch import Switch
 from words import Words, Wrong
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, "../tools"))
+from switch import Switch  # noqa: E402
+
 DESCRIPTION = os.path.join(HERE, "openapi.json")
 BASE = "/api/v2/switching"
 INT32 = {"type": "integer", "format": "int32", "minimum": -2**31, "maximum": 2**31 - 1}

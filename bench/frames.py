@@ -6,7 +6,7 @@ ports are made for tests, not for speed: read the ratio so. Needs Debian's openv
 build.
 """
 import os, struct, sys, tempfile, time
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests"))
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "outside"))
 from frames_referee import OpenVSwitch, Switch, VirtualSwitch
 
 ROUNDS, BATCH, REQUESTS = 5, 32, 200

@@ -5,7 +5,7 @@
 . "$root/tools/packages.sh"
 cd "$root"
 
-[ $# -gt 0 ] || set -- main httpd common log switching platform api tests
+[ $# -gt 0 ] || set -- main httpd common log switching platform vswitch api tests
 for name; do [ -e "$name" ] || wrong "there is no file or directory \"$name\" in the project"; done
 mapfile -t files < <(find "$@" -name '*.cpp' ! -path '*/fuzz/*' | sort) # the fuzzers need a build by clang
 [ ${#files[@]} -gt 0 ] || wrong "no .cpp file is there in: $*"

@@ -18,12 +18,12 @@
 
 #include <string>
 
-#include "platform/vswitch/commands.h"
-#include "platform/vswitch/forwarding.h"
-#include "platform/vswitch/model.h"
-#include "platform/vswitch/operations.h"
-#include "platform/vswitch/ports.h"
-#include "platform/vswitch/trace.h"
+#include "vswitch/base/commands.h"
+#include "vswitch/frames/forwarding.h"
+#include "vswitch/switch/model.h"
+#include "vswitch/base/operations.h"
+#include "vswitch/frames/plugs.h"
+#include "vswitch/base/trace.h"
 #include "tests/fuzz/fuzz_input.h"
 
 enum { PORTS = 4 }; /* 0 is the management port */

@@ -16,8 +16,8 @@ import sys
 
 import jsonschema
 
-API = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../api")
-sys.path.insert(0, API)
+ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
+sys.path.insert(0, os.path.join(ROOT, "tools"))
 from described import Operation, inlined  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
 
@@ -333,7 +333,7 @@ def main():
     arguments = argparse.ArgumentParser(description=__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
     arguments.add_argument("build")
-    arguments.add_argument("description", nargs="?", default=API + "/openapi.json")
+    arguments.add_argument("description", nargs="?", default=ROOT + "/api/openapi.json")
     arguments.add_argument("operation", nargs="*", help='only those that hold one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
     options = arguments.parse_args()
     with open(options.description, encoding="utf-8") as file:

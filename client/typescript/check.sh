@@ -1,0 +1,35 @@
+#!/bin/bash
+# check.sh - what openapi.json is to a client's tools: installs what is missing, the npm packages of package-lock.json
+# included, lints the description, makes types of it, compiles example.ts against them, and runs that before the virtual
+# switch. Some two minutes; everything it makes lies in build/ and build-client/.
+. "$(dirname "$0")/../../tools/script.sh"
+. "$root/tools/packages.sh"
+. "$root/tools/servers.sh"
+[ $# = 0 ] || wrong "it takes nothing"
+
+need g++ cmake make libcjson-dev lighttpd curl
+command -v npm >/dev/null || need npm
+compile "$root/build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF
+client=$root/build-client
+mkdir -p "$client"
+cp "$root"/client/typescript/*.{json,yaml,ts} "$client"
+cd "$client"
+attend npm ci --no-audit --no-fund --ignore-scripts --loglevel=error
+PATH=$(echo "$client"/node_modules/node-linux-*/bin):$client/node_modules/.bin:$PATH # of Node.js as well
+
+redocly lint --config redocly.yaml --max-problems 20 "$root/api/openapi.json"
+openapi-typescript "$root/api/openapi.json" -o switching.d.ts
+attend tsc -p .
+
+scratch
+filesOf "$root/build" own
+makeSession
+startSwitch switch "$root/build"
+startWebServer "$root/build" "$(anyPorts)" "$preload"
+attend node compiled/example.js "http://127.0.0.1:$port/api/v2/switching" "$token" | tee "$run/printed"
+diff - "$run/printed" <<'END'
+once more: Object exist
+VLANs: 1 30
+sources of 02:00:00:00:0A:01: 5
+END
+echo "check.sh: the description is clean, and its client works"

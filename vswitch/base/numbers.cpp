@@ -1,0 +1,199 @@
+/*
+ * numbers.cpp - the words of numbers.def, and the list of operations with them.
+ */
+#include "vswitch/base/numbers.h"
+
+#include <arpa/inet.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+static const std::vector<Meaning> &meanings()
+{
+    static const std::vector<Meaning> all = {
+#define NUMBERS(type, about) {#type, about, {
+#define NUMBER(name, value, word, about) {value, word, about},
+#define END_NUMBERS(type) }},
+#define QUANTITY(type, about) {#type, about, {}},
+#include "vswitch/base/numbers.def"
+    };
+    return all;
+}
+
+/* Parameters of a kind; without operations it is those of that name wherever no other row says otherwise. */
+static const struct { const char *type, *parameter, *operations; } uses[] = {
+#define NAMED(type, parameter) {#type, #parameter, ""},
+#define MEANS(type, parameter, ...) {#type, #parameter, #__VA_ARGS__},
+#include "vswitch/base/numbers.def"
+};
+
+static const Meaning *meaningNamed(const char *type)
+{
+    for (const Meaning &meaning : meanings())
+        if (strcmp(meaning.type, type) == 0)
+            return &meaning;
+    return nullptr;
+}
+
+/* By operation and parameter; by an empty operation those that hold for the name. */
+static const std::map<std::pair<std::string, std::string>, const Meaning *> &meaningIndex()
+{
+    static const auto index = [] {
+        std::map<std::pair<std::string, std::string>, const Meaning *> made;
+        for (const auto &use : uses) {
+            std::istringstream names(use.operations);
+            const Meaning *meaning = meaningNamed(use.type);
+            if (!*use.operations)
+                made[{"", use.parameter}] = meaning;
+            for (std::string name; names >> name;)
+                made[{name.substr(0, name.find(',')), use.parameter}] = meaning;
+        }
+        return made;
+    }();
+    return index;
+}
+
+const Meaning *meaningOf(const Operation &operation, size_t parameter)
+{
+    for (const char *name : {operation.name, ""}) {
+        auto found = meaningIndex().find({name, operation.parameters[parameter]});
+        if (found != meaningIndex().end())
+            return found->second;
+    }
+    return nullptr;
+}
+
+static bool hasParameter(const Operation &operation, const std::string &name)
+{
+    return std::any_of(operation.parameters.begin(), operation.parameters.end(),
+                       [&](const char *parameter) { return name == parameter; });
+}
+
+void checkNumbers()
+{
+    for (const auto &[key, meaning] : meaningIndex()) {
+        const auto &[name, parameter] = key;
+        bool fits = name.empty() ? std::any_of(operations().begin(), operations().end(),
+                                               [&wanted = parameter](const Operation &one) {
+                                                   return hasParameter(one, wanted);
+                                               })
+                                 : hasParameter(operationNamed(name), parameter);
+        if (!meaning || !fits) {
+            fprintf(stderr, "vswitch: numbers.def is wrong about %s of \"%s\"\n", parameter.c_str(), name.c_str());
+            exit(1);
+        }
+    }
+}
+
+bool isIpv4Address(const Operation &operation, size_t parameter)
+{
+    const Meaning *meaning = meaningOf(operation, parameter);
+    return meaning && strcmp(meaning->type, "Ipv4Address") == 0;
+}
+
+std::string ipv4Text(uint32_t address)
+{
+    char text[INET_ADDRSTRLEN];
+    return inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+bool parseIpv4(const std::string &text, uint32_t *address)
+{
+    return inet_pton(AF_INET, text.c_str(), address) == 1;
+}
+
+static bool onlySent(char tag)
+{
+    return tag == WIRE_IN || tag == WIRE_LIST;
+}
+
+static const char *typeOf(char tag)
+{
+    switch (tag) {
+    case WIRE_OUT16: return "uint16";
+    case WIRE_OUT64: return "uint64";
+    case WIRE_TEXT: return "text";
+    case WIRE_LIST:
+    case WIRE_LISTREF: return "list";
+    case WIRE_VERSION4: return "version";
+    default: return "uint32";
+    }
+}
+
+/* "0 auto, 1 include, 2 exclude", or what the quantity is. */
+static std::string meaningText(const Meaning &meaning)
+{
+    std::string text;
+    for (const Number &number : meaning.numbers)
+        text += (text.empty() ? "" : ", ") + std::to_string(number.value) + " " + number.word;
+    return text.empty() ? meaning.about : text;
+}
+
+std::string operationsText(const std::string &part)
+{
+    std::string text;
+    for (const Operation &operation : operations()) {
+        if (!strcasestr(operation.name, part.c_str()))
+            continue;
+        text.append(operation.name).append(operation.run ? "\n" : " (the model lacks it)\n");
+        for (size_t i = 0; i < operation.parameters.size(); i++) {
+            char line[64];
+            snprintf(line, sizeof line, "    %-18s %-5s %-7s", operation.parameters[i],
+                     onlySent(operation.tags[i]) ? "in" : "inout", typeOf(operation.tags[i]));
+            const Meaning *meaning = meaningOf(operation, i);
+            text += meaning ? std::string(line) + " " + meaningText(*meaning) : line;
+            text.erase(text.find_last_not_of(' ') + 1) += "\n";
+        }
+    }
+    return text;
+}
+
+/* "key": "value"; the texts of the lists need no escapes. */
+static std::string member(const char *key, const std::string &value)
+{
+    return std::string("\"") + key + "\": \"" + value + "\"";
+}
+
+static std::string parameterJson(const Operation &operation, size_t i)
+{
+    const Meaning *meaning = meaningOf(operation, i);
+    return "{" + member("name", operation.parameters[i]) + ", " +
+           member("direction", onlySent(operation.tags[i]) ? "in" : "inout") + ", " +
+           member("type", typeOf(operation.tags[i])) + (meaning ? ", " + member("meaning", meaning->type) : "") + "}";
+}
+
+static std::string meaningJson(const Meaning &meaning)
+{
+    std::string text = "{" + member("about", meaning.about) + ", \"numbers\": [", between;
+    for (const Number &number : meaning.numbers) {
+        text += between + "\n      {\"value\": " + std::to_string(number.value) + ", " + member("word", number.word) +
+                ", " + member("about", number.about) + "}";
+        between = ",";
+    }
+    return text + "]}";
+}
+
+std::string operationsJson()
+{
+    std::string text = "{\n  \"operations\": [", between;
+    for (const Operation &operation : operations()) {
+        text += between + "\n    {" + member("name", operation.name) + ", \"modelled\": " +
+                (operation.run ? "true" : "false") + ", \"parameters\": [";
+        for (size_t i = 0; i < operation.parameters.size(); i++)
+            text += (i ? ", " : "") + parameterJson(operation, i);
+        text += "]}";
+        between = ",";
+    }
+    text += "],\n  \"meanings\": {";
+    between = "";
+    for (const Meaning &meaning : meanings()) {
+        text += between + "\n    \"" + meaning.type + "\": " + meaningJson(meaning);
+        between = ",";
+    }
+    return text + "}\n}\n";
+}

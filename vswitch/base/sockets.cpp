@@ -1,0 +1,95 @@
+/*
+ * sockets.cpp - Unix-domain sockets, from both sides.
+ */
+#include "vswitch/base/sockets.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <string>
+
+static bool addressOf(const char *path, sockaddr_un *address)
+{
+    *address = {};
+    address->sun_family = AF_UNIX;
+    if (strlen(path) >= sizeof address->sun_path) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    strcpy(address->sun_path, path);
+    return true;
+}
+
+int connectTo(const char *path)
+{
+    sockaddr_un address;
+    int client = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
+    timeval limit = {5, 0}; /* a server that hangs must not make its callers hang */
+    if (client >= 0) {
+        setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        setsockopt(client, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    }
+    if (client >= 0 && connect(client, (sockaddr *)&address, sizeof address) != 0) {
+        int reason = errno;
+        close(client);
+        errno = reason;
+        return -1;
+    }
+    return client;
+}
+
+/* Makes sure that nothing is at `path`: a socket nobody listens on is removed. */
+static bool clearPath(const char *path)
+{
+    struct stat status;
+    if (lstat(path, &status) != 0)
+        return true;
+    if (!S_ISSOCK(status.st_mode)) {
+        fprintf(stderr, "vswitch: %s is in the way and is no socket; remove it or choose another path\n",
+                path);
+        return false;
+    }
+    int other = connectTo(path);
+    if (other < 0 && errno == ECONNREFUSED)
+        return unlink(path) == 0;
+    if (other < 0) {
+        fprintf(stderr, "vswitch: cannot tell who serves on %s: %s\n", path, strerror(errno));
+        return errno == ENOENT; /* it has just gone */
+    }
+    close(other);
+    fprintf(stderr, "vswitch: somebody serves on %s; stop him or choose another path\n", path);
+    return false;
+}
+
+static int bindTo(const char *path)
+{
+    sockaddr_un address;
+    int listener = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0) : -1;
+    if (listener >= 0 && bind(listener, (sockaddr *)&address, sizeof address) == 0 && listen(listener, 1024) == 0)
+        return listener;
+    fprintf(stderr, "vswitch: cannot listen on %s: %s\n", path, strerror(errno));
+    return -1;
+}
+
+/* The directory is locked meanwhile: of two switches that start at one moment, one must not take the other's new socket
+ * for a stale one. */
+int listenOn(const char *path)
+{
+    std::string directory(path);
+    size_t slash = directory.rfind('/');
+    directory = slash == std::string::npos ? "." : directory.substr(0, slash + 1);
+    int lock = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (lock >= 0)
+        flock(lock, LOCK_EX);
+    int listener = clearPath(path) ? bindTo(path) : -1;
+    if (lock >= 0)
+        close(lock);
+    return listener;
+}

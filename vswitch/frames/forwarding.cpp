@@ -1,0 +1,446 @@
+/*
+ * forwarding.cpp - the way of a frame through the switch. What was set, and what follows from it, is asked of state.h
+ * for each frame; kept here is only what frames themselves leave behind: the buckets of storms, the turn of probes.
+ *
+ * The order: the port is up; the frame is one; those that end at the switch do; the VLAN (of an untagged frame: by
+ * address, OUI, protocol, port) and whether the port may send in it; storm control; learning; the static filter, the
+ * group's mode or the address table say where to; private VLANs and protected ports where not; the port's tag. What was
+ * decided on the way stands in DECISIONS.md.
+ */
+#include "vswitch/frames/forwarding.h"
+
+#include <algorithm>
+#include <map>
+#include <random>
+
+#include "vswitch/base/trace.h"
+#include "vswitch/frames/mrp.h"
+#include "vswitch/frames/plugs.h"
+#include "vswitch/switch/model.h"
+#include "vswitch/switch/state.h"
+
+enum : uint32_t { TYPE_IPV4 = 0x0800, TYPE_VLAN = 0x8100, TYPE_PROBE = 0x9000 };
+enum : uint32_t { MANAGEMENT_VLAN = 1, RESERVED_VLAN = 4095 };
+enum : uint64_t { BROADCAST = 0xFFFFFFFFFFFF, REGISTRATION_GROUP = 0x0180C2000021 };
+
+struct Frame {
+    uint32_t port; /* where it came in */
+    std::string_view bytes;
+    uint64_t destination, source;
+    bool tagged;           /* with a VLAN; a frame with a priority alone counts as untagged */
+    uint16_t priority;     /* as it stands in a tag: the topmost four bits */
+    uint32_t vlan;         /* of its tag, then the one it was put into */
+    uint32_t type;         /* EtherType or length, behind the tag */
+    std::string_view rest; /* from the type on */
+};
+
+/* Why the frame at hand was discarded, if anybody wants to know. */
+static std::string *reason;
+
+template <class T> static void append(std::string *to, const T &word)
+{
+    if constexpr (std::is_arithmetic_v<T>)
+        to->append(std::to_string(word));
+    else
+        to->append(word);
+}
+
+/* False, with the reason in words: only texts and numbers are handed over, so that nothing is made that nobody reads. */
+template <class... T> static bool discard(const T &...words)
+{
+    if (reason) {
+        reason->clear();
+        (append(reason, words), ...);
+    }
+    return false;
+}
+
+/* Reading */
+
+/* The bytes there as a number, big endian; those behind the end do not count. */
+static uint64_t numberAt(std::string_view bytes, size_t at, size_t size)
+{
+    uint64_t number = 0;
+    for (char byte : bytes.substr(std::min(at, bytes.size()), size))
+        number = number << 8 | (unsigned char)byte;
+    return number;
+}
+
+static uint16_t defaultPriority(uint32_t port)
+{
+    return port == MANAGEMENT_PORT ? 0 : (uint16_t)(untaggedPriority(port) << 13);
+}
+
+static bool readFrame(uint32_t port, std::string_view bytes, Frame *frame)
+{
+    if (bytes.size() < ETHERNET_HEADER)
+        return discard("a frame of ", bytes.size(), " bytes");
+    uint32_t type = (uint32_t)numberAt(bytes, 12, 2);
+    bool hasTag = type == TYPE_VLAN && bytes.size() >= ETHERNET_HEADER + VLAN_TAG;
+    if (type == TYPE_VLAN && !hasTag)
+        return discard("a tag that is cut off");
+    uint32_t tag = hasTag ? (uint32_t)numberAt(bytes, 14, 2) : 0;
+    std::string_view rest = bytes.substr(hasTag ? 16 : 12);
+    *frame = {port,
+              bytes,
+              numberAt(bytes, 0, 6),
+              numberAt(bytes, 6, 6),
+              (tag & 0xFFF) != 0,
+              hasTag ? (uint16_t)(tag & 0xF000) : defaultPriority(port),
+              tag & 0xFFF,
+              hasTag ? (uint32_t)numberAt(rest, 0, 2) : type,
+              rest};
+    return true;
+}
+
+static bool fitsPort(const Frame &frame)
+{
+    size_t longest = FRAME_MAX + (frame.rest.size() + 12 == frame.bytes.size() ? 0 : (size_t)VLAN_TAG);
+    if (frame.bytes.size() <= longest)
+        return true;
+    if (frame.port != MANAGEMENT_PORT)
+        portCounters(frame.port).tooLong++;
+    return discard("a frame of ", frame.bytes.size(), " bytes; the port takes ", longest);
+}
+
+static bool hasGoodSource(const Frame &frame)
+{
+    if (frame.source == bridgeMac() && frame.port != MANAGEMENT_PORT)
+        return discard("it bears the switch's own address");
+    if (isGroup(frame.source) || frame.source == 0)
+        return discard(macText(frame.source), " is no station's address");
+    return true;
+}
+
+/* Into a VLAN */
+
+static uint32_t vlanOfUntagged(const Frame &frame)
+{
+    uint32_t vlan = 0;
+    if (frame.port == MANAGEMENT_PORT)
+        return MANAGEMENT_VLAN;
+    if (switchportMode(frame.port) == MODE_GENERAL && !privatePort(frame.port)) {
+        vlan = vlanOfSource(frame.source);
+        if (!vlan)
+            vlan = voipSource(frame.port, frame.source).vlan;
+        if (!vlan)
+            vlan = vlanOfProtocol(frame.port, frame.type);
+    }
+    return vlan ? vlan : portPvid(frame.port);
+}
+
+/* In a private VLAN, a host sends in its secondary VLAN and a promiscuous port in the primary one. */
+static bool sendsInPrivateVlan(const Frame &frame)
+{
+    const PrivatePort *association = privatePort(frame.port);
+    if (!association || privateVlanType(frame.vlan) == PRIVATE_NONE)
+        return true;
+    uint32_t own = association->role == HOST ? *association->secondaries.begin() : association->primary;
+    return frame.vlan == own || discard("private VLAN ", frame.vlan, " not admitted: the port sends in VLAN ", own);
+}
+
+static void prioritise(Frame *frame)
+{
+    VoipSource voip = voipSource(frame->port, frame->source);
+    if (voip.recognised)
+        frame->priority = (uint16_t)(voip.priority << 13);
+    else if (voiceOverridesPriority(frame->port) && frame->vlan != voiceVlan(frame->port))
+        frame->priority = defaultPriority(frame->port);
+}
+
+static bool enterVlan(Frame *frame)
+{
+    bool management = frame->port == MANAGEMENT_PORT;
+    AcceptedFrames accepted = management ? ACCEPT_UNTAGGED : acceptedFrames(frame->port);
+    if (frame->tagged ? accepted == ACCEPT_UNTAGGED : accepted == ACCEPT_TAGGED)
+        return discard(frame->tagged ? "tagged" : "untagged", " frames are not accepted");
+    if (!frame->tagged)
+        frame->vlan = vlanOfUntagged(*frame);
+    if (frame->vlan == RESERVED_VLAN || !vlanExists(frame->vlan))
+        return discard("VLAN ", frame->vlan, " does not exist");
+    if (management)
+        return true;
+    prioritise(frame);
+    if (filtersIngress(frame->port) && !portInVlan(frame->port, frame->vlan))
+        return discard("VLAN ", frame->vlan, " not admitted: ingress filtering");
+    return sendsInPrivateVlan(*frame);
+}
+
+/* Where an address is, in the VLAN or in those that make up a private VLAN with it: as it was heard last. */
+static const FdbEntry *whereIs(uint32_t vlan, uint64_t mac)
+{
+    const FdbEntry *found = fdbFind(vlan, mac);
+    PrivateVlanType type = privateVlanType(vlan);
+    uint32_t primary = type == PRIVATE_PRIMARY ? vlan : primaryVlan(vlan);
+    if (type == PRIVATE_NONE || !primary)
+        return found;
+    auto lookIn = [&](uint32_t other) {
+        const FdbEntry *entry = fdbFind(other, mac);
+        if (entry && (!found || entry->seen > found->seen))
+            found = entry;
+    };
+    lookIn(primary);
+    for (uint32_t secondary : secondaryVlans(primary))
+        lookIn(secondary);
+    return found;
+}
+
+/* Storms: a bucket for each port and kind holds what may pass in a second, and fills in as much time. */
+
+struct Bucket {
+    double packets;
+    uint64_t filled; /* when, in milliseconds */
+};
+static std::map<std::pair<uint32_t, uint32_t>, Bucket> buckets;
+
+static bool passesStormControl(const Frame &frame, bool known)
+{
+    static const char *const words[] = {"", "unicast", "broadcast", "multicast"};
+    StormKind kind = frame.destination == BROADCAST ? STORM_BROADCAST
+                     : isGroup(frame.destination)   ? STORM_MULTICAST
+                                                    : STORM_UNICAST;
+    if (frame.port == MANAGEMENT_PORT || (kind == STORM_UNICAST && known))
+        return true;
+    StormLimit limit = stormLimit(frame.port, kind);
+    if (limit.packetsPerSecond == UINT64_MAX) {
+        buckets.erase({frame.port, kind});
+        return true;
+    }
+    uint64_t now = uptimeMillis();
+    double most = (double)limit.packetsPerSecond;
+    Bucket &bucket = buckets.try_emplace({frame.port, kind}, Bucket{most, now}).first->second;
+    bucket.packets = std::min(most, bucket.packets + most * (double)(now - bucket.filled) / 1000);
+    bucket.filled = now;
+    if (bucket.packets >= 1) {
+        bucket.packets -= 1;
+        return true;
+    }
+    stormExceeded(frame.port, kind);
+    return discard(words[kind], " storm: more than ", limit.packetsPerSecond, " packets a second");
+}
+
+/* Out of the switch */
+
+/* The VLAN in which a frame leaves the port, 0 if it does not: only in a private VLAN is it another than the frame's. */
+static uint32_t vlanAt(uint32_t port, const Frame &frame)
+{
+    const PrivatePort *association = privatePort(port);
+    PrivateVlanType type = association ? privateVlanType(frame.vlan) : PRIVATE_NONE;
+    if (type == PRIVATE_NONE)
+        return portInVlan(port, frame.vlan) ? frame.vlan : 0;
+    if (association->role == PROMISCUOUS) {
+        bool carries = frame.vlan == association->primary || association->secondaries.contains((uint16_t)frame.vlan);
+        return carries ? association->primary : 0;
+    }
+    uint16_t own = *association->secondaries.begin();
+    const PrivatePort *from = privatePort(frame.port);
+    if (frame.vlan == association->primary)
+        return !from || from->secondaries.contains(own) ? own : 0;
+    return frame.vlan == own && type == PRIVATE_COMMUNITY ? own : 0;
+}
+
+static bool leavesPort(const Frame &frame, uint32_t port)
+{
+    uint32_t group = protectedGroup(port), vlan = vlanAt(port, frame);
+    if (!vlan && privateVlanType(frame.vlan) == PRIVATE_NONE)
+        return false; /* as most ports of a flood */
+    if (!vlan)
+        return discard("port ", port, " is kept apart from private VLAN ", frame.vlan);
+    if (group && frame.port != MANAGEMENT_PORT && group == protectedGroup(frame.port))
+        return discard("port ", port, " is in the same protected group");
+    if (!portIsUp(port))
+        return discard("port ", port, " is ", portStatusText(port));
+    sendFrame(port, {frame.bytes.substr(0, 12), portTags(port, vlan), (uint16_t)(frame.priority | vlan), frame.rest});
+    return true;
+}
+
+/* What comes to the switch itself is judged by the active access list. */
+static bool isPermitted(const Frame &frame)
+{
+    std::string_view packet = frame.rest.substr(2);
+    size_t header = packet.empty() ? 0 : 4 * (size_t)(packet[0] & 0xF);
+    if (frame.type != TYPE_IPV4 || header < 20 || packet.size() < header)
+        return true;
+    ManagementPacket asked = {frame.port, frame.vlan, 0, false, 0, (uint32_t)frame.bytes.size()};
+    std::copy_n(packet.data() + 12, 4, (char *)&asked.source);
+    bool first = (numberAt(packet, 6, 2) & 0x1FFF) == 0; /* later fragments have no ports */
+    asked.tcpOrUdp = (packet[9] == 6 || packet[9] == 17) && first && packet.size() >= header + 4;
+    if (asked.tcpOrUdp)
+        asked.destinationPort = (uint32_t)numberAt(packet, header + 2, 2);
+    return managementPermits(asked) || discard("the access list does not permit it");
+}
+
+static bool leavesToManagement(const Frame &frame)
+{
+    if (!portHasHost(MANAGEMENT_PORT) || frame.vlan != MANAGEMENT_VLAN || !isPermitted(frame))
+        return false;
+    sendFrame(MANAGEMENT_PORT, {frame.bytes.substr(0, 12), false, 0, frame.rest});
+    return true;
+}
+
+/* To every port in `ports` (null: all, and the switch itself what is for a group) but the one it came from and those in
+ * `never` (null: none). */
+static bool flood(const Frame &frame, const PortSet *ports, const PortSet *never)
+{
+    bool left = false;
+    for (uint32_t port = nextPlugged(UINT32_MAX); port != UINT32_MAX; port = nextPlugged(port)) {
+        if (port == frame.port || (never && never->contains(port)))
+            continue;
+        if (port == MANAGEMENT_PORT)
+            left |= !ports && isGroup(frame.destination) && leavesToManagement(frame);
+        else if (!ports || ports->contains(port))
+            left |= leavesPort(frame, port);
+    }
+    return left;
+}
+
+static bool forward(const Frame &frame, const FdbEntry *known)
+{
+    const Filter *filter = filterFor(frame.vlan, frame.destination);
+    if (filter && !filter->sources.empty() && !filter->sources.contains(frame.port))
+        return discard("the filter of ", macText(frame.destination), " has other sources");
+    discard("no other port is in VLAN ", frame.vlan); /* unless a port says otherwise */
+    if (filter && !filter->destinations.empty())
+        return flood(frame, &filter->destinations, &filter->filtered);
+    const PortSet *never = filter ? &filter->filtered : nullptr;
+    if (isGroup(frame.destination)) {
+        if (!filter && frame.destination != BROADCAST && filteringMode(frame.vlan) == FILTER_UNREGISTERED)
+            return discard("nobody has registered ", macText(frame.destination), " in VLAN ", frame.vlan);
+        return flood(frame, nullptr, never);
+    }
+    if (frame.destination == bridgeMac()) {
+        discard("management is not in VLAN ", frame.vlan);
+        return frame.port != MANAGEMENT_PORT && leavesToManagement(frame);
+    }
+    if (!known || known->port == MANAGEMENT_PORT)
+        return flood(frame, nullptr, never);
+    if (known->port == frame.port)
+        return discard(macText(frame.destination), " is on the same port");
+    if (never && never->contains(known->port))
+        return discard("the filter of ", macText(frame.destination), " keeps it from port ", known->port);
+    discard("port ", known->port, " is not in VLAN ", frame.vlan);
+    return leavesPort(frame, known->port);
+}
+
+/*
+ * Loop protection: a frame from the switch to a group of its own, with the port that sends it and a number that nobody
+ * outside can know before he was sent one.
+ */
+
+static std::map<uint32_t, uint64_t> nextProbes; /* when, in milliseconds since start, by port */
+
+static uint64_t probeKey()
+{
+    static const uint64_t key = (uint64_t)std::random_device()() << 32 | std::random_device()();
+    return key;
+}
+
+static uint64_t probeGroup()
+{
+    return bridgeMac() | 1ull << 40;
+}
+
+static void putNumber(std::string *to, uint64_t number, size_t size)
+{
+    while (size-- > 0)
+        to->push_back((char)(number >> 8 * size));
+}
+
+static void sendProbe(uint32_t port, const LoopProbe &probe)
+{
+    std::string addresses, rest;
+    putNumber(&addresses, probeGroup(), 6);
+    putNumber(&addresses, bridgeMac(), 6);
+    if (probe.vlan) {
+        putNumber(&rest, probe.tpid, 2);
+        putNumber(&rest, probe.vlan, 2);
+    }
+    putNumber(&rest, TYPE_PROBE, 2);
+    putNumber(&rest, port, 4);
+    putNumber(&rest, probeKey(), 8);
+    rest.resize(48); /* the shortest frame there is */
+    sendFrame(port, {addresses, false, 0, rest});
+    loopFrameSent(port);
+}
+
+/* Tells the port that sent it, unless that has been shut in the meantime: there is no loop any more. */
+static bool takeProbe(const Frame &frame)
+{
+    if (frame.destination != probeGroup() || frame.source != bridgeMac())
+        return false;
+    std::string_view probe = frame.bytes.substr(12);
+    if (numberAt(probe, 0, 2) != TYPE_PROBE)
+        probe = probe.substr(std::min<size_t>(probe.size(), VLAN_TAG));
+    uint32_t sender = (uint32_t)numberAt(probe, 2, 4);
+    if (probe.size() < 14 || numberAt(probe, 0, 2) != TYPE_PROBE || numberAt(probe, 6, 8) != probeKey())
+        return false;
+    if (portExists(sender) && portIsUp(sender)) {
+        if (tracing())
+            traceLine("port " + std::to_string(sender) + ": its detection frame came back on port " +
+                      std::to_string(frame.port));
+        loopFrameReceived(sender);
+        bringUpToNow();
+    }
+    return true;
+}
+
+void sendDueFrames()
+{
+    uint64_t now = uptimeMillis();
+    for (uint32_t port = nextPlugged(MANAGEMENT_PORT); port != UINT32_MAX; port = nextPlugged(port)) {
+        LoopProbe probe = loopProbe(port);
+        if (!probe.sends || !portIsUp(port)) {
+            nextProbes.erase(port);
+        } else if (uint64_t &next = nextProbes[port]; next <= now) {
+            next = now + 1000ull * probe.intervalSeconds;
+            sendProbe(port, probe);
+        }
+    }
+    sendDueRegistrations();
+}
+
+void resetForwarding()
+{
+    buckets.clear();
+    nextProbes.clear();
+    resetRegistrar();
+}
+
+/* The whole way. False when the frame was discarded. */
+static bool passFrame(uint32_t port, std::string_view bytes)
+{
+    Frame frame;
+    if (port != MANAGEMENT_PORT && !portIsUp(port))
+        return discard("it is ", portStatusText(port));
+    if (!readFrame(port, bytes, &frame) || !fitsPort(frame))
+        return false;
+    if ((frame.destination & ~0xFull) == 0x0180C2000000 || takeProbe(frame))
+        return true;
+    if (!hasGoodSource(frame))
+        return false;
+    if (frame.destination == REGISTRATION_GROUP && port != MANAGEMENT_PORT && takeRegistration(port, frame.rest))
+        return true;
+    if (!enterVlan(&frame))
+        return false;
+    const FdbEntry *known = whereIs(frame.vlan, frame.destination);
+    if (!passesStormControl(frame, known))
+        return false;
+    if (port != MANAGEMENT_PORT && fdbLearn(frame.vlan, frame.source, port))
+        known = whereIs(frame.vlan, frame.destination); /* the table has changed */
+    return forward(frame, known);
+}
+
+void receiveFrame(uint32_t port, std::string_view frame, std::string *why)
+{
+    std::string words;
+    reason = why ? &words : nullptr;
+    bool passed = passFrame(port, frame);
+    reason = nullptr;
+    if (port != MANAGEMENT_PORT) {
+        portCounters(port).inFrames++;
+        if (!passed)
+            portCounters(port).inDiscards++;
+    }
+    if (!passed && why)
+        *why = words;
+}

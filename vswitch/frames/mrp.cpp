@@ -1,0 +1,272 @@
+/*
+ * registrar.cpp - the state machines of 802.1Q's MRP with VLANs as attributes, and GARP's, which differ in the PDUs only.
+ *
+ * A port declares the VLANs it has by configuration and those that neighbours registered on other ports; it says so when
+ * that changes, when somebody says LeaveAll, and every second while MVRP's periodic machine is on. A VLAN that a neighbour
+ * leaves, or does not declare again after a LeaveAll, is registered until the port's leave timer runs out.
+ */
+#include "vswitch/frames/mrp.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "vswitch/frames/forwarding.h"
+#include "vswitch/frames/plugs.h"
+#include "vswitch/switch/state.h"
+
+enum : uint32_t { TYPE_MVRP = 0x88F5, ATTRIBUTE_VLAN = 1, FIRST_HEADER_LEAVE_ALL = 0x2000, HEADER_VALUES = 0x1FFF };
+enum MrpEvent : uint32_t { MRP_NEW, MRP_JOIN_IN, MRP_IN, MRP_JOIN_EMPTY, MRP_EMPTY, MRP_LEAVE };
+enum GarpEvent : uint32_t { GARP_LEAVE_ALL, GARP_JOIN_EMPTY, GARP_JOIN_IN, GARP_LEAVE_EMPTY, GARP_LEAVE_IN };
+enum : size_t { GARP_VLANS = 300 /* in a PDU */ };
+
+static const std::string_view llcHeader("\x42\x42\x03\x00\x01", 5); /* the spanning tree's SAPs, protocol 1 */
+static const std::string_view group("\x01\x80\xC2\x00\x00\x21", 6);
+
+struct Registrar {
+    VlanSet told;                          /* what the neighbour was told last */
+    std::map<uint16_t, uint64_t> leaving;  /* when it is over with VLANs that were left, in milliseconds since start */
+    uint64_t nextLeaveAll = 0, nextJoin = 0;
+};
+static std::map<std::pair<RegistrationProtocol, uint32_t>, Registrar> registrars; /* where they run */
+
+static uint64_t leaveMillis(uint32_t port)
+{
+    return 10ull * garpTimers(port).leave;
+}
+
+static uint64_t leaveAllMillis(RegistrationProtocol protocol, uint32_t port)
+{
+    return protocol == GVRP ? 10ull * garpTimers(port).leaveAll : 10000;
+}
+
+/* In */
+
+static void join(RegistrationProtocol protocol, uint32_t port, uint32_t vlan)
+{
+    if (vlan < 1 || vlan > HIGHEST_VLAN)
+        return;
+    registrars[{protocol, port}].leaving.erase((uint16_t)vlan);
+    if (!portMayRegister(port, vlan))
+        countRegistration(protocol, port, MRP_REGISTRATION_FAILED);
+    neighbourDeclares(port, vlan, true);
+}
+
+static void leave(RegistrationProtocol protocol, uint32_t port, uint32_t vlan)
+{
+    if (declaredVlans(port).contains((uint16_t)vlan))
+        registrars[{protocol, port}].leaving.try_emplace((uint16_t)vlan, uptimeMillis() + leaveMillis(port));
+}
+
+static void leaveAll(RegistrationProtocol protocol, uint32_t port)
+{
+    Registrar &own = registrars[{protocol, port}];
+    for (uint16_t vlan : declaredVlans(port))
+        leave(protocol, port, vlan);
+    own.nextLeaveAll = uptimeMillis() + leaveAllMillis(protocol, port);
+    own.nextJoin = 0; /* at once */
+}
+
+static uint32_t take(std::string_view *from, size_t size)
+{
+    uint32_t number = 0;
+    for (char byte : from->substr(0, size))
+        number = number << 8 | (unsigned char)byte;
+    from->remove_prefix(std::min(size, from->size()));
+    return number;
+}
+
+/* Three events a byte; the values go on from the first. False for what is no list of vectors. */
+static bool readVectors(uint32_t port, std::string_view *pdu)
+{
+    while (pdu->size() >= 4) {
+        uint32_t header = take(pdu, 2);
+        if (!header)
+            return true; /* the end mark */
+        uint32_t first = take(pdu, 2), values = header & HEADER_VALUES, packed = 0;
+        if (pdu->size() < (values + 2) / 3)
+            return false;
+        if (header & FIRST_HEADER_LEAVE_ALL)
+            leaveAll(MVRP, port);
+        for (uint32_t i = 0; i < values; i++) {
+            static const uint32_t place[] = {36, 6, 1};
+            packed = i % 3 ? packed : take(pdu, 1);
+            uint32_t event = packed / place[i % 3] % 6;
+            if (event == MRP_NEW || event == MRP_JOIN_IN || event == MRP_JOIN_EMPTY)
+                join(MVRP, port, first + i);
+            else if (event == MRP_LEAVE)
+                leave(MVRP, port, first + i);
+        }
+    }
+    return pdu->size() >= 2 && take(pdu, 2) == 0;
+}
+
+static MrpCounter readMvrp(uint32_t port, std::string_view pdu)
+{
+    if (take(&pdu, 1) != 0)
+        return MRP_BAD_HEADER;
+    while (pdu.size() >= 2 && take(&pdu, 1) == ATTRIBUTE_VLAN)
+        if (take(&pdu, 1) != 2 || !readVectors(port, &pdu))
+            return MRP_BAD_FORMAT;
+    return MRP_RECEIVED;
+}
+
+static void readGvrp(uint32_t port, std::string_view pdu)
+{
+    if (take(&pdu, 1) != ATTRIBUTE_VLAN)
+        return;
+    while (pdu.size() >= 2 && (unsigned char)pdu[0] >= 2) {
+        std::string_view attribute = pdu.substr(0, (unsigned char)pdu[0]);
+        pdu.remove_prefix(attribute.size());
+        take(&attribute, 1);
+        uint32_t event = take(&attribute, 1), vlan = take(&attribute, 2);
+        if (event == GARP_LEAVE_ALL)
+            leaveAll(GVRP, port);
+        else if (event == GARP_JOIN_EMPTY || event == GARP_JOIN_IN)
+            join(GVRP, port, vlan);
+        else if (event == GARP_LEAVE_EMPTY || event == GARP_LEAVE_IN)
+            leave(GVRP, port, vlan);
+    }
+}
+
+bool takeRegistration(uint32_t port, std::string_view frame)
+{
+    std::string_view pdu = frame;
+    uint32_t type = take(&pdu, 2);
+    if (type == TYPE_MVRP && registrationRuns(MVRP, port)) {
+        countRegistration(MVRP, port, readMvrp(port, pdu));
+    } else if (pdu.starts_with(llcHeader) && registrationRuns(GVRP, port)) {
+        readGvrp(port, pdu.substr(llcHeader.size(), type - std::min<size_t>(type, llcHeader.size())));
+        countRegistration(GVRP, port, MRP_RECEIVED);
+    } else {
+        return false;
+    }
+    bringUpToNow();
+    return true;
+}
+
+/* Out */
+
+static void put(std::string *to, uint32_t number, size_t size)
+{
+    while (size-- > 0)
+        to->push_back((char)(number >> 8 * size));
+}
+
+static VlanSet declarations(uint32_t port)
+{
+    VlanSet vlans;
+    for (uint16_t vlan : existingVlans()) {
+        bool registered = false;
+        for (uint32_t other = nextPlugged(MANAGEMENT_PORT); other != UINT32_MAX; other = nextPlugged(other))
+            registered |= other != port && vlanRegistered(other, vlan) && portMayRegister(port, vlan);
+        if (registered || (portInVlan(port, vlan) && !isAdded(port, vlan)))
+            vlans.insert(vlan);
+    }
+    return vlans;
+}
+
+/* One vector from the first VLAN to the last; those between that are nobody's are empty. */
+static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
+{
+    VlanSet named = joined;
+    named.insert(left.begin(), left.end());
+    uint32_t first = named.empty() ? 0 : *named.begin(), values = named.empty() ? 0 : *named.rbegin() - first + 1;
+    std::string pdu;
+    put(&pdu, 0, 1); /* the version */
+    put(&pdu, ATTRIBUTE_VLAN << 8 | 2, 2);
+    put(&pdu, values | (all ? (uint32_t)FIRST_HEADER_LEAVE_ALL : 0), 2);
+    put(&pdu, first, 2);
+    auto eventOf = [&](uint32_t i) -> uint32_t {
+        if (i >= values)
+            return 0;
+        uint16_t vlan = (uint16_t)(first + i);
+        return joined.contains(vlan) ? MRP_JOIN_IN : left.contains(vlan) ? MRP_LEAVE : MRP_EMPTY;
+    };
+    for (uint32_t i = 0; i < values; i += 3)
+        put(&pdu, eventOf(i) * 36 + eventOf(i + 1) * 6 + eventOf(i + 2), 1);
+    put(&pdu, 0, 4); /* the ends of the vectors, and of the attributes */
+    return pdu;
+}
+
+static void sendPdu(RegistrationProtocol protocol, uint32_t port, uint32_t type, const std::string &pdu)
+{
+    std::string addresses(group), rest;
+    put(&addresses, (uint32_t)(bridgeMac() >> 32), 2);
+    put(&addresses, (uint32_t)bridgeMac(), 4);
+    put(&rest, type, 2);
+    rest += pdu;
+    rest.resize(std::max<size_t>(rest.size(), 48));
+    sendFrame(port, {addresses, false, 0, rest});
+    countRegistration(protocol, port, MRP_SENT);
+}
+
+static void sendGvrp(uint32_t port, const VlanSet &joined, const VlanSet &left, bool all)
+{
+    std::string attributes;
+    if (all)
+        put(&attributes, 2 << 8 | GARP_LEAVE_ALL, 2);
+    auto flush = [&] {
+        std::string pdu(llcHeader);
+        put(&pdu, ATTRIBUTE_VLAN, 1);
+        pdu += attributes + std::string(2, '\0');
+        sendPdu(GVRP, port, (uint32_t)pdu.size(), pdu);
+        attributes.clear();
+    };
+    for (const auto &[vlans, event] : {std::pair(&joined, GARP_JOIN_IN), std::pair(&left, GARP_LEAVE_EMPTY)})
+        for (uint16_t vlan : *vlans) {
+            put(&attributes, 4 << 8 | event, 2);
+            put(&attributes, vlan, 2);
+            if (attributes.size() >= 4 * GARP_VLANS)
+                flush();
+        }
+    if (!attributes.empty())
+        flush();
+}
+
+static void passRegistrar(RegistrationProtocol protocol, uint32_t port, Registrar *own, uint64_t now)
+{
+    for (auto at = own->leaving.begin(); at != own->leaving.end();) {
+        bool over = at->second <= now;
+        if (over)
+            neighbourDeclares(port, at->first, false);
+        at = over ? own->leaving.erase(at) : std::next(at);
+    }
+    bool all = own->nextLeaveAll <= now;
+    if (all)
+        leaveAll(protocol, port);
+    VlanSet vlans = declarations(port), left;
+    if (vlans == own->told && now < own->nextJoin)
+        return;
+    std::set_difference(own->told.begin(), own->told.end(), vlans.begin(), vlans.end(), std::inserter(left, left.end()));
+    if (protocol == MVRP)
+        sendPdu(MVRP, port, TYPE_MVRP, mvrpPdu(vlans, left, all));
+    else
+        sendGvrp(port, vlans, left, all);
+    own->told = vlans;
+    own->nextJoin = protocol == MVRP && mvrpIsPeriodic() ? now + 1000 : UINT64_MAX;
+}
+
+void sendDueRegistrations()
+{
+    uint64_t now = uptimeMillis();
+    for (uint32_t port = nextPlugged(MANAGEMENT_PORT); port != UINT32_MAX; port = nextPlugged(port))
+        for (RegistrationProtocol protocol : {GVRP, MVRP}) {
+            if (!registrationRuns(protocol, port)) {
+                if (registrars.erase({protocol, port}) && !registrars.contains({protocol == GVRP ? MVRP : GVRP, port}))
+                    neighbourHasGone(port);
+                continue;
+            }
+            auto [place, isNew] = registrars.try_emplace({protocol, port});
+            if (isNew)
+                place->second.nextLeaveAll = now + leaveAllMillis(protocol, port);
+            passRegistrar(protocol, port, &place->second, now);
+        }
+    bringUpToNow();
+}
+
+void resetRegistrar()
+{
+    registrars.clear();
+}

@@ -1,0 +1,320 @@
+/*
+ * faults.cpp - which calls meet a fault, what it does to them, and the commands for it.
+ */
+#include "vswitch/server/faults.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <charconv>
+#include <list>
+
+#include "vswitch/base/numbers.h"
+
+static std::map<std::string, std::list<Fault>> faults; /* by operation, "*" for all; the one given last is first */
+static Fault current; /* the fault of the call being served, also when it was its last time */
+
+/* Values */
+
+static bool isReturned(char tag)
+{
+    return tag != WIRE_IN && tag != WIRE_LIST;
+}
+
+/* A decimal number, an IPv4 address where it is one, or one of the words that the parameter's numbers have. */
+static bool readNumberOf(const Operation &operation, size_t parameter, const std::string &text, uint64_t highest,
+                         uint64_t *number)
+{
+    uint32_t address = 0;
+    if (isIpv4Address(operation, parameter) && parseIpv4(text, &address)) {
+        *number = address;
+        return true;
+    }
+    if (const Meaning *meaning = meaningOf(operation, parameter))
+        for (const Number &one : meaning->numbers)
+            if (text == one.word) {
+                *number = one.value;
+                return true;
+            }
+    std::from_chars_result read = std::from_chars(text.data(), text.data() + text.size(), *number);
+    return read.ec == std::errc() && read.ptr == text.data() + text.size() && *number <= highest;
+}
+
+/* As the trace has it, "2(10 20)"; the count may be missing, and commas stand for blanks: "10,20". */
+static bool readList(const std::string &text, VlanIdList *list)
+{
+    *list = {};
+    size_t open = text.find('(');
+    bool counted = open != std::string::npos;
+    if (counted && !text.ends_with(')'))
+        return false;
+    std::string ids = counted ? text.substr(open + 1, text.size() - open - 2) : text;
+    std::replace(ids.begin(), ids.end(), ',', ' ');
+    Words words;
+    splitWords(ids, &words);
+    long long number = 0;
+    for (const std::string &word : words) {
+        if (list->count == VLAN_ID_LIST_MAX || !readNumber(word, 0, UINT16_MAX, &number))
+            return false;
+        list->ids[list->count++] = (uint16_t)number;
+    }
+    if (!counted || open == 0)
+        return true;
+    if (!readNumber(text.substr(0, open), 0, UINT32_MAX, &number))
+        return false;
+    list->count = (uint32_t)number;
+    return true;
+}
+
+/* Puts the value into the argument, which has the parameter's tag. A text is cut to the room there is. */
+static bool readValue(const Operation &operation, size_t parameter, const std::string &text, Argument *argument)
+{
+    uint64_t number = 0;
+    switch (argument->tag) {
+    case WIRE_IN:
+    case WIRE_OUT:
+        if (!readNumberOf(operation, parameter, text, UINT32_MAX, &number))
+            return false;
+        argument->number = (uint32_t)number;
+        return true;
+    case WIRE_OUT16:
+        if (!readNumberOf(operation, parameter, text, UINT16_MAX, &number))
+            return false;
+        argument->number16 = (uint16_t)number;
+        return true;
+    case WIRE_OUT64:
+        return readNumberOf(operation, parameter, text, UINT64_MAX, &argument->number64);
+    case WIRE_TEXT: /* without a zero at the end if it fills the buffer */
+        std::fill(argument->bytes.begin(), argument->bytes.end(), 0);
+        std::copy_n(text.begin(), std::min(text.size(), argument->bytes.size()), argument->bytes.begin());
+        return true;
+    case WIRE_LIST:
+    case WIRE_LISTREF:
+        return readList(text, argument->list.get());
+    case WIRE_VERSION4:
+        return false;
+    }
+    return false;
+}
+
+static Argument emptyArgument(char tag)
+{
+    Argument argument;
+    argument.tag = (WireTag)tag;
+    argument.number64 = 0;
+    if (tag == WIRE_LIST || tag == WIRE_LISTREF)
+        argument.list = std::make_unique<VlanIdList>();
+    return argument;
+}
+
+static bool isValue(const Operation &operation, size_t parameter, const std::string &text)
+{
+    Argument argument = emptyArgument(operation.tags[parameter]);
+    return readValue(operation, parameter, text, &argument);
+}
+
+/* Whether the argument, as it was sent, is the value. */
+static bool isSent(const Operation &operation, size_t parameter, const std::string &text, const Argument &argument)
+{
+    if (argument.tag == WIRE_TEXT)
+        return text == argument.bytes.substr(0, strnlen(argument.bytes.data(), argument.bytes.size()));
+    Argument value = emptyArgument(argument.tag);
+    if (!readValue(operation, parameter, text, &value))
+        return false;
+    if (value.list)
+        return memcmp(value.list.get(), argument.list.get(), sizeof(VlanIdList)) == 0;
+    return argument.tag == WIRE_OUT64 ? value.number64 == argument.number64
+           : argument.tag == WIRE_OUT16 ? value.number16 == argument.number16
+                                        : value.number == argument.number;
+}
+
+/* Faults and calls */
+
+static size_t parameterNamed(const Operation &operation, const std::string &name)
+{
+    const auto &names = operation.parameters;
+    return (size_t)(std::find_if(names.begin(), names.end(), [&](const char *one) { return name == one; }) -
+                    names.begin());
+}
+
+static bool meets(const Fault &fault, const Operation &operation, const Arguments &arguments)
+{
+    for (const auto &[name, value] : fault.conditions) {
+        size_t parameter = parameterNamed(operation, name);
+        if (parameter == arguments.size() || !isSent(operation, parameter, value, arguments[parameter]))
+            return false;
+    }
+    return true;
+}
+
+const Fault *takeFault(const Operation &operation, const Arguments &arguments)
+{
+    for (const char *name : {operation.name, isStartCall(operation) ? "" : "*"}) {
+        auto list = faults.find(name);
+        if (list == faults.end())
+            continue;
+        for (auto fault = list->second.begin(); fault != list->second.end(); ++fault) {
+            if (!meets(*fault, operation, arguments))
+                continue;
+            fault->met++;
+            current = *fault;
+            if (fault->times > 0 && --fault->times == 0)
+                list->second.erase(fault);
+            return &current;
+        }
+    }
+    return nullptr;
+}
+
+void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *arguments)
+{
+    for (const auto &[name, value] : fault.outputs) {
+        size_t parameter = parameterNamed(operation, name);
+        readValue(operation, parameter, value, &(*arguments)[parameter]);
+    }
+}
+
+/* Commands */
+
+static CommandOutcome refuseWord(std::string *answer, const std::string &word, const std::string &why)
+{
+    return refuse(answer, "\"" + word + "\": " + why);
+}
+
+static std::string parameterNames(const Operation &operation)
+{
+    std::string names;
+    for (const char *name : operation.parameters)
+        names.append(names.empty() ? "" : ", ").append(name);
+    return names.empty() ? "it has none" : "it has " + names;
+}
+
+/* "NAME=VALUE" or "NAME==VALUE" of a fault for all operations: calls with such a parameter. */
+static CommandOutcome readGeneralCondition(const std::string &word, const std::string &name, const std::string &value,
+                                           Fault *fault, std::string *answer)
+{
+    for (const Operation &operation : operations())
+        if (parameterNamed(operation, name) < operation.parameters.size()) {
+            fault->conditions[name] = value;
+            return COMMAND_DONE;
+        }
+    return refuseWord(answer, word, "no operation has a parameter \"" + name + "\"");
+}
+
+/* The same for one operation: what is only sent is a condition, what is returned is so with "==". */
+static CommandOutcome readParameter(const Operation &operation, const std::string &word, const std::string &name,
+                                    const std::string &value, bool sent, Fault *fault, std::string *answer)
+{
+    size_t parameter = parameterNamed(operation, name);
+    if (parameter == operation.parameters.size())
+        return refuseWord(answer, word, std::string(operation.name) + " has no parameter \"" + name + "\" (" +
+                                            parameterNames(operation) + "), nor is it code, times or delay");
+    if (!isValue(operation, parameter, value))
+        return refuseWord(answer, word, "\"" + value + "\" is no value of " + name + " (see \"operations\")");
+    (sent || !isReturned(operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
+    return COMMAND_DONE;
+}
+
+/* A word of a fault; without an operation it is for all of them. */
+static CommandOutcome readWord(const Operation *operation, const std::string &word, Fault *fault, std::string *answer)
+{
+    size_t equals = word.find('=');
+    if (word == "hangup" || word == "rubbish") {
+        (word == "hangup" ? fault->hangUp : fault->rubbish) = true;
+        return COMMAND_DONE;
+    }
+    if (equals == std::string::npos)
+        return refuseWord(answer, word, "it is none of code=N, times=N, delay=MS, hangup, rubbish, NAME=VALUE");
+    bool sent = word.compare(equals, 2, "==") == 0;
+    std::string name = word.substr(0, equals), value = word.substr(equals + (sent ? 2 : 1));
+    long long number = 0;
+    if (name == "code") {
+        fault->hasCode = readNumber(value, INT32_MIN, INT32_MAX, &number);
+        fault->code = (int)number;
+        return fault->hasCode ? COMMAND_DONE : refuseWord(answer, word, "code takes a number");
+    }
+    if (name == "times")
+        return readNumber(value, 1, INT64_MAX, &fault->times) ? COMMAND_DONE
+                                                              : refuseWord(answer, word, "times takes a number from 1");
+    if (name == "delay") {
+        bool good = readNumber(value, 0, 600000, &number);
+        fault->delayMs = (uint32_t)number;
+        return good ? COMMAND_DONE : refuseWord(answer, word, "delay takes milliseconds, 0 to 600000");
+    }
+    return operation ? readParameter(*operation, word, name, value, sent, fault, answer)
+                     : readGeneralCondition(word, name, value, fault, answer);
+}
+
+static CommandOutcome refuseOperation(std::string *answer, const std::string &name)
+{
+    return refuse(answer, "there is no operation \"" + name + "\" (\"operations\" lists them, \"*\" is all of them)");
+}
+
+static CommandOutcome addFault(const Words &words, std::string *answer)
+{
+    const std::string &name = words[0];
+    const Operation *operation = findOperation(name);
+    if (!operation && name != "*")
+        return refuseOperation(answer, name);
+    Fault fault;
+    for (size_t i = 1; i < words.size(); i++) {
+        if (readWord(operation, words[i], &fault, answer) != COMMAND_DONE)
+            return COMMAND_REFUSED;
+        if (!words[i].starts_with("times="))
+            fault.words.push_back(words[i]);
+    }
+    faults[name].remove_if([&](const Fault &other) { return other.conditions == fault.conditions; });
+    faults[name].push_front(fault);
+    return COMMAND_DONE;
+}
+
+void clearFaults()
+{
+    faults.clear();
+}
+
+static CommandOutcome clear(const Words &words, std::string *answer)
+{
+    if (words.empty())
+        clearFaults();
+    else if (!faults.erase(words[0]) && words[0] != "*" && !findOperation(words[0]))
+        return refuseOperation(answer, words[0]);
+    return COMMAND_DONE;
+}
+
+static CommandOutcome listFaults(const Words &, std::string *answer)
+{
+    for (const auto &[name, list] : faults)
+        for (const Fault &fault : list) {
+            *answer += name;
+            for (const std::string &word : fault.words)
+                *answer += " " + word;
+            if (fault.times > 0)
+                *answer += " times=" + std::to_string(fault.times);
+            *answer += " (" + std::to_string(fault.met) + " calls met it)\n";
+        }
+    return COMMAND_DONE;
+}
+
+static const Command commands[] = {
+    {"fault", "OPERATION [WORD...]",
+     "make calls of OPERATION fail; '*' is all but those at the program's start\n"
+     "code=N           answer this code; the switch is not asked and nothing changes\n"
+     "NAME=VALUE       NAME is only sent (in): only calls that send VALUE meet the fault\n"
+     "                 NAME is returned (inout): return VALUE (with code=0: without asking the switch)\n"
+     "NAME==VALUE      only calls that send VALUE meet the fault, also where NAME is returned\n"
+     "delay=MS         answer late\n"
+     "hangup, rubbish  hang up; answer what is no answer\n"
+     "times=N          for so many calls (until cleared)\n"
+     "VALUE is a number or its word, a text, an IPv4 address, or a VLAN list as in the trace, '2(10 20)', or 10,20.\n"
+     "Of several faults that a call meets, the one given last counts; one with the same conditions takes the other's\n"
+     "place. Those of the operation come before those of '*'.",
+     addFault},
+    {"faults", "", "list them, and how many calls met each", listFaults},
+    {"clear", "[OPERATION]", "end faults", clear},
+};
+
+std::span<const Command> faultCommands()
+{
+    return commands;
+}

@@ -1,0 +1,260 @@
+/*
+ * server.cpp - one thread, many clients. Nothing a client does or leaves undone keeps another one waiting.
+ */
+#include "vswitch/server/server.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <list>
+#include <string>
+#include <vector>
+
+#include "vswitch/base/sockets.h"
+#include "vswitch/base/watch.h"
+#include "vswitch/server/calls.h"
+#include "wire.h"
+
+/* What all clients together may have sent or be owed; several times what a request can be long. */
+static const size_t HELD_MAX = (size_t)4 * WIRE_FRAME_MAX;
+
+struct Client {
+    int socket;
+    pid_t process;
+    int64_t since;        /* when what it has sent or is owed began, in milliseconds of the monotonic clock */
+    std::string input;    /* received, not yet served */
+    std::string output;   /* to be sent, from `holdUntil` on */
+    int64_t holdUntil;    /* on the same clock */
+    bool hangUp;          /* once the output is sent and its time has come */
+    bool again;           /* its first request could not be answered yet; it is tried again when the time has come */
+};
+
+static int64_t millisNow()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
+}
+
+/* Whether the client's input holds a whole request, or the beginning of what cannot be one; its length in *length. */
+static bool hasRequest(const Client &client, uint32_t *length)
+{
+    if (client.input.size() < sizeof *length)
+        return false;
+    memcpy(length, client.input.data(), sizeof *length);
+    return *length > WIRE_FRAME_MAX || client.input.size() - sizeof *length >= *length;
+}
+
+/* Whether it has to get its answer before anything else is done for it. */
+static bool isBusy(const Client &client)
+{
+    return client.hangUp || client.again || !client.output.empty();
+}
+
+static size_t heldBy(const Client &client)
+{
+    return client.input.capacity() + client.output.capacity();
+}
+
+/* Gives back the memory of a large frame that is done with. */
+static void trim(std::string *bytes)
+{
+    if (bytes->capacity() > 65536 && bytes->size() < bytes->capacity() / 4)
+        bytes->shrink_to_fit();
+}
+
+/* Serves the client's next request. False when it must be hung up on at once. */
+static bool serveRequest(Client *client, uint32_t length)
+{
+    if (length > WIRE_FRAME_MAX) {
+        complain("a client sent what is no request");
+        return false;
+    }
+    Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length), client->process);
+    client->again = reply.action == Reply::AGAIN;
+    client->since = millisNow();
+    client->holdUntil = client->since + (client->again ? 5 : reply.delayMs);
+    if (client->again)
+        return true;
+    client->input.erase(0, sizeof length + length);
+    trim(&client->input);
+    client->hangUp = reply.action == Reply::HANG_UP;
+    if (!client->hangUp)
+        client->output = std::move(reply.frame);
+    return true;
+}
+
+static bool receiveFrom(Client *client)
+{
+    char bytes[64 * 1024];
+    ssize_t got = recv(client->socket, bytes, sizeof bytes, MSG_DONTWAIT);
+    if (got > 0 && client->input.empty())
+        client->since = millisNow();
+    if (got > 0)
+        client->input.append(bytes, (size_t)got);
+    return got > 0 || (got < 0 && (errno == EAGAIN || errno == EINTR));
+}
+
+/* Sends what is due. False when the client is finished with. */
+static bool sendTo(Client *client)
+{
+    if (client->holdUntil > millisNow())
+        return true;
+    while (!client->output.empty()) {
+        ssize_t sent = send(client->socket, client->output.data(), client->output.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (sent < 0)
+            return errno == EAGAIN || errno == EINTR;
+        client->output.erase(0, (size_t)sent);
+    }
+    trim(&client->output);
+    return !client->hangUp;
+}
+
+/*
+ * One turn of a client whose socket has `events`. At most one request is served, so that nobody waits for another one's
+ * pile, and none before the last answer is out. False when the client is to be closed.
+ */
+static bool attend(Client *client, short events)
+{
+    uint32_t length;
+    bool pending = hasRequest(*client, &length), gone = events & (POLLHUP | POLLERR);
+    if (gone && isBusy(*client))
+        return false;
+    if ((gone || events & POLLIN) && !pending && !receiveFrom(client))
+        return false;
+    if (!sendTo(client))
+        return false;
+    bool retry = client->again && client->holdUntil <= millisNow();
+    if ((isBusy(*client) && !retry) || !hasRequest(*client, &length))
+        return true;
+    return serveRequest(client, length) && sendTo(client);
+}
+
+/* How long to wait for the descriptors from `now` on; -1 for ever. What only waits for its client to read is polled. */
+static int waitMillis(const std::list<Client> &clients, int64_t now)
+{
+    int64_t due = INT64_MAX;
+    uint32_t length;
+    for (const Client &client : clients) {
+        if (isBusy(client) && (client.holdUntil > now || client.output.empty()))
+            due = std::min(due, client.holdUntil);
+        else if (!isBusy(client) && hasRequest(client, &length))
+            due = now;
+    }
+    return due == INT64_MAX ? -1 : (int)std::clamp<int64_t>(due - now, 0, 60000);
+}
+
+/* What to poll the client's socket for. */
+static short eventsOf(const Client &client, int64_t now)
+{
+    uint32_t length;
+    if (isBusy(client))
+        return !client.output.empty() && client.holdUntil <= now ? POLLOUT : 0;
+    return hasRequest(client, &length) ? 0 : POLLIN;
+}
+
+static pid_t processBehind(int socket)
+{
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+    return peer.pid;
+}
+
+/* False when there is no room for another client. */
+static bool acceptClients(int listener, std::list<Client> *clients)
+{
+    int socket;
+    while ((socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0)
+        clients->push_back({socket, processBehind(socket), 0, {}, {}, 0, false, false});
+    return errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
+}
+
+/* Hangs up on whoever keeps too much for too long: of those that hold their share or more, the one that began first. */
+static void limitHeld(std::list<Client> *clients)
+{
+    size_t held = 0;
+    for (const Client &client : *clients)
+        held += heldBy(client);
+    while (held > HELD_MAX) {
+        auto worst = clients->end();
+        for (auto client = clients->begin(); client != clients->end(); ++client)
+            if (heldBy(*client) * clients->size() >= held && (worst == clients->end() || client->since < worst->since))
+                worst = client;
+        complain("too much is under way: hung up on process " + std::to_string(worst->process));
+        held -= heldBy(*worst);
+        close(worst->socket);
+        clients->erase(worst);
+    }
+}
+
+static void serveClients(int listener, int stop)
+{
+    std::list<Client> clients;
+    std::vector<pollfd> polled;
+    bool room = true;
+    while (true) {
+        int64_t now = millisNow();
+        polled.assign({{stop, POLLIN, 0}, {room ? listener : -1, POLLIN, 0}});
+        for (const Client &client : clients)
+            polled.push_back({client.socket, eventsOf(client, now), 0});
+        size_t index = polled.size();
+        appendWatched(&polled);
+        if (poll(polled.data(), polled.size(), waitMillis(clients, now)) < 0 && errno != EINTR)
+            break;
+        if (polled[0].revents)
+            break;
+        callWatched(&polled[index], polled.size() - index);
+        index = 2;
+        for (auto client = clients.begin(); client != clients.end();) {
+            short events = polled[index++].revents;
+            if (attend(&*client, events)) {
+                ++client;
+            } else {
+                close(client->socket);
+                client = clients.erase(client);
+                room = true;
+            }
+        }
+        limitHeld(&clients);
+        if (polled[1].revents)
+            room = acceptClients(listener, &clients);
+    }
+    for (const Client &client : clients)
+        close(client.socket);
+}
+
+int serveOn(const char *path)
+{
+    rlimit descriptors;
+    getrlimit(RLIMIT_NOFILE, &descriptors);
+    descriptors.rlim_cur = descriptors.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &descriptors);
+
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    int stop = signalfd(-1, &signals, SFD_CLOEXEC);
+
+    signal(SIGPIPE, SIG_IGN);
+    int listener = listenOn(path);
+    if (listener < 0 || stop < 0)
+        return 1;
+    printf("vswitch: serving on %s\n", path);
+    fflush(stdout);
+    serveClients(listener, stop);
+    unlink(path);
+    printf("vswitch: stopped\n");
+    return 0;
+}

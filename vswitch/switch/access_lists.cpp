@@ -1,0 +1,410 @@
+/*
+ * model_access_lists.cpp - the virtual switch's management access lists: who may manage it, from where and with what.
+ */
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <map>
+
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/settings.h"
+#include "vswitch/switch/state.h"
+
+enum : uint32_t { LISTS = 8, LIST_NAME_LENGTH = 32, PRIORITIES = 64, ANY_PRIORITY = 65535 };
+
+/* A rule matches by the fields that it was given, and denies until it is told to permit. */
+struct Rule {
+    uint32_t action = DENY;
+    std::map<uint32_t, uint32_t> fields; /* values by RuleField */
+    uint64_t packets = 0, bytes = 0;
+};
+using Rules = std::map<uint32_t, Rule>; /* by priority, from 1 */
+
+static std::map<std::string, Rules> lists;
+static std::string activeList, vrf; /* empty for none, and for the VRF that every switch has */
+static uint64_t denied, reported; /* packets; in all, and when the last interval ended */
+static uint64_t countedUntil, nextReport;
+
+/* Seconds between two reports of what was denied; 0 for no reports. */
+static Setting denyInterval = {"rpcclt_openapiMacalDenyCounterIntervalGet", "rpcclt_openapiMacalDenyCounterIntervalSet",
+                               FOR_SWITCH, 60, 0, 3600};
+static uint64_t intervalInForce;
+
+static Rules *rulesOf(const OpenBufferDesc *name)
+{
+    auto found = lists.find(textOf(name));
+    return found == lists.end() ? nullptr : &found->second;
+}
+
+static Rule *ruleOf(const OpenBufferDesc *name, uint32_t priority)
+{
+    Rules *rules = rulesOf(name);
+    if (!rules || !rules->contains(priority))
+        return nullptr;
+    return &rules->at(priority);
+}
+
+/* Lists */
+
+static int createList(OpenBufferDesc *name)
+{
+    std::string text = textOf(name);
+    if (text.empty() || text.size() > LIST_NAME_LENGTH)
+        return OPEN_BAD_ARGUMENT;
+    if (lists.contains(text))
+        return OPEN_EXISTS;
+    if (lists.size() == LISTS)
+        return OPEN_FAILED;
+    lists[text] = {};
+    return OPEN_OK;
+}
+
+/* The active list stays until it is deactivated. */
+static int deleteList(OpenBufferDesc *name)
+{
+    return textOf(name) != activeList && lists.erase(textOf(name)) ? OPEN_OK : OPEN_FAILED;
+}
+
+/* Takes the place of the list that is active. */
+static int activateList(OpenBufferDesc *name)
+{
+    if (!rulesOf(name))
+        return OPEN_FAILED;
+    activeList = textOf(name);
+    return OPEN_OK;
+}
+
+static int deactivateList(OpenBufferDesc *name)
+{
+    if (activeList.empty() || textOf(name) != activeList)
+        return OPEN_FAILED;
+    activeList.clear();
+    return OPEN_OK;
+}
+
+/* Rules */
+
+/* The priority behind the last rule, or the first that is free; 0 when all are taken. */
+static uint32_t nextFreePriority(const Rules &rules)
+{
+    uint32_t priority = rules.empty() ? 1 : rules.rbegin()->first + 1;
+    if (priority <= PRIORITIES)
+        return priority;
+    priority = 1;
+    while (rules.contains(priority))
+        priority++;
+    return priority <= PRIORITIES ? priority : 0;
+}
+
+static int addRule(OpenBufferDesc *name, uint32_t *priority)
+{
+    Rules *rules = rulesOf(name);
+    if (!rules)
+        return OPEN_FAILED;
+    if (*priority == ANY_PRIORITY) {
+        *priority = nextFreePriority(*rules);
+        if (!*priority)
+            return OPEN_FAILED;
+    }
+    if (*priority < 1 || *priority > PRIORITIES)
+        return OPEN_BAD_ARGUMENT;
+    if (rules->contains(*priority))
+        return OPEN_EXISTS;
+    (*rules)[*priority] = {};
+    return OPEN_OK;
+}
+
+static int removeRule(OpenBufferDesc *name, uint32_t priority)
+{
+    Rules *rules = rulesOf(name);
+    return rules && rules->erase(priority) ? OPEN_OK : OPEN_FAILED;
+}
+
+/* The first rule behind `priority`; 0 starts a walk. */
+static int ruleAfter(OpenBufferDesc *name, uint32_t priority, uint32_t *next)
+{
+    Rules *rules = rulesOf(name);
+    if (!rules || rules->upper_bound(priority) == rules->end())
+        return OPEN_FAILED;
+    *next = rules->upper_bound(priority)->first;
+    return OPEN_OK;
+}
+
+/* Fields: one that is given again has the new value. */
+
+static int setField(OpenBufferDesc *name, uint32_t priority, RuleField field, bool valid, uint32_t value)
+{
+    Rule *rule = ruleOf(name, priority);
+    if (!rule)
+        return OPEN_FAILED;
+    if (!valid)
+        return OPEN_BAD_ARGUMENT;
+    rule->fields[field] = value;
+    return OPEN_OK;
+}
+
+static int readField(OpenBufferDesc *name, uint32_t priority, RuleField field, uint32_t *value)
+{
+    Rule *rule = ruleOf(name, priority);
+    if (!rule || !rule->fields.contains(field))
+        return OPEN_FAILED;
+    *value = rule->fields[field];
+    return OPEN_OK;
+}
+
+template <RuleField F> static int fieldGet(OpenBufferDesc *name, uint32_t priority, uint32_t *value)
+{
+    return readField(name, priority, F, value);
+}
+
+/* Four bytes in network order are a mask when all ones stand before all zeros. */
+static bool isMask(uint32_t mask)
+{
+    uint32_t hostBits = ~ntohl(mask);
+    return (hostBits & (hostBits + 1)) == 0;
+}
+
+static int addSource(OpenBufferDesc *name, uint32_t priority, uint32_t address, uint32_t mask)
+{
+    int rc = setField(name, priority, FIELD_SOURCE, isMask(mask), address);
+    return rc == OPEN_OK ? setField(name, priority, FIELD_SOURCE_MASK, true, mask) : rc;
+}
+
+static int getSource(OpenBufferDesc *name, uint32_t priority, uint32_t *address, uint32_t *mask)
+{
+    int rc = readField(name, priority, FIELD_SOURCE, address);
+    return rc == OPEN_OK ? readField(name, priority, FIELD_SOURCE_MASK, mask) : rc;
+}
+
+/* A rule that is for the service port no more has lost the field. */
+static int setServicePort(OpenBufferDesc *name, uint32_t priority, uint32_t flag)
+{
+    int rc = setField(name, priority, FIELD_SERVICE_PORT, flag <= 1, flag);
+    if (rc == OPEN_OK && !flag)
+        ruleOf(name, priority)->fields.erase(FIELD_SERVICE_PORT);
+    return rc;
+}
+
+static int isFieldConfigured(OpenBufferDesc *name, uint32_t priority, uint32_t field, uint32_t *flag)
+{
+    Rule *rule = ruleOf(name, priority);
+    if (!rule)
+        return OPEN_FAILED;
+    if (field < FIELD_SERVICE || field > FIELD_TCP_UDP_PORT || (field & (field - 1)))
+        return OPEN_BAD_ARGUMENT;
+    *flag = rule->fields.contains(field);
+    return OPEN_OK;
+}
+
+static void serveFields()
+{
+    SERVE(rpcclt_openapiMacalRuleActionAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t action) -> int {
+        Rule *rule = ruleOf(name, priority);
+        if (!rule)
+            return OPEN_FAILED;
+        if (action > PERMIT)
+            return OPEN_BAD_ARGUMENT;
+        rule->action = action;
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiMacalRuleActionGet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *action) -> int {
+        Rule *rule = ruleOf(name, priority);
+        if (!rule)
+            return OPEN_FAILED;
+        *action = rule->action;
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiMacalRuleServiceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t service) {
+        return setField(name, priority, FIELD_SERVICE, service >= TELNET && service <= CUSTOM_PORT, service);
+    });
+    SERVE(rpcclt_openapiMacalRuleServiceGet, fieldGet<FIELD_SERVICE>);
+    SERVE(rpcclt_openapiMacalRuleSrcIpMaskAdd, addSource);
+    SERVE(rpcclt_openapiMacalRuleSrcIpMaskGet, getSource);
+    SERVE(rpcclt_openapiMacalRuleVlanAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t vlan) {
+        return setField(name, priority, FIELD_VLAN, vlanExists(vlan), vlan);
+    });
+    SERVE(rpcclt_openapiMacalRuleVlanGet, fieldGet<FIELD_VLAN>);
+    SERVE(rpcclt_openapiMacalRuleInterfaceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
+        return setField(name, priority, FIELD_INTERFACE, portExists(port), port);
+    });
+    SERVE(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<FIELD_INTERFACE>);
+    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
+        return setField(name, priority, FIELD_TCP_UDP_PORT, port >= 1 && port <= 65535, port);
+    });
+    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<FIELD_TCP_UDP_PORT>);
+    SERVE(rpcclt_openapiMacalRuleServicePortSet, setServicePort);
+    SERVE(rpcclt_openapiMacalRuleIsServicePortSet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) {
+        return isFieldConfigured(name, priority, FIELD_SERVICE_PORT, flag);
+    });
+    SERVE(rpcclt_openapiMacalIsFieldConfigured, isFieldConfigured);
+}
+
+/* What the rules do */
+
+/* The port that a service answers on; a port of the user's own is the rule's TCP/UDP port. */
+static uint32_t portOfService(uint32_t service)
+{
+    static const uint32_t ports[] = {0, 23, 80, 443, 161, 22, 69, 123, 4242, 123, 0};
+    return ports[service];
+}
+
+static bool fieldMatches(RuleField field, uint32_t value, const Rule &rule, const ManagementPacket &packet)
+{
+    switch (field) {
+    case FIELD_SERVICE:
+        return value == CUSTOM_PORT || (packet.tcpOrUdp && packet.destinationPort == portOfService(value));
+    case FIELD_SOURCE:
+        return ((packet.source ^ value) & rule.fields.at(FIELD_SOURCE_MASK)) == 0;
+    case FIELD_VLAN:
+        return packet.vlan == value;
+    case FIELD_INTERFACE:
+        return packet.port == value;
+    case FIELD_SERVICE_PORT:
+        return packet.port == 0;
+    case FIELD_TCP_UDP_PORT:
+        return packet.tcpOrUdp && packet.destinationPort == value;
+    case FIELD_SOURCE_MASK:
+        break;
+    }
+    return true;
+}
+
+static bool matches(const Rule &rule, const ManagementPacket &packet)
+{
+    return std::all_of(rule.fields.begin(), rule.fields.end(), [&](const auto &field) {
+        return fieldMatches((RuleField)field.first, field.second, rule, packet);
+    });
+}
+
+bool managementPermits(const ManagementPacket &packet, uint64_t count)
+{
+    if (activeList.empty())
+        return true;
+    for (auto &[priority, rule] : lists.at(activeList)) {
+        if (!matches(rule, packet))
+            continue;
+        rule.packets += count;
+        rule.bytes += count * packet.bytes;
+        denied += rule.action == DENY ? count : 0;
+        return rule.action == PERMIT;
+    }
+    denied += count;
+    return false;
+}
+
+static void knock(uint64_t until)
+{
+    const ManagementPacket visitors[] = {
+        {0, 0, htonl(0xC000020A), true, 22, 64},  /* 192.0.2.10 by SSH */
+        {0, 0, htonl(0xC0000214), true, 443, 64}, /* 192.0.2.20 by HTTPS */
+        {0, 0, htonl(0xC6336407), true, 161, 64}, /* 198.51.100.7 by SNMP */
+        {0, 0, htonl(0xCB007109), true, 23, 64},  /* 203.0.113.9 by Telnet */
+    };
+    if (trafficIsMadeUp() && until > countedUntil)
+        for (const ManagementPacket &visitor : visitors)
+            managementPermits(visitor, until - countedUntil);
+    countedUntil = until;
+}
+
+void passAccessLists(uint64_t now)
+{
+    uint64_t interval = denyInterval.value();
+    if (interval != intervalInForce)
+        nextReport = now + interval; /* it was set just now */
+    intervalInForce = interval;
+    if (interval && nextReport <= now) {
+        uint64_t last = nextReport + (now - nextReport) / interval * interval;
+        knock(last);
+        reported = denied;
+        nextReport = last + interval;
+    }
+    knock(now);
+}
+
+/* Counters are shown of the rules for the service port. */
+static int statistics(OpenBufferDesc *name, uint32_t priority, uint32_t *packets, uint32_t *bytes)
+{
+    Rule *rule = ruleOf(name, priority);
+    if (!rule || !rule->fields.contains(FIELD_SERVICE_PORT))
+        return OPEN_FAILED;
+    *packets = (uint32_t)rule->packets;
+    *bytes = (uint32_t)rule->bytes;
+    return OPEN_OK;
+}
+
+/* What was filtered in all stays counted. */
+static int clearStatistics()
+{
+    for (auto &[name, rules] : lists)
+        for (auto &[priority, rule] : rules)
+            rule.packets = rule.bytes = 0;
+    return OPEN_OK;
+}
+
+static bool isVrf(const std::string &name)
+{
+    return name == "" || name == "management" || name == "guest";
+}
+
+void serveAccessLists()
+{
+    serveSettings({&denyInterval});
+    serveFields();
+
+    SERVE(rpcclt_openapiMacalListCreate, createList);
+    SERVE(rpcclt_openapiMacalListDelete, deleteList);
+    SERVE(rpcclt_openapiMacalActivate, activateList);
+    SERVE(rpcclt_openapiMacalDeactivate, deactivateList);
+    SERVE(rpcclt_openapiMacalActiveListGet, [](OpenBufferDesc *name) -> int {
+        return activeList.empty() ? (int)OPEN_FAILED : setText(name, activeList);
+    });
+    /* the first in the order of names: lists cannot be walked */
+    SERVE(rpcclt_openapiMacalNameGet, [](OpenBufferDesc *name) -> int {
+        return lists.empty() ? (int)OPEN_FAILED : setText(name, lists.begin()->first);
+    });
+    SERVE(rpcclt_openapiMacalIsAnyListCreated, [](uint32_t *flag) { return tell(!lists.empty(), flag); });
+    SERVE(rpcclt_openapiMacalIsAnyListActivated, [](uint32_t *flag) { return tell(!activeList.empty(), flag); });
+
+    SERVE(rpcclt_openapiMacalRuleEntryAdd, addRule);
+    SERVE(rpcclt_openapiMacalRuleRemove, removeRule);
+    SERVE(rpcclt_openapiMacalRuleFirstGet,
+          [](OpenBufferDesc *name, uint32_t *first) { return ruleAfter(name, 0, first); });
+    SERVE(rpcclt_openapiMacalRuleNextGet, ruleAfter);
+    SERVE(rpcclt_openapiMacalRuleExists, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) -> int {
+        *flag = ruleOf(name, priority) != nullptr;
+        return rulesOf(name) ? OPEN_OK : OPEN_FAILED;
+    });
+    /* the priority that a rule gets that states none */
+    SERVE(rpcclt_openapiMacalRulePriorityIndexGet, [](OpenBufferDesc *name, uint32_t *priority) -> int {
+        Rules *rules = rulesOf(name);
+        *priority = rules ? nextFreePriority(*rules) : 0;
+        return *priority ? OPEN_OK : OPEN_FAILED;
+    });
+
+    SERVE(rpcclt_openapiMacalServicePortRuleStatisticsGet, statistics);
+    SERVE(rpcclt_openapiMacalClearServicePortStatistics, clearStatistics);
+    SERVE(rpcclt_openapiMacalStatsPacketsFilteredGet, [](uint32_t *count) { return tell((uint32_t)reported, count); });
+
+    SERVE(rpcclt_openapiMacalListVrfSet, [](OpenBufferDesc *name) -> int {
+        if (!isVrf(textOf(name)))
+            return OPEN_BAD_ARGUMENT;
+        vrf = textOf(name);
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiMacalListVrfGet, [](OpenBufferDesc *name) { return setText(name, vrf); });
+    SERVE(rpcclt_openapiMacalVrfNameValid, [](OpenBufferDesc *name, uint32_t *flag) -> int {
+        *flag = isVrf(textOf(name));
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiMacalIsNetFilterTablesFeatureSupported, [](uint32_t *flag) { return tell(1, flag); });
+}
+
+void resetAccessLists()
+{
+    lists.clear();
+    activeList.clear();
+    vrf.clear();
+    denied = reported = countedUntil = 0;
+    intervalInForce = denyInterval.value();
+    nextReport = intervalInForce;
+}

@@ -1,0 +1,334 @@
+/*
+ * model_classification.cpp - the virtual switch's ways to find the VLAN of untagged frames: by their source's address, by
+ * the address' OUI (its first three octets), and by their protocol, in groups.
+ */
+#include <algorithm>
+#include <map>
+#include <string>
+
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/state.h"
+
+static std::map<uint64_t, uint32_t> vlanOfMac;
+static std::map<uint32_t, uint32_t> vlanOfOui;
+
+/* A protocol is an Ethernet type; a group's protocols as one text are decimal, with commas between. */
+enum : uint32_t { HIGHEST_GROUP = 128, MOST_PROTOCOLS = 16, LOWEST_ETHERTYPE = 0x0600, HIGHEST_ETHERTYPE = 0xFFFF };
+
+struct ProtocolGroup {
+    std::string name;  /* empty while it has none */
+    uint32_t vlan = 0; /* 0 while it has none */
+    std::set<uint32_t> protocols;
+    PortSet ports;
+};
+
+static std::map<uint32_t, ProtocolGroup> groups;
+
+uint32_t vlanOfSource(uint64_t mac)
+{
+    if (auto found = vlanOfMac.find(mac); found != vlanOfMac.end())
+        return found->second;
+    auto found = vlanOfOui.find((uint32_t)(mac >> 24));
+    return found == vlanOfOui.end() ? 0 : found->second;
+}
+
+uint32_t vlanOfProtocol(uint32_t port, uint32_t etherType)
+{
+    for (const auto &[id, group] : groups)
+        if (group.vlan && group.ports.contains(port) && group.protocols.contains(etherType))
+            return group.vlan;
+    return 0;
+}
+
+/* The key that follows `after`, which need not be there. */
+template <class Container> static int stepBehind(const Container &container, uint32_t after, uint32_t *next)
+{
+    auto found = container.upper_bound(after);
+    if (found == container.end())
+        return OPEN_FAILED;
+    if constexpr (requires { found->first; })
+        *next = found->first;
+    else
+        *next = *found;
+    return OPEN_OK;
+}
+
+/* By address */
+
+static int addMac(OpenBufferDesc *text, uint32_t vlan)
+{
+    uint64_t mac = 0;
+    if (!parseMac(textOf(text), &mac) || !isStation(mac) || !vlanExists(vlan))
+        return OPEN_BAD_ARGUMENT;
+    return vlanOfMac.insert({mac, vlan}).second ? OPEN_OK : OPEN_EXISTS;
+}
+
+static int getMac(OpenBufferDesc *text, uint32_t *vlan)
+{
+    uint64_t mac = 0;
+    if (!parseMac(textOf(text), &mac))
+        return OPEN_BAD_ARGUMENT;
+    auto found = vlanOfMac.find(mac);
+    return found == vlanOfMac.end() ? (int)OPEN_FAILED : tell(found->second, vlan);
+}
+
+/* Only from the VLAN it is bound to. */
+static int deleteMac(OpenBufferDesc *text, uint32_t vlan)
+{
+    uint64_t mac = 0;
+    if (!parseMac(textOf(text), &mac) || !vlanExists(vlan))
+        return OPEN_BAD_ARGUMENT;
+    auto found = vlanOfMac.find(mac);
+    if (found == vlanOfMac.end() || found->second != vlan)
+        return OPEN_FAILED;
+    vlanOfMac.erase(found);
+    return OPEN_OK;
+}
+
+/* A step of a walk, from the empty text to the first entry. The address need not be in the table. */
+static int nextMac(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
+{
+    uint64_t mac = 0;
+    std::string from = textOf(text);
+    if (!from.empty() && !parseMac(from, &mac))
+        return OPEN_BAD_ARGUMENT;
+    auto found = from.empty() ? vlanOfMac.begin() : vlanOfMac.upper_bound(mac);
+    if (found == vlanOfMac.end())
+        return OPEN_FAILED;
+    *vlan = found->second;
+    return setText(next, macText(found->first));
+}
+
+/* By OUI; several may lead to one VLAN, and go with it. */
+
+static int addOui(OpenBufferDesc *text, uint32_t vlan)
+{
+    uint32_t oui;
+    if (!parseOui(textOf(text), &oui) || !vlanExists(vlan))
+        return OPEN_BAD_ARGUMENT;
+    return vlanOfOui.insert({oui, vlan}).second ? OPEN_OK : OPEN_EXISTS;
+}
+
+static int deleteOuis(uint32_t vlan)
+{
+    if (!vlanExists(vlan))
+        return OPEN_BAD_ARGUMENT;
+    return std::erase_if(vlanOfOui, [vlan](const auto &entry) { return entry.second == vlan; }) ? OPEN_OK : OPEN_FAILED;
+}
+
+static int tellOui(std::map<uint32_t, uint32_t>::const_iterator found, OpenBufferDesc *text, uint32_t *vlan)
+{
+    if (found == vlanOfOui.end())
+        return OPEN_FAILED;
+    *vlan = found->second;
+    return setText(text, ouiText(found->first));
+}
+
+static int firstOui(OpenBufferDesc *first, uint32_t *vlan)
+{
+    return tellOui(vlanOfOui.begin(), first, vlan);
+}
+
+static int nextOui(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
+{
+    uint32_t oui;
+    std::string from = textOf(text);
+    if (from.empty())
+        return firstOui(next, vlan);
+    return parseOui(from, &oui) ? tellOui(vlanOfOui.upper_bound(oui), next, vlan) : OPEN_BAD_ARGUMENT;
+}
+
+static void serveSources()
+{
+    SERVE(rpcclt_openapiVlanMacAdd, addMac);
+    SERVE(rpcclt_openapiVlanMacGet, getMac);
+    SERVE(rpcclt_openapiVlanMacDelete, deleteMac);
+    SERVE(rpcclt_openapiVlanMacGetNext, nextMac);
+    SERVE(rpcclt_openapiVlanMacOuiVlanAdd, addOui);
+    SERVE(rpcclt_openapiVlanMacOuiVlanDelete, deleteOuis);
+    SERVE(rpcclt_openapiVlanMacOuiVlanFirstGet, firstOui);
+    SERVE(rpcclt_openapiVlanMacOuiVlanNextGet, nextOui);
+    SERVE(rpcclt_openapiVlanMacOuiVlanCountGet,
+          [](uint32_t *count) { return tell((uint32_t)vlanOfOui.size(), count); });
+}
+
+/* By protocol */
+
+/* Runs `use` on the group, if there is one. */
+template <class Use> static int inGroup(uint32_t id, Use use)
+{
+    if (id < 1 || id > HIGHEST_GROUP)
+        return OPEN_BAD_ARGUMENT;
+    auto found = groups.find(id);
+    return found == groups.end() ? (int)OPEN_FAILED : use(found->second);
+}
+
+/* A new group applies to every port: nothing that a client can reach adds one. */
+static int createGroup(uint32_t id)
+{
+    if (id < 1 || id > HIGHEST_GROUP)
+        return OPEN_BAD_ARGUMENT;
+    if (groups.contains(id))
+        return OPEN_EXISTS;
+    for (uint32_t port = nextPort(0); port; port = nextPort(port))
+        groups[id].ports.insert(port);
+    return OPEN_OK;
+}
+
+static int deleteGroup(uint32_t id)
+{
+    return inGroup(id, [=](const ProtocolGroup &) -> int {
+        groups.erase(id);
+        return OPEN_OK;
+    });
+}
+
+static int idOfName(OpenBufferDesc *name, uint32_t *id)
+{
+    std::string wanted = textOf(name);
+    if (wanted.empty())
+        return OPEN_BAD_ARGUMENT;
+    for (const auto &[groupId, group] : groups)
+        if (group.name == wanted)
+            return tell(groupId, id);
+    return OPEN_FAILED;
+}
+
+/* A name is one group's only; the empty one takes a group's name away. */
+static int setName(uint32_t id, OpenBufferDesc *name)
+{
+    return inGroup(id, [=](ProtocolGroup &group) -> int {
+        uint32_t other;
+        if (idOfName(name, &other) == OPEN_OK && other != id)
+            return OPEN_EXISTS;
+        group.name = textOf(name);
+        return OPEN_OK;
+    });
+}
+
+static int addProtocol(uint32_t id, uint32_t protocol)
+{
+    return inGroup(id, [=](ProtocolGroup &group) -> int {
+        if (protocol < LOWEST_ETHERTYPE || protocol > HIGHEST_ETHERTYPE)
+            return OPEN_BAD_ARGUMENT;
+        if (group.protocols.contains(protocol))
+            return OPEN_EXISTS;
+        if (group.protocols.size() == MOST_PROTOCOLS)
+            return OPEN_FAILED;
+        group.protocols.insert(protocol);
+        return OPEN_OK;
+    });
+}
+
+static int deleteProtocol(uint32_t id, uint32_t protocol)
+{
+    return inGroup(id, [=](ProtocolGroup &group) -> int {
+        return group.protocols.erase(protocol) ? OPEN_OK : OPEN_FAILED;
+    });
+}
+
+static int listProtocols(uint32_t id, OpenBufferDesc *list)
+{
+    return inGroup(id, [=](const ProtocolGroup &group) {
+        std::string text;
+        for (uint32_t protocol : group.protocols)
+            text.append(text.empty() ? "" : ",").append(std::to_string(protocol));
+        return setText(list, text);
+    });
+}
+
+static int addVlan(uint32_t id, uint32_t vlan)
+{
+    return inGroup(id, [=](ProtocolGroup &group) -> int {
+        if (!vlanExists(vlan))
+            return OPEN_BAD_ARGUMENT;
+        if (group.vlan)
+            return OPEN_EXISTS;
+        group.vlan = vlan;
+        return OPEN_OK;
+    });
+}
+
+static int removeVlan(uint32_t id, uint32_t vlan)
+{
+    return inGroup(id, [=](ProtocolGroup &group) -> int {
+        if (!vlanExists(vlan))
+            return OPEN_BAD_ARGUMENT;
+        if (group.vlan != vlan)
+            return OPEN_FAILED;
+        group.vlan = 0;
+        return OPEN_OK;
+    });
+}
+
+static int addPort(uint32_t id, uint32_t port)
+{
+    return inGroup(id, [=](ProtocolGroup &group) -> int {
+        if (!interfaceExists(port))
+            return OPEN_BAD_ARGUMENT;
+        return group.ports.insert(port).second ? OPEN_OK : OPEN_EXISTS;
+    });
+}
+
+static int deletePort(uint32_t id, uint32_t port)
+{
+    return inGroup(id, [=](ProtocolGroup &group) -> int {
+        if (!interfaceExists(port))
+            return OPEN_BAD_ARGUMENT;
+        return group.ports.erase(port) ? OPEN_OK : OPEN_FAILED;
+    });
+}
+
+static void serveProtocolGroups()
+{
+    SERVE(rpcclt_openapiPbVlanGroupGetFirst, [](uint32_t *first) { return stepBehind(groups, 0, first); });
+    SERVE(rpcclt_openapiPbVlanGroupGetNext, [](uint32_t id, uint32_t *next) { return stepBehind(groups, id, next); });
+    SERVE(rpcclt_openapiPbVlanGroupCreate, createGroup);
+    SERVE(rpcclt_openapiPbVlanGroupDelete, deleteGroup);
+    SERVE(rpcclt_openapiPbVlanGroupIdGet, idOfName);
+    SERVE(rpcclt_openapiPbVlanGroupNameSet, setName);
+    SERVE(rpcclt_openapiPbVlanGroupNameGet, [](uint32_t id, OpenBufferDesc *name) {
+        return inGroup(id, [=](const ProtocolGroup &group) { return setText(name, group.name); });
+    });
+    SERVE(rpcclt_openapiPbVlanGroupProtocolAdd, addProtocol);
+    SERVE(rpcclt_openapiPbVlanGroupProtocolDelete, deleteProtocol);
+    SERVE(rpcclt_openapiPbVlanGroupProtocolGet, listProtocols);
+    SERVE(rpcclt_openapiPbVlanGroupProtocolGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
+        return inGroup(id, [=](const ProtocolGroup &group) { return stepBehind(group.protocols, after, next); });
+    });
+    SERVE(rpcclt_openapiPbVlanGroupVlanIDAdd, addVlan);
+    SERVE(rpcclt_openapiPbVlanGroupVlanIDDelete, removeVlan);
+    SERVE(rpcclt_openapiPbVlanGroupVlanIDGet, [](uint32_t id, uint32_t *vlan) {
+        return inGroup(id, [=](const ProtocolGroup &group) { return tellNext(group.vlan, vlan); });
+    });
+    SERVE(rpcclt_openapiPbVlanGroupPortAdd, addPort);
+    SERVE(rpcclt_openapiPbVlanGroupPortDelete, deletePort);
+    SERVE(rpcclt_openapiPbVlanGroupPortGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
+        return inGroup(id, [=](const ProtocolGroup &group) { return stepBehind(group.ports, after, next); });
+    });
+    SERVE(rpcclt_openapiPbVlanIntfValidate,
+          [](uint32_t port) -> int { return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
+}
+
+void serveClassification()
+{
+    serveSources();
+    serveProtocolGroups();
+}
+
+void forgetVlanOfClassification(uint32_t vlan)
+{
+    auto isBound = [vlan](const auto &entry) { return entry.second == vlan; };
+    std::erase_if(vlanOfMac, isBound);
+    std::erase_if(vlanOfOui, isBound);
+    for (auto &[id, group] : groups)
+        if (group.vlan == vlan)
+            group.vlan = 0;
+}
+
+void resetClassification()
+{
+    vlanOfMac.clear();
+    vlanOfOui.clear();
+    groups.clear();
+}

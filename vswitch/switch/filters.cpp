@@ -1,0 +1,338 @@
+/*
+ * model_filters.cpp - the virtual switch's static MAC filters: by address and VLAN, from which ports to which.
+ */
+#include <algorithm>
+#include <map>
+
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/fdb.h"
+#include "vswitch/switch/port_list.h"
+#include "vswitch/switch/settings.h"
+
+static const size_t MAX_FILTERS = 256;
+using FilterKey = std::pair<uint64_t, uint32_t>; /* address, VLAN */
+
+using Filters = std::map<FilterKey, Filter>;
+
+static Filters filters;
+static uint32_t commonMode; /* of the VLANs that were given none of their own */
+static std::map<uint32_t, uint32_t> vlanFilteringModes;
+
+/* On from the start, so that a filter has its effect when it is made. */
+static Setting adminMode = {"rpcclt_openapiFilterAdminModeGet", "rpcclt_openapiFilterAdminModeSet", FOR_SWITCH, 1, 0, 1};
+static Setting size = {"rpcclt_openapiFilterSizeGet", nullptr, FOR_SWITCH, MAX_FILTERS, 0, 0};
+
+const Filter *filterFor(uint32_t vlan, uint64_t mac)
+{
+    auto found = filters.find({mac, vlan});
+    return found == filters.end() || !adminMode.value() || !vlanExists(vlan) ? nullptr : &found->second;
+}
+
+FilteringMode filteringMode(uint32_t vlan)
+{
+    auto own = vlanFilteringModes.find(vlan);
+    return (FilteringMode)(own == vlanFilteringModes.end() ? commonMode : own->second);
+}
+
+void forgetVlanOfFilters(uint32_t vlan)
+{
+    std::erase_if(filters, [=](const auto &filter) { return filter.first.second == vlan; });
+    vlanFilteringModes.erase(vlan);
+}
+
+static int readKey(const OpenBufferDesc *address, uint32_t vlan, FilterKey *key)
+{
+    if (!parseMac(textOf(address), &key->first) || !vlanExists(vlan))
+        return OPEN_BAD_ARGUMENT;
+    key->second = vlan;
+    return OPEN_OK;
+}
+
+static std::set<FilterKey> shown; /* in the forwarding database */
+
+void showFilters()
+{
+    std::set<FilterKey> before = std::move(shown);
+    shown.clear();
+    for (const auto &[key, filter] : filters) {
+        auto [mac, vlan] = key;
+        if (!filterFor(vlan, mac) || isGroup(mac) || filter.destinations.empty())
+            continue;
+        fdbInsert(vlan, mac, {*filter.destinations.begin(), FDB_STATIC, 0});
+        shown.insert(key);
+        before.erase(key);
+    }
+    for (auto [mac, vlan] : before)
+        fdbErase(vlan, mac);
+}
+
+static int findFilter(const OpenBufferDesc *address, uint32_t vlan, Filters::iterator *found)
+{
+    FilterKey key;
+    if (int rc = readKey(address, vlan, &key))
+        return rc;
+    *found = filters.find(key);
+    return *found == filters.end() ? OPEN_FAILED : OPEN_OK;
+}
+
+/* Runs `use` on the filter of that key, if there is one. */
+template <class Use> static int withFilter(const OpenBufferDesc *address, uint32_t vlan, Use use)
+{
+    Filters::iterator found;
+    int rc = findFilter(address, vlan, &found);
+    return rc ? rc : use(found->second);
+}
+
+static int createFilter(OpenBufferDesc *address, uint32_t vlan)
+{
+    FilterKey key;
+    if (int rc = readKey(address, vlan, &key))
+        return rc;
+    if (macRestricted(key.first))
+        return OPEN_BAD_ARGUMENT;
+    if (filters.contains(key))
+        return OPEN_EXISTS;
+    if (filters.size() == MAX_FILTERS)
+        return OPEN_FAILED;
+    filters[key] = {};
+    return OPEN_OK;
+}
+
+static int removeFilter(OpenBufferDesc *address, uint32_t vlan)
+{
+    Filters::iterator found;
+    if (int rc = findFilter(address, vlan, &found))
+        return rc;
+    filters.erase(found);
+    return OPEN_OK;
+}
+
+static int tellKey(Filters::const_iterator filter, OpenBufferDesc *address, uint32_t *vlan)
+{
+    if (filter == filters.end())
+        return OPEN_FAILED;
+    *vlan = filter->first.second;
+    return setText(address, macText(filter->first.first));
+}
+
+/* The given filter need not exist (any more). */
+static int nextFilter(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *nextAddress, uint32_t *nextVlan)
+{
+    uint64_t mac;
+    if (!parseMac(textOf(address), &mac))
+        return OPEN_BAD_ARGUMENT;
+    return tellKey(filters.upper_bound({mac, vlan}), nextAddress, nextVlan);
+}
+
+/* Its ports */
+
+template <PortSet Filter::*ports>
+static int tellPorts(OpenBufferDesc *address, uint32_t vlan, uint32_t *count, OpenBufferDesc *list)
+{
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        *count = (uint32_t)(filter.*ports).size();
+        return setText(list, portListText(filter.*ports));
+    });
+}
+
+static int setSources(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *list)
+{
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        PortSet ports;
+        if (!parsePortList(textOf(list), &ports))
+            return OPEN_BAD_ARGUMENT;
+        filter.sources = ports;
+        return OPEN_OK;
+    });
+}
+
+static int addSource(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
+{
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        if (!interfaceExists(port))
+            return OPEN_BAD_ARGUMENT;
+        return filter.sources.insert(port).second ? OPEN_OK : OPEN_EXISTS;
+    });
+}
+
+static int addDestination(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
+{
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        if (!interfaceExists(port))
+            return OPEN_BAD_ARGUMENT;
+        filter.filtered.erase(port);
+        return filter.destinations.insert(port).second ? OPEN_OK : OPEN_EXISTS;
+    });
+}
+
+template <PortSet Filter::*ports> static int removePort(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
+{
+    return withFilter(address, vlan, [=](Filter &filter) -> int {
+        if (!interfaceExists(port))
+            return OPEN_BAD_ARGUMENT;
+        return (filter.*ports).erase(port) ? OPEN_OK : OPEN_FAILED;
+    });
+}
+
+/*
+ * The lists of a call about several destinations; `port`, unless it is 0, is one more to forward to. False for a list
+ * that is none, and for a port in both.
+ */
+static bool readDestinations(uint32_t port, const OpenBufferDesc *forward, const OpenBufferDesc *filter,
+                             PortSet *forwardPorts, PortSet *filterPorts)
+{
+    if (!parsePortList(textOf(forward), forwardPorts) || !parsePortList(textOf(filter), filterPorts) ||
+        (port && !interfaceExists(port)))
+        return false;
+    if (port)
+        forwardPorts->insert(port);
+    return std::none_of(forwardPorts->begin(), forwardPorts->end(),
+                        [=](uint32_t forwarded) { return filterPorts->contains(forwarded); });
+}
+
+static void add(const PortSet &ports, PortSet &to, PortSet &other)
+{
+    for (uint32_t port : ports) {
+        to.insert(port);
+        other.erase(port);
+    }
+}
+
+static int addDestinations(OpenBufferDesc *address, uint32_t vlan, uint32_t port, OpenBufferDesc *forward,
+                           OpenBufferDesc *filter)
+{
+    return withFilter(address, vlan, [=](Filter &found) -> int {
+        PortSet forwardPorts, filterPorts;
+        if (!readDestinations(port, forward, filter, &forwardPorts, &filterPorts))
+            return OPEN_BAD_ARGUMENT;
+        add(forwardPorts, found.destinations, found.filtered);
+        add(filterPorts, found.filtered, found.destinations);
+        return OPEN_OK;
+    });
+}
+
+/* Ports of the lists that the filter does not have do not matter. */
+static int removeDestinations(OpenBufferDesc *address, uint32_t vlan, uint32_t port, OpenBufferDesc *forward,
+                              OpenBufferDesc *filter)
+{
+    return withFilter(address, vlan, [=](Filter &found) -> int {
+        PortSet forwardPorts, filterPorts;
+        if (!readDestinations(port, forward, filter, &forwardPorts, &filterPorts))
+            return OPEN_BAD_ARGUMENT;
+        std::erase_if(found.destinations, [&](uint32_t p) { return forwardPorts.contains(p); });
+        std::erase_if(found.filtered, [&](uint32_t p) { return filterPorts.contains(p); });
+        return OPEN_OK;
+    });
+}
+
+static bool isInAnyFilter(uint32_t port)
+{
+    return std::any_of(filters.begin(), filters.end(), [=](const auto &entry) {
+        const Filter &filter = entry.second;
+        return filter.sources.contains(port) || filter.destinations.contains(port) || filter.filtered.contains(port);
+    });
+}
+
+static void serveFilterPorts()
+{
+    SERVE(rpcclt_openapiFilterSrcIntfListModify, setSources);
+    SERVE(rpcclt_openapiFilterSrcIntfListGet, tellPorts<&Filter::sources>);
+    SERVE(rpcclt_openapiFilterDstIntfListGet, tellPorts<&Filter::destinations>);
+    SERVE(rpcclt_openapiFilterDstFiltIntfListGet, tellPorts<&Filter::filtered>);
+    SERVE(rpcclt_openapiFilterSrcIntfAdd, addSource);
+    SERVE(rpcclt_openapiFilterSrcIntfDelete, removePort<&Filter::sources>);
+    SERVE(rpcclt_openapiFilterDstIntfAdd, addDestination);
+    SERVE(rpcclt_openapiFilterDstIntfDelete, removePort<&Filter::destinations>);
+    SERVE(rpcclt_openapiFilterDstIntfListAdd, addDestinations);
+    SERVE(rpcclt_openapiFilterDstIntfListDelete, removeDestinations);
+
+    SERVE(rpcclt_openapiFilterIsIntfInAnyFilter, [](uint32_t port, uint32_t *flag) -> int {
+        if (!interfaceExists(port))
+            return OPEN_BAD_ARGUMENT;
+        *flag = isInAnyFilter(port);
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiFilterPortParmCanSet, [](uint32_t port, uint32_t *flag) -> int {
+        *flag = 1; /* nothing that a port can be here keeps it from being in filters */
+        return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiFilterIsValidIntf, [](uint32_t port, uint32_t *flag) -> int {
+        *flag = interfaceExists(port);
+        return OPEN_OK;
+    });
+}
+
+static void serveModes()
+{
+    SERVE(rpcclt_openapiFilterFilteringModeSet, [](uint32_t mode) -> int {
+        if (mode > FILTER_UNREGISTERED)
+            return OPEN_BAD_ARGUMENT;
+        commonMode = mode;
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiFilterVlanFilteringModeSet, [](uint32_t vlan, uint32_t mode) -> int {
+        if (mode > FILTER_UNREGISTERED || !vlanExists(vlan))
+            return OPEN_BAD_ARGUMENT;
+        vlanFilteringModes[vlan] = mode;
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiFilterVlanFilteringModeGet, [](uint32_t vlan, uint32_t *mode) -> int {
+        return vlanExists(vlan) ? tell(filteringMode(vlan), mode) : OPEN_BAD_ARGUMENT;
+    });
+}
+
+void serveFilters()
+{
+    serveSettings({&adminMode, &size});
+    serveModes();
+    serveFilterPorts();
+
+    SERVE(rpcclt_openapiFilterCreate, createFilter);
+    SERVE(rpcclt_openapiFilterRemove, removeFilter);
+    SERVE(rpcclt_openapiFilterFirstGet, [](OpenBufferDesc *address, uint32_t *vlan) -> int {
+        return tellKey(filters.begin(), address, vlan);
+    });
+    SERVE(rpcclt_openapiFilterNextGet, nextFilter);
+    SERVE(rpcclt_openapiFilterCountGet, [](uint32_t *count) { return tell((uint32_t)filters.size(), count); });
+    SERVE(rpcclt_openapiFilterCountersGet, [](uint32_t *total, uint32_t *multicast, uint32_t *unicast) -> int {
+        *total = (uint32_t)filters.size();
+        *multicast = (uint32_t)std::count_if(filters.begin(), filters.end(),
+                                             [](const auto &filter) { return isGroup(filter.first.first); });
+        *unicast = *total - *multicast;
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiFilterCheckMacAddrTypeMulticast, [](OpenBufferDesc *address, uint32_t *flag) -> int {
+        uint64_t mac;
+        if (!parseMac(textOf(address), &mac))
+            return OPEN_BAD_ARGUMENT;
+        *flag = isGroup(mac);
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiFilterIsConfigured, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *flag) -> int {
+        FilterKey key;
+        if (int rc = readKey(address, vlan, &key))
+            return rc;
+        *flag = filters.contains(key);
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiFilterStreamSet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t stream) -> int {
+        return withFilter(address, vlan, [=](Filter &filter) -> int {
+            filter.stream = stream;
+            return OPEN_OK;
+        });
+    });
+    SERVE(rpcclt_openapiFilterStreamGet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *stream) -> int {
+        return withFilter(address, vlan, [=](Filter &filter) -> int {
+            *stream = filter.stream;
+            return OPEN_OK;
+        });
+    });
+}
+
+void resetFilters()
+{
+    filters.clear();
+    shown.clear();
+    commonMode = FORWARD_ALL;
+    vlanFilteringModes.clear();
+}

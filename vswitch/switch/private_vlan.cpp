@@ -1,0 +1,272 @@
+/*
+ * model_private_vlan.cpp - the virtual switch's private VLANs: primary VLANs with the secondary VLANs associated with
+ * them, and the ports that are hosts in one secondary VLAN or promiscuous in several.
+ */
+#include <algorithm>
+#include <map>
+
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/state.h"
+
+struct PrivateVlan {
+    PrivateVlanType type;
+    uint32_t primary; /* of a secondary VLAN that is associated with one, else 0 */
+};
+
+static std::map<uint32_t, PrivateVlan> privateVlans; /* without those of type none */
+static std::map<uint32_t, PrivatePort> ports;
+
+PrivateVlanType privateVlanType(uint32_t vlan)
+{
+    auto found = privateVlans.find(vlan);
+    return found == privateVlans.end() ? PRIVATE_NONE : found->second.type;
+}
+
+uint32_t primaryVlan(uint32_t vlan)
+{
+    auto found = privateVlans.find(vlan);
+    return found == privateVlans.end() ? 0 : found->second.primary;
+}
+
+std::vector<uint16_t> secondaryVlans(uint32_t primary)
+{
+    std::vector<uint16_t> ids;
+    for (const auto &[id, vlan] : privateVlans)
+        if (vlan.primary == primary)
+            ids.push_back((uint16_t)id);
+    return ids;
+}
+
+const PrivatePort *privatePort(uint32_t port)
+{
+    auto found = ports.find(port);
+    return found == ports.end() ? nullptr : &found->second;
+}
+
+static PrivatePortMode modeOf(uint32_t port)
+{
+    const PrivatePort *own = privatePort(port);
+    if (!own)
+        return PORT_NONE;
+    bool trunk = switchportMode(port) == MODE_TRUNK;
+    if (own->role == PROMISCUOUS)
+        return trunk ? PORT_PROMISCUOUS_TRUNK : PORT_PROMISCUOUS;
+    return trunk && privateVlanType(*own->secondaries.begin()) == PRIVATE_ISOLATED ? PORT_ISOLATED_TRUNK : PORT_HOST;
+}
+
+/* VLANs */
+
+/* VLAN 1 is never private; a VLAN that is associated keeps its type. */
+static int setType(uint32_t vlan, uint32_t type)
+{
+    if (!vlanExists(vlan) || vlan == 1 || type > PRIVATE_COMMUNITY)
+        return OPEN_BAD_ARGUMENT;
+    if (type == privateVlanType(vlan))
+        return OPEN_OK;
+    if (primaryVlan(vlan) || (privateVlanType(vlan) == PRIVATE_PRIMARY && !secondaryVlans(vlan).empty()))
+        return OPEN_FAILED;
+    if (type == PRIVATE_NONE)
+        privateVlans.erase(vlan);
+    else
+        privateVlans[vlan] = {(PrivateVlanType)type, 0};
+    return OPEN_OK;
+}
+
+/*
+ * All or none of them; those that are associated with it already stay so. A secondary VLAN has one primary VLAN, which has
+ * one isolated VLAN at most.
+ */
+static int associate(uint32_t primary, VlanIdList list)
+{
+    VlanSet ids = idsOf(list);
+    if (privateVlanType(primary) != PRIVATE_PRIMARY || ids.empty())
+        return OPEN_BAD_ARGUMENT;
+    for (uint16_t id : ids)
+        if (privateVlanType(id) != PRIVATE_ISOLATED && privateVlanType(id) != PRIVATE_COMMUNITY)
+            return OPEN_BAD_ARGUMENT;
+    std::erase_if(ids, [primary](uint16_t id) { return primaryVlan(id) == primary; });
+    if (std::any_of(ids.begin(), ids.end(), primaryVlan))
+        return OPEN_EXISTS;
+    auto isolated = [](uint16_t id) { return privateVlanType(id) == PRIVATE_ISOLATED; };
+    std::vector<uint16_t> before = secondaryVlans(primary);
+    if (std::count_if(ids.begin(), ids.end(), isolated) + std::count_if(before.begin(), before.end(), isolated) > 1)
+        return OPEN_FAILED;
+    for (uint16_t id : ids)
+        privateVlans.at(id).primary = primary;
+    return OPEN_OK;
+}
+
+/* Ports lose what they had of the secondary VLAN, and with the last one their association. */
+static void dissociate(uint16_t secondary)
+{
+    privateVlans.at(secondary).primary = 0;
+    for (auto &[port, own] : ports)
+        own.secondaries.erase(secondary);
+    std::erase_if(ports, [](const auto &entry) { return entry.second.secondaries.empty(); });
+}
+
+/* An empty list stands for all of them. */
+static int dissociateAll(uint32_t primary, VlanIdList list)
+{
+    if (privateVlanType(primary) != PRIVATE_PRIMARY)
+        return OPEN_BAD_ARGUMENT;
+    VlanSet ids = idsOf(list);
+    if (ids.empty())
+        for (uint16_t id : secondaryVlans(primary))
+            ids.insert(id);
+    if (!std::all_of(ids.begin(), ids.end(), [primary](uint16_t id) { return primaryVlan(id) == primary; }))
+        return OPEN_FAILED;
+    for (uint16_t id : ids)
+        dissociate(id);
+    return OPEN_OK;
+}
+
+void forgetVlanOfPrivateVlans(uint32_t vlan)
+{
+    if (privateVlanType(vlan) == PRIVATE_PRIMARY)
+        for (uint16_t secondary : secondaryVlans(vlan))
+            dissociate(secondary);
+    if (primaryVlan(vlan))
+        dissociate((uint16_t)vlan);
+    privateVlans.erase(vlan);
+}
+
+static void servePrivateTable()
+{
+    SERVE(rpcclt_openapiDot1qPrivateVlanEnable, setType);
+    SERVE(rpcclt_openapiDot1qPrivateVlanGet, [](uint32_t vlan, uint32_t *type) -> int {
+        if (!vlanExists(vlan))
+            return OPEN_BAD_ARGUMENT;
+        *type = privateVlanType(vlan);
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiDot1qApiPrivateVlanAssocAdd, associate);
+    SERVE(rpcclt_openapiDot1qApiPrivateVlanAssocRemove, dissociateAll);
+    SERVE(rpcclt_openapiDot1qPrivateVlanAssociationGet, [](uint32_t vlan, VlanIdList *list) -> int {
+        if (!vlanExists(vlan))
+            return OPEN_BAD_ARGUMENT;
+        setList(list, secondaryVlans(vlan));
+        return OPEN_OK;
+    });
+}
+
+/* Ports */
+
+/* Takes the place of the association that the port had, be it as a host or promiscuous. */
+static int setAssociation(uint32_t port, const PrivatePort &wanted)
+{
+    bool known = std::all_of(wanted.secondaries.begin(), wanted.secondaries.end(),
+                             [&](uint16_t id) { return primaryVlan(id) == wanted.primary; });
+    if (!interfaceExists(port) || wanted.primary == 0 || wanted.secondaries.empty() || !known)
+        return OPEN_BAD_ARGUMENT;
+    ports[port] = wanted;
+    return OPEN_OK;
+}
+
+static int setHost(uint32_t port, uint32_t primary, uint32_t secondary)
+{
+    if (!vlanExists(secondary))
+        return OPEN_BAD_ARGUMENT;
+    return setAssociation(port, {HOST, primary, {(uint16_t)secondary}});
+}
+
+static int setPromiscuous(uint32_t port, uint32_t primary, VlanIdList secondaries)
+{
+    return setAssociation(port, {PROMISCUOUS, primary, idsOf(secondaries)});
+}
+
+/* The port's association, if it is in that role; otherwise the code that says why not. */
+static int findAssociation(uint32_t port, PrivateRole role, const PrivatePort **found)
+{
+    *found = privatePort(port);
+    if (!interfaceExists(port))
+        return OPEN_BAD_ARGUMENT;
+    return *found && (*found)->role == role ? OPEN_OK : OPEN_FAILED;
+}
+
+template <PrivateRole role> static int removeAssociation(uint32_t port)
+{
+    const PrivatePort *own;
+    if (int rc = findAssociation(port, role, &own))
+        return rc;
+    ports.erase(port);
+    return OPEN_OK;
+}
+
+static int getHost(uint32_t port, uint32_t *primary, uint32_t *secondary)
+{
+    const PrivatePort *own;
+    if (int rc = findAssociation(port, HOST, &own))
+        return rc;
+    *primary = own->primary;
+    *secondary = *own->secondaries.begin();
+    return OPEN_OK;
+}
+
+static int getPromiscuous(uint32_t port, uint32_t *primary, VlanIdList *secondaries)
+{
+    const PrivatePort *own;
+    if (int rc = findAssociation(port, PROMISCUOUS, &own))
+        return rc;
+    *primary = own->primary;
+    setList(secondaries, {own->secondaries.begin(), own->secondaries.end()});
+    return OPEN_OK;
+}
+
+/* A step of the walk over a trunk's primary VLANs, of which there is one at most: is it behind `after`? */
+static int stepTrunk(uint32_t port, PrivatePortMode mode, uint32_t after)
+{
+    if (!interfaceExists(port))
+        return OPEN_BAD_ARGUMENT;
+    return modeOf(port) == mode && privatePort(port)->primary > after ? OPEN_OK : OPEN_FAILED;
+}
+
+static void servePrivatePorts()
+{
+    SERVE(rpcclt_openapiDot1qIntfPVlanHostAssocSet, setHost);
+    SERVE(rpcclt_openapiDot1qPVlanIntfHostAssocRemove, removeAssociation<HOST>);
+    SERVE(rpcclt_openapiPvlanIntfHostAssocGet, getHost);
+    SERVE(rpcclt_openapiDot1qIntfPVlanPromiscAssocSet, setPromiscuous);
+    SERVE(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove, removeAssociation<PROMISCUOUS>);
+    SERVE(rpcclt_openapiPvlanIntfPromiscAssocGet, getPromiscuous);
+    SERVE(rpcclt_openapiPvlanIntfModeGet,
+          [](uint32_t port, uint32_t *mode) { return onInterface(port, modeOf(port), mode); });
+    SERVE(rpcclt_openapiPvlanIntfOperAssocGet, [](uint32_t port, VlanIdList *list) -> int {
+        if (!interfaceExists(port))
+            return OPEN_BAD_ARGUMENT;
+        VlanSet ids;
+        if (const PrivatePort *own = privatePort(port)) {
+            ids = own->secondaries;
+            ids.insert((uint16_t)own->primary);
+        }
+        setList(list, {ids.begin(), ids.end()});
+        return OPEN_OK;
+    });
+}
+
+static void servePrivateTrunks()
+{
+    SERVE(rpcclt_openapiPvlanIntfPromiscTrunkAssocNextGet,
+          [](uint32_t port, uint32_t after, uint32_t *next, VlanIdList *secondaries) {
+              int rc = stepTrunk(port, PORT_PROMISCUOUS_TRUNK, after);
+              return rc == OPEN_OK ? getPromiscuous(port, next, secondaries) : rc;
+          });
+    SERVE(rpcclt_openapiPvlanIntfIsolatedTrunkAssocNextGet,
+          [](uint32_t port, uint32_t after, uint32_t *next, uint32_t *secondary) {
+              int rc = stepTrunk(port, PORT_ISOLATED_TRUNK, after);
+              return rc == OPEN_OK ? getHost(port, next, secondary) : rc;
+          });
+}
+
+void servePrivateVlans()
+{
+    servePrivateTable();
+    servePrivatePorts();
+    servePrivateTrunks();
+}
+
+void resetPrivateVlans()
+{
+    privateVlans.clear();
+    ports.clear();
+}

@@ -1,0 +1,97 @@
+/*
+ * model_protected_ports.cpp - the virtual switch's protected ports: traffic does not pass between ports of one group.
+ */
+#include <map>
+
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/port_list.h"
+#include "vswitch/switch/state.h"
+
+static const uint32_t GROUPS = 3;          /* numbered from 1; a port is in one of them at most */
+static const size_t GROUP_NAME_MAX = 32; /* bytes; the empty name is none */
+
+static std::map<uint32_t, std::string> groupNames;
+static std::set<std::pair<uint32_t, uint32_t>> memberships; /* (port, group), in which order they are walked */
+
+static bool groupExists(uint32_t group)
+{
+    return group >= 1 && group <= GROUPS;
+}
+
+static PortSet membersOf(uint32_t group)
+{
+    PortSet members;
+    for (auto [port, ofGroup] : memberships)
+        if (ofGroup == group)
+            members.insert(port);
+    return members;
+}
+
+uint32_t protectedGroup(uint32_t port)
+{
+    auto found = memberships.lower_bound({port, 0});
+    return found != memberships.end() && found->first == port ? found->second : 0;
+}
+
+static int addMember(uint32_t port, uint32_t group)
+{
+    if (!interfaceExists(port) || !groupExists(group))
+        return OPEN_BAD_ARGUMENT;
+    if (uint32_t present = protectedGroup(port))
+        return present == group ? OPEN_EXISTS : OPEN_FAILED;
+    memberships.insert({port, group});
+    return OPEN_OK;
+}
+
+static int removeMember(uint32_t port, uint32_t group)
+{
+    if (!interfaceExists(port) || !groupExists(group))
+        return OPEN_BAD_ARGUMENT;
+    return memberships.erase({port, group}) ? OPEN_OK : OPEN_FAILED;
+}
+
+static int nextMembership(uint32_t port, uint32_t group, uint32_t *nextMember, uint32_t *nextGroup)
+{
+    auto next = memberships.upper_bound({port, group});
+    if (next == memberships.end())
+        return OPEN_FAILED;
+    *nextMember = next->first;
+    return tell(next->second, nextGroup);
+}
+
+static int setName(uint32_t group, OpenBufferDesc *name)
+{
+    std::string text = textOf(name);
+    if (!groupExists(group) || text.size() > GROUP_NAME_MAX)
+        return OPEN_BAD_ARGUMENT;
+    groupNames[group] = text;
+    return OPEN_OK;
+}
+
+void serveProtectedPorts()
+{
+    SERVE(rpcclt_openapiProtectedPortMaxGroups, [](uint32_t *maxGroups) { return tell(GROUPS, maxGroups); });
+    SERVE(rpcclt_openapiProtectedPortGroupNameGet, [](uint32_t group, OpenBufferDesc *name) -> int {
+        return groupExists(group) ? setText(name, groupNames[group]) : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiProtectedPortGroupNameSet, setName);
+    SERVE(rpcclt_openapiProtectedPortGroupIntfCountGet, [](uint32_t group, uint32_t *count) -> int {
+        return groupExists(group) ? tell((uint32_t)membersOf(group).size(), count) : OPEN_BAD_ARGUMENT;
+    });
+    /* The program's buffer has room for each member by itself. */
+    SERVE(rpcclt_openapiProtectedPortGroupIntfListGet, [](uint32_t group, OpenBufferDesc *list) -> int {
+        return groupExists(group) ? setText(list, portsSingly(membersOf(group))) : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiProtectedPortGroupGet, [](uint32_t port, uint32_t *group) -> int {
+        return interfaceExists(port) ? tellNext(protectedGroup(port), group) : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiProtectedPortNextGroupGet, nextMembership);
+    SERVE(rpcclt_openapiProtectedPortGroupIntfAdd, addMember);
+    SERVE(rpcclt_openapiProtectedPortGroupIntfDelete, removeMember);
+}
+
+void resetProtectedPorts()
+{
+    groupNames.clear();
+    memberships.clear();
+}

@@ -1,0 +1,159 @@
+/*
+ * model_stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be: who talks, is
+ * heard and learned, and who has fallen silent.
+ */
+#include <algorithm>
+#include <tuple>
+
+#include "vswitch/base/commands.h"
+#include "vswitch/switch/fdb.h"
+
+struct Station {
+    uint32_t port;
+    bool talks;
+};
+
+using StationKey = std::pair<uint32_t, uint64_t>; /* VLAN, address */
+
+static std::map<StationKey, Station> stations;
+static std::set<StationKey> unheard;                                  /* those that talk and are not learned */
+static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> willTalk; /* at which uptime */
+
+bool stationTalks(uint32_t vlan, uint64_t mac)
+{
+    auto found = stations.find({vlan, mac});
+    return found != stations.end() && found->second.talks;
+}
+
+void stationWasForgotten(uint32_t vlan, uint64_t mac)
+{
+    if (stationTalks(vlan, mac))
+        unheard.insert({vlan, mac});
+}
+
+static bool canBeHeard(const StationKey &key)
+{
+    auto found = stations.find(key);
+    return found != stations.end() && found->second.talks && mayLearn(key.first, key.second, found->second.port);
+}
+
+/* Two to four seconds from now. */
+static void letTalk(uint64_t now)
+{
+    for (auto key = unheard.begin(); key != unheard.end();)
+        if (canBeHeard(*key)) {
+            willTalk.insert({now + 2 + key->second % 3, key->first, key->second});
+            key = unheard.erase(key);
+        } else {
+            ++key;
+        }
+}
+
+/* It tries again when something has changed, if it cannot be heard or the table is full. */
+static void hear(uint32_t vlan, uint64_t mac, uint64_t now)
+{
+    if (!canBeHeard({vlan, mac}) || !fdbInsert(vlan, mac, {stations.at({vlan, mac}).port, FDB_LEARNED, now}))
+        stationWasForgotten(vlan, mac);
+}
+
+void passStations(uint64_t now)
+{
+    ageEntries(now);
+    while (!willTalk.empty() && std::get<0>(*willTalk.begin()) <= now) {
+        auto [time, vlan, mac] = *willTalk.begin();
+        willTalk.erase(willTalk.begin());
+        hear(vlan, mac, time);
+    }
+}
+
+void settleStations(uint64_t now)
+{
+    forgetUnreachable();
+    showFilters();
+    letTalk(now);
+}
+
+/* Commands */
+
+static bool readVlan(const std::string &text, uint32_t *vlan)
+{
+    long long number;
+    if (!readNumber(text, 1, HIGHEST_VLAN, &number) || !vlanExists((uint32_t)number))
+        return false;
+    *vlan = (uint32_t)number;
+    return true;
+}
+
+static CommandOutcome learn(const Words &words, std::string *answer)
+{
+    uint32_t vlan;
+    uint64_t mac;
+    long long number;
+    if (!readVlan(words[0], &vlan))
+        return refuse(answer, "there is no VLAN \"" + words[0] + "\"");
+    if (!parseMac(words[1], &mac) || !isStation(mac))
+        return refuse(answer, "\"" + words[1] + "\" is no station's address");
+    if (!readNumber(words[2], 1, UINT32_MAX, &number) || !interfaceExists((uint32_t)number))
+        return refuse(answer, "there is no port \"" + words[2] + "\"");
+    uint32_t port = (uint32_t)number;
+    if (!portIsUp(port))
+        return refuse(answer, "port " + words[2] + " is " + portStatusText(port) + ": nothing is heard there");
+    if (!portInVlan(port, vlan))
+        return refuse(answer, "port " + words[2] + " is not in VLAN " + words[0]);
+    stations[{vlan, mac}] = {port, true};
+    hear(vlan, mac, uptimeSeconds());
+    return COMMAND_DONE;
+}
+
+static CommandOutcome silence(const Words &words, std::string *answer)
+{
+    uint32_t vlan;
+    uint64_t mac;
+    if (!readVlan(words[0], &vlan) || !parseMac(words[1], &mac) || !stationTalks(vlan, mac))
+        return refuse(answer, "no station " + words[1] + " talks in VLAN " + words[0]);
+    stations.erase({vlan, mac});
+    unheard.erase({vlan, mac});
+    const FdbEntry *entry = fdbFind(vlan, mac);
+    if (entry && entry->type == FDB_LEARNED) {
+        uint64_t now = uptimeSeconds();
+        fdbInsert(vlan, mac, {entry->port, FDB_LEARNED, now});
+        fdbAge(vlan, mac, now);
+    }
+    return COMMAND_DONE;
+}
+
+static const Command commands[] = {
+    {"learn", "VLAN MAC PORT", "a station appears there, or moves there", learn},
+    {"silence", "VLAN MAC", "a station falls silent: it ages", silence},
+};
+
+void serveStations()
+{
+    registerCommands("what happens:", commands);
+}
+
+void resetStations()
+{
+    stations.clear();
+    unheard.clear();
+    willTalk.clear();
+    if (!trafficIsMadeUp())
+        return;
+    std::vector<uint32_t> linked;
+    for (uint32_t port = nextPort(0); port; port = nextPort(port))
+        if (portHasLink(port))
+            linked.push_back(port);
+    const ModelOptions &options = modelOptions();
+    uint32_t silent = std::min(options.silentStations, options.stations / 4);
+    for (uint32_t i = 0; i < options.stations; i++) {
+        uint32_t vlan = 1 + i % options.stationVlans;
+        uint32_t port = linked[(i + i / linked.size()) % linked.size()]; /* not in step with the VLANs */
+        uint64_t mac = 0x020000000000 + 257ull * (i + 1);
+        bool talks = i + silent < options.stations;
+        if (!fdbInsert(vlan, mac, {port, FDB_LEARNED, 0}))
+            continue;
+        stations[{vlan, mac}] = {port, talks};
+        if (!talks)
+            fdbAge(vlan, mac, 0);
+    }
+}

@@ -1,0 +1,269 @@
+/*
+ * model_storm_control.cpp - the virtual switch's storm control: the switch's, the ports' own, and what is in force.
+ */
+#include <algorithm>
+#include <map>
+#include <optional>
+
+#include "vswitch/base/commands.h"
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/state.h"
+
+struct Threshold {
+    uint32_t unit = STORM_PERCENT, value = 5;
+};
+
+struct SwitchControl {
+    uint32_t state = 0, action = STORM_NONE;
+    Threshold threshold;
+};
+
+struct PortControl {
+    std::optional<uint32_t> state, action; /* what was not set is the switch's */
+    std::optional<Threshold> threshold;
+};
+
+static const uint32_t MOST_PPS = 1488095; /* packets of 64 bytes at a gigabit */
+
+/* No rate below what policers can hold. */
+static const struct { uint32_t unit, lowest, highest; } ranges[] = {
+    {STORM_PERCENT, 0, 100},
+    {STORM_PPS, 0, MOST_PPS},
+    {STORM_KBPS, 64, 1000000},
+};
+
+static std::map<uint32_t, SwitchControl> ofSwitch; /* by kind */
+static std::map<std::pair<uint32_t, uint32_t>, PortControl> ofPort; /* by kind and port */
+static std::set<std::pair<uint32_t, uint32_t>> shut;                /* ports, and the kinds that shut them */
+
+static int rangeOf(uint32_t unit, uint32_t *lowest, uint32_t *highest)
+{
+    for (const auto &range : ranges)
+        if (range.unit == unit) {
+            *lowest = range.lowest;
+            *highest = range.highest;
+            return OPEN_OK;
+        }
+    return OPEN_BAD_ARGUMENT;
+}
+
+static bool isThreshold(const Threshold &threshold)
+{
+    uint32_t lowest, highest;
+    return rangeOf(threshold.unit, &lowest, &highest) == OPEN_OK && threshold.value >= lowest &&
+           threshold.value <= highest;
+}
+
+static bool isKind(uint32_t kind)
+{
+    return kind >= STORM_UNICAST && kind <= STORM_MULTICAST;
+}
+
+/* What is in force on a port */
+
+static uint32_t stateOn(uint32_t kind, uint32_t port)
+{
+    return ofPort[{kind, port}].state.value_or(ofSwitch[kind].state);
+}
+
+static Threshold thresholdOn(uint32_t kind, uint32_t port)
+{
+    return ofPort[{kind, port}].threshold.value_or(ofSwitch[kind].threshold);
+}
+
+static uint32_t actionOn(uint32_t kind, uint32_t port)
+{
+    return ofPort[{kind, port}].action.value_or(ofSwitch[kind].action);
+}
+
+static uint64_t packetsPerSecond(const Threshold &threshold)
+{
+    if (threshold.unit == STORM_PERCENT)
+        return (uint64_t)MOST_PPS * threshold.value / 100;
+    return threshold.unit == STORM_PPS ? threshold.value : (uint64_t)threshold.value * 1000 / 512; /* bits of a smallest frame */
+}
+
+StormLimit stormLimit(uint32_t port, StormKind kind)
+{
+    if (!portExists(port) || !stateOn(kind, port))
+        return {UINT64_MAX, STORM_NONE};
+    return {packetsPerSecond(thresholdOn(kind, port)), (StormAction)actionOn(kind, port)};
+}
+
+void stormExceeded(uint32_t port, StormKind kind)
+{
+    if (stormLimit(port, kind).action == STORM_SHUT_DOWN) {
+        shut.insert({port, kind});
+        stateChanged();
+    }
+}
+
+bool stormShuts(uint32_t port)
+{
+    auto found = shut.lower_bound({port, 0});
+    return found != shut.end() && found->first == port;
+}
+
+void passStormControl()
+{
+    std::erase_if(shut, [](const auto &entry) { return !portHasLink(entry.first) || !stateOn(entry.second, entry.first); });
+}
+
+/* Operations of the switch */
+
+static int setState(uint32_t kind, uint32_t state)
+{
+    if (!isKind(kind) || state > 1)
+        return OPEN_BAD_ARGUMENT;
+    ofSwitch[kind].state = state;
+    return OPEN_OK;
+}
+
+static int setAction(uint32_t kind, uint32_t action)
+{
+    if (!isKind(kind) || action > STORM_TRAP)
+        return OPEN_BAD_ARGUMENT;
+    ofSwitch[kind].action = action;
+    return OPEN_OK;
+}
+
+static int setThreshold(uint32_t kind, uint32_t unit, uint32_t value)
+{
+    if (!isKind(kind) || !isThreshold({unit, value}))
+        return OPEN_BAD_ARGUMENT;
+    ofSwitch[kind].threshold = {unit, value};
+    return OPEN_OK;
+}
+
+static int tellThreshold(const Threshold &threshold, uint32_t *unit, uint32_t *value)
+{
+    *unit = threshold.unit;
+    return tell(threshold.value, value);
+}
+
+static void serveSwitch()
+{
+    SERVE(rpcclt_openapiStormControlModeSet, setState);
+    SERVE(rpcclt_openapiStormControlModeGet, [](uint32_t kind, uint32_t *state) -> int {
+        return isKind(kind) ? tell(ofSwitch[kind].state, state) : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiStormControlActionSet, setAction);
+    SERVE(rpcclt_openapiStormControlActionGet, [](uint32_t kind, uint32_t *action) -> int {
+        return isKind(kind) ? tell(ofSwitch[kind].action, action) : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiStormControlThresholdSet, setThreshold);
+    SERVE(rpcclt_openapiStormControlThresholdGet, [](uint32_t kind, uint32_t *unit, uint32_t *value) -> int {
+        return isKind(kind) ? tellThreshold(ofSwitch[kind].threshold, unit, value) : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiStormControlThresholdDefaultSet, [](uint32_t kind) {
+        const Threshold initial;
+        return setThreshold(kind, initial.unit, initial.value);
+    });
+    SERVE(rpcclt_openapiStormControlThresholdMinMaxGet, rangeOf);
+}
+
+/* Operations of a port */
+
+/* What a port has of its own, null for what is no kind of traffic, or no port. */
+static PortControl *controlOf(uint32_t kind, uint32_t port)
+{
+    return isKind(kind) && portExists(port) ? &ofPort[{kind, port}] : nullptr;
+}
+
+static int setPortState(uint32_t kind, uint32_t port, uint32_t state)
+{
+    PortControl *own = controlOf(kind, port);
+    if (!own || state > 1)
+        return OPEN_BAD_ARGUMENT;
+    own->state = state;
+    return OPEN_OK;
+}
+
+static int setPortThreshold(uint32_t kind, uint32_t port, uint32_t unit, uint32_t value)
+{
+    PortControl *own = controlOf(kind, port);
+    if (!own || !isThreshold({unit, value}))
+        return OPEN_BAD_ARGUMENT;
+    own->threshold = {unit, value};
+    return OPEN_OK;
+}
+
+static int setPortAction(uint32_t port, uint32_t action)
+{
+    PortControl *own = controlOf(STORM_BROADCAST, port);
+    if (!own || action > STORM_TRAP)
+        return OPEN_BAD_ARGUMENT;
+    own->action = action;
+    return OPEN_OK;
+}
+
+static void servePort()
+{
+    SERVE(rpcclt_openapiStormControlIntfModeSet, setPortState);
+    SERVE(rpcclt_openapiStormControlIntfModeGet, [](uint32_t kind, uint32_t port, uint32_t *state) -> int {
+        return controlOf(kind, port) ? tell(stateOn(kind, port), state) : OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiStormControlIntfThresholdSet, setPortThreshold);
+    SERVE(rpcclt_openapiStormControlIntfThresholdGet,
+          [](uint32_t kind, uint32_t port, uint32_t *unit, uint32_t *value) -> int {
+              return controlOf(kind, port) ? tellThreshold(thresholdOn(kind, port), unit, value) : OPEN_BAD_ARGUMENT;
+          });
+    SERVE(rpcclt_openapiStormControlIntfThresholdDefaultSet, [](uint32_t kind, uint32_t port) -> int {
+        if (PortControl *own = controlOf(kind, port)) {
+            own->threshold.reset();
+            return OPEN_OK;
+        }
+        return OPEN_BAD_ARGUMENT;
+    });
+    SERVE(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfSet, setPortAction);
+    SERVE(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfGet,
+          [](uint32_t port, uint32_t *action) { return onPort(port, actionOn(STORM_BROADCAST, port), action); });
+}
+
+/* Packets that are not discarded leave at the other ports that are up and in the VLAN of the port's untagged frames. */
+static CommandOutcome storm(const Words &words, std::string *answer)
+{
+    static const char *const kinds[] = {"", "unicast", "broadcast", "multicast"};
+    long long port, packets;
+    size_t kind = (size_t)(std::find(std::begin(kinds) + 1, std::end(kinds), words[1]) - kinds);
+    if (!readNumber(words[0], 1, modelOptions().ports, &port))
+        return refuse(answer, "there is no port \"" + words[0] + "\"");
+    if (!isKind((uint32_t)kind))
+        return refuse(answer, "a storm is unicast, broadcast or multicast, not \"" + words[1] + "\"");
+    if (!readNumber(words[2], 1, MOST_PPS, &packets))
+        return refuse(answer, "a port takes 1 to " + std::to_string(MOST_PPS) + " packets a second, not \"" + words[2] +
+                                  "\"");
+    uint32_t from = (uint32_t)port;
+    if (!portIsUp(from))
+        return refuse(answer, "port " + words[0] + " is " + portStatusText(from) + ": nothing comes in there");
+
+    uint64_t passed = std::min((uint64_t)packets, stormLimit(from, (StormKind)kind).packetsPerSecond);
+    portCounters(from).inFrames += (uint64_t)packets;
+    portCounters(from).inDiscards += (uint64_t)packets - passed;
+    for (uint32_t to = nextInterface(0); to; to = nextInterface(to))
+        if (to != from && portIsUp(to) && portInVlan(to, portPvid(from)))
+            portCounters(to).outFrames += passed;
+    if (passed < (uint64_t)packets)
+        stormExceeded(from, (StormKind)kind);
+    *answer = std::to_string(passed) + " passed, " + std::to_string((uint64_t)packets - passed) + " discarded; port " +
+              words[0] + " is " + portStatusText(from) + "\n";
+    return COMMAND_DONE;
+}
+
+static const Command commands[] = {
+    {"storm", "PORT KIND PACKETS", "so many unicast, broadcast or multicast packets come in within a second", storm},
+};
+
+void serveStormControl()
+{
+    serveSwitch();
+    servePort();
+    registerCommands("what happens:", commands);
+}
+
+void resetStormControl()
+{
+    ofSwitch.clear();
+    ofPort.clear();
+    shut.clear();
+}

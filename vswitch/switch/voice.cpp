@@ -1,0 +1,286 @@
+/*
+ * model_voice.cpp - the virtual switch's voice VLAN, and its automatic prioritisation of VoIP with the table of OUIs.
+ */
+#include <algorithm>
+#include <map>
+
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/settings.h"
+#include "vswitch/switch/state.h"
+
+enum : uint32_t { MAX_CALLS = 16, OUI_INDEXES = 32 };
+
+static Setting adminMode = {"rpcclt_openapiVoiceVlanAdminModeGet", "rpcclt_openapiVoiceVlanAdminModeSet", FOR_SWITCH, 0,
+                            0, 1};
+static Setting portMode = {"rpcclt_openapiVoiceVlanPortAdminModeGet", nullptr, FOR_PORT, VOICE_DISABLED, 0, 0};
+static Setting portVlan = {"rpcclt_openapiVoiceVlanPortVlanIdGet", nullptr, FOR_PORT, 0, 0, 0}; /* 0: none */
+static Setting portPriority = {"rpcclt_openapiVoiceVlanPortDot1pPriorityGet",
+                               "rpcclt_openapiVoiceVlanPortDot1pPrioritySet", FOR_PORT, 5, 0, 7};
+static Setting cosOverride = {"rpcclt_openapiVoiceVlanPortCosOverrideModeGet",
+                              "rpcclt_openapiVoiceVlanPortCosOverrideModeSet", FOR_PORT, 0, 0, 1};
+static Setting authState = {"rpcclt_openapiVoiceVlanPortAuthStateGet", "rpcclt_openapiVoiceVlanPortAuthStateSet",
+                            FOR_PORT, 1, 0, 1};
+static Setting dscp = {"rpcclt_openapiVoiceVlanPortDscpGet", "rpcclt_openapiVoiceVlanPortDscpSet", FOR_PORT, 46, 0, 63};
+static Setting voipVlan = {"rpcclt_openapiVoipGlobalVlanIdGet", nullptr, FOR_SWITCH, 0, 0, 0}; /* 0: none */
+static Setting maxCalls = {"rpcclt_openapiVoipMaxCallsGet", nullptr, FOR_SWITCH, MAX_CALLS, 0, 0};
+static Setting ouiPriority = {"rpcclt_openapiVoipOUIPriorityGet", "rpcclt_openapiVoipOUIPrioritySet", FOR_SWITCH, 7, 0,
+                              7};
+
+/* Voice VLAN */
+
+uint32_t voiceVlan(uint32_t port)
+{
+    uint32_t vlan = (uint32_t)portVlan.value(port);
+    return adminMode.value() && portMode.value(port) == VOICE_VLAN && vlanExists(vlan) ? vlan : 0;
+}
+
+bool voiceOverridesPriority(uint32_t port)
+{
+    return voiceVlan(port) && cosOverride.value(port);
+}
+
+/* 0 takes the VLAN away. */
+static int portVlanSet(uint32_t port, uint32_t vlan)
+{
+    if (!portExists(port) || (vlan && !vlanExists(vlan)))
+        return OPEN_BAD_ARGUMENT;
+    portVlan.put(port, vlan);
+    return OPEN_OK;
+}
+
+/* The value is the VLAN or the priority that goes with the mode; the other modes have none and do not look at it. */
+static int portModeSet(uint32_t port, uint32_t mode, uint32_t value)
+{
+    if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && value > 7) ||
+        (mode == VOICE_VLAN && !vlanExists(value)))
+        return OPEN_BAD_ARGUMENT;
+    if (mode == VOICE_VLAN)
+        portVlan.put(port, value);
+    if (mode == VOICE_PRIORITY)
+        portPriority.put(port, value);
+    portMode.put(port, mode);
+    return OPEN_OK;
+}
+
+/* 1 where the voice VLAN is in force: enabled for the switch and on a port that is up; a mode with a VLAN needs it. */
+static int portStatusGet(uint32_t port, uint32_t *status)
+{
+    uint64_t mode = portMode.value(port);
+    bool works = mode == VOICE_VLAN ? voiceVlan(port) != 0 : mode != VOICE_DISABLED && adminMode.value();
+    return onPort(port, works && portIsUp(port), status);
+}
+
+void forgetVlanOfVoice(uint32_t vlan)
+{
+    std::erase_if(portVlan.values, [=](const auto &entry) { return entry.second == vlan; });
+    if (voipVlan.value() == vlan)
+        voipVlan.put(0, 0);
+}
+
+/* VoIP on the ports */
+
+static uint32_t priorityScheme, priorityValue;
+static std::map<std::pair<uint32_t, uint32_t>, uint32_t> detection; /* flags by port and type */
+
+static int detectionGet(uint32_t port, uint32_t type, uint32_t *flag)
+{
+    if (!portExists(port) || type < BY_PROTOCOL || type > BY_OUI)
+        return OPEN_BAD_ARGUMENT;
+    return tell(detection[{port, type}], flag);
+}
+
+static int detectionSet(uint32_t port, uint32_t type, uint32_t flag)
+{
+    if (!portExists(port) || type < BY_PROTOCOL || type > BY_OUI || flag > 1)
+        return OPEN_BAD_ARGUMENT;
+    detection[{port, type}] = flag;
+    return OPEN_OK;
+}
+
+template <VoipDetection type> static int detectionStatus(uint32_t port, uint32_t *status)
+{
+    return onPort(port, detection[{port, type}] && portIsUp(port) ? VOIP_UP : VOIP_DOWN, status);
+}
+
+/* One call is carried on each port on which VoIP is recognised by protocol. */
+static int sessionsGet(uint32_t *count)
+{
+    *count = 0;
+    for (const auto &[key, flag] : detection)
+        *count += key.second == BY_PROTOCOL && flag && portIsUp(key.first);
+    return OPEN_OK;
+}
+
+/* The priority or the traffic class: 0 to 7 either way. */
+static int cosQueueSet(uint32_t scheme, uint32_t value)
+{
+    if (scheme < SCHEME_REMARK || scheme > SCHEME_TRAFFIC_CLASS || value > 7)
+        return OPEN_BAD_ARGUMENT;
+    priorityScheme = scheme;
+    priorityValue = value;
+    return OPEN_OK;
+}
+
+/* The table of OUIs, by index and by OUI. No OUI is in it twice. */
+
+struct OuiEntry {
+    uint32_t oui;
+    std::string description;
+};
+static std::map<uint32_t, OuiEntry> ouis;
+using OuiPosition = std::map<uint32_t, OuiEntry>::iterator;
+
+static OuiPosition positionOf(uint32_t oui)
+{
+    return std::find_if(ouis.begin(), ouis.end(), [=](const auto &entry) { return entry.second.oui == oui; });
+}
+
+/* The entry with the lowest OUI from `lowest` on. */
+static OuiPosition positionFrom(uint32_t lowest)
+{
+    OuiPosition next = ouis.end();
+    for (OuiPosition entry = ouis.begin(); entry != ouis.end(); entry++)
+        if (entry->second.oui >= lowest && (next == ouis.end() || entry->second.oui < next->second.oui))
+            next = entry;
+    return next;
+}
+
+static int giveEntry(OuiPosition entry, OpenBufferDesc *oui, OpenBufferDesc *description)
+{
+    if (entry == ouis.end() || setText(oui, ouiText(entry->second.oui)) != OPEN_OK)
+        return OPEN_FAILED;
+    return setText(description, entry->second.description);
+}
+
+static bool validIndex(uint32_t index)
+{
+    return index >= 1 && index <= OUI_INDEXES;
+}
+
+static uint32_t lowestFreeIndex()
+{
+    uint32_t index = 1;
+    while (ouis.contains(index))
+        index++;
+    return index;
+}
+
+VoipSource voipSource(uint32_t port, uint64_t mac)
+{
+    auto flag = detection.find({port, BY_OUI});
+    if (flag == detection.end() || !flag->second || positionOf((uint32_t)(mac >> 24)) == ouis.end())
+        return {};
+    return {true, (uint32_t)ouiPriority.value(), (uint32_t)voipVlan.value()};
+}
+
+static int addOui(uint32_t index, const OpenBufferDesc *text, const OpenBufferDesc *description)
+{
+    uint32_t oui;
+    if (!parseOui(textOf(text), &oui) || textOf(description).size() > 32)
+        return OPEN_BAD_ARGUMENT;
+    if (ouis.contains(index) || positionOf(oui) != ouis.end())
+        return OPEN_EXISTS;
+    if (!validIndex(index)) /* the table is full */
+        return OPEN_FAILED;
+    ouis[index] = {oui, textOf(description)};
+    return OPEN_OK;
+}
+
+static int removeOui(OpenBufferDesc *text)
+{
+    uint32_t oui;
+    if (!parseOui(textOf(text), &oui))
+        return OPEN_BAD_ARGUMENT;
+    return std::erase_if(ouis, [&](const auto &entry) { return entry.second.oui == oui; }) ? OPEN_OK : OPEN_FAILED;
+}
+
+static void serveOuis()
+{
+    SERVE(rpcclt_openapiVoipOuiAdd, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
+        return addOui(lowestFreeIndex(), oui, description);
+    });
+    SERVE(rpcclt_openapiVoipOuiRemove, removeOui);
+    SERVE(rpcclt_openapiVoipOuiCountGet, [](uint32_t *count) { return tell((uint32_t)ouis.size(), count); });
+    SERVE(rpcclt_openapiVoipOuiFirstEntryGet, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
+        return giveEntry(positionFrom(0), oui, description);
+    });
+    SERVE(rpcclt_openapiVoipOuiDescGet, [](OpenBufferDesc *text, OpenBufferDesc *description) -> int {
+        uint32_t oui;
+        if (!parseOui(textOf(text), &oui))
+            return OPEN_BAD_ARGUMENT;
+        OuiPosition entry = positionOf(oui);
+        return entry == ouis.end() ? (int)OPEN_FAILED : setText(description, entry->second.description);
+    });
+    SERVE(rpcclt_openapiVoipOuiNextEntryGet,
+          [](OpenBufferDesc *text, OpenBufferDesc *next, OpenBufferDesc *nextDescription) -> int {
+              uint32_t oui;
+              return parseOui(textOf(text), &oui) ? giveEntry(positionFrom(oui + 1), next, nextDescription)
+                                                  : OPEN_BAD_ARGUMENT;
+          });
+    SERVE(rpcclt_openapiVoipOuiEntryGet,
+          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
+              return validIndex(index) ? giveEntry(ouis.find(index), oui, description) : OPEN_BAD_ARGUMENT;
+          });
+    SERVE(rpcclt_openapiVoipOuiEntryNextGet,
+          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description, uint32_t *next) -> int {
+              OuiPosition entry = ouis.upper_bound(index);
+              if (entry != ouis.end())
+                  *next = entry->first;
+              return giveEntry(entry, oui, description);
+          });
+    SERVE(rpcclt_openapiVoipIndexOuiAdd,
+          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
+              return validIndex(index) ? addOui(index, oui, description) : OPEN_BAD_ARGUMENT;
+          });
+    SERVE(rpcclt_openapiVoipIndexOuiRemove, [](uint32_t index) -> int {
+        if (!validIndex(index))
+            return OPEN_BAD_ARGUMENT;
+        return ouis.erase(index) ? OPEN_OK : OPEN_FAILED;
+    });
+}
+
+void serveVoice()
+{
+    serveSettings({&adminMode, &portMode, &portVlan, &portPriority, &cosOverride, &authState, &dscp, &voipVlan, &maxCalls,
+                   &ouiPriority});
+
+    SERVE(rpcclt_openapiVoiceVlanPortAdminModeSet, portModeSet);
+    SERVE(rpcclt_openapiVoiceVlanPortVlanIdSet, portVlanSet);
+    SERVE(rpcclt_openapiVoiceVlanPortStatusGet, portStatusGet);
+
+    SERVE(rpcclt_openapiVoipGlobalVlanIdSet, [](uint32_t vlan) -> int {
+        if (!vlanExists(vlan))
+            return OPEN_BAD_ARGUMENT;
+        voipVlan.put(0, vlan);
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiVoipGlobalVlanIdReset, []() -> int {
+        voipVlan.put(0, 0);
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiVoipNumActiveProtocolSessionsGet, sessionsGet);
+    SERVE(rpcclt_openapiVoipProfileCosQueueSet, cosQueueSet);
+    SERVE(rpcclt_openapiVoipProfileCosQueueGet, [](uint32_t *scheme, uint32_t *value) -> int {
+        *scheme = priorityScheme;
+        *value = priorityValue;
+        return OPEN_OK;
+    });
+    SERVE(rpcclt_openapiVoipIntfModeGet, detectionGet);
+    SERVE(rpcclt_openapiVoipIntfModeSet, detectionSet);
+    SERVE(rpcclt_openapiVoipIntfProtocolStatusGet, detectionStatus<BY_PROTOCOL>);
+    SERVE(rpcclt_openapiVoipIntfOUIStatusGet, detectionStatus<BY_OUI>);
+    serveOuis();
+}
+
+/* The OUIs from the factory belong to no maker: they are of locally administered addresses. */
+void resetVoice()
+{
+    priorityScheme = SCHEME_TRAFFIC_CLASS;
+    priorityValue = 6;
+    detection.clear();
+    ouis = {
+        {1, {0x7E4091, "Desk phones"}},
+        {2, {0x2A5D01, "Conference phones"}},
+        {3, {0xB60CE3, "Door intercoms"}},
+    };
+}
