@@ -10,7 +10,7 @@ import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE + "/../proof", HERE + "/../../tools"]
-from proof import API, operations_of, set_scene  # noqa: E402
+from proof import ROOT, operations_of, set_scene  # noqa: E402
 from switch import Switch  # noqa: E402
 
 ODD = {"integer": (0, 9999), "string": ("nobody",)}
@@ -33,7 +33,7 @@ def refusals(switch, scene, operation):
 def main():
     if sys.argv[2:] not in ([], ["--write"]) or len(sys.argv) < 2:
         sys.exit(__doc__)
-    with open(API + "/openapi.json", encoding="utf-8") as file:
+    with open(ROOT + "/api/openapi.json", encoding="utf-8") as file:
         description = json.load(file)
     with Switch(sys.argv[1]) as switch:
         set_scene(switch, description["x-scene"])
