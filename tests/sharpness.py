@@ -132,7 +132,7 @@ def main():
     arguments.add_argument("--count", type=int, default=700)
     arguments.add_argument("--seed", type=int, default=1)
     options = arguments.parse_args()
-    with open(proof.API + "/openapi.json", encoding="utf-8") as file:
+    with open(proof.ROOT + "/api/openapi.json", encoding="utf-8") as file:
         description = json.load(file)
     try_descriptions(options.build, description, options.count, random.Random(options.seed))
     with tempfile.TemporaryDirectory(prefix="sharpness-") as directory:
