@@ -1,5 +1,6 @@
 /*
- * recording_words.cpp - the request and answer words of common/, noting what is looked for and what is answered.
+ * recording_words.cpp - replaces the request and answer functions of common/: records which keys a handler reads, gives
+ * them the values of the scenario, and records the answer.
  */
 #include <arpa/inet.h>
 #include <cjson/cJSON.h>
@@ -11,7 +12,7 @@
 #include "common/answer.h"
 #include "common/request_values.h"
 
-/* The key, noted when it is new. */
+/* Finds the key, or adds it. */
 static Key &keyOf(const char *name, const char *source, const char *rule, uint32_t size = 0,
                   const WordTable *words = nullptr)
 {
@@ -33,7 +34,7 @@ static Value valueOf(const Key &key)
     return found == recording.scenario.values.end() ? Value{} : found->second;
 }
 
-static bool isThere(const Key &key)
+static bool isGiven(const Key &key)
 {
     return valueOf(key).kind != Value::ABSENT;
 }
@@ -42,20 +43,25 @@ static uint32_t numberFor(const Key &key)
 {
     switch (valueOf(key).kind) {
     case Value::NOTHING: return 0;
-    case Value::OTHER: return 2001 + (uint32_t)indexOf(key);
+    case Value::OTHER: return numberMarker(indexOf(key)) + 1000;
     case Value::LARGEST: return UINT32_MAX;
-    default: return 1001 + (uint32_t)indexOf(key);
+    default: return numberMarker(indexOf(key));
     }
 }
 
-/* Of as few characters as the smallest storage of a text holds. */
 static std::string textFor(const Key &key)
 {
-    Value::Kind kind = valueOf(key).kind;
-    return kind == Value::NOTHING ? "" : (kind == Value::OTHER ? "other" : "text") + std::to_string(indexOf(key));
+    switch (valueOf(key).kind) {
+    case Value::NOTHING: return "";
+    case Value::OTHER: return "other" + std::to_string(indexOf(key));
+    default: return textMarker(indexOf(key));
+    }
 }
 
-/* The word of the run's row: the first where nothing else is said; a row behind the last, or 0, is an unknown word. */
+/*
+ * USUAL: the first word. WORD: the word of that row; OTHER: the last word, if there are several. Everything else is an
+ * unknown word: NOTHING, a row behind the last, and OTHER of a single word.
+ */
 static const char *wordFor(const Key &key)
 {
     Value value = valueOf(key);
@@ -68,8 +74,8 @@ static const char *wordFor(const Key &key)
 
 uint32_t queryUintExact(const char *key)
 {
-    const Key &seen = keyOf(key, "exact", "uint");
-    return isThere(seen) ? numberFor(seen) : 0;
+    const Key &known = keyOf(key, "exact", "uint");
+    return isGiven(known) ? numberFor(known) : 0;
 }
 
 uint16_t queryUint16Exact(const char *key)
@@ -79,28 +85,28 @@ uint16_t queryUint16Exact(const char *key)
 
 uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback)
 {
-    const Key &seen = keyOf(key, "exact", "word", 0, &words);
-    return isThere(seen) ? codeOf(words, wordFor(seen), fallback) : fallback;
+    const Key &known = keyOf(key, "exact", "word", 0, &words);
+    return isGiven(known) ? codeOf(words, wordFor(known), fallback) : fallback;
 }
 
 uint32_t queryWordOrUintExact(const char *key, const WordTable &words)
 {
-    const Key &seen = keyOf(key, "exact", "word or number", 0, &words);
-    return isThere(seen) ? codeOf(words, wordFor(seen), 0) : 0;
+    const Key &known = keyOf(key, "exact", "word or number", 0, &words);
+    return isGiven(known) ? codeOf(words, wordFor(known), 0) : 0;
 }
 
 bool queryTextDecoded(const char *key, char *text, uint32_t size)
 {
-    const Key &seen = keyOf(key, "decoded", "text", size);
-    if (isThere(seen))
-        snprintf(text, size, "%s", textFor(seen).c_str());
-    return isThere(seen);
+    const Key &known = keyOf(key, "decoded", "text", size);
+    if (isGiven(known))
+        snprintf(text, size, "%s", textFor(known).c_str());
+    return isGiven(known);
 }
 
 uint32_t queryUintDecoded(const char *key)
 {
-    const Key &seen = keyOf(key, "decoded", "uint");
-    return isThere(seen) ? numberFor(seen) : 0;
+    const Key &known = keyOf(key, "decoded", "uint");
+    return isGiven(known) ? numberFor(known) : 0;
 }
 
 bool readParams(std::initializer_list<Param> params)
@@ -110,15 +116,15 @@ bool readParams(std::initializer_list<Param> params)
     for (const Param &param : params) {
         if (param.text) {
             const Key &key = keyOf(param.key, source, "text", param.size);
-            if (isThere(key))
+            if (isGiven(key))
                 snprintf(param.text, param.size, "%s", textFor(key).c_str());
         } else if (param.words) {
             const Key &key = keyOf(param.key, source, "word", 0, param.words);
-            if (isThere(key))
+            if (isGiven(key))
                 *param.number = codeOf(*param.words, wordFor(key), *param.number);
         } else {
             const Key &key = keyOf(param.key, source, "uint");
-            if (isThere(key))
+            if (isGiven(key))
                 *param.number = numberFor(key);
         }
     }
@@ -143,20 +149,20 @@ static const char *ruleName(Member::Rule rule)
     abort();
 }
 
-static void takeIds(const Key &key, VlanIdList *list)
+static void storeIds(const Key &key, VlanIdList *list)
 {
     for (uint32_t i = 0; i < 3 && valueOf(key).kind != Value::NOTHING; i++)
         list->ids[list->count++] = (uint16_t)(numberFor(key) + i);
 }
 
-static void takeLongText(const Key &key, LongText *text)
+static void storeLongText(const Key &key, LongText *text)
 {
     std::string value = textFor(key);
     if (longTextReserve(*text, value.size() + 1))
         memcpy(text->bytes, value.data(), value.size());
 }
 
-static void takeMember(const Key &key, const Member &member)
+static void storeMember(const Key &key, const Member &member)
 {
     uint32_t *number = (uint32_t *)member.value;
     switch (member.rule) {
@@ -165,10 +171,10 @@ static void takeMember(const Key &key, const Member &member)
     case Member::SATURATED:
     case Member::IPV4: *number = numberFor(key); break;
     case Member::TEXT: snprintf((char *)member.value, member.size, "%s", textFor(key).c_str()); break;
-    case Member::LONG_TEXT: takeLongText(key, (LongText *)member.value); break;
+    case Member::LONG_TEXT: storeLongText(key, (LongText *)member.value); break;
     case Member::WORD: *number = codeOf(*member.words, wordFor(key), *number); break;
     case Member::TRUE_LITERAL: *number = valueOf(key).kind == Value::USUAL ? 1 : 0; break;
-    case Member::VLAN_IDS: takeIds(key, (VlanIdList *)member.value); break;
+    case Member::VLAN_IDS: storeIds(key, (VlanIdList *)member.value); break;
     }
 }
 
@@ -178,8 +184,8 @@ bool parseBody(std::initializer_list<Member> members)
     bool complete = recording.scenario.body;
     for (const Member &member : members) {
         const Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, member.words);
-        if (recording.scenario.body && isThere(key))
-            takeMember(key, member);
+        if (recording.scenario.body && isGiven(key))
+            storeMember(key, member);
         else if (member.required)
             complete = false;
     }
