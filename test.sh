@@ -1,7 +1,7 @@
 #!/bin/bash
 # test.sh - installs what is missing, builds, and runs all tests: as released, then with AddressSanitizer and
-# UndefinedBehaviorSanitizer, then the fuzzers for half a minute. Takes some four minutes on two idle cores, installation
-# included.
+# UndefinedBehaviorSanitizer, then the fuzzers for half a minute. Takes some four minutes on two idle cores,
+# installation included.
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""describe.py - makes openapi.json from what the recorder saw (facts.py) and the texts in words/, scene.txt and info.md.
+"""describe.py - makes openapi.json from what the recorder saw (facts.py) and the texts in words/, scene.txt, info.md.
 
     describe.py BUILD            makes it, and fails unless the openapi.json that is there is the same
     describe.py BUILD --write    writes it, and keeps the answers of the examples

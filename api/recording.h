@@ -1,9 +1,9 @@
 /*
  * recording.h - one run of a handler in the recorder: its input (the scenario), and what the handler did.
  *
- * The recorder links the handlers of switching/ with recording_words.cpp, which replaces the request and answer functions
- * of common/, and with recording_operations.cpp, which replaces the client library. When common/ gets a new function,
- * add it there; until then the recorder does not link.
+ * The recorder links the handlers of switching/ with recording_words.cpp, which replaces the request and answer
+ * functions of common/, and with recording_operations.cpp, which replaces the client library. When common/ gets a new
+ * function, add it there; until then the recorder does not link.
  */
 #ifndef API_RECORDING_H
 #define API_RECORDING_H
@@ -81,8 +81,8 @@ extern Recording recording;
 extern std::vector<Key> keys;
 
 /*
- * Markers: values that occur nowhere else, so that a value can be followed from a key to an operand, or from an output to
- * an answer. The recorder prints the marker of each key and each output; facts.py reads them.
+ * Markers: values that occur nowhere else, so that a value can be followed from a key to an operand, or from an output
+ * to an answer. The recorder prints the marker of each key and each output; facts.py reads them.
  */
 inline uint32_t numberMarker(size_t key)
 {

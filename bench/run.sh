@@ -32,8 +32,8 @@ filesOf "$build"
 [ "$files" = /tmp ] || fail "the program's files in /tmp belong to another user: remove them, or run this as their owner"
 makeSession
 
-# A switch for each length of list. Faults answer the list operations, as no switch has 4,096 VLANs to list. All ids have
-# four digits, so that twice as many ids make a text twice as long.
+# A switch for each length of list. Faults answer the list operations, as no switch has 4,096 VLANs to list. All ids
+# have four digits, so that twice as many ids make a text twice as long.
 lengths=(1024 2048 4096)
 declare -A ids
 for length in "${lengths[@]}"; do

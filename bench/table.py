@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""table.py RUN LOAD - prints run.sh's Markdown table of what it measured, with the aims. LOAD: the machine's load, a text.
+"""table.py RUN LOAD - prints run.sh's Markdown table of what it measured, with the aims. LOAD is a text.
 
 The directory RUN holds `times` (what measure prints), NAME.valgrind (callgrind's messages), plain.annotated
 (callgrind_annotate), rates.floor and rates.plain (requests a second, one line for each round).
@@ -22,7 +22,8 @@ def read_times(path):
 def read_instructions(run):
     found = {}
     for path in glob.glob(run + "/*.valgrind"):
-        found[os.path.basename(path).removesuffix(".valgrind")] = int(re.search(r"Collected *: (\d+)", open(path).read())[1])
+        name = os.path.basename(path).removesuffix(".valgrind")
+        found[name] = int(re.search(r"Collected *: (\d+)", open(path).read())[1])
     registration = re.search(r"^ *([\d,]+) .*:registerEndpoints\(", open(run + "/plain.annotated").read(), re.MULTILINE)
     if not registration:
         sys.exit("table.py: callgrind_annotate does not show registerEndpoints")

@@ -1,4 +1,4 @@
-"""description.py - reads api/openapi.json: its operations, their example requests, and the scene the examples play in."""
+"""description.py - reads api/openapi.json: its operations, their example requests, and the scene for the examples."""
 import json
 import os
 

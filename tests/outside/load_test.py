@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""load_test.py PORT SECONDS TMP PROGRAM SOCKET - the clients of load_test.sh, which prepares the servers and starts them.
+"""load_test.py PORT SECONDS TMP PROGRAM SOCKET - the clients of load_test.sh, which starts the servers and then this.
 
 PORT is lighttpd's, TMP the program's /tmp, PROGRAM the path of the program, SOCKET that of the virtual switch.
 """

@@ -25,7 +25,7 @@ startSwitch switch "$build"
 startWebServer "$build" "$(anyPorts)" "$preload"
 
 failed=0
-attend python3 "$root/tests/outside/load_test.py" "$port" "$seconds" "$files" "$build/switching_v2.cgi" "$OPENCLT_SOCKET" ||
-    failed=$?
+attend python3 "$root/tests/outside/load_test.py" "$port" "$seconds" "$files" "$build/switching_v2.cgi" \
+    "$OPENCLT_SOCKET" || failed=$?
 [ $failed = 0 ] || tail -n 20 "$run"/*.log
 exit $failed

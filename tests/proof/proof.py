@@ -144,7 +144,7 @@ class Proof:
         marks = [MARK, str(MARK), True]
         if self.inputs - self.operation.operands_reached():  # an undescribed key with words could reach those
             marks += ["enable", "protocol", "remark", "permit", "pps", "telnet", "tx", "broadcast", "shutdown"]
-        step = 250 if self.operation.json_place == "json-query" else len(words)  # the program reads only the start of a long query
+        step = 250 if self.operation.json_place == "json-query" else len(words)  # a longer query is cut off
         for mark in marks:
             for i in range(0, len(words), step):
                 self.try_values(self.base, besides=[(word, mark) for word in words[i:i + step]])
@@ -330,7 +330,8 @@ def main():
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
     arguments.add_argument("build")
     arguments.add_argument("description", nargs="?", default=DESCRIPTION)
-    arguments.add_argument("operation", nargs="*", help='prove only operations whose name contains one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
+    arguments.add_argument("operation", nargs="*",
+                           help='prove only operations whose name contains one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
     options = arguments.parse_args()
     description = load(options.description)
     operations = [one for one in described_operations(description)
@@ -344,7 +345,7 @@ def main():
         processes[-1].start()
         report.close()  # then the pipe ends when the process ends, however it does
         results.append(result)
-    left, sent = {operation.name: 2 for operation in operations}, 0  # successes that each still needs: the proof and the example
+    left, sent = {operation.name: 2 for operation in operations}, 0  # successes that each needs: proof, example
     while results:
         for result in multiprocessing.connection.wait(results):
             try:

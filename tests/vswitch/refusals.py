@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""refusals.py BUILD [--write] - sends every example of the description with one value replaced by a number or a name that
-does not exist, and compares the result codes with refusals.txt. --write writes that file: read the difference, as clients
-will notice it.
+"""refusals.py BUILD [--write] - sends every example of the description with one value replaced by a number or a name
+that does not exist, and compares the result codes with refusals.txt. --write writes that file: read the difference, as
+clients will notice it.
 """
 import difflib
 import json
