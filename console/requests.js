@@ -44,7 +44,7 @@ export function showEndpoint(link) {
   listEndpoints();
   $('title').textContent = `${chosen.method} ${chosen.path}`;
   $('summary').textContent = chosen.description || chosen.summary;
-  fill($('description'), element('p', {}, chosen.calls.length ? 'Calls on the switch: ' : 'Makes no call to the switch.',
+  fill($('description'), element('p', {}, chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
                ...chosen.calls.flatMap(name => [element('code', {}, name), ' '])));
   fill($('fields'), ...chosen.fields.map(fieldRow));
   $('details').hidden = false;
