@@ -15,7 +15,7 @@ from collections import namedtuple
 VALUE = r'(?:\[\d+\]"(?:[^"\\]|\\.)*"|\d+\([\d ]*\)|[^ "(]+)'
 LINE = re.compile(rf"(?:\[\d+\] )?(\w+)((?: \w+={VALUE})*) -> (-?\d+)((?: \w+={VALUE})*)")
 OPERAND = re.compile(rf" (\w+)=({VALUE})")
-DISCARDS = re.compile(r"port \d+ .*|discarded \d+ more frames")  # the trace's other lines
+OTHER = re.compile(r"port \d+\b.*|discarded \d+ more frames")  # lines about frames
 
 Call = namedtuple("Call", "name sent code returned")
 
@@ -109,7 +109,7 @@ class Switch:
         output = os.pread(self.output, 1 << 20, 0)
         if status != 0:
             output = b"(ended with status %d) " % status + output
-        return output, [call_of(line) for line in self.trace.read().splitlines() if not DISCARDS.fullmatch(line)]
+        return output, [call_of(line) for line in self.trace.read().splitlines() if not OTHER.fullmatch(line)]
 
     def request(self, method, target, body=""):
         """Sends one request. Returns the body of the answer as bytes. `target`: path and raw query."""
