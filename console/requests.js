@@ -1,5 +1,6 @@
 // requests.js - finds an endpoint, fills in its form, sends the request, and shows the calls to the switch and a curl line.
 import * as api from './api.js';
+import {loadDescription} from './description.js';
 import {$, element, fill} from './dom.js';
 
 let endpoints = [];
@@ -8,7 +9,7 @@ let current = null;
 
 /** Loads the description, and fills the list of endpoints. */
 export async function openRequests() {
-  ({endpoints, scene} = await api.loadDescription());
+  ({endpoints, scene} = await loadDescription());
   for (const event of ['input', 'change']) $('search').addEventListener(event, listEndpoints);
   $('placeholders').addEventListener('change', listEndpoints);
   $('search').addEventListener('keydown', event => {
@@ -21,6 +22,7 @@ export async function openRequests() {
     await navigator.clipboard.writeText($('curl').textContent);
     $('copied').textContent = 'copied';
   });
+  showScene();
   listEndpoints();
 }
 
@@ -29,11 +31,16 @@ function listEndpoints() {
   const found = endpoints.filter(endpoint => ($('placeholders').checked || !endpoint.placeholder) &&
                                              terms.every(term => endpoint.searchText.includes(term)));
   $('found').textContent = `${found.length} of ${endpoints.length} endpoints`;
-  fill($('list'), ...found.map(endpoint => element('li', {},
-    element('a', {href: endpoint.link, 'aria-current': endpoint === current && 'true'},
-            element('b', {class: endpoint.method}, endpoint.method), ' ', element('code', {}, endpoint.path),
-            element('small', {}, endpoint.summary)))));
+  const families = Map.groupBy(found, endpoint => endpoint.family);
+  fill($('list'), ...[...families].map(([family, members]) => element('section', {'aria-label': family},
+    element('h3', {}, family, element('small', {}, ` ${members.length}`)),
+    element('ul', {}, ...members.map(endpoint => element('li', {}, linkTo(endpoint)))))));
 }
+
+const linkTo = endpoint =>
+  element('a', {href: endpoint.link, 'aria-current': endpoint === current && 'true'},
+          element('b', {class: endpoint.method}, endpoint.method), ' ', element('code', {}, endpoint.path),
+          element('small', {}, endpoint.summary));
 
 /** Shows the endpoint of a link, "PATH" or "PATH@METHOD". Without a method: the first endpoint of the path. */
 export function showEndpoint(link) {
@@ -42,14 +49,14 @@ export function showEndpoint(link) {
   if (!chosen || chosen === current) return;
   current = chosen;
   listEndpoints();
-  $('title').textContent = `${chosen.method} ${chosen.path}`;
+  fill($('title'), element('b', {class: chosen.method}, chosen.method), ` ${chosen.path}`);
   $('summary').textContent = chosen.description || chosen.summary;
   fill($('description'), element('p', {}, chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
                ...chosen.calls.flatMap(name => [element('code', {}, name), ' '])));
   fill($('fields'), ...chosen.fields.map(fieldRow));
   $('details').hidden = false;
   $('outcome').hidden = true;
-  $('copied').textContent = $('sceneOutcome').textContent = '';
+  $('copied').textContent = '';
   showCurl();
   $('endpoint').focus();
 }
@@ -58,20 +65,38 @@ const PLACES = {query: 'query', body: 'body', jsonQuery: 'JSON in the query'};
 
 function fieldRow(field, index) {
   const id = `field${index}`;
-  const values = field.schema.enum ?? (field.schema.type === 'boolean' ? ['true', 'false'] : null);
-  const example = field.example === undefined ? '' : Array.isArray(field.example) ? field.example.join(', ') : String(field.example);
-  const control = values
-    ? element('select', {id, 'aria-describedby': id + 'text'}, element('option', {value: ''}, '(not sent)'),
-              ...values.map(value => element('option', {value, selected: String(value) === example}, String(value))))
-    : element('input', {id, value: example, autocomplete: 'off', spellcheck: 'false', 'aria-describedby': id + 'text'});
   return element('p', {class: 'field'},
     element('label', {for: id}, element('code', {}, field.key), ` (${PLACES[field.place]}${field.required ? ', required' : ''})`),
-    control, element('small', {id: id + 'text'}, field.text));
+    controlOf(field, id), element('small', {id: id + 'text'}, field.text));
+}
+
+/* A drop-down where the description names the values, otherwise a text field. */
+function controlOf(field, id) {
+  const example = field.example === undefined ? '' : Array.isArray(field.example) ? field.example.join(', ') : String(field.example);
+  const values = valuesOf(field);
+  const input = value => element('input', {id, value, autocomplete: 'off', spellcheck: 'false', 'aria-describedby': id + 'text'});
+  if (!values) return input(example);
+  const options = Object.entries(values).map(([value, text]) => element('option', {value, selected: value === example}, text));
+  const select = element('select', {id, 'aria-describedby': id + 'text', onchange: () => {
+    if (select.value !== OTHER) return;
+    select.replaceWith(input(''));
+    $(id).focus();
+  }}, element('option', {value: ''}, '(not sent)'), ...options, element('option', {value: OTHER}, 'another value…'));
+  return select;
+}
+
+const OTHER = 'other';
+
+/* Values and the texts for them, or null if a field takes any. */
+function valuesOf({schema, names}) {
+  if (names) return Object.fromEntries(Object.entries(names).map(([value, name]) => [value, `${value} ${name}`]));
+  const values = schema.enum ?? (schema.type === 'boolean' ? ['true', 'false'] : null);
+  return values && Object.fromEntries(values.map(value => [value, String(value)]));
 }
 
 /** The fields of the form that have a value. Empty fields are not sent. */
 const filled = () => current.fields.map((field, index) => ({...field, value: $(`field${index}`).value}))
-                                   .filter(field => field.value !== '');
+                                   .filter(field => field.value !== '' && field.value !== OTHER);
 
 /** The JSON value of a field. A value of the wrong type becomes a text: this lets the user see how the program refuses it. */
 function jsonOf({schema, value}) {
@@ -154,6 +179,14 @@ function showOutcome(answer, lines) {
   $('verdict').textContent = answer ? api.verdictOf(answer) : 'The server does not answer. Is serve.sh running?';
   $('answer').textContent = answer?.text || '(nothing)';
   $('trace').textContent = !lines ? '(the trace is not served here)' : lines.join('\n') || '(nothing)';
+}
+
+function showScene() {
+  const changes = scene.length;
+  $('sceneText').textContent = `The examples ask for VLANs, lists and filters that a fresh switch does not have. This sends ${changes} ` +
+    'requests that create them and change settings of some ports. “Reset the switch” in the view Switch takes them back.';
+  fill($('sceneRequests'), ...scene.map(({method, target, body}) => element('li', {},
+    element('b', {class: method}, method), ' ', element('code', {}, target.slice(api.BASE.length) + (body ? ' ' + body : '')))));
 }
 
 /** Sends the requests that the examples need. Some can fail: what exists already cannot be created again. */
