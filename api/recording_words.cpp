@@ -60,7 +60,7 @@ static std::string textFor(const Key &key)
 
 /*
  * USUAL: the first word. WORD: the word of that row; OTHER: the last word, if there are several. Everything else is an
- * unknown word: NOTHING, a row behind the last, and OTHER of a single word.
+ * unknown word: NOTHING, a row after the last, and OTHER of a single word.
  */
 static const char *wordFor(const Key &key)
 {
