@@ -78,7 +78,7 @@ bool readParams(std::initializer_list<Param> params);
 
 /* A member of the JSON body. The case of its key does not matter. */
 struct Member {
-    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, LONG_TEXT, WORD, TRUE_LITERAL, IPV4, VLAN_IDS } rule;
+    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, LONG_TEXT, CODE, TRUE_LITERAL, IPV4, VLAN_IDS } rule;
     const char *key;
     void *value;
     uint32_t size;

@@ -84,7 +84,8 @@ static_assert(sizeof resultTable / sizeof resultTable[0] == 64);
 
 using enum ResultCode;
 
-const ResultCode OpenResultMap[30] = {
+/* The result code of each OpEN code from -29 to 0, at the index (code + 29). */
+static const ResultCode OpenResultMap[30] = {
     API_NOT_FOUND,       /* -29 */
     UNSUPPORTED_FEATURE, /* -28 */
     GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED,

@@ -19,10 +19,7 @@ enum class ResultCode : int32_t {
     UNSUPPORTED_FEATURE = 17002
 };
 
-/* The result code of each OpEN code from -29 to 0, at the index (code + 29). */
-extern const ResultCode OpenResultMap[30];
-
-/* Converts an OpEN code by OpenResultMap; a code outside it is GENERAL_FAILED. */
+/* Converts an OpEN code by the table OpenResultMap; a code outside it is GENERAL_FAILED. */
 ResultCode openResult(int openCode);
 
 /* Keeps the OpEN code as it is: some endpoints answer its negative number. */

@@ -1,6 +1,6 @@
 /*
  * sandbox.cpp - gives a process a private /tmp, in which other users' files are protected, and the faults that a test
- * asks for. It is preloaded into the unchanged program, and linked into the tests; so no test disturbs another one, or a
+ * asks for. It is preloaded into the unchanged program and linked into the tests, so no test disturbs another, or a
  * running switch.
  *
  * Environment:
