@@ -40,7 +40,7 @@ const char *resultMessage(ResultCode code);
 /*
  * Builds the envelope of `code` and, on success with both given, the JSON text `data` under `dataName`. Frees *output
  * and replaces it by the envelope's text, which the caller frees. Returns 0; 10000 when it cannot build the envelope:
- * it then logs what failed and keeps *output. No handler gives `data`: it is part of what this builder promises.
+ * it then logs what failed and keeps *output. No handler gives `data`; it stays, as the builder promises it.
  */
 int responseJsonRreallocStr(ResultCode code, const char *dataName, const char *data, char **output);
 
@@ -53,7 +53,7 @@ int responseJsonDocument(ResultCode code, const char *dataName, struct cJSON *da
 /*
  * Copies the same envelope into `buffer`, which the caller has zeroed: it adds no terminator and checks no length (1024
  * bytes hold every envelope without data). Data that does not parse is a failure. Returns 0; -1 on failure: it logs
- * only a failed print. No handler gives `data`: it is part of what this builder promises.
+ * only a failed print. No handler gives `data`; it stays, as the builder promises it.
  */
 int responseJsonStr(ResultCode code, const char *dataName, const char *data, char *buffer);
 

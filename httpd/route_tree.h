@@ -9,7 +9,7 @@
 
 enum HttpMethodCode : uint32_t { HTTP_GET = 0, HTTP_POST = 1, HTTP_DELETE = 2, HTTP_PUT = 3 };
 
-/* The session an endpoint needs. No endpoint uses NONE or ADMIN: the web interface's session check defines them. */
+/* The session an endpoint needs. No endpoint uses NONE or ADMIN; they stay, as the session check supports them. */
 enum SessionNeed : uint32_t { SESSION_NONE = 0, SESSION_ANY = 1, SESSION_ADMIN = 2 };
 
 /* A handler reads the request and prints the body. */
@@ -53,8 +53,8 @@ int httpdAddCContent(RouteDir *dir, const char *name, size_t length, uint32_t me
                      RouteHandler handler);
 
 /*
- * Registers an endpoint that needs a session, as all of this interface do. Calls are cheaper than a table of endpoints:
- * the dynamic linker would relocate its addresses at every start.
+ * Registers an endpoint that needs a session, like every endpoint of this interface. Calls are cheaper than a table:
+ * the dynamic linker would relocate a table's addresses at every start.
  */
 template <size_t N>
 inline void addRoute(RouteDir *dir, const char (&name)[N], HttpMethodCode method, RouteHandler handler)

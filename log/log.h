@@ -5,7 +5,7 @@
 #ifndef LOG_LOG_H
 #define LOG_LOG_H
 
-/* Where lines go; values can be combined. This program uses only the file; the logger promises the other two too. */
+/* Where lines go; values can be combined. This program opens only the file; the other two stay, as the logger's API. */
 enum LogFlags { LOG_TO_FILE = 1, LOG_TO_SYSLOG = 2, LOG_TO_STDOUT = 4 };
 
 /* Levels are syslog priorities. A line is written when its level is at or below the threshold. */

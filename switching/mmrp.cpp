@@ -1,6 +1,6 @@
 /*
- * mmrp.cpp - /api/v2/switching/mmrp: the IEEE 802.1Q MAC registration protocol. Depending on the endpoint, the query key
- * "ifNum", the query key "intIfNum" or the body member "ifNum" has the interface.
+ * mmrp.cpp - /api/v2/switching/mmrp: the IEEE 802.1Q MAC registration protocol. The interface comes from the query key
+ * "ifNum", the query key "intIfNum" or the body member "ifNum", depending on the endpoint.
  */
 #include "common/answer.h"
 #include "common/open_client.h"

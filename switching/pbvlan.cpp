@@ -181,7 +181,7 @@ void addPbvlanRoutes(RouteDir *dir)
 
 /*
  * Placeholders, registered after the handlers above. They shadow all handlers of group-vlan-id and group-port, and the
- * GET of group-name. No request reaches those handlers; they stay as part of the family (established behaviour).
+ * GET of group-name. No request reaches those handlers; they stay, as established behaviour.
  */
 
 void addPbvlanVlanIdPlaceholderRoutes(RouteDir *dir)

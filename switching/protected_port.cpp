@@ -56,7 +56,7 @@ static uint64_t memberListSize(uint32_t count)
     return size < MEMBER_LIST_MIN ? MEMBER_LIST_MIN : size;
 }
 
-/* Out of memory for the list: answers 10000 (established behaviour). */
+/* Out of memory for the list: answers 10000, an exception of memory.h (established behaviour). */
 static void groupIntfListGet()
 {
     uint32_t groupId = queryUintExact("groupId");

@@ -630,8 +630,8 @@ void addVlanPlaceholderRoutes(RouteDir *dir)
 }
 
 /*
- * Placeholders, too. Only those that end in "-all" answer: addVlanRoutes registers all other names again and shadows
- * these. No request reaches them; they stay as part of the family (established behaviour).
+ * More placeholders. Only the names that end in "-all" answer: addVlanRoutes registers the others again and so shadows
+ * them. No request reaches those; they stay, as established behaviour.
  */
 void addVlanShadowedRoutes(RouteDir *dir)
 {

@@ -73,15 +73,9 @@ const char *Message::take(size_t count)
     return bytes + at - count;
 }
 
-static bool canBeSent(const OpenBufferDesc &text)
-{
-    return text.size <= WIRE_TEXT_MAX && (text.bytes || !text.size);
-}
+template <class T> static bool canBeSent(const T &) { return true; }
 
-template <class T> static bool canBeSent(const T &)
-{
-    return true;
-}
+static bool canBeSent(const OpenBufferDesc &text) { return text.size <= WIRE_TEXT_MAX && (text.bytes || !text.size); }
 
 template <class T> static void putArgument(Message *message, const T &value)
 {
