@@ -1,6 +1,6 @@
 /*
- * recording_values.cpp - replaces the request and answer functions of common/: records which keys a handler reads, gives
- * them the values of the scenario, and records the answer.
+ * recording_values.cpp - replaces the request and answer functions of common/: records which keys a handler reads,
+ * gives them the values of the scenario, and records the answer.
  */
 #include <arpa/inet.h>
 #include <cjson/cJSON.h>
