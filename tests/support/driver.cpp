@@ -292,8 +292,6 @@ Outcome SwitchTest::run(const Environment &environment, const std::string &body)
     return runProcess(programCommand(), environment, body);
 }
 
-const std::string header = "Content-Type: application/json\r\n\r\n";
-
 std::string SwitchTest::send(const std::string &method, const std::string &target, const std::string &body)
 {
     Outcome outcome = run(request(method, target, body), body);

@@ -66,7 +66,7 @@ std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 
 /* What stands before the body of every answer. */
-extern const std::string header;
+inline const std::string header = "Content-Type: application/json\r\n\r\n";
 
 /* The expected bodies. `data` is compact JSON without the outer braces. */
 std::string success(const std::string &data);             /* no line end */
