@@ -115,9 +115,9 @@ protected:
 
     std::string directory; /* tmp/ in it stands for /tmp */
     std::string socket;
+    Process vswitch;
 
 private:
-    Process vswitch;
     size_t traceRead = 0;
 };
 
