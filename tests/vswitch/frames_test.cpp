@@ -1,7 +1,7 @@
 /*
- * frames_test.cpp - frames through the virtual switch: requests configure it, hosts on sockets send frames, and rows say
- * on which ports the frames come out. The command "settle" waits until the switch has forwarded all of them. The clock
- * stands still except for the command "pass SECONDS".
+ * frames_test.cpp - frames through the virtual switch. Requests configure it, hosts on sockets send frames, and each row
+ * says on which ports the frames come out. The command "settle" waits until all frames are forwarded. The clock stands
+ * still except for the command "pass SECONDS".
  */
 #include <arpa/inet.h>
 #include <signal.h>
@@ -180,10 +180,10 @@ protected:
             for (const std::string &word : {std::string("--plug"), std::to_string(port) + "=unix:" + path(port)})
                 options.push_back(word);
         startSwitch(options);
-        tell("hold");
+        command("hold");
         for (int port = 0; port <= 5; port++)
             connectHost(port);
-        tell("settle");
+        command("settle");
     }
 
     void TearDown() override
@@ -214,7 +214,7 @@ protected:
             auto row = std::find_if(std::begin(requests), std::end(requests),
                                     [&](const auto &request) { return request.name == arguments[0]; });
             if (row == std::end(requests)) {
-                tell(line);
+                command(line);
                 continue;
             }
             std::string target = row->target, body = row->body;
@@ -286,7 +286,7 @@ protected:
                 bytes += withLength(frameOf(frame));
             if (!bytes.empty())
                 sendBytes(port, bytes);
-            tell("settle");
+            command("settle");
             out = collect();
             if (out.empty()) {
                 std::string trace = std::regex_replace(takeTrace(), std::regex("port \\d+: "), "");
@@ -457,24 +457,24 @@ TEST_F(MvrpGvrpFrames, registerVlans)
     for (const auto &[port, joins, leaves, joined, added, reached, left] : neighbours) {
         SCOPED_TRACE(port);
         from(port, joins);
-        tell("settle");
+        command("settle");
         EXPECT_EQ(collect(), joined);
         EXPECT_EQ(send("GET", "vlan/dot1q-sw-port-dynamically-added-vlan-list?intf=1"),
                   success("\"vlan\":{\"vidList\":[" + std::string(added) + "]}"));
         from(port, leaves);
-        tell("settle");
+        command("settle");
         collect();
         forward({{"pass 1; settle", "2 B>*@30", reached},
               {"pass 1; settle", "", left},
               {"", "2 B>*@30", "! VLAN 30 does not exist"}});
     }
     from(1, mvrpOf(30, 1));
-    tell("settle");
+    command("settle");
     forward({{"", "2 B>*@30", "1 B>*@30"}});
     configure("pass 11; settle; pass 2; settle"); /* the switch has sent LeaveAll, and no neighbour has joined again */
     forward({{"", "2 B>*@30", "! VLAN 30 does not exist"}});
     from(1, mvrpOf(30, 1).substr(0, 9));
-    tell("settle");
+    command("settle");
     EXPECT_EQ(send("GET", "mvrp/intf-traffic-pdu-counter?intIfNum=1&type=2"), success("\"mvrp\":{\"counter\":1}"));
 }
 
@@ -529,7 +529,7 @@ TEST_F(StormControlFrames, areDroppedAboveTheLimit)
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=1"), success("\"bridge\":{\"portState\":1}"));
     EXPECT_TRUE(isHungUpOn(1)) << "the port has a carrier";
     connectHost(1);
-    tell("settle");
+    command("settle");
     EXPECT_TRUE(isHungUpOn(1)) << "the port has a carrier again";
     configure("storm multicast disable; settle");
     connectHost(1);
@@ -549,14 +549,14 @@ TEST_F(LoopProtectionFrames, shutThePortThatSentThem)
              {"pass 5; settle", "1 A>B", "2 s>l, 2 A>B, 3 A>B, 4 A>B, 5 A>B"},
              {"", "2 B>A", "1 B>A"}});
     sendBytes(1, withLength(probes[0]) + withLength(frameOf("A>B"))); /* a cable from port 2 to port 1 */
-    tell("settle");
+    command("settle");
     EXPECT_EQ(collect(), "3 A>B, 4 A>B, 5 A>B");
     EXPECT_EQ(send("GET", "loop-protect/port-packet-rx-count?ifNum=2"), success("\"loopProtect\":{\"count\":1}"));
     EXPECT_EQ(send("GET", "loop-protect/port-packet-tx-count?ifNum=2"), success("\"loopProtect\":{\"count\":2}"));
     forward({{"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"}});
     configure("pass 60");
     connectHost(2);
-    tell("settle");
+    command("settle");
     forward({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}});
 }
 
@@ -587,19 +587,19 @@ TEST_F(Plug, givesThePortItsLink)
     EXPECT_EQ(stateOf(1) + stateOf(6), forwarding + down);
     close(hosts[1]);
     hosts.erase(1);
-    tell("settle");
+    command("settle");
     EXPECT_EQ(stateOf(1), down);
     connectHost(1);
     forward({{"settle", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}});
     uint32_t nonsense = htonl(65537); /* no frame is as long: the switch closes this connection only */
     ASSERT_EQ(::send(hosts[1], &nonsense, sizeof nonsense, MSG_NOSIGNAL), (ssize_t)sizeof nonsense);
-    tell("settle");
+    command("settle");
     EXPECT_TRUE(isHungUpOn(1));
     forward({{"", "2 B>*", "0 B>*, 3 B>*, 4 B>*, 5 B>*"}});
     int first = hosts[2];
     hosts.erase(2);
     connectHost(2); /* a port has one host */
-    tell("settle");
+    command("settle");
     EXPECT_TRUE(isHungUpOn(2));
     close(std::exchange(hosts[2], first));
     forward({{"", "3 C>*", "0 C>*, 2 C>*, 4 C>*, 5 C>*"}});
@@ -611,10 +611,10 @@ TEST_F(Plug, countsTheFramesThatASlowHostLoses)
     for (int sent = 0; sent < 2000; sent++) {
         put(1, frameOf("A>B:1500"));
         if (sent % 50 == 49)
-            tell("settle");
+            command("settle");
     }
     size_t arrived = 0;
-    for (size_t got; (got = get(2).size()) > 0; tell("settle"))
+    for (size_t got; (got = get(2).size()) > 0; command("settle"))
         arrived += got;
     std::string lost = send("GET", "bridge/dot1d-base-port-delay-exceeded-discards?port=2");
     EXPECT_EQ(lost, success("\"bridge\":{\"delayExceededDiscardsValue\":" + std::to_string(2000 - arrived) + "}"));
@@ -631,7 +631,7 @@ TEST_F(Plug, takesTurnsWithRequests)
         flood += withLength(frameOf("A>*"));
     const std::string call = callOf("rpcclt_openapiDot1dTpPortInFramesGet", "n" + bytesOf(1) + "N" + bytesOf(0));
     int client = connectTo(socket);
-    tell("settle");
+    command("settle");
     int status;
     kill(vswitch.pid, SIGSTOP); /* frames and request are all there when it goes on */
     ASSERT_EQ(waitpid(vswitch.pid, &status, WUNTRACED), vswitch.pid);

@@ -23,9 +23,12 @@ protected:
         return std::string(answer, got > 0 ? (size_t)got : 0);
     }
 
-    static std::string portState(const char *data) { return success(std::string(R"("bridge":{"portState":)") + data + "}"); }
+    static std::string portState(const std::string &data) { return success(R"("bridge":{"portState":)" + data + "}"); }
 
-    void expectAlive() { EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), success(R"("bridge":{"priority":32768})")); }
+    void expectAlive()
+    {
+        EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), success(R"("bridge":{"priority":32768})"));
+    }
 };
 
 using VswitchSocket = VswitchTest;
@@ -66,12 +69,12 @@ TEST_F(VswitchSocket, isTakenOverFromADeadProcess)
 
 TEST_F(VswitchServer, survivesBadClients)
 {
-    const std::string check = "rpcclt_openapiConnectivityCheck";
-    for (const std::string &bytes : {std::string("\xFF\xFF\xFF\xFF"), messageOf(""), messageOf("\1"), messageOf({2, 0}), messageOf("\1\xFFxx"),
-                                     callOf(check, std::string("n\1\0\0\0", 5)), callOf("rpcclt_openapiDot1dBaseNumPortsGet"),
-                                     callOf("rpcclt_openapiDot1dBaseNumPortsGet", std::string("n\1\0\0\0", 5)),
-                                     callOf("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\xFF\xFF\xFF\xFF\0\0\0\0", 9)),
-                                     callOf("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\2\0\0\0\3\0\0\0abc", 12))}) {
+    const std::string check = "rpcclt_openapiConnectivityCheck", one = "n" + bytesOf(1);
+    for (const std::string &bytes : {
+             bytesOf(0xFFFFFFFF), messageOf(""), messageOf("\1"), messageOf({2, 0}), messageOf("\1\xFFxx"),
+             callOf(check, one), callOf(OP "BaseNumPortsGet"), callOf(OP "BaseNumPortsGet", one),
+             callOf(OP "BaseBridgeAddressGet", textArgument(0xFFFFFFFF, 0, "")),
+             callOf(OP "BaseBridgeAddressGet", textArgument(2, 3, "abc"))}) {
         int client = connectTo(socket);
         EXPECT_EQ(exchange(client, bytes), "");
         close(client);
@@ -110,10 +113,10 @@ TEST_F(VswitchServer, servesManyClientsAtOnce)
 /* A fault applies to calls whose arguments match. The newest fault wins; faults of "*" come last. */
 TEST_F(FaultInjection, appliesToTheCallsThatMatch)
 {
-    tell("fault * port=2 code=-28"); /* start-up calls have no such argument: the program starts */
-    tell("fault " OP "StpPortStateGet port=3 code=-24");
-    tell("fault " OP "StpPortStateGet port=4 value=broken");
-    tell("fault " OP "TpFdbEntryNextGet address==02:00:00:00:01:01 address=02:00:00:00:00:99 code=0");
+    command("fault * port=2 code=-28"); /* start-up calls have no such argument: the program starts */
+    command("fault " OP "StpPortStateGet port=3 code=-24");
+    command("fault " OP "StpPortStateGet port=4 value=broken");
+    command("fault " OP "TpFdbEntryNextGet address==02:00:00:00:01:01 address=02:00:00:00:00:99 code=0");
     const struct { const char *target; std::string answer; } rows[] = {
         {"dot1d-stp-port-state?port=1", portState("5")},
         {"dot1d-stp-port-state?port=2", failure(17002)},
@@ -124,8 +127,8 @@ TEST_F(FaultInjection, appliesToTheCallsThatMatch)
     };
     for (const auto &row : rows)
         EXPECT_EQ(send("GET", std::string("bridge/") + row.target), row.answer) << row.target;
-    tell("fault " OP "StpPortStateGet code=-22 times=1");         /* no condition: it applies to the next call, once */
-    tell("fault " OP "StpPortStateGet port=3 value=1 times=9"); /* replaces the fault of port 3 */
+    command("fault " OP "StpPortStateGet code=-22 times=1");       /* for the next call, whatever its arguments */
+    command("fault " OP "StpPortStateGet port=3 value=1 times=9"); /* replaces the fault of port 3 */
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=4"), failure(10003));
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=4"), portState("6"));
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=3"), portState("1"));
@@ -146,7 +149,8 @@ TEST_F(FaultInjection, appliesToTheCallsThatMatch)
         EXPECT_EQ(runProcess(switchCommand({"fault", list, "code=0", "vidList=" + given})).exitStatus, 0);
         takeTrace();
         send("GET", "vlan/vid-list?intfNum=3");
-        EXPECT_EQ(takeTrace(), list + " ifNum=3 vidList=0() numOfElements=0 -> 0 vidList=" + shown + " numOfElements=0");
+        EXPECT_EQ(takeTrace(),
+                  list + " ifNum=3 vidList=0() numOfElements=0 -> 0 vidList=" + shown + " numOfElements=0");
     }
 }
 
@@ -161,14 +165,19 @@ TEST_F(VswitchCommands, refuseWrongArgumentsWithAReason)
         {{"reset", "it"}, "\"reset\" takes no words, not 1"},
         {{"pass", "-5"}, "\"pass\" takes a number of seconds from 1 to 10000000, not \"-5\""},
         {{"pass", "10000001"}, "\"pass\" takes a number of seconds from 1 to 10000000, not \"10000001\""},
-        {{"fault", "rpcclt_openapiNothing"}, "there is no operation \"rpcclt_openapiNothing\" (\"operations\" lists them, \"*\" is all of them)"},
-        {{"fault", OP "StpPriorityGet", "wrong=1"}, "\"wrong=1\": " OP "StpPriorityGet has no parameter \"wrong\" (it has value), nor is it code, times or delay"},
-        {{"fault", OP "StpPriorityGet", "value=4294967296"}, "\"value=4294967296\": \"4294967296\" is no value of value (see \"operations\")"},
+        {{"fault", "rpcclt_openapiNothing"},
+         "there is no operation \"rpcclt_openapiNothing\" (\"operations\" lists them, \"*\" is all of them)"},
+        {{"fault", OP "StpPriorityGet", "wrong=1"},
+         "\"wrong=1\": " OP "StpPriorityGet has no parameter \"wrong\" (it has value), nor is it code, times or delay"},
+        {{"fault", OP "StpPriorityGet", "value=4294967296"},
+         "\"value=4294967296\": \"4294967296\" is no value of value (see \"operations\")"},
         {{"fault", OP "StpPriorityGet", "code=x"}, "\"code=x\": code takes a number"},
         {{"fault", OP "StpPriorityGet", "times=0"}, "\"times=0\": times takes a number from 1"},
-        {{"fault", OP "StpPriorityGet", "now"}, "\"now\": it is none of code=N, times=N, delay=MS, hangup, rubbish, NAME=VALUE"},
+        {{"fault", OP "StpPriorityGet", "now"},
+         "\"now\": it is none of code=N, times=N, delay=MS, hangup, rubbish, NAME=VALUE"},
         {{"fault", "*", "wrong=1"}, "\"wrong=1\": no operation has a parameter \"wrong\""},
-        {{"fault", "rpcclt_openapiVlanVIDListGet", "vidList=3(1 2"}, "\"vidList=3(1 2\": \"3(1 2\" is no value of vidList (see \"operations\")"},
+        {{"fault", "rpcclt_openapiVlanVIDListGet", "vidList=3(1 2"},
+         "\"vidList=3(1 2\": \"3(1 2\" is no value of vidList (see \"operations\")"},
         {{"clear", "it"}, "there is no operation \"it\" (\"operations\" lists them, \"*\" is all of them)"},
         {{"operations", "nothing"}, "there is no operation with \"nothing\" in its name"},
     };
@@ -214,8 +223,9 @@ TEST_F(VswitchTrace, countsTheLinesThatASlowReaderMissed)
     Process unread = launchSwitch({"--trace", "-"});
     char bytes[65536];
     int client = connectTo(socket);
-    const std::string list = std::string("\0\x10\0\0", 4) + std::string(8192, '\x11'); /* a line of 20 KB */
-    const std::string asked = callOf("rpcclt_openapiDot1qApiPrivateVlanAssocAdd", std::string("n\1\0\0\0l\4\x20\0\0", 10) + list);
+    const std::string list = bytesOf(4096) + std::string(8192, '\x11'); /* a line of 20 KB */
+    const std::string asked =
+        callOf("rpcclt_openapiDot1qApiPrivateVlanAssocAdd", "n" + bytesOf(1) + "l" + bytesOf(8196) + list);
     const int calls = 70;
     for (int i = 0; i < calls; i++)
         ASSERT_EQ(exchange(client, asked), replyOf(-22)) << i;
@@ -239,7 +249,7 @@ TEST_F(VswitchTrace, countsTheLinesThatASlowReaderMissed)
 /* A jump of months is not counted second by second. CPU time, because the machine may be busy. */
 TEST_F(VswitchClock, jumpsFarInOneStep)
 {
-    tell("hold");
+    command("hold");
     send("PUT", "loop-protect/admin-mode", R"({"adminMode":1})");
     for (const char *setting : {"port-admin-mode?ifNum=1", "port-tx-mode?ifNum=1"})
         send("PUT", std::string("loop-protect/") + setting, R"({"mode":1})");
@@ -250,7 +260,7 @@ TEST_F(VswitchClock, jumpsFarInOneStep)
         return (double)used.tv_sec + (double)used.tv_nsec / 1e9;
     };
     double before = cpuSeconds();
-    tell("pass 10000000");
+    command("pass 10000000");
     EXPECT_EQ(send("GET", "loop-protect/port-packet-tx-count?ifNum=1"), success(R"("loopProtect":{"count":2000001})"));
     EXPECT_LT(cpuSeconds() - before, 0.1);
 }
