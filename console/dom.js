@@ -1,15 +1,19 @@
-// dom.js - the few words in which the views build the page. What comes from the switch is text, never markup.
+// dom.js - the functions with which the views build the page. Data from the switch becomes text, never markup.
 
 export const $ = id => document.getElementById(id);
 
-/** An element with attributes (those that are false are left out) and children: elements and texts. */
+/**
+ * Creates an element. Attributes that are false or undefined are left out; "on..." adds a listener. Children are elements
+ * or texts.
+ */
 export function element(name, attributes = {}, ...children) {
-  const made = document.createElement(name);
+  const created = document.createElement(name);
   for (const [key, value] of Object.entries(attributes))
-    if (key.startsWith('on')) made.addEventListener(key.slice(2), value);
-    else if (value !== false && value !== undefined) made.setAttribute(key, value === true ? '' : value);
-  made.append(...children);
-  return made;
+    if (key.startsWith('on')) created.addEventListener(key.slice(2), value);
+    else if (value !== false && value !== undefined) created.setAttribute(key, value === true ? '' : value);
+  created.append(...children);
+  return created;
 }
 
+/** Replaces all children of `parent`. */
 export const fill = (parent, ...children) => parent.replaceChildren(...children);

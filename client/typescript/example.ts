@@ -1,6 +1,6 @@
 /*
- * example.ts BASE TOKEN - a client whose paths, keys, words and answers are checked by the compiler: switching.d.ts is
- * made of openapi.json. It sets up a VLAN, walks the VLANs, and filters an address.
+ * example.ts BASE TOKEN - a client in TypeScript. The compiler checks its paths, keys, values and answers: check.sh makes
+ * switching.d.ts from openapi.json. The client creates a VLAN, walks through the VLANs, and filters an address.
  */
 import createClient from "openapi-fetch";
 import type { paths } from "./switching.js";
@@ -11,13 +11,13 @@ const [baseUrl, token] = process.argv.slice(2);
 const client = createClient<paths>({
   baseUrl,
   headers: { Session: token },
-  querySerializer: { allowReserved: true }, // values in a query go as they are
+  querySerializer: { allowReserved: true }, // the interface does not percent-decode the values of a query
 });
 
 type Answer = { resp: { respCode: number; respMsg: string; status: "success" | "fail" } };
 type Success<A extends Answer> = Extract<A, { resp: { status: "success" } }>;
 
-/* The answer of a request that succeeded. Failures come with status 200 as well. */
+/* Returns the answer of a request, or throws if it failed. A failure has HTTP status 200, too. */
 async function succeeded<A extends Answer>(request: Promise<{ data?: A; response: Response }>): Promise<Success<A>> {
   const { data, response } = await request;
   if (!data) throw new Error(`HTTP ${response.status}`);
@@ -25,14 +25,14 @@ async function succeeded<A extends Answer>(request: Promise<{ data?: A; response
   return data as Success<A>;
 }
 
-/* VLAN 30, with port 4 in it. */
+/* Create VLAN 30, and give port 4 its PVID. */
 await succeeded(client.POST("/vlan/create", { params: { query: { vlanNum: 30 } } }));
 await succeeded(client.PUT("/vlan/if-pvid", { params: { query: { ifNum: 4 } }, body: { vlanNum: 30 } }));
 
 const again = await client.POST("/vlan/create", { params: { query: { vlanNum: 30 } } });
 console.log(`once more: ${again.data?.resp.respMsg}`);
 
-/* A walk: each answer leads to the next, a failure ends it. */
+/* Walk through the VLANs: each answer is the next question, a failure ends the walk. */
 const vlans = [];
 for (let vid = 0; ; ) {
   const { data } = await client.GET("/vlan/next-vlan", { params: { query: { vid } } });
@@ -41,7 +41,7 @@ for (let vid = 0; ; ) {
 }
 console.log(`VLANs: ${vlans.join(" ")}`);
 
-/* A filter, whose address stands in a body and then in a query. */
+/* Create a static filter. The writes take its address in the body, the read takes it in the query. */
 const filter = { vlanId: 30, macAddr: "02:00:00:00:0A:01" };
 await succeeded(client.POST("/static-filter/filter",
   { params: { query: { vlanId: filter.vlanId } }, body: { macAddr: filter.macAddr } }));
@@ -50,9 +50,9 @@ await succeeded(client.POST("/static-filter/filter-src-intf",
 const sources = await succeeded(client.GET("/static-filter/filter-src-intf-list", { params: { query: filter } }));
 console.log(`sources of ${filter.macAddr}: ${sources.staticFilter.srcIntfList}`);
 
-/* Words are checked before anything runs. */
+/* The compiler refuses a wrong value, and a wrong key. */
 await succeeded(client.PUT("/storm-control/mode", { body: { stormCtrlMode: "broadcast", state: "enable" } }));
-// @ts-expect-error: there is no such word
+// @ts-expect-error: there is no mode "all"
 await client.PUT("/storm-control/mode", { body: { stormCtrlMode: "all", state: "enable" } });
-// @ts-expect-error: nor such a key
+// @ts-expect-error: there is no key "mode"
 await client.GET("/storm-control/mode", { params: { query: { mode: "broadcast" } } });

@@ -18,12 +18,12 @@
 
 #include <string>
 
-#include "vswitch/base/commands.h"
-#include "vswitch/frames/forwarding.h"
-#include "vswitch/switch/model.h"
 #include "vswitch/base/operations.h"
-#include "vswitch/frames/plugs.h"
 #include "vswitch/base/trace.h"
+#include "vswitch/frames/plugs.h"
+#include "vswitch/server/control.h"
+#include "vswitch/switch/device.h"
+#include "vswitch/switch/families.h"
 #include "tests/fuzz/fuzz_input.h"
 
 enum { PORTS = 4 }; /* 0 is the management port */
@@ -118,8 +118,9 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     char name[] = "/tmp/frames-fuzzer-XXXXXX";
     directory = mkdtemp(name);
     openTrace("/dev/null");
-    createModel({.ports = PORTS});
-    servePlugs();
+    setDeviceOptions({.ports = PORTS});
+    registerAll();
+    resetAll();
     for (int port = 0; port < PORTS; port++) {
         std::string wrong;
         check(plugPort(std::to_string(port) + "=unix:" + pathOf(port), &wrong), "A port cannot be plugged");

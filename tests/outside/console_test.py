@@ -154,7 +154,7 @@ def refuses_what_a_browser_cannot_send(page):
 
 def shows_the_switch(page):
     page.go("#/switch")
-    page.sees("#looks", "requests")
+    page.sees("#updates", "requests")
     page.sees("#ports", "forwarding", "general")
     page.clicks("#cell77-5")
     page.sees("#cell77-5", "U")
@@ -166,7 +166,7 @@ def shows_the_switch(page):
     page.sees("#cell77-5", "–")
     switch("fault", "rpcclt_openapiVlanIfParticipationSet", "code=-1", "times=1")
     page.clicks("#cell77-6")
-    page.sees("#moved", "Failure: -1", "Error code unknown")
+    page.sees("#changed", "Failure: -1", "Error code unknown")
 
 
 def shows_what_happens(page):
@@ -243,7 +243,7 @@ def knows_who_may_only_read(page):
 def outlives_the_web_server(page):
     page.logs_in(token)
     page.go("#/switch")
-    page.sees("#looks", "requests")
+    page.sees("#updates", "requests")
     os.kill(int(web_server), signal.SIGTERM)
     page.sees("#trouble", "does not answer")
     page.go("#/vlan/next-vlan")
@@ -252,7 +252,7 @@ def outlives_the_web_server(page):
     again = subprocess.Popen(["lighttpd", "-D", "-f", configuration], stderr=subprocess.DEVNULL)
     try:
         page.go("#/switch")
-        page.sees("#looks", "requests")
+        page.sees("#updates", "requests")
         WebDriverWait(page.driver, 30).until(lambda _: not page.at("#trouble").is_displayed())
         loses_its_session(page)
     finally:

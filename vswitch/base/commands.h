@@ -1,15 +1,18 @@
 /*
- * commands.h - what somebody can tell a running virtual switch. Help, dispatch and the count of words follow from tables.
+ * commands.h - the registry of commands that a running virtual switch takes. --help and the dispatch follow from it.
  */
 #ifndef VSWITCH_COMMANDS_H
 #define VSWITCH_COMMANDS_H
+
+#include <stddef.h>
+#include <stdint.h>
 
 #include <span>
 #include <string>
 #include <vector>
 
-/* The words behind a command's name; what stood between quotes is one word. */
-using Words = std::vector<std::string>;
+/* The arguments behind a command's name; a quoted text is one argument. */
+using Args = std::vector<std::string>;
 
 enum CommandOutcome {
     COMMAND_DONE,
@@ -17,43 +20,47 @@ enum CommandOutcome {
     COMMAND_AGAIN    /* not yet: the client waits, others are served, and the command is run again in 5 ms */
 };
 
+/* Groups of --help, in its order. */
+enum CommandGroup { FAULT_COMMANDS, SWITCH_COMMANDS, EVENT_COMMANDS, FRAME_COMMANDS };
+
 struct Command {
+    CommandGroup group;
     const char *name;
-    /*
-     * The words it takes, for people and for the check: "VLAN MAC PORT" are three, "[OPERATION]" is one or none, and
-     * "..." at the end means any number more. It is run only with as many words as that.
-     */
-    const char *usage;
-    const char *help; /* a line; further lines, behind "\n", are shown under it as they are */
-    CommandOutcome (*run)(const Words &words, std::string *answer);
-    bool alone = false; /* it needs no switch that is running */
+    const char *formerName = nullptr; /* accepted as well, and not shown */
+    const char *usage;                /* its arguments as --help shows them */
+    size_t fewest, most;              /* how many arguments it takes; ANY_NUMBER for no limit */
+    const char *help;                 /* a line; more lines, separated by "\n", are shown below it as they are */
+    CommandOutcome (*run)(const Args &args, std::string *answer);
+    bool local = false; /* the client runs it itself, without a running switch */
 };
 
-/* Adds commands under a heading of the help (that of the last ones, or a new one). Rows must live as long as the process. */
-void registerCommands(const char *heading, std::span<const Command> commands);
+inline constexpr size_t ANY_NUMBER = SIZE_MAX;
 
-/* The commands as --help shows them: the headings in the order of their registration. */
+/* Adds commands. The rows must live as long as the process. */
+void registerCommands(std::span<const Command> commands);
+
+/* The commands as --help shows them. */
 std::string commandHelp();
 
-/* The command of that name, null when there is none. */
+/* The command of that name or former name, null when there is none. */
 const Command *findCommand(const std::string &name);
 
-/* The words of a line: split at blanks; '...', "..." and \ keep them, as in a shell. False when a quote does not end. */
-bool splitWords(const std::string &line, Words *words);
+/* Splits a line into arguments at blanks; '...', "..." and \ quote as in a shell. False when a quote does not end. */
+bool splitArgs(const std::string &line, Args *args);
 
-/* The line that splits into these words. */
-std::string joinWords(const Words &words);
-
-/* Runs the command of a line. *answer is what it has to say, or what is wrong: lines, each with its end. */
-CommandOutcome runCommand(const std::string &line, std::string *answer);
+/* The line that splits into these arguments. */
+std::string joinArgs(const Args &args);
 
 /*
- * Reads all of a text as a number. False without touching *number when it is none, or is not in the range. For command
- * functions: what is refused is told with refuse(answer, "...").
+ * Finds the command of a line and checks the number of its arguments, which are put into *args. Null with the reason in
+ * *answer when there is no such command.
  */
+const Command *readCommand(const std::string &line, Args *args, std::string *answer);
+
+/* Reads all of a text as a number. False, and *number stays, when it is none or out of range. */
 bool readNumber(const std::string &text, long long lowest, long long highest, long long *number);
 
-/* COMMAND_REFUSED, with the line in *answer. */
+/* Puts a line that says what is wrong into *answer. Always COMMAND_REFUSED. */
 CommandOutcome refuse(std::string *answer, const std::string &line);
 
 #endif

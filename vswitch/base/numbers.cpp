@@ -11,13 +11,14 @@
 
 #include <algorithm>
 #include <map>
-#include <sstream>
+
+#include "vswitch/base/messages.h"
 
 static const std::vector<Meaning> &meanings()
 {
     static const std::vector<Meaning> all = {
 #define NUMBERS(type, about) {#type, about, {
-#define NUMBER(name, value, word, about) {value, word, about},
+#define NUMBER(constant, value, name, about) {value, name, about},
 #define END_NUMBERS(type) }},
 #define QUANTITY(type, about) {#type, about, {}},
 #include "vswitch/base/numbers.def"
@@ -25,10 +26,23 @@ static const std::vector<Meaning> &meanings()
     return all;
 }
 
-/* Parameters of a kind; without operations it is those of that name wherever no other row says otherwise. */
-static const struct { const char *type, *parameter, *operations; } uses[] = {
-#define NAMED(type, parameter) {#type, #parameter, ""},
-#define MEANS(type, parameter, ...) {#type, #parameter, #__VA_ARGS__},
+/* QUOTE_EACH(a, b) is "a", "b"; the outer expansions are as many as the longest list needs. */
+#define QUOTE_EACH(...) __VA_OPT__(EXPAND_64(QUOTE_FIRST(__VA_ARGS__)))
+#define QUOTE_FIRST(first, ...) #first __VA_OPT__(, QUOTE_REST PARENTHESES (__VA_ARGS__))
+#define QUOTE_REST() QUOTE_FIRST
+#define PARENTHESES ()
+#define EXPAND_64(...) EXPAND_16(EXPAND_16(EXPAND_16(EXPAND_16(__VA_ARGS__))))
+#define EXPAND_16(...) EXPAND_4(EXPAND_4(EXPAND_4(EXPAND_4(__VA_ARGS__))))
+#define EXPAND_4(...) EXPAND_1(EXPAND_1(EXPAND_1(EXPAND_1(__VA_ARGS__))))
+#define EXPAND_1(...) __VA_ARGS__
+
+/* The parameters of a kind: in these operations, or ("") in all that no other row names. */
+static const struct {
+    const char *type, *parameter;
+    std::vector<const char *> operations;
+} uses[] = {
+#define NAMED(type, parameter) {#type, #parameter, {""}},
+#define MEANS(type, parameter, ...) {#type, #parameter, {QUOTE_EACH(__VA_ARGS__)}},
 #include "vswitch/base/numbers.def"
 };
 
@@ -40,19 +54,14 @@ static const Meaning *meaningNamed(const char *type)
     return nullptr;
 }
 
-/* By operation and parameter; by an empty operation those that hold for the name. */
+/* By operation and parameter; the operation is "" where a parameter means the same in all others. */
 static const std::map<std::pair<std::string, std::string>, const Meaning *> &meaningIndex()
 {
     static const auto index = [] {
         std::map<std::pair<std::string, std::string>, const Meaning *> made;
-        for (const auto &use : uses) {
-            std::istringstream names(use.operations);
-            const Meaning *meaning = meaningNamed(use.type);
-            if (!*use.operations)
-                made[{"", use.parameter}] = meaning;
-            for (std::string name; names >> name;)
-                made[{name.substr(0, name.find(',')), use.parameter}] = meaning;
-        }
+        for (const auto &use : uses)
+            for (const char *operation : use.operations)
+                made[{operation, use.parameter}] = meaningNamed(use.type);
         return made;
     }();
     return index;
@@ -107,11 +116,6 @@ bool parseIpv4(const std::string &text, uint32_t *address)
     return inet_pton(AF_INET, text.c_str(), address) == 1;
 }
 
-static bool onlySent(char tag)
-{
-    return tag == WIRE_IN || tag == WIRE_LIST;
-}
-
 static const char *typeOf(char tag)
 {
     switch (tag) {
@@ -130,7 +134,7 @@ static std::string meaningText(const Meaning &meaning)
 {
     std::string text;
     for (const Number &number : meaning.numbers)
-        text += (text.empty() ? "" : ", ") + std::to_string(number.value) + " " + number.word;
+        text += (text.empty() ? "" : ", ") + std::to_string(number.value) + " " + number.name;
     return text.empty() ? meaning.about : text;
 }
 
@@ -144,7 +148,7 @@ std::string operationsText(const std::string &part)
         for (size_t i = 0; i < operation.parameters.size(); i++) {
             char line[64];
             snprintf(line, sizeof line, "    %-18s %-5s %-7s", operation.parameters[i],
-                     onlySent(operation.tags[i]) ? "in" : "inout", typeOf(operation.tags[i]));
+                     isReturned((WireTag)operation.tags[i]) ? "inout" : "in", typeOf(operation.tags[i]));
             const Meaning *meaning = meaningOf(operation, i);
             text += meaning ? std::string(line) + " " + meaningText(*meaning) : line;
             text.erase(text.find_last_not_of(' ') + 1) += "\n";
@@ -163,7 +167,7 @@ static std::string parameterJson(const Operation &operation, size_t i)
 {
     const Meaning *meaning = meaningOf(operation, i);
     return "{" + member("name", operation.parameters[i]) + ", " +
-           member("direction", onlySent(operation.tags[i]) ? "in" : "inout") + ", " +
+           member("direction", isReturned((WireTag)operation.tags[i]) ? "inout" : "in") + ", " +
            member("type", typeOf(operation.tags[i])) + (meaning ? ", " + member("meaning", meaning->type) : "") + "}";
 }
 
@@ -171,7 +175,7 @@ static std::string meaningJson(const Meaning &meaning)
 {
     std::string text = "{" + member("about", meaning.about) + ", \"numbers\": [", between;
     for (const Number &number : meaning.numbers) {
-        text += between + "\n      {\"value\": " + std::to_string(number.value) + ", " + member("word", number.word) +
+        text += between + "\n      {\"value\": " + std::to_string(number.value) + ", " + member("word", number.name) +
                 ", " + member("about", number.about) + "}";
         between = ",";
     }

@@ -12,13 +12,13 @@
 #include "vswitch/base/operations.h"
 
 #define NUMBERS(type, about) enum type : uint32_t {
-#define NUMBER(name, value, word, about) name = (value),
+#define NUMBER(constant, value, name, about) constant = (value),
 #define END_NUMBERS(type) };
 #include "vswitch/base/numbers.def"
 
 struct Number {
     uint32_t value;
-    const char *word, *about;
+    const char *name, *about;
 };
 
 /* A kind of number or text. */

@@ -7,20 +7,18 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <algorithm>
 #include <unordered_map>
 
-static Operation describe(const char *name, std::string tags, std::vector<const char *> words)
+template <class... Name> static Operation describe(const char *name, std::string tags, Name... parameters)
 {
-    words.erase(words.begin()); /* the list's expansion puts a comma before every word */
-    return {name, std::move(tags), std::move(words), {}};
+    return {name, std::move(tags), {parameters...}};
 }
 
 std::vector<Operation> &operations()
 {
     static std::vector<Operation> all = {
 #define OPEN_OPERATION(name, ...) \
-    describe(#name, Server<decltype(name)>::tags(), {"" OPEN_EACH(OPEN_QUOTE_, __VA_ARGS__)}),
+    describe(#name, Registration<decltype(name)>::tags() OPEN_EACH(OPEN_QUOTE_, __VA_ARGS__)),
 #include "openclt_operations.def"
 #undef OPEN_OPERATION
     };
@@ -43,7 +41,7 @@ Operation &operationNamed(const std::string &name)
 {
     Operation *operation = findOperation(name);
     if (!operation) {
-        fprintf(stderr, "vswitch: the model serves %s, which is no operation\n", name.c_str());
+        fprintf(stderr, "vswitch: %s is registered, and is no operation\n", name.c_str());
         exit(1);
     }
     return *operation;
@@ -56,24 +54,4 @@ bool isStartCall(const Operation &operation)
         if (strcmp(operation.name, name) == 0)
             return true;
     return false;
-}
-
-std::string textOf(const OpenBufferDesc *desc)
-{
-    return {desc->bytes, strnlen(desc->bytes, desc->size)};
-}
-
-int setText(OpenBufferDesc *desc, const std::string &text)
-{
-    if (text.size() >= desc->size)
-        return OPEN_FAILED;
-    memcpy(desc->bytes, text.c_str(), text.size() + 1);
-    return OPEN_OK;
-}
-
-void setList(VlanIdList *list, const std::vector<uint16_t> &ids)
-{
-    *list = {};
-    list->count = (uint32_t)std::min<size_t>(ids.size(), VLAN_ID_LIST_MAX);
-    std::copy_n(ids.begin(), list->count, list->ids);
 }

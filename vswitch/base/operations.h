@@ -1,5 +1,5 @@
 /*
- * operations.h - the virtual switch's table of operations: every operation of the list, with what serves it.
+ * operations.h - the table of operations: every operation of OpEN, and the function that answers it.
  */
 #ifndef VSWITCH_OPERATIONS_H
 #define VSWITCH_OPERATIONS_H
@@ -35,7 +35,8 @@ struct Operation {
     const char *name;
     std::string tags;               /* one WireTag a parameter, in order */
     std::vector<const char *> parameters;
-    std::function<int(Arguments &)> run; /* empty: the model lacks this operation */
+    std::function<int(Arguments &)> run = {}; /* empty: the virtual switch lacks this operation */
+    bool asks = false;                        /* it changes nothing */
 };
 
 /* Every operation, in the order of the list. */
@@ -44,7 +45,7 @@ std::vector<Operation> &operations();
 /* The operation of that name, null when there is none. */
 Operation *findOperation(const std::string &name);
 
-/* As findOperation, but ends the process with a message: the model's tables name an operation that does not exist. */
+/* As findOperation, but ends the process with a message when a table names an operation that does not exist. */
 Operation &operationNamed(const std::string &name);
 
 /* Whether the program calls it at its start, before it does what was asked of it. */
@@ -76,30 +77,24 @@ int callWith(int (*function)(T...), Arguments &arguments, std::index_sequence<In
     return function(argumentAs<T>(arguments[Index])...);
 }
 
-template <class Prototype> struct Server;
-template <class... T> struct Server<int(OpenClient *, T...)> {
+template <class Prototype> struct Registration;
+template <class... T> struct Registration<int(OpenClient *, T...)> {
     static std::string tags() { return {WireTagOf<T>::tag...}; }
-    static void serve(const char *name, int (*function)(T...))
+    static void add(const char *name, bool asks, int (*function)(T...))
     {
-        operationNamed(name).run = [function](Arguments &arguments) {
+        Operation &operation = operationNamed(name);
+        operation.asks = asks;
+        operation.run = [function](Arguments &arguments) {
             return callWith(function, arguments, std::index_sequence_for<T...>());
         };
     }
 };
 
 /*
- * SERVE(operation, function) makes `function` (the operation's prototype without the client; a lambda without captures
- * will do) answer the operation. Types are checked against the prototype.
+ * Register the function that answers an operation: ASK one that changes nothing, DO any other. The function has the
+ * operation's prototype without the client, which is checked; a lambda without captures will do.
  */
-#define SERVE(operation, ...) Server<decltype(operation)>::serve(#operation, __VA_ARGS__)
-
-/* The text in a descriptor, up to its first zero byte. */
-std::string textOf(const OpenBufferDesc *desc);
-
-/* Puts `text` and a zero into a descriptor. OPEN_OK, or OPEN_FAILED when it does not fit. */
-int setText(OpenBufferDesc *desc, const std::string &text);
-
-/* Makes a list of `ids`; those beyond VLAN_ID_LIST_MAX are dropped. */
-void setList(VlanIdList *list, const std::vector<uint16_t> &ids);
+#define ASK(operation, ...) Registration<decltype(operation)>::add(#operation, true, __VA_ARGS__)
+#define DO(operation, ...) Registration<decltype(operation)>::add(#operation, false, __VA_ARGS__)
 
 #endif

@@ -5,6 +5,8 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
+#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -81,4 +83,11 @@ void traceLine(const std::string &line)
         confess();
     waiting += line + "\n";
     writeWaiting();
+}
+
+void printError(const std::string &message)
+{
+    pollfd errors = {2, POLLOUT, 0};
+    if (poll(&errors, 1, 0) == 1 && errors.revents == POLLOUT)
+        fprintf(stderr, "vswitch: %s\n", message.c_str());
 }

@@ -1,5 +1,5 @@
 /*
- * trace.h - where the virtual switch writes what it was asked and what it did.
+ * trace.h - what the virtual switch writes while it runs: the trace of what it was asked and did, and errors.
  */
 #ifndef VSWITCH_TRACE_H
 #define VSWITCH_TRACE_H
@@ -17,5 +17,8 @@ bool tracing();
  * up to a MiB; what comes after that is dropped, and a line says how many when there is room again.
  */
 void traceLine(const std::string &line);
+
+/* Writes "vswitch: MESSAGE" to standard error; drops it when the pipe there is full, so that no client can stop the switch. */
+void printError(const std::string &message);
 
 #endif

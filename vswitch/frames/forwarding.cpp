@@ -11,60 +11,47 @@
 
 #include <algorithm>
 #include <map>
-#include <random>
 
-#include "vswitch/base/trace.h"
+#include "vswitch/base/clock.h"
+#include "vswitch/frames/frame.h"
 #include "vswitch/frames/mrp.h"
 #include "vswitch/frames/plugs.h"
-#include "vswitch/switch/model.h"
+#include "vswitch/frames/probes.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
-enum : uint32_t { TYPE_IPV4 = 0x0800, TYPE_VLAN = 0x8100, TYPE_PROBE = 0x9000 };
+enum : uint32_t { TYPE_IPV4 = 0x0800, TYPE_VLAN = 0x8100 };
 enum : uint32_t { MANAGEMENT_VLAN = 1, RESERVED_VLAN = 4095 };
 enum : uint64_t { BROADCAST = 0xFFFFFFFFFFFF, REGISTRATION_GROUP = 0x0180C2000021 };
-
-struct Frame {
-    uint32_t port; /* where it came in */
-    std::string_view bytes;
-    uint64_t destination, source;
-    bool tagged;           /* with a VLAN; a frame with a priority alone counts as untagged */
-    uint16_t priority;     /* as it stands in a tag: the topmost four bits */
-    uint32_t vlan;         /* of its tag, then the one it was put into */
-    uint32_t type;         /* EtherType or length, behind the tag */
-    std::string_view rest; /* from the type on */
-};
 
 /* Why the frame at hand was discarded, if anybody wants to know. */
 static std::string *reason;
 
-template <class T> static void append(std::string *to, const T &word)
+template <class T> static void append(std::string *to, const T &part)
 {
     if constexpr (std::is_arithmetic_v<T>)
-        to->append(std::to_string(word));
+        to->append(std::to_string(part));
     else
-        to->append(word);
+        to->append(part);
 }
 
-/* False, with the reason in words: only texts and numbers are handed over, so that nothing is made that nobody reads. */
-template <class... T> static bool discard(const T &...words)
+/* Sets the reason, for the case that the frame is discarded. Takes texts and numbers, and joins them only when asked. */
+template <class... T> static void explain(const T &...parts)
 {
-    if (reason) {
-        reason->clear();
-        (append(reason, words), ...);
-    }
+    if (!reason)
+        return;
+    reason->clear();
+    (append(reason, parts), ...);
+}
+
+/* The frame is discarded for this reason. Always false. */
+template <class... T> static bool discard(const T &...parts)
+{
+    explain(parts...);
     return false;
 }
 
 /* Reading */
-
-/* The bytes there as a number, big endian; those behind the end do not count. */
-static uint64_t numberAt(std::string_view bytes, size_t at, size_t size)
-{
-    uint64_t number = 0;
-    for (char byte : bytes.substr(std::min(at, bytes.size()), size))
-        number = number << 8 | (unsigned char)byte;
-    return number;
-}
 
 static uint16_t defaultPriority(uint32_t port)
 {
@@ -99,7 +86,7 @@ static bool fitsPort(const Frame &frame)
     if (frame.bytes.size() <= longest)
         return true;
     if (frame.port != MANAGEMENT_PORT)
-        portCounters(frame.port).tooLong++;
+        countersOf(frame.port).tooLong++;
     return discard("a frame of ", frame.bytes.size(), " bytes; the port takes ", longest);
 }
 
@@ -195,7 +182,7 @@ static std::map<std::pair<uint32_t, uint32_t>, Bucket> buckets;
 
 static bool passesStormControl(const Frame &frame, bool known)
 {
-    static const char *const words[] = {"", "unicast", "broadcast", "multicast"};
+    static const char *const kinds[] = {"", "unicast", "broadcast", "multicast"};
     StormKind kind = frame.destination == BROADCAST ? STORM_BROADCAST
                      : isGroup(frame.destination)   ? STORM_MULTICAST
                                                     : STORM_UNICAST;
@@ -216,7 +203,7 @@ static bool passesStormControl(const Frame &frame, bool known)
         return true;
     }
     stormExceeded(frame.port, kind);
-    return discard(words[kind], " storm: more than ", limit.packetsPerSecond, " packets a second");
+    return discard(kinds[kind], " storm: more than ", limit.packetsPerSecond, " packets a second");
 }
 
 /* Out of the switch */
@@ -272,14 +259,13 @@ static bool isPermitted(const Frame &frame)
 
 static bool leavesToManagement(const Frame &frame)
 {
-    if (!portHasHost(MANAGEMENT_PORT) || frame.vlan != MANAGEMENT_VLAN || !isPermitted(frame))
+    if (!managementHasHost() || frame.vlan != MANAGEMENT_VLAN || !isPermitted(frame))
         return false;
     sendFrame(MANAGEMENT_PORT, {frame.bytes.substr(0, 12), false, 0, frame.rest});
     return true;
 }
 
-/* To every port in `ports` (null: all, and the switch itself what is for a group) but the one it came from and those in
- * `never` (null: none). */
+/* Sends to `ports` (null: all ports, and groups to the management port too), except the source port and `never`. */
 static bool flood(const Frame &frame, const PortSet *ports, const PortSet *never)
 {
     bool left = false;
@@ -299,7 +285,7 @@ static bool forward(const Frame &frame, const FdbEntry *known)
     const Filter *filter = filterFor(frame.vlan, frame.destination);
     if (filter && !filter->sources.empty() && !filter->sources.contains(frame.port))
         return discard("the filter of ", macText(frame.destination), " has other sources");
-    discard("no other port is in VLAN ", frame.vlan); /* unless a port says otherwise */
+    explain("no other port is in VLAN ", frame.vlan); /* unless a port says otherwise */
     if (filter && !filter->destinations.empty())
         return flood(frame, &filter->destinations, &filter->filtered);
     const PortSet *never = filter ? &filter->filtered : nullptr;
@@ -309,7 +295,7 @@ static bool forward(const Frame &frame, const FdbEntry *known)
         return flood(frame, nullptr, never);
     }
     if (frame.destination == bridgeMac()) {
-        discard("management is not in VLAN ", frame.vlan);
+        explain("management is not in VLAN ", frame.vlan);
         return frame.port != MANAGEMENT_PORT && leavesToManagement(frame);
     }
     if (!known || known->port == MANAGEMENT_PORT)
@@ -318,96 +304,17 @@ static bool forward(const Frame &frame, const FdbEntry *known)
         return discard(macText(frame.destination), " is on the same port");
     if (never && never->contains(known->port))
         return discard("the filter of ", macText(frame.destination), " keeps it from port ", known->port);
-    discard("port ", known->port, " is not in VLAN ", frame.vlan);
+    explain("port ", known->port, " is not in VLAN ", frame.vlan);
     return leavesPort(frame, known->port);
-}
-
-/*
- * Loop protection: a frame from the switch to a group of its own, with the port that sends it and a number that nobody
- * outside can know before he was sent one.
- */
-
-static std::map<uint32_t, uint64_t> nextProbes; /* when, in milliseconds since start, by port */
-
-static uint64_t probeKey()
-{
-    static const uint64_t key = (uint64_t)std::random_device()() << 32 | std::random_device()();
-    return key;
-}
-
-static uint64_t probeGroup()
-{
-    return bridgeMac() | 1ull << 40;
-}
-
-static void putNumber(std::string *to, uint64_t number, size_t size)
-{
-    while (size-- > 0)
-        to->push_back((char)(number >> 8 * size));
-}
-
-static void sendProbe(uint32_t port, const LoopProbe &probe)
-{
-    std::string addresses, rest;
-    putNumber(&addresses, probeGroup(), 6);
-    putNumber(&addresses, bridgeMac(), 6);
-    if (probe.vlan) {
-        putNumber(&rest, probe.tpid, 2);
-        putNumber(&rest, probe.vlan, 2);
-    }
-    putNumber(&rest, TYPE_PROBE, 2);
-    putNumber(&rest, port, 4);
-    putNumber(&rest, probeKey(), 8);
-    rest.resize(48); /* the shortest frame there is */
-    sendFrame(port, {addresses, false, 0, rest});
-    loopFrameSent(port);
-}
-
-/* Tells the port that sent it, unless that has been shut in the meantime: there is no loop any more. */
-static bool takeProbe(const Frame &frame)
-{
-    if (frame.destination != probeGroup() || frame.source != bridgeMac())
-        return false;
-    std::string_view probe = frame.bytes.substr(12);
-    if (numberAt(probe, 0, 2) != TYPE_PROBE)
-        probe = probe.substr(std::min<size_t>(probe.size(), VLAN_TAG));
-    uint32_t sender = (uint32_t)numberAt(probe, 2, 4);
-    if (probe.size() < 14 || numberAt(probe, 0, 2) != TYPE_PROBE || numberAt(probe, 6, 8) != probeKey())
-        return false;
-    if (portExists(sender) && portIsUp(sender)) {
-        if (tracing())
-            traceLine("port " + std::to_string(sender) + ": its detection frame came back on port " +
-                      std::to_string(frame.port));
-        loopFrameReceived(sender);
-        bringUpToNow();
-    }
-    return true;
-}
-
-void sendDueFrames()
-{
-    uint64_t now = uptimeMillis();
-    for (uint32_t port = nextPlugged(MANAGEMENT_PORT); port != UINT32_MAX; port = nextPlugged(port)) {
-        LoopProbe probe = loopProbe(port);
-        if (!probe.sends || !portIsUp(port)) {
-            nextProbes.erase(port);
-        } else if (uint64_t &next = nextProbes[port]; next <= now) {
-            next = now + 1000ull * probe.intervalSeconds;
-            sendProbe(port, probe);
-        }
-    }
-    sendDueRegistrations();
 }
 
 void resetForwarding()
 {
     buckets.clear();
-    nextProbes.clear();
-    resetRegistrar();
 }
 
 /* The whole way. False when the frame was discarded. */
-static bool passFrame(uint32_t port, std::string_view bytes)
+static bool forwardFrame(uint32_t port, std::string_view bytes)
 {
     Frame frame;
     if (port != MANAGEMENT_PORT && !portIsUp(port))
@@ -432,15 +339,15 @@ static bool passFrame(uint32_t port, std::string_view bytes)
 
 void receiveFrame(uint32_t port, std::string_view frame, std::string *why)
 {
-    std::string words;
-    reason = why ? &words : nullptr;
-    bool passed = passFrame(port, frame);
+    std::string explanation;
+    reason = why ? &explanation : nullptr;
+    bool forwarded = forwardFrame(port, frame);
     reason = nullptr;
     if (port != MANAGEMENT_PORT) {
-        portCounters(port).inFrames++;
-        if (!passed)
-            portCounters(port).inDiscards++;
+        countersOf(port).inFrames++;
+        if (!forwarded)
+            countersOf(port).inDiscards++;
     }
-    if (!passed && why)
-        *why = words;
+    if (!forwarded && why)
+        *why = explanation;
 }

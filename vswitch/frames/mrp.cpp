@@ -1,5 +1,5 @@
 /*
- * registrar.cpp - the state machines of 802.1Q's MRP with VLANs as attributes, and GARP's, which differ in the PDUs only.
+ * mrp.cpp - the state machines of 802.1Q's MRP with VLANs as attributes, and GARP's, which differ in the PDUs only.
  *
  * A port declares the VLANs it has by configuration and those that neighbours registered on other ports; it says so when
  * that changes, when somebody says LeaveAll, and every second while MVRP's periodic machine is on. A VLAN that a neighbour
@@ -12,8 +12,9 @@
 #include <string>
 #include <utility>
 
-#include "vswitch/frames/forwarding.h"
+#include "vswitch/base/clock.h"
 #include "vswitch/frames/plugs.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
 enum : uint32_t { TYPE_MVRP = 0x88F5, ATTRIBUTE_VLAN = 1, FIRST_HEADER_LEAVE_ALL = 0x2000, HEADER_VALUES = 0x1FFF };
@@ -148,12 +149,6 @@ bool takeRegistration(uint32_t port, std::string_view frame)
 
 /* Out */
 
-static void put(std::string *to, uint32_t number, size_t size)
-{
-    while (size-- > 0)
-        to->push_back((char)(number >> 8 * size));
-}
-
 static VlanSet declarations(uint32_t port)
 {
     VlanSet vlans;
@@ -174,10 +169,10 @@ static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
     named.insert(left.begin(), left.end());
     uint32_t first = named.empty() ? 0 : *named.begin(), values = named.empty() ? 0 : *named.rbegin() - first + 1;
     std::string pdu;
-    put(&pdu, 0, 1); /* the version */
-    put(&pdu, ATTRIBUTE_VLAN << 8 | 2, 2);
-    put(&pdu, values | (all ? (uint32_t)FIRST_HEADER_LEAVE_ALL : 0), 2);
-    put(&pdu, first, 2);
+    putNumber(&pdu, 0, 1); /* the version */
+    putNumber(&pdu, ATTRIBUTE_VLAN << 8 | 2, 2);
+    putNumber(&pdu, values | (all ? (uint32_t)FIRST_HEADER_LEAVE_ALL : 0), 2);
+    putNumber(&pdu, first, 2);
     auto eventOf = [&](uint32_t i) -> uint32_t {
         if (i >= values)
             return 0;
@@ -185,19 +180,19 @@ static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
         return joined.contains(vlan) ? MRP_JOIN_IN : left.contains(vlan) ? MRP_LEAVE : MRP_EMPTY;
     };
     for (uint32_t i = 0; i < values; i += 3)
-        put(&pdu, eventOf(i) * 36 + eventOf(i + 1) * 6 + eventOf(i + 2), 1);
-    put(&pdu, 0, 4); /* the ends of the vectors, and of the attributes */
+        putNumber(&pdu, eventOf(i) * 36 + eventOf(i + 1) * 6 + eventOf(i + 2), 1);
+    putNumber(&pdu, 0, 4); /* the ends of the vectors, and of the attributes */
     return pdu;
 }
 
 static void sendPdu(RegistrationProtocol protocol, uint32_t port, uint32_t type, const std::string &pdu)
 {
     std::string addresses(group), rest;
-    put(&addresses, (uint32_t)(bridgeMac() >> 32), 2);
-    put(&addresses, (uint32_t)bridgeMac(), 4);
-    put(&rest, type, 2);
+    putNumber(&addresses, (uint32_t)(bridgeMac() >> 32), 2);
+    putNumber(&addresses, (uint32_t)bridgeMac(), 4);
+    putNumber(&rest, type, 2);
     rest += pdu;
-    rest.resize(std::max<size_t>(rest.size(), 48));
+    rest.resize(std::max<size_t>(rest.size(), SHORTEST_REST));
     sendFrame(port, {addresses, false, 0, rest});
     countRegistration(protocol, port, MRP_SENT);
 }
@@ -206,18 +201,18 @@ static void sendGvrp(uint32_t port, const VlanSet &joined, const VlanSet &left, 
 {
     std::string attributes;
     if (all)
-        put(&attributes, 2 << 8 | GARP_LEAVE_ALL, 2);
+        putNumber(&attributes, 2 << 8 | GARP_LEAVE_ALL, 2);
     auto flush = [&] {
         std::string pdu(llcHeader);
-        put(&pdu, ATTRIBUTE_VLAN, 1);
+        putNumber(&pdu, ATTRIBUTE_VLAN, 1);
         pdu += attributes + std::string(2, '\0');
         sendPdu(GVRP, port, (uint32_t)pdu.size(), pdu);
         attributes.clear();
     };
     for (const auto &[vlans, event] : {std::pair(&joined, GARP_JOIN_IN), std::pair(&left, GARP_LEAVE_EMPTY)})
         for (uint16_t vlan : *vlans) {
-            put(&attributes, 4 << 8 | event, 2);
-            put(&attributes, vlan, 2);
+            putNumber(&attributes, 4 << 8 | event, 2);
+            putNumber(&attributes, vlan, 2);
             if (attributes.size() >= 4 * GARP_VLANS)
                 flush();
         }
@@ -225,7 +220,7 @@ static void sendGvrp(uint32_t port, const VlanSet &joined, const VlanSet &left, 
         flush();
 }
 
-static void passRegistrar(RegistrationProtocol protocol, uint32_t port, Registrar *own, uint64_t now)
+static void advanceRegistrar(RegistrationProtocol protocol, uint32_t port, Registrar *own, uint64_t now)
 {
     for (auto at = own->leaving.begin(); at != own->leaving.end();) {
         bool over = at->second <= now;
@@ -233,6 +228,7 @@ static void passRegistrar(RegistrationProtocol protocol, uint32_t port, Registra
             neighbourDeclares(port, at->first, false);
         at = over ? own->leaving.erase(at) : std::next(at);
     }
+    bringUpToNow(); /* what is declared below depends on what has left */
     bool all = own->nextLeaveAll <= now;
     if (all)
         leaveAll(protocol, port);
@@ -256,17 +252,18 @@ void sendDueRegistrations()
             if (!registrationRuns(protocol, port)) {
                 if (registrars.erase({protocol, port}) && !registrars.contains({protocol == GVRP ? MVRP : GVRP, port}))
                     neighbourHasGone(port);
+                bringUpToNow();
                 continue;
             }
             auto [place, isNew] = registrars.try_emplace({protocol, port});
             if (isNew)
                 place->second.nextLeaveAll = now + leaveAllMillis(protocol, port);
-            passRegistrar(protocol, port, &place->second, now);
+            advanceRegistrar(protocol, port, &place->second, now);
         }
     bringUpToNow();
 }
 
-void resetRegistrar()
+void resetMrp()
 {
     registrars.clear();
 }

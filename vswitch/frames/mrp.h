@@ -1,9 +1,9 @@
 /*
- * registrar.h - GVRP and MVRP with the neighbours that are plugged in: what they declare is registered, and they are told
+ * mrp.h - GVRP and MVRP with the neighbours that are plugged in: what they declare is registered, and they are told
  * what the port has.
  */
-#ifndef VSWITCH_REGISTRAR_H
-#define VSWITCH_REGISTRAR_H
+#ifndef VSWITCH_MRP_H
+#define VSWITCH_MRP_H
 
 #include <stdint.h>
 
@@ -18,6 +18,6 @@ bool takeRegistration(uint32_t port, std::string_view frame);
 /* Sends what is due by now, and lets go what was not declared again. */
 void sendDueRegistrations();
 
-void resetRegistrar();
+void resetMrp();
 
 #endif

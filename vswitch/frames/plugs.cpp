@@ -1,5 +1,5 @@
 /*
- * ports.cpp - hosts come and go, frames come in and go out; what becomes of them is forwarding.cpp's.
+ * plugs.cpp - hosts come and go, frames come in and go out.
  *
  * A turn of the loop takes no more from a host than TURN_BYTES, or TURN_FRAMES from an interface, and what a host does not
  * take in time is kept up to QUEUE_BYTES: nobody keeps the others waiting. A port that the switch has shut has no
@@ -22,14 +22,13 @@
 
 #include <map>
 
+#include "vswitch/base/clock.h"
 #include "vswitch/base/commands.h"
 #include "vswitch/base/sockets.h"
 #include "vswitch/base/trace.h"
 #include "vswitch/base/watch.h"
 #include "vswitch/frames/capture.h"
-#include "vswitch/frames/forwarding.h"
-#include "vswitch/server/calls.h"
-#include "vswitch/switch/model.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
 enum : size_t {
@@ -54,15 +53,12 @@ struct Plug {
 };
 static std::map<uint32_t, Plug> plugs;
 static int ticks = -1; /* a timer */
+static FrameHook onFrame;
+static TickHook onTick;
 
-bool portsArePlugged()
+bool managementHasHost()
 {
-    return !plugs.empty();
-}
-
-bool portHasHost(uint32_t port)
-{
-    auto found = plugs.find(port);
+    auto found = plugs.find(MANAGEMENT_PORT);
     return found != plugs.end() && found->second.isUp;
 }
 
@@ -77,7 +73,7 @@ static void setUp(Plug *plug, bool up)
     if (plug->isUp == up)
         return;
     plug->isUp = up;
-    stateChanged();
+    setPortHost(plug->port, up);
     bringUpToNow();
 }
 
@@ -117,11 +113,11 @@ static void traceDiscard(uint32_t port, const std::string &why)
         traceLine("port " + std::to_string(port) + ": " + why);
 }
 
-static void takeFrame(uint32_t port, std::string_view frame)
+static void receiveFrame(uint32_t port, std::string_view frame)
 {
     bool captured = portIsCaptured(port);
     std::string why;
-    receiveFrame(port, frame, captured || tracing() ? &why : nullptr);
+    onFrame(port, frame, captured || tracing() ? &why : nullptr);
     if (captured)
         captureFrame(port, FRAME_IN, frame, why);
     if (!why.empty() && tracing())
@@ -129,7 +125,7 @@ static void takeFrame(uint32_t port, std::string_view frame)
 }
 
 /* Deals with the whole frames of a socket's input. False when the host makes no sense. */
-static bool takeFrames(Plug *plug)
+static bool receiveFrames(Plug *plug)
 {
     std::string_view input = plug->input;
     uint32_t length;
@@ -140,7 +136,7 @@ static bool takeFrames(Plug *plug)
             return false;
         if (input.size() - sizeof length < length)
             break;
-        takeFrame(plug->port, input.substr(sizeof length, length));
+        receiveFrame(plug->port, input.substr(sizeof length, length));
         input.remove_prefix(sizeof length + length);
     }
     plug->input.erase(0, plug->input.size() - input.size());
@@ -156,9 +152,9 @@ static size_t readSocket(Plug *plug, size_t most)
         return 0;
     if (got > 0) {
         plug->input.append(bytes, (size_t)got);
-        if (takeFrames(plug))
+        if (receiveFrames(plug))
             return (size_t)got;
-        complain("port " + std::to_string(plug->port) + ": what its host sends is no frame; hanging up");
+        printError("port " + std::to_string(plug->port) + ": what its host sends is no frame; hanging up");
     }
     hangUp(plug);
     return 0;
@@ -171,7 +167,7 @@ static bool readInterface(Plug *plug)
     ssize_t got = read(plug->host, bytes, sizeof bytes);
     if (got <= 0)
         return false;
-    takeFrame(plug->port, {bytes, (size_t)got});
+    receiveFrame(plug->port, {bytes, (size_t)got});
     return true;
 }
 
@@ -237,7 +233,7 @@ void sendFrame(uint32_t port, const OutgoingFrame &frame)
     std::string_view tag(tagBytes, frame.tagged ? sizeof tagBytes : 0);
     bool sent = plug->path.empty() ? writeToInterface(plug, frame, tag) : queueForSocket(plug, frame, tag);
     if (port != MANAGEMENT_PORT)
-        ++(sent ? portCounters(port).outFrames : portCounters(port).outDiscards);
+        ++(sent ? countersOf(port).outFrames : countersOf(port).outDiscards);
     if (portIsCaptured(port)) {
         std::string whole(frame.addresses);
         captureFrame(port, FRAME_OUT, whole.append(tag).append(frame.rest), sent ? "" : "the host does not take it");
@@ -302,12 +298,12 @@ static void tick()
     bringUpToNow();
     for (auto &[port, plug] : plugs)
         lookAtLink(&plug);
-    sendDueFrames();
+    onTick();
     flushAll();
 }
 
 /* Every frame that was sent before: as much as a socket holds now, and what an interface gives. */
-static CommandOutcome settle(const Words &, std::string *)
+static CommandOutcome settle(const Args &, std::string *)
 {
     for (auto &[port, plug] : plugs) {
         if (plug.listener >= 0)
@@ -325,29 +321,32 @@ static CommandOutcome settle(const Words &, std::string *)
     return COMMAND_DONE;
 }
 
-static CommandOutcome capture(const Words &words, std::string *answer)
+static CommandOutcome capture(const Args &args, std::string *answer)
 {
     long long port;
-    if (!readNumber(words[0], 0, modelOptions().ports, &port))
+    if (!readNumber(args[0], 0, deviceOptions().ports, &port))
         return refuse(answer, "\"capture\" takes a port from 0 (management) to " +
-                                  std::to_string(modelOptions().ports) + ", not \"" + words[0] + "\"");
+                                  std::to_string(deviceOptions().ports) + ", not \"" + args[0] + "\"");
     std::string explanation;
-    if (words.size() < 2)
+    if (args.size() < 2)
         explanation = "it takes a FILE";
     else
-        startCapture((uint32_t)port, words[1], &explanation);
+        startCapture((uint32_t)port, args[1], &explanation);
     return explanation.empty() ? COMMAND_DONE : refuse(answer, explanation);
 }
 
-static const Command commands[] = {
-    {"settle", "", "return when every frame that was sent before has been dealt with", settle},
-    {"capture", "PORT [FILE]", "write the port's frames to FILE, for tcpdump and Wireshark, while the switch runs\n"
-     "without FILE: to standard output, until it is closed", capture},
-};
-
-void servePlugs()
+void registerPlugs(FrameHook frameHook, TickHook tickHook)
 {
-    registerCommands("frames:", commands);
+    static const Command commands[] = {
+        {.group = FRAME_COMMANDS, .name = "settle", .usage = "", .fewest = 0, .most = 0,
+         .help = "return when every frame that was sent before has been dealt with", .run = settle},
+        {.group = FRAME_COMMANDS, .name = "capture", .usage = "PORT [FILE]", .fewest = 1, .most = 2,
+         .help = "write the port's frames to FILE, for tcpdump and Wireshark, while the switch runs\n"
+                 "without FILE: to standard output, until it is closed", .run = capture},
+    };
+    registerCommands(commands);
+    onFrame = frameHook;
+    onTick = tickHook;
 }
 
 /* Plugging */
@@ -395,9 +394,9 @@ bool plugPort(const std::string &plug, std::string *wrong)
     size_t equals = plug.find('='), colon = plug.find(':');
     std::string kind = colon == std::string::npos || colon < equals ? "" : plug.substr(equals + 1, colon - equals - 1);
     if ((kind != "tap" && kind != "unix") ||
-        !readNumber(plug.substr(0, equals), 0, modelOptions().ports, &port)) {
+        !readNumber(plug.substr(0, equals), 0, deviceOptions().ports, &port)) {
         *wrong = "a plug is PORT=tap:NAME or PORT=unix:PATH with a port from 0 (management) to " +
-                 std::to_string(modelOptions().ports) + ", not \"" + plug + "\"";
+                 std::to_string(deviceOptions().ports) + ", not \"" + plug + "\"";
         return false;
     }
     std::string name = plug.substr(colon + 1);
@@ -422,6 +421,7 @@ bool plugPort(const std::string &plug, std::string *wrong)
         }
         watch(made->listener, POLLIN, [made](short) { acceptHosts(made); });
     }
+    setTrafficSimulated(false);
     return startTicks();
 }
 
@@ -436,6 +436,8 @@ void unplugPorts()
             }
         if (!plug.path.empty())
             unlink(plug.path.c_str());
+        setPortHost(port, false);
     }
     plugs.clear();
+    setTrafficSimulated(true);
 }

@@ -1,31 +1,31 @@
 /*
- * ports.h - what is plugged into the virtual switch's ports: TAP interfaces of this machine, and sockets of hosts (tests,
+ * plugs.h - what is plugged into the virtual switch's ports: TAP interfaces of this machine, and sockets of hosts (tests,
  * virtual machines). Everything that a host sends is untrusted.
  *
- * While nothing is plugged in, the switch makes up its links, stations and counters. Once something is, a port is what is
+ * While nothing is plugged in, links, stations and counters are simulated. Once something is, a port is what is
  * plugged into it, and one with nothing in it is down.
  */
-#ifndef VSWITCH_PORTS_H
-#define VSWITCH_PORTS_H
+#ifndef VSWITCH_PLUGS_H
+#define VSWITCH_PLUGS_H
 
 #include <stdint.h>
 
 #include <string>
 #include <string_view>
 
+#include "vswitch/frames/frame.h"
+
 /*
  * Plugs "PORT=tap:NAME" (the interface is made if there is none) or "PORT=unix:PATH" (listens there; one host at a time,
- * each frame behind its length as 32 bits, big endian). After createModel. False with a line that says what is wrong.
+ * each frame behind its length as 32 bits, big endian). False with a line that says what is wrong.
  */
 bool plugPort(const std::string &plug, std::string *wrong);
 
 /* Lets go of everything: hosts, interfaces, captures. */
 void unplugPorts();
 
-bool portsArePlugged();
-
-/* Is a host there: connected, or its interface up? Whether the switch wants it is another matter. */
-bool portHasHost(uint32_t port);
+/* Is a host plugged into the management port: connected, or its interface up? */
+bool managementHasHost();
 
 /* The plugged port after `port`, UINT32_MAX behind the last one. Start with UINT32_MAX. */
 uint32_t nextPlugged(uint32_t port);
@@ -41,7 +41,13 @@ struct OutgoingFrame {
 /* Queues the frame for the port's host. What the host does not take in time is discarded and counted. */
 void sendFrame(uint32_t port, const OutgoingFrame &frame);
 
-/* The commands settle and capture. Once. */
-void servePlugs();
+/* Deals with a frame from a host; when it is discarded and `why` is not null, stores the reason there. */
+using FrameHook = void (*)(uint32_t port, std::string_view frame, std::string *why);
+
+/* Sends what is due by itself; called every 100 ms. */
+using TickHook = void (*)();
+
+/* The commands settle and capture, and what the plugs call. Once, before anything is plugged in. */
+void registerPlugs(FrameHook frameHook, TickHook tickHook);
 
 #endif

@@ -9,17 +9,14 @@
 #include <charconv>
 #include <list>
 
+#include "vswitch/base/commands.h"
+#include "vswitch/base/messages.h"
 #include "vswitch/base/numbers.h"
 
 static std::map<std::string, std::list<Fault>> faults; /* by operation, "*" for all; the one given last is first */
 static Fault current; /* the fault of the call being served, also when it was its last time */
 
 /* Values */
-
-static bool isReturned(char tag)
-{
-    return tag != WIRE_IN && tag != WIRE_LIST;
-}
 
 /* A decimal number, an IPv4 address where it is one, or one of the words that the parameter's numbers have. */
 static bool readNumberOf(const Operation &operation, size_t parameter, const std::string &text, uint64_t highest,
@@ -32,7 +29,7 @@ static bool readNumberOf(const Operation &operation, size_t parameter, const std
     }
     if (const Meaning *meaning = meaningOf(operation, parameter))
         for (const Number &one : meaning->numbers)
-            if (text == one.word) {
+            if (text == one.name) {
                 *number = one.value;
                 return true;
             }
@@ -50,11 +47,11 @@ static bool readList(const std::string &text, VlanIdList *list)
         return false;
     std::string ids = counted ? text.substr(open + 1, text.size() - open - 2) : text;
     std::replace(ids.begin(), ids.end(), ',', ' ');
-    Words words;
-    splitWords(ids, &words);
+    Args parts;
+    splitArgs(ids, &parts);
     long long number = 0;
-    for (const std::string &word : words) {
-        if (list->count == VLAN_ID_LIST_MAX || !readNumber(word, 0, UINT16_MAX, &number))
+    for (const std::string &part : parts) {
+        if (list->count == VLAN_ID_LIST_MAX || !readNumber(part, 0, UINT16_MAX, &number))
             return false;
         list->ids[list->count++] = (uint16_t)number;
     }
@@ -176,9 +173,9 @@ void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *
 
 /* Commands */
 
-static CommandOutcome refuseWord(std::string *answer, const std::string &word, const std::string &why)
+static CommandOutcome refuseArg(std::string *answer, const std::string &arg, const std::string &why)
 {
-    return refuse(answer, "\"" + word + "\": " + why);
+    return refuse(answer, "\"" + arg + "\": " + why);
 }
 
 static std::string parameterNames(const Operation &operation)
@@ -190,7 +187,7 @@ static std::string parameterNames(const Operation &operation)
 }
 
 /* "NAME=VALUE" or "NAME==VALUE" of a fault for all operations: calls with such a parameter. */
-static CommandOutcome readGeneralCondition(const std::string &word, const std::string &name, const std::string &value,
+static CommandOutcome readGeneralCondition(const std::string &arg, const std::string &name, const std::string &value,
                                            Fault *fault, std::string *answer)
 {
     for (const Operation &operation : operations())
@@ -198,51 +195,51 @@ static CommandOutcome readGeneralCondition(const std::string &word, const std::s
             fault->conditions[name] = value;
             return COMMAND_DONE;
         }
-    return refuseWord(answer, word, "no operation has a parameter \"" + name + "\"");
+    return refuseArg(answer, arg, "no operation has a parameter \"" + name + "\"");
 }
 
 /* The same for one operation: what is only sent is a condition, what is returned is so with "==". */
-static CommandOutcome readParameter(const Operation &operation, const std::string &word, const std::string &name,
+static CommandOutcome readParameter(const Operation &operation, const std::string &arg, const std::string &name,
                                     const std::string &value, bool sent, Fault *fault, std::string *answer)
 {
     size_t parameter = parameterNamed(operation, name);
     if (parameter == operation.parameters.size())
-        return refuseWord(answer, word, std::string(operation.name) + " has no parameter \"" + name + "\" (" +
+        return refuseArg(answer, arg, std::string(operation.name) + " has no parameter \"" + name + "\" (" +
                                             parameterNames(operation) + "), nor is it code, times or delay");
     if (!isValue(operation, parameter, value))
-        return refuseWord(answer, word, "\"" + value + "\" is no value of " + name + " (see \"operations\")");
-    (sent || !isReturned(operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
+        return refuseArg(answer, arg, "\"" + value + "\" is no value of " + name + " (see \"operations\")");
+    (sent || !isReturned((WireTag)operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
     return COMMAND_DONE;
 }
 
-/* A word of a fault; without an operation it is for all of them. */
-static CommandOutcome readWord(const Operation *operation, const std::string &word, Fault *fault, std::string *answer)
+/* Reads an argument of a fault. `operation` is null for a fault of all operations. */
+static CommandOutcome readArg(const Operation *operation, const std::string &arg, Fault *fault, std::string *answer)
 {
-    size_t equals = word.find('=');
-    if (word == "hangup" || word == "rubbish") {
-        (word == "hangup" ? fault->hangUp : fault->rubbish) = true;
+    size_t equals = arg.find('=');
+    if (arg == "hangup" || arg == "garbage" || arg == "rubbish") {
+        (arg == "hangup" ? fault->hangUp : fault->garbage) = true;
         return COMMAND_DONE;
     }
     if (equals == std::string::npos)
-        return refuseWord(answer, word, "it is none of code=N, times=N, delay=MS, hangup, rubbish, NAME=VALUE");
-    bool sent = word.compare(equals, 2, "==") == 0;
-    std::string name = word.substr(0, equals), value = word.substr(equals + (sent ? 2 : 1));
+        return refuseArg(answer, arg, "it is none of code=N, times=N, delay=MS, hangup, garbage, NAME=VALUE");
+    bool sent = arg.compare(equals, 2, "==") == 0;
+    std::string name = arg.substr(0, equals), value = arg.substr(equals + (sent ? 2 : 1));
     long long number = 0;
     if (name == "code") {
         fault->hasCode = readNumber(value, INT32_MIN, INT32_MAX, &number);
         fault->code = (int)number;
-        return fault->hasCode ? COMMAND_DONE : refuseWord(answer, word, "code takes a number");
+        return fault->hasCode ? COMMAND_DONE : refuseArg(answer, arg, "code takes a number");
     }
     if (name == "times")
         return readNumber(value, 1, INT64_MAX, &fault->times) ? COMMAND_DONE
-                                                              : refuseWord(answer, word, "times takes a number from 1");
+                                                              : refuseArg(answer, arg, "times takes a number from 1");
     if (name == "delay") {
         bool good = readNumber(value, 0, 600000, &number);
         fault->delayMs = (uint32_t)number;
-        return good ? COMMAND_DONE : refuseWord(answer, word, "delay takes milliseconds, 0 to 600000");
+        return good ? COMMAND_DONE : refuseArg(answer, arg, "delay takes milliseconds, 0 to 600000");
     }
-    return operation ? readParameter(*operation, word, name, value, sent, fault, answer)
-                     : readGeneralCondition(word, name, value, fault, answer);
+    return operation ? readParameter(*operation, arg, name, value, sent, fault, answer)
+                     : readGeneralCondition(arg, name, value, fault, answer);
 }
 
 static CommandOutcome refuseOperation(std::string *answer, const std::string &name)
@@ -250,18 +247,18 @@ static CommandOutcome refuseOperation(std::string *answer, const std::string &na
     return refuse(answer, "there is no operation \"" + name + "\" (\"operations\" lists them, \"*\" is all of them)");
 }
 
-static CommandOutcome addFault(const Words &words, std::string *answer)
+static CommandOutcome addFault(const Args &args, std::string *answer)
 {
-    const std::string &name = words[0];
+    const std::string &name = args[0];
     const Operation *operation = findOperation(name);
     if (!operation && name != "*")
         return refuseOperation(answer, name);
     Fault fault;
-    for (size_t i = 1; i < words.size(); i++) {
-        if (readWord(operation, words[i], &fault, answer) != COMMAND_DONE)
+    for (size_t i = 1; i < args.size(); i++) {
+        if (readArg(operation, args[i], &fault, answer) != COMMAND_DONE)
             return COMMAND_REFUSED;
-        if (!words[i].starts_with("times="))
-            fault.words.push_back(words[i]);
+        if (!args[i].starts_with("times="))
+            fault.args.push_back(args[i]);
     }
     faults[name].remove_if([&](const Fault &other) { return other.conditions == fault.conditions; });
     faults[name].push_front(fault);
@@ -273,22 +270,22 @@ void clearFaults()
     faults.clear();
 }
 
-static CommandOutcome clear(const Words &words, std::string *answer)
+static CommandOutcome clear(const Args &args, std::string *answer)
 {
-    if (words.empty())
+    if (args.empty())
         clearFaults();
-    else if (!faults.erase(words[0]) && words[0] != "*" && !findOperation(words[0]))
-        return refuseOperation(answer, words[0]);
+    else if (!faults.erase(args[0]) && args[0] != "*" && !findOperation(args[0]))
+        return refuseOperation(answer, args[0]);
     return COMMAND_DONE;
 }
 
-static CommandOutcome listFaults(const Words &, std::string *answer)
+static CommandOutcome listFaults(const Args &, std::string *answer)
 {
     for (const auto &[name, list] : faults)
         for (const Fault &fault : list) {
             *answer += name;
-            for (const std::string &word : fault.words)
-                *answer += " " + word;
+            for (const std::string &arg : fault.args)
+                *answer += " " + arg;
             if (fault.times > 0)
                 *answer += " times=" + std::to_string(fault.times);
             *answer += " (" + std::to_string(fault.met) + " calls met it)\n";
@@ -296,25 +293,27 @@ static CommandOutcome listFaults(const Words &, std::string *answer)
     return COMMAND_DONE;
 }
 
-static const Command commands[] = {
-    {"fault", "OPERATION [WORD...]",
-     "make calls of OPERATION fail; '*' is all but those at the program's start\n"
-     "code=N           answer this code; the switch is not asked and nothing changes\n"
-     "NAME=VALUE       NAME is only sent (in): only calls that send VALUE meet the fault\n"
-     "                 NAME is returned (inout): return VALUE (with code=0: without asking the switch)\n"
-     "NAME==VALUE      only calls that send VALUE meet the fault, also where NAME is returned\n"
-     "delay=MS         answer late\n"
-     "hangup, rubbish  hang up; answer what is no answer\n"
-     "times=N          for so many calls (until cleared)\n"
-     "VALUE is a number or its word, a text, an IPv4 address, or a VLAN list as in the trace, '2(10 20)', or 10,20.\n"
-     "Of several faults that a call meets, the one given last counts; one with the same conditions takes the other's\n"
-     "place. Those of the operation come before those of '*'.",
-     addFault},
-    {"faults", "", "list them, and how many calls met each", listFaults},
-    {"clear", "[OPERATION]", "end faults", clear},
-};
-
-std::span<const Command> faultCommands()
+void registerFaults()
 {
-    return commands;
+    static const Command commands[] = {
+        {.group = FAULT_COMMANDS, .name = "fault", .usage = "OPERATION [ARG...]", .fewest = 1, .most = ANY_NUMBER,
+         .help =
+         "make calls of OPERATION fail; '*' is all but those at the program's start\n"
+         "code=N           answer this code; the switch is not asked and nothing changes\n"
+         "NAME=VALUE       NAME is only sent (in): only calls that send VALUE meet the fault\n"
+         "                 NAME is returned (inout): return VALUE (with code=0: without asking the switch)\n"
+         "NAME==VALUE      only calls that send VALUE meet the fault, also where NAME is returned\n"
+         "delay=MS         answer late\n"
+         "hangup, garbage  close the connection; answer with bytes that are no message\n"
+         "times=N          for so many calls (until cleared)\n"
+         "VALUE is a number or its name, a text, an IPv4 address, or a VLAN list as in the trace, '2(10 20)', or 10,20.\n"
+         "Of several faults that a call meets, the one given last counts; one with the same conditions takes the other's\n"
+         "place. Those of the operation come before those of '*'.",
+         .run = addFault},
+        {.group = FAULT_COMMANDS, .name = "faults", .usage = "", .fewest = 0, .most = 0,
+         .help = "list them, and how many calls met each", .run = listFaults},
+        {.group = FAULT_COMMANDS, .name = "clear", .usage = "[OPERATION]", .fewest = 0, .most = 1,
+         .help = "end faults", .run = clear},
+    };
+    registerCommands(commands);
 }

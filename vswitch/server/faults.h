@@ -1,5 +1,5 @@
 /*
- * faults.h - faults on demand: operations that answer a given code or given values, late, rubbish, or not at all.
+ * faults.h - faults on demand: operations that answer a given code or given values, late, garbage, or not at all.
  */
 #ifndef VSWITCH_FAULTS_H
 #define VSWITCH_FAULTS_H
@@ -7,7 +7,6 @@
 #include <stdint.h>
 
 #include <map>
-#include <span>
 #include <string>
 
 #include "vswitch/base/commands.h"
@@ -16,7 +15,7 @@
 using ValuesByName = std::map<std::string, std::string>; /* of parameters, as they were given */
 
 struct Fault {
-    Words words;             /* as it was given, but for "times" */
+    Args args;              /* as it was given, but for "times" */
     ValuesByName conditions; /* the calls it meets send these values */
     ValuesByName outputs;    /* what they return */
     bool hasCode = false;    /* the code is answered and the model is not asked */
@@ -25,7 +24,7 @@ struct Fault {
     uint64_t met = 0;        /* calls so far */
     uint32_t delayMs = 0;
     bool hangUp = false;
-    bool rubbish = false;
+    bool garbage = false;
 };
 
 /* The fault this call of the operation meets, null for none; counts the call. Valid until the next call. */
@@ -37,7 +36,7 @@ void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *
 /* All of them end. */
 void clearFaults();
 
-/* The commands that make and end faults. */
-std::span<const Command> faultCommands();
+/* The commands that make and end faults. Once. */
+void registerFaults();
 
 #endif

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "vswitch/base/sockets.h"
+#include "vswitch/base/trace.h"
 #include "vswitch/base/watch.h"
 #include "vswitch/server/calls.h"
 #include "wire.h"
@@ -65,7 +66,7 @@ static size_t heldBy(const Client &client)
     return client.input.capacity() + client.output.capacity();
 }
 
-/* Gives back the memory of a large frame that is done with. */
+/* Gives back the memory of a large message that has been dealt with. */
 static void trim(std::string *bytes)
 {
     if (bytes->capacity() > 65536 && bytes->size() < bytes->capacity() / 4)
@@ -76,7 +77,7 @@ static void trim(std::string *bytes)
 static bool serveRequest(Client *client, uint32_t length)
 {
     if (length > WIRE_FRAME_MAX) {
-        complain("a client sent what is no request");
+        printError("a client sent what is no request");
         return false;
     }
     Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length), client->process);
@@ -89,7 +90,7 @@ static bool serveRequest(Client *client, uint32_t length)
     trim(&client->input);
     client->hangUp = reply.action == Reply::HANG_UP;
     if (!client->hangUp)
-        client->output = std::move(reply.frame);
+        client->output = std::move(reply.message);
     return true;
 }
 
@@ -179,7 +180,7 @@ static bool acceptClients(int listener, std::list<Client> *clients)
     return errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
 }
 
-/* Hangs up on whoever keeps too much for too long: of those that hold their share or more, the one that began first. */
+/* Over the memory limit: closes the oldest of the clients that hold more than the average. */
 static void limitHeld(std::list<Client> *clients)
 {
     size_t held = 0;
@@ -190,7 +191,7 @@ static void limitHeld(std::list<Client> *clients)
         for (auto client = clients->begin(); client != clients->end(); ++client)
             if (heldBy(*client) * clients->size() >= held && (worst == clients->end() || client->since < worst->since))
                 worst = client;
-        complain("too much is under way: hung up on process " + std::to_string(worst->process));
+        printError("too much is under way: hung up on process " + std::to_string(worst->process));
         held -= heldBy(*worst);
         close(worst->socket);
         clients->erase(worst);

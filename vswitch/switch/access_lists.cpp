@@ -1,5 +1,5 @@
 /*
- * model_access_lists.cpp - the virtual switch's management access lists: who may manage it, from where and with what.
+ * access_lists.cpp - the virtual switch's management access lists: who may manage it, from where and with what.
  */
 #include <arpa/inet.h>
 
@@ -7,6 +7,7 @@
 #include <map>
 
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
@@ -26,8 +27,8 @@ static uint64_t denied, reported; /* packets; in all, and when the last interval
 static uint64_t countedUntil, nextReport;
 
 /* Seconds between two reports of what was denied; 0 for no reports. */
-static Setting denyInterval = {"rpcclt_openapiMacalDenyCounterIntervalGet", "rpcclt_openapiMacalDenyCounterIntervalSet",
-                               FOR_SWITCH, 60, 0, 3600};
+static Setting denyInterval = {.get = "rpcclt_openapiMacalDenyCounterIntervalGet",
+    .set = "rpcclt_openapiMacalDenyCounterIntervalSet", .initial = 60, .highest = 3600};
 static uint64_t intervalInForce;
 
 static Rules *rulesOf(const OpenBufferDesc *name)
@@ -196,9 +197,9 @@ static int isFieldConfigured(OpenBufferDesc *name, uint32_t priority, uint32_t f
     return OPEN_OK;
 }
 
-static void serveFields()
+static void registerFields()
 {
-    SERVE(rpcclt_openapiMacalRuleActionAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t action) -> int {
+    DO(rpcclt_openapiMacalRuleActionAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t action) -> int {
         Rule *rule = ruleOf(name, priority);
         if (!rule)
             return OPEN_FAILED;
@@ -207,36 +208,36 @@ static void serveFields()
         rule->action = action;
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiMacalRuleActionGet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *action) -> int {
+    ASK(rpcclt_openapiMacalRuleActionGet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *action) -> int {
         Rule *rule = ruleOf(name, priority);
         if (!rule)
             return OPEN_FAILED;
         *action = rule->action;
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiMacalRuleServiceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t service) {
+    DO(rpcclt_openapiMacalRuleServiceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t service) {
         return setField(name, priority, FIELD_SERVICE, service >= TELNET && service <= CUSTOM_PORT, service);
     });
-    SERVE(rpcclt_openapiMacalRuleServiceGet, fieldGet<FIELD_SERVICE>);
-    SERVE(rpcclt_openapiMacalRuleSrcIpMaskAdd, addSource);
-    SERVE(rpcclt_openapiMacalRuleSrcIpMaskGet, getSource);
-    SERVE(rpcclt_openapiMacalRuleVlanAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t vlan) {
+    ASK(rpcclt_openapiMacalRuleServiceGet, fieldGet<FIELD_SERVICE>);
+    DO(rpcclt_openapiMacalRuleSrcIpMaskAdd, addSource);
+    ASK(rpcclt_openapiMacalRuleSrcIpMaskGet, getSource);
+    DO(rpcclt_openapiMacalRuleVlanAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t vlan) {
         return setField(name, priority, FIELD_VLAN, vlanExists(vlan), vlan);
     });
-    SERVE(rpcclt_openapiMacalRuleVlanGet, fieldGet<FIELD_VLAN>);
-    SERVE(rpcclt_openapiMacalRuleInterfaceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
+    ASK(rpcclt_openapiMacalRuleVlanGet, fieldGet<FIELD_VLAN>);
+    DO(rpcclt_openapiMacalRuleInterfaceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
         return setField(name, priority, FIELD_INTERFACE, portExists(port), port);
     });
-    SERVE(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<FIELD_INTERFACE>);
-    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
+    ASK(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<FIELD_INTERFACE>);
+    DO(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
         return setField(name, priority, FIELD_TCP_UDP_PORT, port >= 1 && port <= 65535, port);
     });
-    SERVE(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<FIELD_TCP_UDP_PORT>);
-    SERVE(rpcclt_openapiMacalRuleServicePortSet, setServicePort);
-    SERVE(rpcclt_openapiMacalRuleIsServicePortSet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) {
+    ASK(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<FIELD_TCP_UDP_PORT>);
+    DO(rpcclt_openapiMacalRuleServicePortSet, setServicePort);
+    ASK(rpcclt_openapiMacalRuleIsServicePortSet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) {
         return isFieldConfigured(name, priority, FIELD_SERVICE_PORT, flag);
     });
-    SERVE(rpcclt_openapiMacalIsFieldConfigured, isFieldConfigured);
+    ASK(rpcclt_openapiMacalIsFieldConfigured, isFieldConfigured);
 }
 
 /* What the rules do */
@@ -300,13 +301,13 @@ static void knock(uint64_t until)
         {0, 0, htonl(0xC6336407), true, 161, 64}, /* 198.51.100.7 by SNMP */
         {0, 0, htonl(0xCB007109), true, 23, 64},  /* 203.0.113.9 by Telnet */
     };
-    if (trafficIsMadeUp() && until > countedUntil)
+    if (trafficIsSimulated() && until > countedUntil)
         for (const ManagementPacket &visitor : visitors)
             managementPermits(visitor, until - countedUntil);
     countedUntil = until;
 }
 
-void passAccessLists(uint64_t now)
+void advanceAccessLists(uint64_t now)
 {
     uint64_t interval = denyInterval.value();
     if (interval != intervalInForce)
@@ -346,57 +347,57 @@ static bool isVrf(const std::string &name)
     return name == "" || name == "management" || name == "guest";
 }
 
-void serveAccessLists()
+void registerAccessLists()
 {
-    serveSettings({&denyInterval});
-    serveFields();
+    registerSettings({&denyInterval});
+    registerFields();
 
-    SERVE(rpcclt_openapiMacalListCreate, createList);
-    SERVE(rpcclt_openapiMacalListDelete, deleteList);
-    SERVE(rpcclt_openapiMacalActivate, activateList);
-    SERVE(rpcclt_openapiMacalDeactivate, deactivateList);
-    SERVE(rpcclt_openapiMacalActiveListGet, [](OpenBufferDesc *name) -> int {
+    DO(rpcclt_openapiMacalListCreate, createList);
+    DO(rpcclt_openapiMacalListDelete, deleteList);
+    DO(rpcclt_openapiMacalActivate, activateList);
+    DO(rpcclt_openapiMacalDeactivate, deactivateList);
+    ASK(rpcclt_openapiMacalActiveListGet, [](OpenBufferDesc *name) -> int {
         return activeList.empty() ? (int)OPEN_FAILED : setText(name, activeList);
     });
     /* the first in the order of names: lists cannot be walked */
-    SERVE(rpcclt_openapiMacalNameGet, [](OpenBufferDesc *name) -> int {
+    ASK(rpcclt_openapiMacalNameGet, [](OpenBufferDesc *name) -> int {
         return lists.empty() ? (int)OPEN_FAILED : setText(name, lists.begin()->first);
     });
-    SERVE(rpcclt_openapiMacalIsAnyListCreated, [](uint32_t *flag) { return tell(!lists.empty(), flag); });
-    SERVE(rpcclt_openapiMacalIsAnyListActivated, [](uint32_t *flag) { return tell(!activeList.empty(), flag); });
+    ASK(rpcclt_openapiMacalIsAnyListCreated, [](uint32_t *flag) { return store(!lists.empty(), flag); });
+    ASK(rpcclt_openapiMacalIsAnyListActivated, [](uint32_t *flag) { return store(!activeList.empty(), flag); });
 
-    SERVE(rpcclt_openapiMacalRuleEntryAdd, addRule);
-    SERVE(rpcclt_openapiMacalRuleRemove, removeRule);
-    SERVE(rpcclt_openapiMacalRuleFirstGet,
+    DO(rpcclt_openapiMacalRuleEntryAdd, addRule);
+    DO(rpcclt_openapiMacalRuleRemove, removeRule);
+    ASK(rpcclt_openapiMacalRuleFirstGet,
           [](OpenBufferDesc *name, uint32_t *first) { return ruleAfter(name, 0, first); });
-    SERVE(rpcclt_openapiMacalRuleNextGet, ruleAfter);
-    SERVE(rpcclt_openapiMacalRuleExists, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) -> int {
+    ASK(rpcclt_openapiMacalRuleNextGet, ruleAfter);
+    ASK(rpcclt_openapiMacalRuleExists, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) -> int {
         *flag = ruleOf(name, priority) != nullptr;
         return rulesOf(name) ? OPEN_OK : OPEN_FAILED;
     });
     /* the priority that a rule gets that states none */
-    SERVE(rpcclt_openapiMacalRulePriorityIndexGet, [](OpenBufferDesc *name, uint32_t *priority) -> int {
+    ASK(rpcclt_openapiMacalRulePriorityIndexGet, [](OpenBufferDesc *name, uint32_t *priority) -> int {
         Rules *rules = rulesOf(name);
         *priority = rules ? nextFreePriority(*rules) : 0;
         return *priority ? OPEN_OK : OPEN_FAILED;
     });
 
-    SERVE(rpcclt_openapiMacalServicePortRuleStatisticsGet, statistics);
-    SERVE(rpcclt_openapiMacalClearServicePortStatistics, clearStatistics);
-    SERVE(rpcclt_openapiMacalStatsPacketsFilteredGet, [](uint32_t *count) { return tell((uint32_t)reported, count); });
+    ASK(rpcclt_openapiMacalServicePortRuleStatisticsGet, statistics);
+    DO(rpcclt_openapiMacalClearServicePortStatistics, clearStatistics);
+    ASK(rpcclt_openapiMacalStatsPacketsFilteredGet, [](uint32_t *count) { return store((uint32_t)reported, count); });
 
-    SERVE(rpcclt_openapiMacalListVrfSet, [](OpenBufferDesc *name) -> int {
+    DO(rpcclt_openapiMacalListVrfSet, [](OpenBufferDesc *name) -> int {
         if (!isVrf(textOf(name)))
             return OPEN_BAD_ARGUMENT;
         vrf = textOf(name);
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiMacalListVrfGet, [](OpenBufferDesc *name) { return setText(name, vrf); });
-    SERVE(rpcclt_openapiMacalVrfNameValid, [](OpenBufferDesc *name, uint32_t *flag) -> int {
+    ASK(rpcclt_openapiMacalListVrfGet, [](OpenBufferDesc *name) { return setText(name, vrf); });
+    ASK(rpcclt_openapiMacalVrfNameValid, [](OpenBufferDesc *name, uint32_t *flag) -> int {
         *flag = isVrf(textOf(name));
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiMacalIsNetFilterTablesFeatureSupported, [](uint32_t *flag) { return tell(1, flag); });
+    ASK(rpcclt_openapiMacalIsNetFilterTablesFeatureSupported, [](uint32_t *flag) { return store(1, flag); });
 }
 
 void resetAccessLists()

@@ -1,5 +1,5 @@
 /*
- * model_classification.cpp - the virtual switch's ways to find the VLAN of untagged frames: by their source's address, by
+ * classification.cpp - the virtual switch's ways to find the VLAN of untagged frames: by their source's address, by
  * the address' OUI (its first three octets), and by their protocol, in groups.
  */
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include <string>
 
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
 static std::map<uint64_t, uint32_t> vlanOfMac;
@@ -69,7 +70,7 @@ static int getMac(OpenBufferDesc *text, uint32_t *vlan)
     if (!parseMac(textOf(text), &mac))
         return OPEN_BAD_ARGUMENT;
     auto found = vlanOfMac.find(mac);
-    return found == vlanOfMac.end() ? (int)OPEN_FAILED : tell(found->second, vlan);
+    return found == vlanOfMac.end() ? (int)OPEN_FAILED : store(found->second, vlan);
 }
 
 /* Only from the VLAN it is bound to. */
@@ -116,7 +117,7 @@ static int deleteOuis(uint32_t vlan)
     return std::erase_if(vlanOfOui, [vlan](const auto &entry) { return entry.second == vlan; }) ? OPEN_OK : OPEN_FAILED;
 }
 
-static int tellOui(std::map<uint32_t, uint32_t>::const_iterator found, OpenBufferDesc *text, uint32_t *vlan)
+static int storeOui(std::map<uint32_t, uint32_t>::const_iterator found, OpenBufferDesc *text, uint32_t *vlan)
 {
     if (found == vlanOfOui.end())
         return OPEN_FAILED;
@@ -126,7 +127,7 @@ static int tellOui(std::map<uint32_t, uint32_t>::const_iterator found, OpenBuffe
 
 static int firstOui(OpenBufferDesc *first, uint32_t *vlan)
 {
-    return tellOui(vlanOfOui.begin(), first, vlan);
+    return storeOui(vlanOfOui.begin(), first, vlan);
 }
 
 static int nextOui(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
@@ -135,21 +136,21 @@ static int nextOui(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
     std::string from = textOf(text);
     if (from.empty())
         return firstOui(next, vlan);
-    return parseOui(from, &oui) ? tellOui(vlanOfOui.upper_bound(oui), next, vlan) : OPEN_BAD_ARGUMENT;
+    return parseOui(from, &oui) ? storeOui(vlanOfOui.upper_bound(oui), next, vlan) : OPEN_BAD_ARGUMENT;
 }
 
-static void serveSources()
+static void registerSources()
 {
-    SERVE(rpcclt_openapiVlanMacAdd, addMac);
-    SERVE(rpcclt_openapiVlanMacGet, getMac);
-    SERVE(rpcclt_openapiVlanMacDelete, deleteMac);
-    SERVE(rpcclt_openapiVlanMacGetNext, nextMac);
-    SERVE(rpcclt_openapiVlanMacOuiVlanAdd, addOui);
-    SERVE(rpcclt_openapiVlanMacOuiVlanDelete, deleteOuis);
-    SERVE(rpcclt_openapiVlanMacOuiVlanFirstGet, firstOui);
-    SERVE(rpcclt_openapiVlanMacOuiVlanNextGet, nextOui);
-    SERVE(rpcclt_openapiVlanMacOuiVlanCountGet,
-          [](uint32_t *count) { return tell((uint32_t)vlanOfOui.size(), count); });
+    DO(rpcclt_openapiVlanMacAdd, addMac);
+    ASK(rpcclt_openapiVlanMacGet, getMac);
+    DO(rpcclt_openapiVlanMacDelete, deleteMac);
+    ASK(rpcclt_openapiVlanMacGetNext, nextMac);
+    DO(rpcclt_openapiVlanMacOuiVlanAdd, addOui);
+    DO(rpcclt_openapiVlanMacOuiVlanDelete, deleteOuis);
+    ASK(rpcclt_openapiVlanMacOuiVlanFirstGet, firstOui);
+    ASK(rpcclt_openapiVlanMacOuiVlanNextGet, nextOui);
+    ASK(rpcclt_openapiVlanMacOuiVlanCountGet,
+          [](uint32_t *count) { return store((uint32_t)vlanOfOui.size(), count); });
 }
 
 /* By protocol */
@@ -190,7 +191,7 @@ static int idOfName(OpenBufferDesc *name, uint32_t *id)
         return OPEN_BAD_ARGUMENT;
     for (const auto &[groupId, group] : groups)
         if (group.name == wanted)
-            return tell(groupId, id);
+            return store(groupId, id);
     return OPEN_FAILED;
 }
 
@@ -279,44 +280,38 @@ static int deletePort(uint32_t id, uint32_t port)
     });
 }
 
-static void serveProtocolGroups()
+static void registerProtocolGroups()
 {
-    SERVE(rpcclt_openapiPbVlanGroupGetFirst, [](uint32_t *first) { return stepBehind(groups, 0, first); });
-    SERVE(rpcclt_openapiPbVlanGroupGetNext, [](uint32_t id, uint32_t *next) { return stepBehind(groups, id, next); });
-    SERVE(rpcclt_openapiPbVlanGroupCreate, createGroup);
-    SERVE(rpcclt_openapiPbVlanGroupDelete, deleteGroup);
-    SERVE(rpcclt_openapiPbVlanGroupIdGet, idOfName);
-    SERVE(rpcclt_openapiPbVlanGroupNameSet, setName);
-    SERVE(rpcclt_openapiPbVlanGroupNameGet, [](uint32_t id, OpenBufferDesc *name) {
+    ASK(rpcclt_openapiPbVlanGroupGetFirst, [](uint32_t *first) { return stepBehind(groups, 0, first); });
+    ASK(rpcclt_openapiPbVlanGroupGetNext, [](uint32_t id, uint32_t *next) { return stepBehind(groups, id, next); });
+    DO(rpcclt_openapiPbVlanGroupCreate, createGroup);
+    DO(rpcclt_openapiPbVlanGroupDelete, deleteGroup);
+    ASK(rpcclt_openapiPbVlanGroupIdGet, idOfName);
+    DO(rpcclt_openapiPbVlanGroupNameSet, setName);
+    ASK(rpcclt_openapiPbVlanGroupNameGet, [](uint32_t id, OpenBufferDesc *name) {
         return inGroup(id, [=](const ProtocolGroup &group) { return setText(name, group.name); });
     });
-    SERVE(rpcclt_openapiPbVlanGroupProtocolAdd, addProtocol);
-    SERVE(rpcclt_openapiPbVlanGroupProtocolDelete, deleteProtocol);
-    SERVE(rpcclt_openapiPbVlanGroupProtocolGet, listProtocols);
-    SERVE(rpcclt_openapiPbVlanGroupProtocolGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
+    DO(rpcclt_openapiPbVlanGroupProtocolAdd, addProtocol);
+    DO(rpcclt_openapiPbVlanGroupProtocolDelete, deleteProtocol);
+    ASK(rpcclt_openapiPbVlanGroupProtocolGet, listProtocols);
+    ASK(rpcclt_openapiPbVlanGroupProtocolGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
         return inGroup(id, [=](const ProtocolGroup &group) { return stepBehind(group.protocols, after, next); });
     });
-    SERVE(rpcclt_openapiPbVlanGroupVlanIDAdd, addVlan);
-    SERVE(rpcclt_openapiPbVlanGroupVlanIDDelete, removeVlan);
-    SERVE(rpcclt_openapiPbVlanGroupVlanIDGet, [](uint32_t id, uint32_t *vlan) {
-        return inGroup(id, [=](const ProtocolGroup &group) { return tellNext(group.vlan, vlan); });
+    DO(rpcclt_openapiPbVlanGroupVlanIDAdd, addVlan);
+    DO(rpcclt_openapiPbVlanGroupVlanIDDelete, removeVlan);
+    ASK(rpcclt_openapiPbVlanGroupVlanIDGet, [](uint32_t id, uint32_t *vlan) {
+        return inGroup(id, [=](const ProtocolGroup &group) { return storeNext(group.vlan, vlan); });
     });
-    SERVE(rpcclt_openapiPbVlanGroupPortAdd, addPort);
-    SERVE(rpcclt_openapiPbVlanGroupPortDelete, deletePort);
-    SERVE(rpcclt_openapiPbVlanGroupPortGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
+    DO(rpcclt_openapiPbVlanGroupPortAdd, addPort);
+    DO(rpcclt_openapiPbVlanGroupPortDelete, deletePort);
+    ASK(rpcclt_openapiPbVlanGroupPortGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
         return inGroup(id, [=](const ProtocolGroup &group) { return stepBehind(group.ports, after, next); });
     });
-    SERVE(rpcclt_openapiPbVlanIntfValidate,
+    ASK(rpcclt_openapiPbVlanIntfValidate,
           [](uint32_t port) -> int { return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
 }
 
-void serveClassification()
-{
-    serveSources();
-    serveProtocolGroups();
-}
-
-void forgetVlanOfClassification(uint32_t vlan)
+static void forgetVlan(uint32_t vlan)
 {
     auto isBound = [vlan](const auto &entry) { return entry.second == vlan; };
     std::erase_if(vlanOfMac, isBound);
@@ -324,6 +319,13 @@ void forgetVlanOfClassification(uint32_t vlan)
     for (auto &[id, group] : groups)
         if (group.vlan == vlan)
             group.vlan = 0;
+}
+
+void registerClassification()
+{
+    onVlanEnd(forgetVlan);
+    registerSources();
+    registerProtocolGroups();
 }
 
 void resetClassification()

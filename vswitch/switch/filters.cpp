@@ -1,10 +1,12 @@
 /*
- * model_filters.cpp - the virtual switch's static MAC filters: by address and VLAN, from which ports to which.
+ * filters.cpp - the virtual switch's static MAC filters: by address and VLAN, from which ports to which.
  */
 #include <algorithm>
 #include <map>
 
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/addresses.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/fdb.h"
 #include "vswitch/switch/port_list.h"
 #include "vswitch/switch/settings.h"
@@ -19,8 +21,9 @@ static uint32_t commonMode; /* of the VLANs that were given none of their own */
 static std::map<uint32_t, uint32_t> vlanFilteringModes;
 
 /* On from the start, so that a filter has its effect when it is made. */
-static Setting adminMode = {"rpcclt_openapiFilterAdminModeGet", "rpcclt_openapiFilterAdminModeSet", FOR_SWITCH, 1, 0, 1};
-static Setting size = {"rpcclt_openapiFilterSizeGet", nullptr, FOR_SWITCH, MAX_FILTERS, 0, 0};
+static Setting adminMode = {.get = "rpcclt_openapiFilterAdminModeGet", .set = "rpcclt_openapiFilterAdminModeSet",
+    .initial = 1, .highest = 1};
+static Setting size = {.get = "rpcclt_openapiFilterSizeGet", .initial = MAX_FILTERS};
 
 const Filter *filterFor(uint32_t vlan, uint64_t mac)
 {
@@ -34,7 +37,7 @@ FilteringMode filteringMode(uint32_t vlan)
     return (FilteringMode)(own == vlanFilteringModes.end() ? commonMode : own->second);
 }
 
-void forgetVlanOfFilters(uint32_t vlan)
+static void forgetVlan(uint32_t vlan)
 {
     std::erase_if(filters, [=](const auto &filter) { return filter.first.second == vlan; });
     vlanFilteringModes.erase(vlan);
@@ -107,7 +110,7 @@ static int removeFilter(OpenBufferDesc *address, uint32_t vlan)
     return OPEN_OK;
 }
 
-static int tellKey(Filters::const_iterator filter, OpenBufferDesc *address, uint32_t *vlan)
+static int storeKey(Filters::const_iterator filter, OpenBufferDesc *address, uint32_t *vlan)
 {
     if (filter == filters.end())
         return OPEN_FAILED;
@@ -121,13 +124,13 @@ static int nextFilter(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *ne
     uint64_t mac;
     if (!parseMac(textOf(address), &mac))
         return OPEN_BAD_ARGUMENT;
-    return tellKey(filters.upper_bound({mac, vlan}), nextAddress, nextVlan);
+    return storeKey(filters.upper_bound({mac, vlan}), nextAddress, nextVlan);
 }
 
 /* Its ports */
 
 template <PortSet Filter::*ports>
-static int tellPorts(OpenBufferDesc *address, uint32_t vlan, uint32_t *count, OpenBufferDesc *list)
+static int storePorts(OpenBufferDesc *address, uint32_t vlan, uint32_t *count, OpenBufferDesc *list)
 {
     return withFilter(address, vlan, [=](Filter &filter) -> int {
         *count = (uint32_t)(filter.*ports).size();
@@ -233,95 +236,96 @@ static bool isInAnyFilter(uint32_t port)
     });
 }
 
-static void serveFilterPorts()
+static void registerFilterPorts()
 {
-    SERVE(rpcclt_openapiFilterSrcIntfListModify, setSources);
-    SERVE(rpcclt_openapiFilterSrcIntfListGet, tellPorts<&Filter::sources>);
-    SERVE(rpcclt_openapiFilterDstIntfListGet, tellPorts<&Filter::destinations>);
-    SERVE(rpcclt_openapiFilterDstFiltIntfListGet, tellPorts<&Filter::filtered>);
-    SERVE(rpcclt_openapiFilterSrcIntfAdd, addSource);
-    SERVE(rpcclt_openapiFilterSrcIntfDelete, removePort<&Filter::sources>);
-    SERVE(rpcclt_openapiFilterDstIntfAdd, addDestination);
-    SERVE(rpcclt_openapiFilterDstIntfDelete, removePort<&Filter::destinations>);
-    SERVE(rpcclt_openapiFilterDstIntfListAdd, addDestinations);
-    SERVE(rpcclt_openapiFilterDstIntfListDelete, removeDestinations);
+    DO(rpcclt_openapiFilterSrcIntfListModify, setSources);
+    ASK(rpcclt_openapiFilterSrcIntfListGet, storePorts<&Filter::sources>);
+    ASK(rpcclt_openapiFilterDstIntfListGet, storePorts<&Filter::destinations>);
+    ASK(rpcclt_openapiFilterDstFiltIntfListGet, storePorts<&Filter::filtered>);
+    DO(rpcclt_openapiFilterSrcIntfAdd, addSource);
+    DO(rpcclt_openapiFilterSrcIntfDelete, removePort<&Filter::sources>);
+    DO(rpcclt_openapiFilterDstIntfAdd, addDestination);
+    DO(rpcclt_openapiFilterDstIntfDelete, removePort<&Filter::destinations>);
+    DO(rpcclt_openapiFilterDstIntfListAdd, addDestinations);
+    DO(rpcclt_openapiFilterDstIntfListDelete, removeDestinations);
 
-    SERVE(rpcclt_openapiFilterIsIntfInAnyFilter, [](uint32_t port, uint32_t *flag) -> int {
+    ASK(rpcclt_openapiFilterIsIntfInAnyFilter, [](uint32_t port, uint32_t *flag) -> int {
         if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
         *flag = isInAnyFilter(port);
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiFilterPortParmCanSet, [](uint32_t port, uint32_t *flag) -> int {
+    ASK(rpcclt_openapiFilterPortParmCanSet, [](uint32_t port, uint32_t *flag) -> int {
         *flag = 1; /* nothing that a port can be here keeps it from being in filters */
         return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
     });
-    SERVE(rpcclt_openapiFilterIsValidIntf, [](uint32_t port, uint32_t *flag) -> int {
+    ASK(rpcclt_openapiFilterIsValidIntf, [](uint32_t port, uint32_t *flag) -> int {
         *flag = interfaceExists(port);
         return OPEN_OK;
     });
 }
 
-static void serveModes()
+static void registerModes()
 {
-    SERVE(rpcclt_openapiFilterFilteringModeSet, [](uint32_t mode) -> int {
+    DO(rpcclt_openapiFilterFilteringModeSet, [](uint32_t mode) -> int {
         if (mode > FILTER_UNREGISTERED)
             return OPEN_BAD_ARGUMENT;
         commonMode = mode;
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiFilterVlanFilteringModeSet, [](uint32_t vlan, uint32_t mode) -> int {
+    DO(rpcclt_openapiFilterVlanFilteringModeSet, [](uint32_t vlan, uint32_t mode) -> int {
         if (mode > FILTER_UNREGISTERED || !vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
         vlanFilteringModes[vlan] = mode;
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiFilterVlanFilteringModeGet, [](uint32_t vlan, uint32_t *mode) -> int {
-        return vlanExists(vlan) ? tell(filteringMode(vlan), mode) : OPEN_BAD_ARGUMENT;
+    ASK(rpcclt_openapiFilterVlanFilteringModeGet, [](uint32_t vlan, uint32_t *mode) -> int {
+        return vlanExists(vlan) ? store(filteringMode(vlan), mode) : OPEN_BAD_ARGUMENT;
     });
 }
 
-void serveFilters()
+void registerFilters()
 {
-    serveSettings({&adminMode, &size});
-    serveModes();
-    serveFilterPorts();
+    onVlanEnd(forgetVlan);
+    registerSettings({&adminMode, &size});
+    registerModes();
+    registerFilterPorts();
 
-    SERVE(rpcclt_openapiFilterCreate, createFilter);
-    SERVE(rpcclt_openapiFilterRemove, removeFilter);
-    SERVE(rpcclt_openapiFilterFirstGet, [](OpenBufferDesc *address, uint32_t *vlan) -> int {
-        return tellKey(filters.begin(), address, vlan);
+    DO(rpcclt_openapiFilterCreate, createFilter);
+    DO(rpcclt_openapiFilterRemove, removeFilter);
+    ASK(rpcclt_openapiFilterFirstGet, [](OpenBufferDesc *address, uint32_t *vlan) -> int {
+        return storeKey(filters.begin(), address, vlan);
     });
-    SERVE(rpcclt_openapiFilterNextGet, nextFilter);
-    SERVE(rpcclt_openapiFilterCountGet, [](uint32_t *count) { return tell((uint32_t)filters.size(), count); });
-    SERVE(rpcclt_openapiFilterCountersGet, [](uint32_t *total, uint32_t *multicast, uint32_t *unicast) -> int {
+    ASK(rpcclt_openapiFilterNextGet, nextFilter);
+    ASK(rpcclt_openapiFilterCountGet, [](uint32_t *count) { return store((uint32_t)filters.size(), count); });
+    ASK(rpcclt_openapiFilterCountersGet, [](uint32_t *total, uint32_t *multicast, uint32_t *unicast) -> int {
         *total = (uint32_t)filters.size();
         *multicast = (uint32_t)std::count_if(filters.begin(), filters.end(),
                                              [](const auto &filter) { return isGroup(filter.first.first); });
         *unicast = *total - *multicast;
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiFilterCheckMacAddrTypeMulticast, [](OpenBufferDesc *address, uint32_t *flag) -> int {
+    ASK(rpcclt_openapiFilterCheckMacAddrTypeMulticast, [](OpenBufferDesc *address, uint32_t *flag) -> int {
         uint64_t mac;
         if (!parseMac(textOf(address), &mac))
             return OPEN_BAD_ARGUMENT;
         *flag = isGroup(mac);
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiFilterIsConfigured, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *flag) -> int {
+    ASK(rpcclt_openapiFilterIsConfigured, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *flag) -> int {
         FilterKey key;
         if (int rc = readKey(address, vlan, &key))
             return rc;
         *flag = filters.contains(key);
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiFilterStreamSet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t stream) -> int {
+    DO(rpcclt_openapiFilterStreamSet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t stream) -> int {
         return withFilter(address, vlan, [=](Filter &filter) -> int {
             filter.stream = stream;
             return OPEN_OK;
         });
     });
-    SERVE(rpcclt_openapiFilterStreamGet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *stream) -> int {
+    ASK(rpcclt_openapiFilterStreamGet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *stream) -> int {
         return withFilter(address, vlan, [=](Filter &filter) -> int {
             *stream = filter.stream;
             return OPEN_OK;

@@ -1,10 +1,12 @@
 /*
- * model_loop_protection.cpp - the virtual switch's loop protection: frames that are due, and those that come back.
+ * loop_protection.cpp - the virtual switch's loop protection: frames that are due, and those that come back.
  */
 #include <vector>
 
+#include "vswitch/base/clock.h"
 #include "vswitch/base/commands.h"
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
@@ -20,24 +22,26 @@ struct LoopPort {
 
 static std::vector<LoopPort> loopPorts; /* by port */
 
-static Setting adminMode = {"rpcclt_openapiLoopProtectAdminModeGet", "rpcclt_openapiLoopProtectAdminModeSet", FOR_SWITCH,
-                            0, 0, 1};
-static Setting txTimer = {"rpcclt_openapiLoopProtectTxTimerGet", "rpcclt_openapiLoopProtectTxTimerSet", FOR_SWITCH, 5, 1,
-                          10};
-static Setting maxReceived = {"rpcclt_openapiLoopProtectMaxPduReceiveGet", "rpcclt_openapiLoopProtectMaxPduReceiveSet",
-                              FOR_SWITCH, 1, 1, 10};
-static Setting disableTimer = {"rpcclt_openapiLoopProtectDisableTimerGet", "rpcclt_openapiLoopProtectDisableTimerSet",
-                               FOR_SWITCH, 0, 0, 604800};
-static Setting portTxMode = {"rpcclt_openapiLoopProtectPortTxModeGet", "rpcclt_openapiLoopProtectPortTxModeSet", FOR_PORT,
-                             1, 0, 1};
-static Setting portAdminMode = {"rpcclt_openapiLoopProtectPortAdminModeGet",
-                                "rpcclt_openapiLoopProtectPortAdminModeSet", FOR_PORT, 0, 0, 1};
-static Setting portAction = {"rpcclt_openapiLoopProtectPortActionGet", "rpcclt_openapiLoopProtectPortActionSet", FOR_PORT,
-                             LOOP_SHUT_DOWN, LOOP_SHUT_DOWN, LOOP_BOTH};
+static Setting adminMode = {.get = "rpcclt_openapiLoopProtectAdminModeGet",
+    .set = "rpcclt_openapiLoopProtectAdminModeSet", .highest = 1};
+static Setting txTimer = {.get = "rpcclt_openapiLoopProtectTxTimerGet", .set = "rpcclt_openapiLoopProtectTxTimerSet",
+    .initial = 5, .lowest = 1, .highest = 10};
+static Setting maxReceived = {.get = "rpcclt_openapiLoopProtectMaxPduReceiveGet",
+    .set = "rpcclt_openapiLoopProtectMaxPduReceiveSet", .initial = 1, .lowest = 1, .highest = 10};
+static Setting disableTimer = {.get = "rpcclt_openapiLoopProtectDisableTimerGet",
+    .set = "rpcclt_openapiLoopProtectDisableTimerSet", .highest = 604800};
+static Setting portTxMode = {.get = "rpcclt_openapiLoopProtectPortTxModeGet",
+    .set = "rpcclt_openapiLoopProtectPortTxModeSet", .scope = FOR_PORT, .initial = 1, .highest = 1};
+static Setting portAdminMode = {.get = "rpcclt_openapiLoopProtectPortAdminModeGet",
+    .set = "rpcclt_openapiLoopProtectPortAdminModeSet", .scope = FOR_PORT, .highest = 1};
+static Setting portAction = {.get = "rpcclt_openapiLoopProtectPortActionGet",
+    .set = "rpcclt_openapiLoopProtectPortActionSet", .scope = FOR_PORT, .initial = LOOP_SHUT_DOWN,
+    .lowest = LOOP_SHUT_DOWN, .highest = LOOP_BOTH};
 
-bool loopShuts(uint32_t port)
+static void setShut(uint32_t port, bool shut)
 {
-    return portExists(port) && loopPorts[port].shut;
+    loopPorts[port].shut = shut;
+    setPortShut(port, PORT_LOOP_SHUT, shut);
 }
 
 static bool isGuarded(uint32_t port)
@@ -77,9 +81,9 @@ static void receive(uint32_t port, uint64_t frames, uint64_t when)
     if (portAction.value(port) == LOOP_LOG)
         return;
     own.pending = 0;
-    own.shut = true;
+    setShut(port, true);
     own.shutUntil = disableTimer.value() ? when + disableTimer.value() : UINT64_MAX;
-    passPorts(when);
+    advancePorts(when);
     stateChanged();
 }
 
@@ -122,11 +126,12 @@ static void skipRounds(uint32_t port, uint64_t now)
     own.shutUntil += rounds * round;
 }
 
-static void passPort(uint32_t port, uint64_t now)
+static void advancePort(uint32_t port, uint64_t now)
 {
     LoopPort &own = loopPorts[port];
     if (!isGuarded(port)) {
-        own.sending = own.detected = own.shut = false;
+        own.sending = own.detected = false;
+        setShut(port, false);
         return;
     }
     if (own.shut && own.shutUntil <= now)
@@ -135,11 +140,11 @@ static void passPort(uint32_t port, uint64_t now)
         if (own.shut && own.shutUntil > now)
             return;
         if (own.shut) {
-            own.shut = false;
+            setShut(port, false);
             own.nextFrame = own.shutUntil;
-            passPorts(own.shutUntil);
+            advancePorts(own.shutUntil);
         }
-        bool sends = trafficIsMadeUp() && portTxMode.value(port);
+        bool sends = trafficIsSimulated() && portTxMode.value(port);
         if (sends && !own.sending)
             own.nextFrame = std::max(own.nextFrame, now);
         own.sending = sends;
@@ -149,22 +154,22 @@ static void passPort(uint32_t port, uint64_t now)
     }
 }
 
-void passLoopProtection(uint64_t now)
+void advanceLoopProtection(uint64_t now)
 {
     for (uint32_t port = nextPort(0); port; port = nextPort(port))
-        passPort(port, now);
+        advancePort(port, now);
 }
 
 /* Operations */
 
-template <uint64_t LoopPort::*count> static int tellCount(uint32_t port, uint32_t *result)
+template <uint64_t LoopPort::*count> static int storeCount(uint32_t port, uint32_t *result)
 {
-    return portExists(port) ? tell((uint32_t)(loopPorts[port].*count), result) : (int)OPEN_BAD_ARGUMENT;
+    return portExists(port) ? store((uint32_t)(loopPorts[port].*count), result) : (int)OPEN_BAD_ARGUMENT;
 }
 
-template <bool LoopPort::*state> static int tellState(uint32_t port, uint32_t *result)
+template <bool LoopPort::*state> static int storeState(uint32_t port, uint32_t *result)
 {
-    return portExists(port) ? tell(loopPorts[port].*state, result) : (int)OPEN_BAD_ARGUMENT;
+    return portExists(port) ? store(loopPorts[port].*state, result) : (int)OPEN_BAD_ARGUMENT;
 }
 
 /* Counters only: what the port is and waits for stays. */
@@ -191,56 +196,56 @@ static int getVlanProperties(uint32_t port, uint32_t *tpid, uint32_t *vlan)
     if (!portExists(port))
         return OPEN_BAD_ARGUMENT;
     *tpid = loopPorts[port].tpid;
-    return tell(loopPorts[port].vlan, vlan);
+    return store(loopPorts[port].vlan, vlan);
 }
 
-static CommandOutcome loop(const Words &words, std::string *answer)
+static CommandOutcome loop(const Args &args, std::string *answer)
 {
     long long port;
-    if (!readNumber(words[0], 1, modelOptions().ports, &port))
-        return refuse(answer, "there is no port \"" + words[0] + "\"");
-    if (words[1] != "on" && words[1] != "off")
-        return refuse(answer, "a loop is \"on\" or \"off\", not \"" + words[1] + "\"");
-    loopPorts[(size_t)port].loop = words[1] == "on";
+    if (!readNumber(args[0], 1, deviceOptions().ports, &port))
+        return refuse(answer, "there is no port \"" + args[0] + "\"");
+    if (args[1] != "on" && args[1] != "off")
+        return refuse(answer, "a loop is \"on\" or \"off\", not \"" + args[1] + "\"");
+    loopPorts[(size_t)port].loop = args[1] == "on";
     return COMMAND_DONE;
 }
 
-static const Command commands[] = {
-    {"loop", "PORT on|off", "a loop behind the port comes or goes", loop},
-};
-
-void serveLoopProtection()
+void registerLoopProtection()
 {
-    serveSettings({&adminMode, &txTimer, &maxReceived, &disableTimer, &portTxMode, &portAdminMode, &portAction});
-    registerCommands("what happens:", commands);
+    registerSettings({&adminMode, &txTimer, &maxReceived, &disableTimer, &portTxMode, &portAdminMode, &portAction});
+    static const Command commands[] = {
+        {.group = EVENT_COMMANDS, .name = "loop", .usage = "PORT on|off", .fewest = 2, .most = 2,
+         .help = "a loop behind the port comes or goes", .run = loop},
+    };
+    registerCommands(commands);
 
-    SERVE(rpcclt_openapiLoopProtectPortVlanPropertiesSet, setVlanProperties);
-    SERVE(rpcclt_openapiLoopProtectPortVlanPropertiesGet, getVlanProperties);
-    SERVE(rpcclt_openapiLoopProtectPortPacketTxCountGet, tellCount<&LoopPort::sent>);
-    SERVE(rpcclt_openapiLoopProtectPortPacketRxCountGet, tellCount<&LoopPort::received>);
-    SERVE(rpcclt_openapiLoopProtectPortloopDetectCountGet, tellCount<&LoopPort::loops>);
-    SERVE(rpcclt_openapiLoopProtectIsLoopDetected, tellState<&LoopPort::detected>);
-    SERVE(rpcclt_openapiLoopProtectIsPortDisabled, tellState<&LoopPort::shut>);
+    DO(rpcclt_openapiLoopProtectPortVlanPropertiesSet, setVlanProperties);
+    ASK(rpcclt_openapiLoopProtectPortVlanPropertiesGet, getVlanProperties);
+    ASK(rpcclt_openapiLoopProtectPortPacketTxCountGet, storeCount<&LoopPort::sent>);
+    ASK(rpcclt_openapiLoopProtectPortPacketRxCountGet, storeCount<&LoopPort::received>);
+    ASK(rpcclt_openapiLoopProtectPortloopDetectCountGet, storeCount<&LoopPort::loops>);
+    ASK(rpcclt_openapiLoopProtectIsLoopDetected, storeState<&LoopPort::detected>);
+    ASK(rpcclt_openapiLoopProtectIsPortDisabled, storeState<&LoopPort::shut>);
     /* Seconds; 0 as well when there was none. */
-    SERVE(rpcclt_openapiLoopProtectPortTimeSinceLastLoopGet, [](uint32_t port, uint32_t *time, uint32_t) {
+    ASK(rpcclt_openapiLoopProtectPortTimeSinceLastLoopGet, [](uint32_t port, uint32_t *time, uint32_t) {
         uint64_t last = portExists(port) ? loopPorts[port].lastLoop : 0;
-        return onPort(port, last ? (uint32_t)(uptimeSeconds() - last) : 0, time);
+        return portExists(port) ? store(last ? (uint32_t)(uptimeSeconds() - last) : 0, time) : (int)OPEN_BAD_ARGUMENT;
     });
-    SERVE(rpcclt_openapiLoopProtectPortStatsClear, clearStats);
-    SERVE(rpcclt_openapiLoopProtectAllStatsClear, []() -> int {
+    DO(rpcclt_openapiLoopProtectPortStatsClear, clearStats);
+    DO(rpcclt_openapiLoopProtectAllStatsClear, []() -> int {
         for (uint32_t port = nextPort(0); port; port = nextPort(port))
             clearStats(port);
         return OPEN_OK;
     });
 
-    SERVE(rpcclt_openapiLoopProtectValidIntfFirstGet, [](uint32_t *first) { return tell(nextPort(0), first); });
-    SERVE(rpcclt_openapiLoopProtectValidIntfNextGet,
-          [](uint32_t port, uint32_t *next) { return tellNext(nextPort(port), next); });
-    SERVE(rpcclt_openapiLoopProtectIsValidIntf,
-          [](uint32_t port, uint32_t *flag) { return tell(portExists(port), flag); });
+    ASK(rpcclt_openapiLoopProtectValidIntfFirstGet, [](uint32_t *first) { return store(nextPort(0), first); });
+    ASK(rpcclt_openapiLoopProtectValidIntfNextGet,
+          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+    ASK(rpcclt_openapiLoopProtectIsValidIntf,
+          [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
 }
 
 void resetLoopProtection()
 {
-    loopPorts.assign(modelOptions().ports + 1, {});
+    loopPorts.assign(deviceOptions().ports + 1, {});
 }

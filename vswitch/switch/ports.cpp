@@ -1,5 +1,5 @@
 /*
- * model_ports.cpp - the virtual switch's ports and link aggregation groups: which are up, and what passes them.
+ * ports.cpp - the virtual switch's ports and link aggregation groups: which are up, and what passes them.
  *
  * At start the lower half of the ports has a link, four at least, and the LAGs have none. Ports 1 and 2 lead to switches,
  * the others to stations. While a port is up, so many frames a second pass it as the rates say. None of this is so once
@@ -9,66 +9,50 @@
 #include <vector>
 
 #include "vswitch/base/commands.h"
-#include "vswitch/frames/plugs.h"
-#include "vswitch/switch/fdb.h"
+#include "vswitch/switch/addresses.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
-static const uint32_t LAGS = 8;
 static const uint32_t NEIGHBOURS = 2;
 static const uint64_t IN_FRAMES = 5, OUT_FRAMES = 10; /* a second */
 
 struct Port {
-    bool link = false;
-    bool wasUp = false; /* when somebody looked last */
+    bool link = false;               /* as the `link` command has it */
+    bool loopShut = false, stormShut = false;
+    bool wasUp = false;              /* at the last advancePorts() */
     uint32_t transitions = 0;
     PortCounters counters;
 };
 
 static std::vector<Port> ports; /* by interface number */
+static PortSet hosts;           /* ports with a host plugged in that is up */
 static uint64_t countedUntil, topologyChangedAt;
 static uint32_t changes;
 
-static uint32_t interfaces()
-{
-    return modelOptions().ports + LAGS;
-}
-
-bool portExists(uint32_t port)
-{
-    return port >= 1 && port <= modelOptions().ports;
-}
-
-bool interfaceExists(uint32_t port)
-{
-    return port >= 1 && port <= interfaces();
-}
-
-uint32_t nextPort(uint32_t port)
-{
-    return port < modelOptions().ports ? port + 1 : 0;
-}
-
-uint32_t nextInterface(uint32_t port)
-{
-    return port < interfaces() ? port + 1 : 0;
-}
-
 bool portHasLink(uint32_t port)
 {
-    return interfaceExists(port) && ports[port].link && (trafficIsMadeUp() || portHasHost(port));
+    return interfaceExists(port) && ports[port].link && (trafficIsSimulated() || hosts.contains(port));
 }
 
-void setPortLink(uint32_t port, bool up)
+void setPortHost(uint32_t port, bool present)
 {
-    if (interfaceExists(port))
-        ports[port].link = up;
+    if (present)
+        hosts.insert(port);
+    else
+        hosts.erase(port);
+    stateChanged();
+}
+
+void setPortShut(uint32_t port, PortStatus why, bool shut)
+{
+    (why == PORT_LOOP_SHUT ? ports.at(port).loopShut : ports.at(port).stormShut) = shut;
 }
 
 PortStatus portStatus(uint32_t port)
 {
     if (!portHasLink(port))
         return PORT_NO_LINK;
-    return loopShuts(port) ? PORT_LOOP_SHUT : stormShuts(port) ? PORT_STORM_SHUT : PORT_UP;
+    return ports[port].loopShut ? PORT_LOOP_SHUT : ports[port].stormShut ? PORT_STORM_SHUT : PORT_UP;
 }
 
 const char *portStatusText(uint32_t port)
@@ -80,12 +64,18 @@ const char *portStatusText(uint32_t port)
 
 bool portHasNeighbour(uint32_t port)
 {
-    return portHasLink(port) && (!trafficIsMadeUp() || port <= NEIGHBOURS);
+    return portHasLink(port) && (!trafficIsSimulated() || port <= NEIGHBOURS);
 }
 
-PortCounters &portCounters(uint32_t port)
+const PortCounters &portCounters(uint32_t port)
 {
-    return ports[interfaceExists(port) ? port : 0].counters;
+    static const PortCounters none;
+    return interfaceExists(port) ? ports[port].counters : none;
+}
+
+PortCounters &countersOf(uint32_t port)
+{
+    return ports.at(port).counters;
 }
 
 uint32_t forwardTransitions(uint32_t port)
@@ -103,55 +93,60 @@ uint64_t lastTopologyChange()
     return topologyChangedAt;
 }
 
-void passPorts(uint64_t now)
+static void countSimulated(Port *port, uint64_t seconds)
 {
-    uint64_t seconds = trafficIsMadeUp() && now > countedUntil ? now - countedUntil : 0;
+    if (!port->wasUp)
+        return;
+    port->counters.inFrames += IN_FRAMES * seconds;
+    port->counters.outFrames += OUT_FRAMES * seconds;
+}
+
+void advancePorts(uint64_t now)
+{
+    uint64_t seconds = trafficIsSimulated() && now > countedUntil ? now - countedUntil : 0;
     countedUntil += seconds;
-    for (uint32_t port = 1; port < ports.size(); port++) {
-        Port &own = ports[port];
-        if (own.wasUp) {
-            own.counters.inFrames += IN_FRAMES * seconds;
-            own.counters.outFrames += OUT_FRAMES * seconds;
-        }
-        bool up = portIsUp(port);
-        if (up == own.wasUp)
+    for (uint32_t number = nextInterface(0); number; number = nextInterface(number)) {
+        Port &port = ports[number];
+        countSimulated(&port, seconds);
+        bool up = portIsUp(number);
+        if (up == port.wasUp)
             continue;
-        own.wasUp = up;
-        own.transitions += up;
+        port.wasUp = up;
+        port.transitions += up;
         changes++;
         topologyChangedAt = std::max(topologyChangedAt, now);
         if (!up)
-            forgetPort(port);
+            fdbForgetPort(number);
         stateChanged();
     }
 }
 
-static CommandOutcome link(const Words &words, std::string *answer)
+static CommandOutcome link(const Args &args, std::string *answer)
 {
     long long port;
-    if (!readNumber(words[0], 1, interfaces(), &port))
-        return refuse(answer, "there is no port \"" + words[0] + "\", only 1 to " + std::to_string(interfaces()));
-    if (words[1] != "up" && words[1] != "down")
-        return refuse(answer, "a link goes \"up\" or \"down\", not \"" + words[1] + "\"");
-    setPortLink((uint32_t)port, words[1] == "up");
+    if (!readNumber(args[0], 1, highestInterface(), &port))
+        return refuse(answer, "there is no port \"" + args[0] + "\", only 1 to " + std::to_string(highestInterface()));
+    if (args[1] != "up" && args[1] != "down")
+        return refuse(answer, "a link goes \"up\" or \"down\", not \"" + args[1] + "\"");
+    ports[(uint32_t)port].link = args[1] == "up";
     return COMMAND_DONE;
 }
 
-static const Command commands[] = {
-    {"link", "PORT up|down", "a port's link, or that of a LAG, comes or goes", link},
-};
-
-void servePorts()
+void registerPorts()
 {
-    registerCommands("what happens:", commands);
+    static const Command commands[] = {
+        {.group = EVENT_COMMANDS, .name = "link", .usage = "PORT up|down", .fewest = 2, .most = 2,
+         .help = "a port's link, or that of a LAG, comes or goes", .run = link},
+    };
+    registerCommands(commands);
 }
 
 void resetPorts()
 {
-    ports.assign(interfaces() + 1, {});
-    for (uint32_t port = 1; port <= std::min(std::max(4u, modelOptions().ports / 2), modelOptions().ports); port++)
+    ports.assign(highestInterface() + 1, {});
+    for (uint32_t port = 1; port <= std::min(std::max(4u, deviceOptions().ports / 2), deviceOptions().ports); port++)
         ports[port].link = ports[port].wasUp = true, ports[port].transitions = 1;
-    if (!trafficIsMadeUp()) /* what is plugged in decides, unless `link` pulls the cable */
+    if (!trafficIsSimulated()) /* what is plugged in decides, unless the command `link` says "down" */
         for (Port &port : ports)
             port = {}, port.link = true;
     countedUntil = topologyChangedAt = 0;

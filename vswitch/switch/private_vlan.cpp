@@ -1,11 +1,12 @@
 /*
- * model_private_vlan.cpp - the virtual switch's private VLANs: primary VLANs with the secondary VLANs associated with
+ * private_vlan.cpp - the virtual switch's private VLANs: primary VLANs with the secondary VLANs associated with
  * them, and the ports that are hosts in one secondary VLAN or promiscuous in several.
  */
 #include <algorithm>
 #include <map>
 
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
 struct PrivateVlan {
@@ -121,7 +122,7 @@ static int dissociateAll(uint32_t primary, VlanIdList list)
     return OPEN_OK;
 }
 
-void forgetVlanOfPrivateVlans(uint32_t vlan)
+static void forgetVlan(uint32_t vlan)
 {
     if (privateVlanType(vlan) == PRIVATE_PRIMARY)
         for (uint16_t secondary : secondaryVlans(vlan))
@@ -131,18 +132,18 @@ void forgetVlanOfPrivateVlans(uint32_t vlan)
     privateVlans.erase(vlan);
 }
 
-static void servePrivateTable()
+static void registerPrivateTable()
 {
-    SERVE(rpcclt_openapiDot1qPrivateVlanEnable, setType);
-    SERVE(rpcclt_openapiDot1qPrivateVlanGet, [](uint32_t vlan, uint32_t *type) -> int {
+    DO(rpcclt_openapiDot1qPrivateVlanEnable, setType);
+    ASK(rpcclt_openapiDot1qPrivateVlanGet, [](uint32_t vlan, uint32_t *type) -> int {
         if (!vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
         *type = privateVlanType(vlan);
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiDot1qApiPrivateVlanAssocAdd, associate);
-    SERVE(rpcclt_openapiDot1qApiPrivateVlanAssocRemove, dissociateAll);
-    SERVE(rpcclt_openapiDot1qPrivateVlanAssociationGet, [](uint32_t vlan, VlanIdList *list) -> int {
+    DO(rpcclt_openapiDot1qApiPrivateVlanAssocAdd, associate);
+    DO(rpcclt_openapiDot1qApiPrivateVlanAssocRemove, dissociateAll);
+    ASK(rpcclt_openapiDot1qPrivateVlanAssociationGet, [](uint32_t vlan, VlanIdList *list) -> int {
         if (!vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
         setList(list, secondaryVlans(vlan));
@@ -221,17 +222,16 @@ static int stepTrunk(uint32_t port, PrivatePortMode mode, uint32_t after)
     return modeOf(port) == mode && privatePort(port)->primary > after ? OPEN_OK : OPEN_FAILED;
 }
 
-static void servePrivatePorts()
+static void registerPrivatePorts()
 {
-    SERVE(rpcclt_openapiDot1qIntfPVlanHostAssocSet, setHost);
-    SERVE(rpcclt_openapiDot1qPVlanIntfHostAssocRemove, removeAssociation<HOST>);
-    SERVE(rpcclt_openapiPvlanIntfHostAssocGet, getHost);
-    SERVE(rpcclt_openapiDot1qIntfPVlanPromiscAssocSet, setPromiscuous);
-    SERVE(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove, removeAssociation<PROMISCUOUS>);
-    SERVE(rpcclt_openapiPvlanIntfPromiscAssocGet, getPromiscuous);
-    SERVE(rpcclt_openapiPvlanIntfModeGet,
-          [](uint32_t port, uint32_t *mode) { return onInterface(port, modeOf(port), mode); });
-    SERVE(rpcclt_openapiPvlanIntfOperAssocGet, [](uint32_t port, VlanIdList *list) -> int {
+    DO(rpcclt_openapiDot1qIntfPVlanHostAssocSet, setHost);
+    DO(rpcclt_openapiDot1qPVlanIntfHostAssocRemove, removeAssociation<HOST>);
+    ASK(rpcclt_openapiPvlanIntfHostAssocGet, getHost);
+    DO(rpcclt_openapiDot1qIntfPVlanPromiscAssocSet, setPromiscuous);
+    DO(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove, removeAssociation<PROMISCUOUS>);
+    ASK(rpcclt_openapiPvlanIntfPromiscAssocGet, getPromiscuous);
+    ASK(rpcclt_openapiPvlanIntfModeGet, ofInterface<modeOf>);
+    ASK(rpcclt_openapiPvlanIntfOperAssocGet, [](uint32_t port, VlanIdList *list) -> int {
         if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
         VlanSet ids;
@@ -244,25 +244,26 @@ static void servePrivatePorts()
     });
 }
 
-static void servePrivateTrunks()
+static void registerPrivateTrunks()
 {
-    SERVE(rpcclt_openapiPvlanIntfPromiscTrunkAssocNextGet,
+    ASK(rpcclt_openapiPvlanIntfPromiscTrunkAssocNextGet,
           [](uint32_t port, uint32_t after, uint32_t *next, VlanIdList *secondaries) {
               int rc = stepTrunk(port, PORT_PROMISCUOUS_TRUNK, after);
               return rc == OPEN_OK ? getPromiscuous(port, next, secondaries) : rc;
           });
-    SERVE(rpcclt_openapiPvlanIntfIsolatedTrunkAssocNextGet,
+    ASK(rpcclt_openapiPvlanIntfIsolatedTrunkAssocNextGet,
           [](uint32_t port, uint32_t after, uint32_t *next, uint32_t *secondary) {
               int rc = stepTrunk(port, PORT_ISOLATED_TRUNK, after);
               return rc == OPEN_OK ? getHost(port, next, secondary) : rc;
           });
 }
 
-void servePrivateVlans()
+void registerPrivateVlans()
 {
-    servePrivateTable();
-    servePrivatePorts();
-    servePrivateTrunks();
+    onVlanEnd(forgetVlan);
+    registerPrivateTable();
+    registerPrivatePorts();
+    registerPrivateTrunks();
 }
 
 void resetPrivateVlans()

@@ -1,9 +1,10 @@
 /*
- * model_protected_ports.cpp - the virtual switch's protected ports: traffic does not pass between ports of one group.
+ * protected_ports.cpp - the virtual switch's protected ports: traffic does not pass between ports of one group.
  */
 #include <map>
 
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/port_list.h"
 #include "vswitch/switch/state.h"
 
@@ -56,7 +57,7 @@ static int nextMembership(uint32_t port, uint32_t group, uint32_t *nextMember, u
     if (next == memberships.end())
         return OPEN_FAILED;
     *nextMember = next->first;
-    return tell(next->second, nextGroup);
+    return store(next->second, nextGroup);
 }
 
 static int setName(uint32_t group, OpenBufferDesc *name)
@@ -68,26 +69,26 @@ static int setName(uint32_t group, OpenBufferDesc *name)
     return OPEN_OK;
 }
 
-void serveProtectedPorts()
+void registerProtectedPorts()
 {
-    SERVE(rpcclt_openapiProtectedPortMaxGroups, [](uint32_t *maxGroups) { return tell(GROUPS, maxGroups); });
-    SERVE(rpcclt_openapiProtectedPortGroupNameGet, [](uint32_t group, OpenBufferDesc *name) -> int {
-        return groupExists(group) ? setText(name, groupNames[group]) : OPEN_BAD_ARGUMENT;
+    ASK(rpcclt_openapiProtectedPortMaxGroups, [](uint32_t *maxGroups) { return store(GROUPS, maxGroups); });
+    ASK(rpcclt_openapiProtectedPortGroupNameGet, [](uint32_t group, OpenBufferDesc *name) -> int {
+        return groupExists(group) ? setText(name, valueIn(groupNames, group)) : OPEN_BAD_ARGUMENT;
     });
-    SERVE(rpcclt_openapiProtectedPortGroupNameSet, setName);
-    SERVE(rpcclt_openapiProtectedPortGroupIntfCountGet, [](uint32_t group, uint32_t *count) -> int {
-        return groupExists(group) ? tell((uint32_t)membersOf(group).size(), count) : OPEN_BAD_ARGUMENT;
+    DO(rpcclt_openapiProtectedPortGroupNameSet, setName);
+    ASK(rpcclt_openapiProtectedPortGroupIntfCountGet, [](uint32_t group, uint32_t *count) -> int {
+        return groupExists(group) ? store((uint32_t)membersOf(group).size(), count) : OPEN_BAD_ARGUMENT;
     });
     /* The program's buffer has room for each member by itself. */
-    SERVE(rpcclt_openapiProtectedPortGroupIntfListGet, [](uint32_t group, OpenBufferDesc *list) -> int {
+    ASK(rpcclt_openapiProtectedPortGroupIntfListGet, [](uint32_t group, OpenBufferDesc *list) -> int {
         return groupExists(group) ? setText(list, portsSingly(membersOf(group))) : OPEN_BAD_ARGUMENT;
     });
-    SERVE(rpcclt_openapiProtectedPortGroupGet, [](uint32_t port, uint32_t *group) -> int {
-        return interfaceExists(port) ? tellNext(protectedGroup(port), group) : OPEN_BAD_ARGUMENT;
+    ASK(rpcclt_openapiProtectedPortGroupGet, [](uint32_t port, uint32_t *group) -> int {
+        return interfaceExists(port) ? storeNext(protectedGroup(port), group) : OPEN_BAD_ARGUMENT;
     });
-    SERVE(rpcclt_openapiProtectedPortNextGroupGet, nextMembership);
-    SERVE(rpcclt_openapiProtectedPortGroupIntfAdd, addMember);
-    SERVE(rpcclt_openapiProtectedPortGroupIntfDelete, removeMember);
+    ASK(rpcclt_openapiProtectedPortNextGroupGet, nextMembership);
+    DO(rpcclt_openapiProtectedPortGroupIntfAdd, addMember);
+    DO(rpcclt_openapiProtectedPortGroupIntfDelete, removeMember);
 }
 
 void resetProtectedPorts()

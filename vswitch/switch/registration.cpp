@@ -1,28 +1,34 @@
 /*
- * model_registration.cpp - the virtual switch's registration protocols: GMRP and GVRP, MVRP and MMRP.
+ * registration.cpp - the virtual switch's registration protocols: GMRP and GVRP, MVRP and MMRP.
  *
  * Each of them is enabled in two places, for the switch and for a port, and runs where both say so, the port is up and a
  * neighbour is. Then a PDU goes either way at once and with every LeaveAll timer; MVRP and MMRP send one every second
  * besides while their periodic state machine is on. Where GVRP or MVRP runs, the neighbour registers its VLANs, unless the
- * port may not be in one: that counts as a failed registration each time. The neighbours of a switch made up have three
- * VLANs, 3001 and 3002 on port 1, 3002 and 3003 on port 2. Real ones are registrar.cpp's.
+ * port may not be in one: that counts as a failed registration each time. Simulated neighbours have three
+ * VLANs, 3001 and 3002 on port 1, 3002 and 3003 on port 2. Real neighbours are those of mrp.cpp.
  */
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <map>
 
+#include "vswitch/base/clock.h"
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
 /* Timers in hundredths of a second, in the ranges of the protocol. */
-static Setting joinTime = {"rpcclt_openapiGarpJoinTimeGet", "rpcclt_openapiGarpJoinTimeSet", FOR_PORT, 20, 10, 100};
-static Setting leaveTime = {"rpcclt_openapiGarpLeaveTimeGet", "rpcclt_openapiGarpLeaveTimeSet", FOR_PORT, 60, 20, 600};
-static Setting leaveAllTime = {"rpcclt_openapiGarpLeaveAllTimeGet", "rpcclt_openapiGarpLeaveAllTimeSet", FOR_PORT, 1000,
-                               200, 6000};
-static Setting mvrpPeriodic = {"rpcclt_openapiMvrpPeriodicStateMachineModeGet",
-                               "rpcclt_openapiMvrpPeriodicStateMachineModeSet", FOR_SWITCH, 0, 0, 1};
-static Setting mmrpPeriodic = {"rpcclt_openapiMmrpPeriodicStateMachineModeGet",
-                               "rpcclt_openapiMmrpPeriodicStateMachineModeSet", FOR_SWITCH, 0, 0, 1};
+static Setting joinTime = {.get = "rpcclt_openapiGarpJoinTimeGet", .set = "rpcclt_openapiGarpJoinTimeSet",
+    .scope = FOR_PORT, .initial = 20, .lowest = 10, .highest = 100};
+static Setting leaveTime = {.get = "rpcclt_openapiGarpLeaveTimeGet", .set = "rpcclt_openapiGarpLeaveTimeSet",
+    .scope = FOR_PORT, .initial = 60, .lowest = 20, .highest = 600};
+static Setting leaveAllTime = {.get = "rpcclt_openapiGarpLeaveAllTimeGet", .set = "rpcclt_openapiGarpLeaveAllTimeSet",
+    .scope = FOR_PORT, .initial = 1000, .lowest = 200, .highest = 6000};
+static Setting mvrpPeriodic = {.get = "rpcclt_openapiMvrpPeriodicStateMachineModeGet",
+    .set = "rpcclt_openapiMvrpPeriodicStateMachineModeSet", .highest = 1};
+static Setting mmrpPeriodic = {.get = "rpcclt_openapiMmrpPeriodicStateMachineModeGet",
+    .set = "rpcclt_openapiMmrpPeriodicStateMachineModeSet", .highest = 1};
 
 /* What is counted, by MrpCounter. */
 using Counters = std::array<uint64_t, MRP_REGISTRATION_FAILED + 1>;
@@ -63,13 +69,15 @@ void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins)
 
 void neighbourHasGone(uint32_t port)
 {
-    declared.erase(port);
+    declared[port].clear();
     stateChanged();
 }
 
 const VlanSet &declaredVlans(uint32_t port)
 {
-    return declared[port];
+    static const VlanSet none;
+    auto found = declared.find(port);
+    return found == declared.end() ? none : found->second;
 }
 
 GarpTimers garpTimers(uint32_t port)
@@ -82,27 +90,21 @@ bool mvrpIsPeriodic()
     return mvrpPeriodic.value();
 }
 
-bool vlanRegistered(uint32_t port, uint32_t vlan)
+/* Tells the VLAN table what the neighbours register: what they declare, where a protocol runs and the port may be in it. */
+static void registerDeclared()
 {
-    auto known = declared.find(port);
-    return known != declared.end() && known->second.contains((uint16_t)vlan) && (registrationRuns(GVRP, port) || registrationRuns(MVRP, port)) &&
-           portMayRegister(port, vlan);
-}
-
-VlanSet registeredVlans()
-{
-    VlanSet ids;
-    if (states[GVRP].enabled || states[MVRP].enabled)
-        for (const auto &[port, vlans] : declared)
-            for (uint16_t vlan : vlans)
-                if (vlanRegistered(port, vlan))
-                    ids.insert(vlan);
-    return ids;
+    for (const auto &[port, vlans] : declared) {
+        VlanSet registered;
+        if (registrationRuns(GVRP, port) || registrationRuns(MVRP, port))
+            std::copy_if(vlans.begin(), vlans.end(), std::inserter(registered, registered.end()),
+                         [port = port](uint16_t vlan) { return portMayRegister(port, vlan); });
+        setRegisteredVlans(port, registered);
+    }
 }
 
 static uint32_t refusedVlans(uint32_t port)
 {
-    const VlanSet &vlans = declared[port];
+    const VlanSet &vlans = declaredVlans(port);
     return (uint32_t)std::count_if(vlans.begin(), vlans.end(), [=](uint16_t vlan) { return !portMayRegister(port, vlan); });
 }
 
@@ -116,7 +118,7 @@ void countRegistration(RegistrationProtocol protocol, uint32_t port, MrpCounter 
 
 static void exchange(RegistrationProtocol protocol, uint32_t port, uint64_t rounds)
 {
-    if (!trafficIsMadeUp())
+    if (!trafficIsSimulated())
         return;
     countRegistration(protocol, port, MRP_SENT, rounds);
     countRegistration(protocol, port, MRP_RECEIVED, rounds);
@@ -129,7 +131,7 @@ static uint64_t leaveAllSeconds(RegistrationProtocol protocol, uint32_t port)
     return protocol == GMRP || protocol == GVRP ? leaveAllTime.value(port) / 100 : 10;
 }
 
-static void passSession(RegistrationProtocol protocol, uint32_t port, uint64_t now)
+static void advanceSession(RegistrationProtocol protocol, uint32_t port, uint64_t now)
 {
     Session &session = states[protocol].sessions[port];
     if (!registrationRuns(protocol, port)) {
@@ -147,25 +149,26 @@ static void passSession(RegistrationProtocol protocol, uint32_t port, uint64_t n
         exchange(protocol, port, rounds);
         session.nextLeaveAll += rounds * interval;
     }
-    if (!trafficIsMadeUp())
+    if (!trafficIsSimulated())
         return;
     if ((protocol == MVRP && mvrpPeriodic.value()) || (protocol == MMRP && mmrpPeriodic.value()))
         countRegistration(protocol, port, MRP_SENT, now - session.periodicUntil);
     session.periodicUntil = now;
 }
 
-void passRegistration(uint64_t now)
+void advanceRegistration(uint64_t now)
 {
+    registerDeclared();
     for (RegistrationProtocol protocol : {GMRP, GVRP, MVRP, MMRP})
         for (uint32_t port : states[protocol].ports)
-            passSession(protocol, port, now);
+            advanceSession(protocol, port, now);
 }
 
 /* What all four protocols have; a flag is 0 or 1. */
 
 template <RegistrationProtocol P> static int enableGet(uint32_t *flag)
 {
-    return tell(states[P].enabled, flag);
+    return store(states[P].enabled, flag);
 }
 
 template <RegistrationProtocol P> static int enableSet(uint32_t flag)
@@ -178,7 +181,7 @@ template <RegistrationProtocol P> static int enableSet(uint32_t flag)
 
 template <RegistrationProtocol P> static int portEnableGet(uint32_t port, uint32_t *flag)
 {
-    return onPort(port, states[P].ports.contains(port), flag);
+    return portExists(port) ? store(states[P].ports.contains(port), flag) : (int)OPEN_BAD_ARGUMENT;
 }
 
 template <RegistrationProtocol P> static int portEnableSet(uint32_t port, uint32_t flag)
@@ -198,7 +201,7 @@ template <RegistrationProtocol P> static int portCounter(uint32_t port, uint32_t
 {
     if (!portExists(port) || type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
-    return tell((uint32_t)states[P].counted[port][type], value);
+    return store((uint32_t)valueIn(states[P].counted, port)[type], value);
 }
 
 template <RegistrationProtocol P, MrpCounter C> static int portCounterGet(uint32_t port, uint32_t *value)
@@ -210,7 +213,7 @@ template <RegistrationProtocol P> static int totalCounter(uint32_t type, uint32_
 {
     if (type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
-    return tell((uint32_t)states[P].total[type], value);
+    return store((uint32_t)states[P].total[type], value);
 }
 
 template <RegistrationProtocol P> static int clearPort(uint32_t port)
@@ -235,10 +238,10 @@ template <RegistrationProtocol P> static int clearAll()
 
 /* The VLANs that MVRP knows. */
 
-static int tellVlans(const std::vector<uint16_t> &known, VlanIdList *vlans, uint32_t *count)
+static int storeVlans(const std::vector<uint16_t> &known, VlanIdList *vlans, uint32_t *count)
 {
     setList(vlans, known);
-    return tell(vlans->count, count);
+    return store(vlans->count, count);
 }
 
 static int vlansOfSwitch(uint32_t selection, VlanIdList *vlans, uint32_t *count)
@@ -248,7 +251,7 @@ static int vlansOfSwitch(uint32_t selection, VlanIdList *vlans, uint32_t *count)
     std::vector<uint16_t> known = states[MVRP].enabled ? existingVlans() : std::vector<uint16_t>();
     if (selection != MVRP_VLANS_ALL)
         std::erase_if(known, [=](uint16_t vlan) { return vlanIsDynamic(vlan) != (selection == MVRP_VLANS_DYNAMIC); });
-    return tellVlans(known, vlans, count);
+    return storeVlans(known, vlans, count);
 }
 
 /* Static: what the port tells its neighbour. Dynamic: what the neighbour registered. */
@@ -261,54 +264,54 @@ static int vlansOfPort(uint32_t port, uint32_t selection, VlanIdList *vlans, uin
         bool added = isAdded(port, vlan);
         return !portInVlan(port, vlan) || (selection != MVRP_VLANS_ALL && added != (selection == MVRP_VLANS_DYNAMIC));
     });
-    return tellVlans(known, vlans, count);
+    return storeVlans(known, vlans, count);
 }
 
-void serveRegistration()
+void registerRegistration()
 {
-    serveSettings({&joinTime, &leaveTime, &leaveAllTime, &mvrpPeriodic, &mmrpPeriodic});
+    registerSettings({&joinTime, &leaveTime, &leaveAllTime, &mvrpPeriodic, &mmrpPeriodic});
 
-    SERVE(rpcclt_openapiGarpGmrpEnableGet, enableGet<GMRP>);
-    SERVE(rpcclt_openapiGarpGmrpEnableSet, enableSet<GMRP>);
-    SERVE(rpcclt_openapiGarpGvrpEnableGet, enableGet<GVRP>);
-    SERVE(rpcclt_openapiGarpGvrpEnableSet, enableSet<GVRP>);
-    SERVE(rpcclt_openapiMvrpModeGet, enableGet<MVRP>);
-    SERVE(rpcclt_openapiMvrpModeSet, enableSet<MVRP>);
-    SERVE(rpcclt_openapiMmrpModeGet, enableGet<MMRP>);
-    SERVE(rpcclt_openapiMmrpModeSet, enableSet<MMRP>);
+    ASK(rpcclt_openapiGarpGmrpEnableGet, enableGet<GMRP>);
+    DO(rpcclt_openapiGarpGmrpEnableSet, enableSet<GMRP>);
+    ASK(rpcclt_openapiGarpGvrpEnableGet, enableGet<GVRP>);
+    DO(rpcclt_openapiGarpGvrpEnableSet, enableSet<GVRP>);
+    ASK(rpcclt_openapiMvrpModeGet, enableGet<MVRP>);
+    DO(rpcclt_openapiMvrpModeSet, enableSet<MVRP>);
+    ASK(rpcclt_openapiMmrpModeGet, enableGet<MMRP>);
+    DO(rpcclt_openapiMmrpModeSet, enableSet<MMRP>);
 
-    SERVE(rpcclt_openapiGarpGmrpPortEnableGet, portEnableGet<GMRP>);
-    SERVE(rpcclt_openapiGarpGmrpPortEnableSet, portEnableSet<GMRP>);
-    SERVE(rpcclt_openapiGarpGvrpPortEnableGet, portEnableGet<GVRP>);
-    SERVE(rpcclt_openapiGarpGvrpPortEnableSet, portEnableSet<GVRP>);
-    SERVE(rpcclt_openapiMvrpIntfModeGet, portEnableGet<MVRP>);
-    SERVE(rpcclt_openapiMvrpIntfModeSet, portEnableSet<MVRP>);
-    SERVE(rpcclt_openapiMmrpIntfModeGet, portEnableGet<MMRP>);
-    SERVE(rpcclt_openapiMmrpIntfModeSet, portEnableSet<MMRP>);
+    ASK(rpcclt_openapiGarpGmrpPortEnableGet, portEnableGet<GMRP>);
+    DO(rpcclt_openapiGarpGmrpPortEnableSet, portEnableSet<GMRP>);
+    ASK(rpcclt_openapiGarpGvrpPortEnableGet, portEnableGet<GVRP>);
+    DO(rpcclt_openapiGarpGvrpPortEnableSet, portEnableSet<GVRP>);
+    ASK(rpcclt_openapiMvrpIntfModeGet, portEnableGet<MVRP>);
+    DO(rpcclt_openapiMvrpIntfModeSet, portEnableSet<MVRP>);
+    ASK(rpcclt_openapiMmrpIntfModeGet, portEnableGet<MMRP>);
+    DO(rpcclt_openapiMmrpIntfModeSet, portEnableSet<MMRP>);
 
-    SERVE(rpcclt_openapiGarpGmrpFailedRegistrationsGet, portCounterGet<GMRP, MRP_REGISTRATION_FAILED>);
-    SERVE(rpcclt_openapiGarpGmrpReceivePDUCountGet, portCounterGet<GMRP, MRP_RECEIVED>);
-    SERVE(rpcclt_openapiGarpGmrpTransmitPDUCountGet, portCounterGet<GMRP, MRP_SENT>);
-    SERVE(rpcclt_openapiGarpGvrpFailedRegistrationsGet, portCounterGet<GVRP, MRP_REGISTRATION_FAILED>);
-    SERVE(rpcclt_openapiGarpGvrpReceivePDUCountGet, portCounterGet<GVRP, MRP_RECEIVED>);
-    SERVE(rpcclt_openapiGarpGvrpTransmitPDUCountGet, portCounterGet<GVRP, MRP_SENT>);
-    SERVE(rpcclt_openapiMvrpTrafficPduCounterGet, totalCounter<MVRP>);
-    SERVE(rpcclt_openapiMvrpIntfTrafficPduCounterGet, portCounter<MVRP>);
-    SERVE(rpcclt_openapiMvrpTrafficCountersPerIfClear, clearPort<MVRP>);
-    SERVE(rpcclt_openapiMvrpTrafficGlobalCountersClear, clearTotal<MVRP>);
-    SERVE(rpcclt_openapiMvrpTrafficCountersClear, clearAll<MVRP>);
-    SERVE(rpcclt_openapiMmrpCounterGet, totalCounter<MMRP>);
-    SERVE(rpcclt_openapiMmrpIntfCounterGet, portCounter<MMRP>);
-    SERVE(rpcclt_openapiMmrpIntfCountersClear, clearPort<MMRP>);
-    SERVE(rpcclt_openapiMmrpCountersClear, clearAll<MMRP>);
+    ASK(rpcclt_openapiGarpGmrpFailedRegistrationsGet, portCounterGet<GMRP, MRP_REGISTRATION_FAILED>);
+    ASK(rpcclt_openapiGarpGmrpReceivePDUCountGet, portCounterGet<GMRP, MRP_RECEIVED>);
+    ASK(rpcclt_openapiGarpGmrpTransmitPDUCountGet, portCounterGet<GMRP, MRP_SENT>);
+    ASK(rpcclt_openapiGarpGvrpFailedRegistrationsGet, portCounterGet<GVRP, MRP_REGISTRATION_FAILED>);
+    ASK(rpcclt_openapiGarpGvrpReceivePDUCountGet, portCounterGet<GVRP, MRP_RECEIVED>);
+    ASK(rpcclt_openapiGarpGvrpTransmitPDUCountGet, portCounterGet<GVRP, MRP_SENT>);
+    ASK(rpcclt_openapiMvrpTrafficPduCounterGet, totalCounter<MVRP>);
+    ASK(rpcclt_openapiMvrpIntfTrafficPduCounterGet, portCounter<MVRP>);
+    DO(rpcclt_openapiMvrpTrafficCountersPerIfClear, clearPort<MVRP>);
+    DO(rpcclt_openapiMvrpTrafficGlobalCountersClear, clearTotal<MVRP>);
+    DO(rpcclt_openapiMvrpTrafficCountersClear, clearAll<MVRP>);
+    ASK(rpcclt_openapiMmrpCounterGet, totalCounter<MMRP>);
+    ASK(rpcclt_openapiMmrpIntfCounterGet, portCounter<MMRP>);
+    DO(rpcclt_openapiMmrpIntfCountersClear, clearPort<MMRP>);
+    DO(rpcclt_openapiMmrpCountersClear, clearAll<MMRP>);
 
     /* MVRP can run on every port. */
-    SERVE(rpcclt_openapiMvrpIsValidIntfGet,
-          [](uint32_t port, uint32_t *flag) { return tell(portExists(port), flag); });
-    SERVE(rpcclt_openapiMvrpValidIntfNextGet,
-          [](uint32_t port, uint32_t *next) { return tellNext(nextPort(port), next); });
-    SERVE(rpcclt_openapiMvrpVlanArrayGet, vlansOfSwitch);
-    SERVE(rpcclt_openapiMvrpIntfVlanArrayGet, vlansOfPort);
+    ASK(rpcclt_openapiMvrpIsValidIntfGet,
+          [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
+    ASK(rpcclt_openapiMvrpValidIntfNextGet,
+          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+    ASK(rpcclt_openapiMvrpVlanArrayGet, vlansOfSwitch);
+    ASK(rpcclt_openapiMvrpIntfVlanArrayGet, vlansOfPort);
 }
 
 void resetRegistration()
@@ -316,6 +319,6 @@ void resetRegistration()
     for (ProtocolState &state : states)
         state = {};
     declared.clear();
-    if (trafficIsMadeUp())
+    if (trafficIsSimulated())
         declared = {{1, {3001, 3002}}, {2, {3002, 3003}}};
 }

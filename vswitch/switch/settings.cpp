@@ -12,7 +12,7 @@
 #include "vswitch/base/operations.h"
 #include "vswitch/switch/state.h"
 
-static std::vector<Setting *> served;
+static std::vector<Setting *> registered;
 
 static bool keyExists(Scope scope, uint32_t port)
 {
@@ -65,22 +65,22 @@ static Operation &operationWith(const char *name, Scope scope, const char *resul
     return operation;
 }
 
-void serveSettings(std::initializer_list<Setting *> settings)
+void registerSettings(std::initializer_list<Setting *> settings)
 {
     for (Setting *setting : settings) {
-        operationWith(setting->get, setting->scope, "NHQ").run = [setting](Arguments &arguments) {
-            return readSetting(*setting, arguments);
-        };
+        Operation &reader = operationWith(setting->get, setting->scope, "NHQ");
+        reader.asks = true;
+        reader.run = [setting](Arguments &arguments) { return readSetting(*setting, arguments); };
         if (setting->set)
             operationWith(setting->set, setting->scope, "n").run = [setting](Arguments &arguments) {
                 return writeSetting(*setting, arguments);
             };
-        served.push_back(setting);
+        registered.push_back(setting);
     }
 }
 
 void resetSettings()
 {
-    for (Setting *setting : served)
+    for (Setting *setting : registered)
         setting->values.clear();
 }

@@ -20,22 +20,12 @@
 #include <vector>
 
 #include "vswitch/base/numbers.h"
-#include "vswitch/switch/model.h"
+#include "vswitch/switch/device.h"
 
 using PortSet = std::set<uint32_t>;
 using VlanSet = std::set<uint16_t>;
 
-/* Ports (model_ports.cpp) */
-
-/* Is it a port with a socket? */
-bool portExists(uint32_t port);
-
-/* Is it a port or a LAG? */
-bool interfaceExists(uint32_t port);
-
-/* The port after `port` (0: the first), 0 behind the last one. The second goes on through the LAGs. */
-uint32_t nextPort(uint32_t port);
-uint32_t nextInterface(uint32_t port);
+/* Ports (ports.cpp) */
 
 /* Why a port carries no frames. */
 enum PortStatus { PORT_UP, PORT_NO_LINK, PORT_LOOP_SHUT, PORT_STORM_SHUT };
@@ -51,26 +41,32 @@ const char *portStatusText(uint32_t port);
 
 /* Is something on the other end? (A shut port has a link that it does not use.) */
 bool portHasLink(uint32_t port);
-void setPortLink(uint32_t port, bool up);
+
+/* Loop protection or storm control shuts the port, or opens it again. */
+void setPortShut(uint32_t port, PortStatus why, bool shut);
+
+/* A host was plugged into the port and is up, or is so no more. Decides the link while traffic is not simulated. */
+void setPortHost(uint32_t port, bool present);
 
 /* Is the station on the other end a switch that speaks the registration protocols? */
 bool portHasNeighbour(uint32_t port);
 
-/* What passed the port since start. Made-up traffic flows while a port is up; whoever carries more adds to it. */
+/* What passed the port since start. Simulated traffic flows while the port is up; what carries more adds to it. */
 struct PortCounters {
     uint64_t inFrames = 0, outFrames = 0;
     uint64_t inDiscards = 0;  /* received and not forwarded, whatever the reason */
     uint64_t tooLong = 0;     /* of these: longer than the port takes */
     uint64_t outDiscards = 0; /* not sent, as the host does not keep up */
 };
-PortCounters &portCounters(uint32_t port);
+const PortCounters &portCounters(uint32_t port); /* all 0 where there is no port */
+PortCounters &countersOf(uint32_t port);         /* to add to; the port must exist */
 
 /* How often the port began to forward, and what the bridge counts of all ports. */
 uint32_t forwardTransitions(uint32_t port);
 uint32_t topologyChanges();
 uint64_t lastTopologyChange(); /* uptime in seconds */
 
-/* VLANs (model_vlan.cpp) */
+/* VLANs (vlan.cpp) */
 
 static const uint32_t HIGHEST_VLAN = 4094;
 
@@ -84,10 +80,24 @@ bool vlanIsDynamic(uint32_t vlan);
 /* Those there are, ascending. */
 std::vector<uint16_t> existingVlans();
 
-/* Ports in VLANs, as in force (model_switchport.cpp) */
+/* Have neighbours registered the VLAN on the port? */
+bool vlanRegistered(uint32_t port, uint32_t vlan);
+
+/* The VLANs that are registered on the port from now on (registration.cpp works them out). */
+void setRegisteredVlans(uint32_t port, const VlanSet &vlans);
+
+/* Calls `ended` from now on when a VLAN is deleted: each family removes what it keeps by VLAN. */
+void onVlanEnd(void (*ended)(uint32_t vlan));
+
+/* Ports in VLANs, as they were set (switchport.cpp) */
 
 /* How the port has its VLANs. */
 SwitchportMode switchportMode(uint32_t port);
+
+/* The priority of frames that come without a tag. */
+uint32_t untaggedPriority(uint32_t port);
+
+/* Ports in VLANs, as in force (membership.cpp) */
 
 /* The VLAN of the port's untagged frames, before they are classified by their source or protocol. */
 uint32_t portPvid(uint32_t port);
@@ -107,13 +117,10 @@ bool portTags(uint32_t port, uint32_t vlan);
 /* Which frames the port takes. Priority-tagged ones (VLAN 0) count as untagged. */
 AcceptedFrames acceptedFrames(uint32_t port);
 
-/* The priority of frames that come without a tag. */
-uint32_t untaggedPriority(uint32_t port);
-
 /* Are frames of VLANs that the port is not in dropped as they come? */
 bool filtersIngress(uint32_t port);
 
-/* Private VLANs (model_private_vlan.cpp) */
+/* Private VLANs (private_vlan.cpp) */
 
 PrivateVlanType privateVlanType(uint32_t vlan);
 
@@ -132,14 +139,14 @@ struct PrivatePort {
 /* The association of a port, null when it has none. */
 const PrivatePort *privatePort(uint32_t port);
 
-/* Protected ports (model_protected_ports.cpp): the group of a port, 0 for none. Ports of one group are kept apart. */
+/* Protected ports (protected_ports.cpp): the group of a port, 0 for none. Ports of one group are kept apart. */
 uint32_t protectedGroup(uint32_t port);
 
-/* Classification of untagged frames (model_classification.cpp): the VLAN, 0 where nothing was set. */
+/* Classification of untagged frames (classification.cpp): the VLAN, 0 where nothing was set. */
 uint32_t vlanOfSource(uint64_t mac); /* by address, then by OUI */
 uint32_t vlanOfProtocol(uint32_t port, uint32_t etherType);
 
-/* Addresses (model_fdb.cpp) */
+/* Addresses (fdb.cpp) */
 
 struct FdbEntry {
     uint32_t port; /* 0 is the switch itself; of a static filter the first of its destinations */
@@ -159,7 +166,7 @@ const FdbEntry *fdbFind(uint32_t vlan, uint64_t mac);
  */
 bool fdbLearn(uint32_t vlan, uint64_t mac, uint32_t port);
 
-/* Static filters (model_filters.cpp), as the admin mode lets them be in force */
+/* Static filters (filters.cpp), as the admin mode lets them be in force */
 
 struct Filter {
     PortSet sources;      /* where frames to the address may come in; none: everywhere */
@@ -174,7 +181,7 @@ const Filter *filterFor(uint32_t vlan, uint64_t mac);
 /* What becomes of frames to groups that no filter names. */
 FilteringMode filteringMode(uint32_t vlan);
 
-/* Storm control (model_storm_control.cpp) */
+/* Storm control (storm_control.cpp) */
 
 /* What the port lets in of a kind: packets a second, UINT64_MAX without a limit; and what it does when there are more. */
 struct StormLimit {
@@ -185,9 +192,8 @@ StormLimit stormLimit(uint32_t port, StormKind kind);
 
 /* The limit was exceeded: takes the action. A port that was shut comes back when its link does, or its control ends. */
 void stormExceeded(uint32_t port, StormKind kind);
-bool stormShuts(uint32_t port);
 
-/* Loop protection (model_loop_protection.cpp) */
+/* Loop protection (loop_protection.cpp) */
 
 /* Does the port send detection frames now? TPID and VLAN are those of the frames; VLAN 0 is no tag. */
 struct LoopProbe {
@@ -197,9 +203,8 @@ struct LoopProbe {
 LoopProbe loopProbe(uint32_t port);
 void loopFrameSent(uint32_t port);
 void loopFrameReceived(uint32_t port); /* may shut the port */
-bool loopShuts(uint32_t port);
 
-/* The voice VLAN of a port in force, 0 for none (model_voice.cpp): tagged on the port. */
+/* The voice VLAN of a port in force, 0 for none (voice.cpp): tagged on the port. */
 uint32_t voiceVlan(uint32_t port);
 
 /* Does a port with a voice VLAN give its own priority to all that is not in it? */
@@ -212,9 +217,7 @@ struct VoipSource {
 };
 VoipSource voipSource(uint32_t port, uint64_t mac);
 
-/* Have neighbours registered the VLAN on the port? And which on any port, ascending (model_registration.cpp) */
-bool vlanRegistered(uint32_t port, uint32_t vlan);
-VlanSet registeredVlans();
+/* Neighbours (registration.cpp) */
 
 /* The neighbour on the port joins the VLAN, or leaves it. */
 void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins);
@@ -234,7 +237,7 @@ struct GarpTimers {
 GarpTimers garpTimers(uint32_t port);
 bool mvrpIsPeriodic();
 
-/* Management access lists (model_access_lists.cpp): what comes to the switch itself. */
+/* Management access lists (access_lists.cpp): what comes to the switch itself. */
 
 struct ManagementPacket {
     uint32_t port, vlan;    /* where it came in; port 0 is the management port */

@@ -1,11 +1,14 @@
 /*
- * model_stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be: who talks, is
+ * stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be: who talks, is
  * heard and learned, and who has fallen silent.
  */
 #include <algorithm>
 #include <tuple>
 
+#include "vswitch/base/clock.h"
 #include "vswitch/base/commands.h"
+#include "vswitch/switch/addresses.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/fdb.h"
 
 struct Station {
@@ -19,13 +22,13 @@ static std::map<StationKey, Station> stations;
 static std::set<StationKey> unheard;                                  /* those that talk and are not learned */
 static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> willTalk; /* at which uptime */
 
-bool stationTalks(uint32_t vlan, uint64_t mac)
+static bool stationTalks(uint32_t vlan, uint64_t mac)
 {
     auto found = stations.find({vlan, mac});
     return found != stations.end() && found->second.talks;
 }
 
-void stationWasForgotten(uint32_t vlan, uint64_t mac)
+static void stationWasForgotten(uint32_t vlan, uint64_t mac)
 {
     if (stationTalks(vlan, mac))
         unheard.insert({vlan, mac});
@@ -56,9 +59,9 @@ static void hear(uint32_t vlan, uint64_t mac, uint64_t now)
         stationWasForgotten(vlan, mac);
 }
 
-void passStations(uint64_t now)
+void advanceStations(uint64_t now)
 {
-    ageEntries(now);
+    fdbRemoveAged(now, fdbAgeingSeconds(), stationTalks);
     while (!willTalk.empty() && std::get<0>(*willTalk.begin()) <= now) {
         auto [time, vlan, mac] = *willTalk.begin();
         willTalk.erase(willTalk.begin());
@@ -68,7 +71,7 @@ void passStations(uint64_t now)
 
 void settleStations(uint64_t now)
 {
-    forgetUnreachable();
+    fdbForgetUnreachable();
     showFilters();
     letTalk(now);
 }
@@ -84,33 +87,33 @@ static bool readVlan(const std::string &text, uint32_t *vlan)
     return true;
 }
 
-static CommandOutcome learn(const Words &words, std::string *answer)
+static CommandOutcome learn(const Args &args, std::string *answer)
 {
     uint32_t vlan;
     uint64_t mac;
     long long number;
-    if (!readVlan(words[0], &vlan))
-        return refuse(answer, "there is no VLAN \"" + words[0] + "\"");
-    if (!parseMac(words[1], &mac) || !isStation(mac))
-        return refuse(answer, "\"" + words[1] + "\" is no station's address");
-    if (!readNumber(words[2], 1, UINT32_MAX, &number) || !interfaceExists((uint32_t)number))
-        return refuse(answer, "there is no port \"" + words[2] + "\"");
+    if (!readVlan(args[0], &vlan))
+        return refuse(answer, "there is no VLAN \"" + args[0] + "\"");
+    if (!parseMac(args[1], &mac) || !isStation(mac))
+        return refuse(answer, "\"" + args[1] + "\" is no station's address");
+    if (!readNumber(args[2], 1, UINT32_MAX, &number) || !interfaceExists((uint32_t)number))
+        return refuse(answer, "there is no port \"" + args[2] + "\"");
     uint32_t port = (uint32_t)number;
     if (!portIsUp(port))
-        return refuse(answer, "port " + words[2] + " is " + portStatusText(port) + ": nothing is heard there");
+        return refuse(answer, "port " + args[2] + " is " + portStatusText(port) + ": nothing is heard there");
     if (!portInVlan(port, vlan))
-        return refuse(answer, "port " + words[2] + " is not in VLAN " + words[0]);
+        return refuse(answer, "port " + args[2] + " is not in VLAN " + args[0]);
     stations[{vlan, mac}] = {port, true};
     hear(vlan, mac, uptimeSeconds());
     return COMMAND_DONE;
 }
 
-static CommandOutcome silence(const Words &words, std::string *answer)
+static CommandOutcome silence(const Args &args, std::string *answer)
 {
     uint32_t vlan;
     uint64_t mac;
-    if (!readVlan(words[0], &vlan) || !parseMac(words[1], &mac) || !stationTalks(vlan, mac))
-        return refuse(answer, "no station " + words[1] + " talks in VLAN " + words[0]);
+    if (!readVlan(args[0], &vlan) || !parseMac(args[1], &mac) || !stationTalks(vlan, mac))
+        return refuse(answer, "no station " + args[1] + " talks in VLAN " + args[0]);
     stations.erase({vlan, mac});
     unheard.erase({vlan, mac});
     const FdbEntry *entry = fdbFind(vlan, mac);
@@ -122,14 +125,16 @@ static CommandOutcome silence(const Words &words, std::string *answer)
     return COMMAND_DONE;
 }
 
-static const Command commands[] = {
-    {"learn", "VLAN MAC PORT", "a station appears there, or moves there", learn},
-    {"silence", "VLAN MAC", "a station falls silent: it ages", silence},
-};
-
-void serveStations()
+void registerStations()
 {
-    registerCommands("what happens:", commands);
+    static const Command commands[] = {
+        {.group = EVENT_COMMANDS, .name = "learn", .usage = "VLAN MAC PORT", .fewest = 3, .most = 3,
+         .help = "a station appears there, or moves there", .run = learn},
+        {.group = EVENT_COMMANDS, .name = "silence", .usage = "VLAN MAC", .fewest = 2, .most = 2,
+         .help = "a station falls silent: it ages", .run = silence},
+    };
+    registerCommands(commands);
+    onAddressRemoved(stationWasForgotten);
 }
 
 void resetStations()
@@ -137,13 +142,13 @@ void resetStations()
     stations.clear();
     unheard.clear();
     willTalk.clear();
-    if (!trafficIsMadeUp())
+    if (!trafficIsSimulated())
         return;
     std::vector<uint32_t> linked;
     for (uint32_t port = nextPort(0); port; port = nextPort(port))
         if (portHasLink(port))
             linked.push_back(port);
-    const ModelOptions &options = modelOptions();
+    const DeviceOptions &options = deviceOptions();
     uint32_t silent = std::min(options.silentStations, options.stations / 4);
     for (uint32_t i = 0; i < options.stations; i++) {
         uint32_t vlan = 1 + i % options.stationVlans;

@@ -1,17 +1,22 @@
 /*
- * model_vlan.cpp - the virtual switch's VLAN table: the VLANs that were configured, and those that neighbours registered.
+ * vlan.cpp - the virtual switch's VLAN table: the VLANs that were configured, and those that neighbours registered.
  */
 #include <algorithm>
+#include <map>
 
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
 static VlanSet configured;
+static std::map<uint32_t, VlanSet> registeredOn; /* by port */
+static VlanSet registered;                       /* on any port */
 static uint32_t mostVlans, deletes;
+static std::vector<void (*)(uint32_t)> endHooks;
 
-static Setting nameLength = {"rpcclt_openapiVlanNameLenGet", nullptr, FOR_SWITCH, 32, 0, 0};
-static Setting mostSupported = {"rpcclt_openapiDot1qMaxSupportedVlansGet", nullptr, FOR_SWITCH, HIGHEST_VLAN, 0, 0};
+static Setting nameLength = {.get = "rpcclt_openapiVlanNameLenGet", .initial = 32};
+static Setting mostSupported = {.get = "rpcclt_openapiDot1qMaxSupportedVlansGet", .initial = HIGHEST_VLAN};
 
 bool vlanIsConfigured(uint32_t vlan)
 {
@@ -20,7 +25,7 @@ bool vlanIsConfigured(uint32_t vlan)
 
 bool vlanExists(uint32_t vlan)
 {
-    return vlanIsConfigured(vlan) || (vlan <= HIGHEST_VLAN && registeredVlans().contains((uint16_t)vlan));
+    return vlanIsConfigured(vlan) || (vlan <= HIGHEST_VLAN && registered.contains((uint16_t)vlan));
 }
 
 bool vlanIsDynamic(uint32_t vlan)
@@ -30,19 +35,39 @@ bool vlanIsDynamic(uint32_t vlan)
 
 std::vector<uint16_t> existingVlans()
 {
-    VlanSet all = registeredVlans();
+    VlanSet all = registered;
     all.insert(configured.begin(), configured.end());
     return {all.begin(), all.end()};
 }
 
+bool vlanRegistered(uint32_t port, uint32_t vlan)
+{
+    auto found = registeredOn.find(port);
+    return found != registeredOn.end() && vlan <= HIGHEST_VLAN && found->second.contains((uint16_t)vlan);
+}
+
+void setRegisteredVlans(uint32_t port, const VlanSet &vlans)
+{
+    if (vlans == (registeredOn.contains(port) ? registeredOn[port] : VlanSet()))
+        return;
+    registeredOn[port] = vlans;
+    registered.clear();
+    for (const auto &[onPort, ids] : registeredOn)
+        registered.insert(ids.begin(), ids.end());
+}
+
+void onVlanEnd(void (*ended)(uint32_t vlan))
+{
+    endHooks.push_back(ended);
+}
+
 static uint32_t dynamicVlans()
 {
-    VlanSet registered = registeredVlans();
     return (uint32_t)std::count_if(registered.begin(), registered.end(),
                                    [](uint16_t vlan) { return !configured.contains(vlan); });
 }
 
-void passVlans()
+void advanceVlans()
 {
     mostVlans = std::max(mostVlans, (uint32_t)configured.size() + dynamicVlans());
 }
@@ -63,11 +88,8 @@ static int deleteVlan(uint32_t vlan)
         return OPEN_FAILED;
     configured.erase((uint16_t)vlan);
     deletes++;
-    forgetVlanOfSwitchports(vlan);
-    forgetVlanOfPrivateVlans(vlan);
-    forgetVlanOfClassification(vlan);
-    forgetVlanOfFilters(vlan);
-    forgetVlanOfVoice(vlan);
+    for (auto ended : endHooks)
+        ended(vlan);
     return OPEN_OK;
 }
 
@@ -84,29 +106,31 @@ static uint32_t vlanAfter(uint32_t vlan)
     return found == ids.end() ? 0 : *found;
 }
 
-void serveVlans()
+void registerVlans()
 {
-    serveSettings({&nameLength, &mostSupported});
+    registerSettings({&nameLength, &mostSupported});
 
-    SERVE(rpcclt_openapiVlanCreate, createVlan);
-    SERVE(rpcclt_openapiVlanDelete, deleteVlan);
-    SERVE(rpcclt_openapiMostVlanEntriesGet, [](uint32_t *count) { return tell(mostVlans, count); });
-    SERVE(rpcclt_openapiStaticVlanEntriesGet,
-          [](uint32_t *count) { return tell((uint32_t)configured.size(), count); });
-    SERVE(rpcclt_openapiDynamicVlanEntriesGet,
-          [](uint32_t *count) { return tell(dynamicVlans(), count); });
-    SERVE(rpcclt_openapiDot1qVlanNumDeletesGet, [](uint32_t *count) { return tell(deletes, count); });
-    SERVE(rpcclt_openapiNextVlanGet,
-          [](uint32_t vlan, uint32_t *next) { return tellNext(vlanAfter(vlan), next); });
-    SERVE(rpcclt_openapiVlanTypeGet, [](uint32_t vlan, uint32_t *type) -> int {
-        return vlanExists(vlan) ? tell(typeOf(vlan), type) : OPEN_BAD_ARGUMENT;
+    DO(rpcclt_openapiVlanCreate, createVlan);
+    DO(rpcclt_openapiVlanDelete, deleteVlan);
+    ASK(rpcclt_openapiMostVlanEntriesGet, [](uint32_t *count) { return store(mostVlans, count); });
+    ASK(rpcclt_openapiStaticVlanEntriesGet,
+          [](uint32_t *count) { return store((uint32_t)configured.size(), count); });
+    ASK(rpcclt_openapiDynamicVlanEntriesGet,
+          [](uint32_t *count) { return store(dynamicVlans(), count); });
+    ASK(rpcclt_openapiDot1qVlanNumDeletesGet, [](uint32_t *count) { return store(deletes, count); });
+    ASK(rpcclt_openapiNextVlanGet,
+          [](uint32_t vlan, uint32_t *next) { return storeNext(vlanAfter(vlan), next); });
+    ASK(rpcclt_openapiVlanTypeGet, [](uint32_t vlan, uint32_t *type) -> int {
+        return vlanExists(vlan) ? store(typeOf(vlan), type) : OPEN_BAD_ARGUMENT;
     });
 }
 
 void resetVlans()
 {
     configured.clear();
+    registeredOn.clear();
+    registered.clear();
     mostVlans = deletes = 0;
-    for (uint32_t vlan = 1; vlan <= modelOptions().stationVlans; vlan++)
+    for (uint32_t vlan = 1; vlan <= deviceOptions().stationVlans; vlan++)
         configured.insert((uint16_t)vlan);
 }

@@ -1,30 +1,33 @@
 /*
- * model_voice.cpp - the virtual switch's voice VLAN, and its automatic prioritisation of VoIP with the table of OUIs.
+ * voice.cpp - the virtual switch's voice VLAN, and its automatic prioritisation of VoIP with the table of OUIs.
  */
 #include <algorithm>
 #include <map>
 
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
 enum : uint32_t { MAX_CALLS = 16, OUI_INDEXES = 32 };
 
-static Setting adminMode = {"rpcclt_openapiVoiceVlanAdminModeGet", "rpcclt_openapiVoiceVlanAdminModeSet", FOR_SWITCH, 0,
-                            0, 1};
-static Setting portMode = {"rpcclt_openapiVoiceVlanPortAdminModeGet", nullptr, FOR_PORT, VOICE_DISABLED, 0, 0};
-static Setting portVlan = {"rpcclt_openapiVoiceVlanPortVlanIdGet", nullptr, FOR_PORT, 0, 0, 0}; /* 0: none */
-static Setting portPriority = {"rpcclt_openapiVoiceVlanPortDot1pPriorityGet",
-                               "rpcclt_openapiVoiceVlanPortDot1pPrioritySet", FOR_PORT, 5, 0, 7};
-static Setting cosOverride = {"rpcclt_openapiVoiceVlanPortCosOverrideModeGet",
-                              "rpcclt_openapiVoiceVlanPortCosOverrideModeSet", FOR_PORT, 0, 0, 1};
-static Setting authState = {"rpcclt_openapiVoiceVlanPortAuthStateGet", "rpcclt_openapiVoiceVlanPortAuthStateSet",
-                            FOR_PORT, 1, 0, 1};
-static Setting dscp = {"rpcclt_openapiVoiceVlanPortDscpGet", "rpcclt_openapiVoiceVlanPortDscpSet", FOR_PORT, 46, 0, 63};
-static Setting voipVlan = {"rpcclt_openapiVoipGlobalVlanIdGet", nullptr, FOR_SWITCH, 0, 0, 0}; /* 0: none */
-static Setting maxCalls = {"rpcclt_openapiVoipMaxCallsGet", nullptr, FOR_SWITCH, MAX_CALLS, 0, 0};
-static Setting ouiPriority = {"rpcclt_openapiVoipOUIPriorityGet", "rpcclt_openapiVoipOUIPrioritySet", FOR_SWITCH, 7, 0,
-                              7};
+static Setting adminMode = {.get = "rpcclt_openapiVoiceVlanAdminModeGet", .set = "rpcclt_openapiVoiceVlanAdminModeSet",
+    .highest = 1};
+static Setting portMode = {.get = "rpcclt_openapiVoiceVlanPortAdminModeGet", .scope = FOR_PORT,
+    .initial = VOICE_DISABLED};
+static Setting portVlan = {.get = "rpcclt_openapiVoiceVlanPortVlanIdGet", .scope = FOR_PORT}; /* 0: none */
+static Setting portPriority = {.get = "rpcclt_openapiVoiceVlanPortDot1pPriorityGet",
+    .set = "rpcclt_openapiVoiceVlanPortDot1pPrioritySet", .scope = FOR_PORT, .initial = 5, .highest = 7};
+static Setting cosOverride = {.get = "rpcclt_openapiVoiceVlanPortCosOverrideModeGet",
+    .set = "rpcclt_openapiVoiceVlanPortCosOverrideModeSet", .scope = FOR_PORT, .highest = 1};
+static Setting authState = {.get = "rpcclt_openapiVoiceVlanPortAuthStateGet",
+    .set = "rpcclt_openapiVoiceVlanPortAuthStateSet", .scope = FOR_PORT, .initial = 1, .highest = 1};
+static Setting dscp = {.get = "rpcclt_openapiVoiceVlanPortDscpGet", .set = "rpcclt_openapiVoiceVlanPortDscpSet",
+    .scope = FOR_PORT, .initial = 46, .highest = 63};
+static Setting voipVlan = {.get = "rpcclt_openapiVoipGlobalVlanIdGet"}; /* 0: none */
+static Setting maxCalls = {.get = "rpcclt_openapiVoipMaxCallsGet", .initial = MAX_CALLS};
+static Setting ouiPriority = {.get = "rpcclt_openapiVoipOUIPriorityGet", .set = "rpcclt_openapiVoipOUIPrioritySet",
+    .initial = 7, .highest = 7};
 
 /* Voice VLAN */
 
@@ -67,10 +70,10 @@ static int portStatusGet(uint32_t port, uint32_t *status)
 {
     uint64_t mode = portMode.value(port);
     bool works = mode == VOICE_VLAN ? voiceVlan(port) != 0 : mode != VOICE_DISABLED && adminMode.value();
-    return onPort(port, works && portIsUp(port), status);
+    return portExists(port) ? store(works && portIsUp(port), status) : (int)OPEN_BAD_ARGUMENT;
 }
 
-void forgetVlanOfVoice(uint32_t vlan)
+static void forgetVlan(uint32_t vlan)
 {
     std::erase_if(portVlan.values, [=](const auto &entry) { return entry.second == vlan; });
     if (voipVlan.value() == vlan)
@@ -86,7 +89,7 @@ static int detectionGet(uint32_t port, uint32_t type, uint32_t *flag)
 {
     if (!portExists(port) || type < BY_PROTOCOL || type > BY_OUI)
         return OPEN_BAD_ARGUMENT;
-    return tell(detection[{port, type}], flag);
+    return store(valueIn(detection, {port, type}), flag);
 }
 
 static int detectionSet(uint32_t port, uint32_t type, uint32_t flag)
@@ -99,7 +102,9 @@ static int detectionSet(uint32_t port, uint32_t type, uint32_t flag)
 
 template <VoipDetection type> static int detectionStatus(uint32_t port, uint32_t *status)
 {
-    return onPort(port, detection[{port, type}] && portIsUp(port) ? VOIP_UP : VOIP_DOWN, status);
+    if (!portExists(port))
+        return OPEN_BAD_ARGUMENT;
+    return store(valueIn(detection, {port, type}) && portIsUp(port) ? VOIP_UP : VOIP_DOWN, status);
 }
 
 /* One call is carried on each port on which VoIP is recognised by protocol. */
@@ -194,82 +199,83 @@ static int removeOui(OpenBufferDesc *text)
     return std::erase_if(ouis, [&](const auto &entry) { return entry.second.oui == oui; }) ? OPEN_OK : OPEN_FAILED;
 }
 
-static void serveOuis()
+static void registerOuis()
 {
-    SERVE(rpcclt_openapiVoipOuiAdd, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
+    DO(rpcclt_openapiVoipOuiAdd, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
         return addOui(lowestFreeIndex(), oui, description);
     });
-    SERVE(rpcclt_openapiVoipOuiRemove, removeOui);
-    SERVE(rpcclt_openapiVoipOuiCountGet, [](uint32_t *count) { return tell((uint32_t)ouis.size(), count); });
-    SERVE(rpcclt_openapiVoipOuiFirstEntryGet, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
+    DO(rpcclt_openapiVoipOuiRemove, removeOui);
+    ASK(rpcclt_openapiVoipOuiCountGet, [](uint32_t *count) { return store((uint32_t)ouis.size(), count); });
+    ASK(rpcclt_openapiVoipOuiFirstEntryGet, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
         return giveEntry(positionFrom(0), oui, description);
     });
-    SERVE(rpcclt_openapiVoipOuiDescGet, [](OpenBufferDesc *text, OpenBufferDesc *description) -> int {
+    ASK(rpcclt_openapiVoipOuiDescGet, [](OpenBufferDesc *text, OpenBufferDesc *description) -> int {
         uint32_t oui;
         if (!parseOui(textOf(text), &oui))
             return OPEN_BAD_ARGUMENT;
         OuiPosition entry = positionOf(oui);
         return entry == ouis.end() ? (int)OPEN_FAILED : setText(description, entry->second.description);
     });
-    SERVE(rpcclt_openapiVoipOuiNextEntryGet,
+    ASK(rpcclt_openapiVoipOuiNextEntryGet,
           [](OpenBufferDesc *text, OpenBufferDesc *next, OpenBufferDesc *nextDescription) -> int {
               uint32_t oui;
               return parseOui(textOf(text), &oui) ? giveEntry(positionFrom(oui + 1), next, nextDescription)
                                                   : OPEN_BAD_ARGUMENT;
           });
-    SERVE(rpcclt_openapiVoipOuiEntryGet,
+    ASK(rpcclt_openapiVoipOuiEntryGet,
           [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
               return validIndex(index) ? giveEntry(ouis.find(index), oui, description) : OPEN_BAD_ARGUMENT;
           });
-    SERVE(rpcclt_openapiVoipOuiEntryNextGet,
+    ASK(rpcclt_openapiVoipOuiEntryNextGet,
           [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description, uint32_t *next) -> int {
               OuiPosition entry = ouis.upper_bound(index);
               if (entry != ouis.end())
                   *next = entry->first;
               return giveEntry(entry, oui, description);
           });
-    SERVE(rpcclt_openapiVoipIndexOuiAdd,
+    DO(rpcclt_openapiVoipIndexOuiAdd,
           [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
               return validIndex(index) ? addOui(index, oui, description) : OPEN_BAD_ARGUMENT;
           });
-    SERVE(rpcclt_openapiVoipIndexOuiRemove, [](uint32_t index) -> int {
+    DO(rpcclt_openapiVoipIndexOuiRemove, [](uint32_t index) -> int {
         if (!validIndex(index))
             return OPEN_BAD_ARGUMENT;
         return ouis.erase(index) ? OPEN_OK : OPEN_FAILED;
     });
 }
 
-void serveVoice()
+void registerVoice()
 {
-    serveSettings({&adminMode, &portMode, &portVlan, &portPriority, &cosOverride, &authState, &dscp, &voipVlan, &maxCalls,
+    onVlanEnd(forgetVlan);
+    registerSettings({&adminMode, &portMode, &portVlan, &portPriority, &cosOverride, &authState, &dscp, &voipVlan, &maxCalls,
                    &ouiPriority});
 
-    SERVE(rpcclt_openapiVoiceVlanPortAdminModeSet, portModeSet);
-    SERVE(rpcclt_openapiVoiceVlanPortVlanIdSet, portVlanSet);
-    SERVE(rpcclt_openapiVoiceVlanPortStatusGet, portStatusGet);
+    DO(rpcclt_openapiVoiceVlanPortAdminModeSet, portModeSet);
+    DO(rpcclt_openapiVoiceVlanPortVlanIdSet, portVlanSet);
+    ASK(rpcclt_openapiVoiceVlanPortStatusGet, portStatusGet);
 
-    SERVE(rpcclt_openapiVoipGlobalVlanIdSet, [](uint32_t vlan) -> int {
+    DO(rpcclt_openapiVoipGlobalVlanIdSet, [](uint32_t vlan) -> int {
         if (!vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
         voipVlan.put(0, vlan);
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiVoipGlobalVlanIdReset, []() -> int {
+    DO(rpcclt_openapiVoipGlobalVlanIdReset, []() -> int {
         voipVlan.put(0, 0);
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiVoipNumActiveProtocolSessionsGet, sessionsGet);
-    SERVE(rpcclt_openapiVoipProfileCosQueueSet, cosQueueSet);
-    SERVE(rpcclt_openapiVoipProfileCosQueueGet, [](uint32_t *scheme, uint32_t *value) -> int {
+    ASK(rpcclt_openapiVoipNumActiveProtocolSessionsGet, sessionsGet);
+    DO(rpcclt_openapiVoipProfileCosQueueSet, cosQueueSet);
+    ASK(rpcclt_openapiVoipProfileCosQueueGet, [](uint32_t *scheme, uint32_t *value) -> int {
         *scheme = priorityScheme;
         *value = priorityValue;
         return OPEN_OK;
     });
-    SERVE(rpcclt_openapiVoipIntfModeGet, detectionGet);
-    SERVE(rpcclt_openapiVoipIntfModeSet, detectionSet);
-    SERVE(rpcclt_openapiVoipIntfProtocolStatusGet, detectionStatus<BY_PROTOCOL>);
-    SERVE(rpcclt_openapiVoipIntfOUIStatusGet, detectionStatus<BY_OUI>);
-    serveOuis();
+    ASK(rpcclt_openapiVoipIntfModeGet, detectionGet);
+    DO(rpcclt_openapiVoipIntfModeSet, detectionSet);
+    ASK(rpcclt_openapiVoipIntfProtocolStatusGet, detectionStatus<BY_PROTOCOL>);
+    ASK(rpcclt_openapiVoipIntfOUIStatusGet, detectionStatus<BY_OUI>);
+    registerOuis();
 }
 
 /* The OUIs from the factory belong to no maker: they are of locally administered addresses. */

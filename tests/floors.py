@@ -1,0 +1,51 @@
+#!/usr/bin/python3
+"""floors.py BUILD - checks by the object files in BUILD that no source file calls upwards and that no files call in a loop.
+
+FLOORS has the highest floor first. A file may call files of its own floor and of the floors behind it. What a file calls is
+what its object file leaves undefined and another one defines (nm), functions and data alike.
+"""
+import json
+import os
+import re
+import subprocess
+import sys
+from graphlib import CycleError, TopologicalSorter
+
+FLOORS = [("api/",), ("main/",), ("switching/",), ("httpd/",), ("common/",), ("log/",),
+          ("vswitch/main", "vswitch/client"), ("vswitch/server/",), ("vswitch/frames/",), ("vswitch/switch/",),
+          ("vswitch/base/",), ("platform/",)]
+
+
+def floor(source):
+    return next(number for number, parts in enumerate(FLOORS) if source.startswith(parts))
+
+
+def symbols(path):
+    """The symbols that an object file defines, and those that it needs."""
+    listed = subprocess.run(["nm", "-P", "-g", path], check=True, capture_output=True, text=True).stdout
+    names = [line.split()[:2] for line in listed.splitlines()]
+    return {name for name, kind in names if kind in "TDBRC"}, {name for name, kind in names if kind == "U"}
+
+
+def main():
+    if len(sys.argv) != 2 or not os.path.exists(sys.argv[1] + "/compile_commands.json"):
+        sys.exit(__doc__)
+    root = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
+    with open(sys.argv[1] + "/compile_commands.json", encoding="utf-8") as file:
+        compiled = {os.path.relpath(one["file"], root): os.path.join(one["directory"], re.search(r" -o (\S+)", one["command"])[1])
+                    for one in json.load(file)}
+    found = {source: symbols(path) for source, path in compiled.items()
+             if not source.startswith(("tests/", "build")) and os.path.exists(path)}
+    owner = {name: source for source, (defined, _) in found.items() for name in defined if not source.startswith("api/")}
+    calls = {source: {owner[name] for name in needed if name in owner} - {source} for source, (_, needed) in found.items()}
+    upwards = [f"{a} calls {b}, which lies above it" for a in calls for b in calls[a] if floor(b) < floor(a)]
+    print(f"{len(calls)} files, {sum(map(len, calls.values()))} calls from file to file", *upwards, sep="\n")
+    try:
+        TopologicalSorter(calls).prepare()
+    except CycleError as loop:
+        sys.exit("A loop: " + ", called by ".join(loop.args[1]))
+    sys.exit(bool(upwards))
+
+
+if __name__ == "__main__":
+    main()

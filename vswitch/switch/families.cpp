@@ -1,0 +1,97 @@
+/*
+ * families.cpp - the switch as a whole: its families, and the order in which time passes for them.
+ */
+#include "vswitch/switch/families.h"
+
+#include "vswitch/base/clock.h"
+#include "vswitch/base/values.h"
+#include "vswitch/switch/device.h"
+#include "vswitch/switch/settings.h"
+
+static uint64_t broughtUpTo; /* the second of the last bringUpToNow() */
+
+static void registerSystem()
+{
+    ASK(rpcclt_openapiConnectivityCheck, []() -> int { return OPEN_OK; });
+    ASK(rpcclt_openapiNetworkOSVersionGet, [](OpenBufferDesc *version) { return setText(version, "9.1.0.4"); });
+    ASK(rpcclt_openapiApiVersionGet, [](OpenApiVersion *version) -> int {
+        *version = {1, 26, 0, 1, {}};
+        return OPEN_OK;
+    });
+}
+
+static void nothing()
+{
+}
+
+/* In the order in which they are reset: the stations come last, as they live in VLANs, on ports, in the address table. */
+static const struct {
+    void (*registerIt)(), (*reset)();
+} families[] = {
+    {registerSystem, resetSettings},
+    {registerPorts, resetPorts},
+    {registerBridge, nothing},
+    {registerVlans, resetVlans},
+    {registerSwitchports, resetSwitchports},
+    {registerMembership, nothing},
+    {registerPrivateVlans, resetPrivateVlans},
+    {registerClassification, resetClassification},
+    {registerFilters, resetFilters},
+    {registerStormControl, resetStormControl},
+    {registerProtectedPorts, resetProtectedPorts},
+    {registerLoopProtection, resetLoopProtection},
+    {registerRegistration, resetRegistration},
+    {registerVoice, resetVoice},
+    {registerAccessLists, resetAccessLists},
+    {registerFdb, resetAddresses},
+    {registerStations, resetStations},
+};
+
+void registerFamilies()
+{
+    for (const auto &family : families)
+        family.registerIt();
+}
+
+void resetFamilies()
+{
+    for (const auto &family : families)
+        family.reset();
+    stateChanged();
+}
+
+/*
+ * The order has a meaning: what shuts or opens a port comes before the ports, which count changes; the VLANs that
+ * neighbours register follow from the ports; where a station is heard follows from both. Then what a change leads to.
+ */
+void bringUpToNow()
+{
+    uint64_t now = uptimeSeconds();
+    bool changed = takeStateChanged();
+    if (now == broughtUpTo && !changed)
+        return;
+    broughtUpTo = now;
+    advanceLoopProtection(now);
+    advanceStormControl();
+    advancePorts(now);
+    advanceRegistration(now);
+    advanceVlans();
+    advanceStations(now);
+    if (takeStateChanged() || changed)
+        settleStations(now);
+    takeStateChanged();
+    advanceAccessLists(now);
+}
+
+int runOperation(const Operation &operation, Arguments &arguments)
+{
+    if (!operation.run)
+        return OPEN_UNSUPPORTED;
+    bringUpToNow();
+    int code = operation.run(arguments);
+    if (!operation.asks) {
+        stateChanged();
+        bringUpToNow();
+    }
+    return code;
+}

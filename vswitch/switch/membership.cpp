@@ -1,0 +1,138 @@
+/*
+ * membership.cpp - which ports are in which VLANs, and how: what is in force, of all that was set and registered.
+ */
+#include <algorithm>
+
+#include "vswitch/base/operations.h"
+#include "vswitch/switch/families.h"
+#include "vswitch/switch/switchport.h"
+
+static bool modeDecides(uint32_t port)
+{
+    return switchportMode(port) != MODE_GENERAL || privatePort(port);
+}
+
+uint32_t portPvid(uint32_t port)
+{
+    const PrivatePort *association = privatePort(port);
+    SwitchportMode mode = switchportMode(port);
+    if (association && mode != MODE_TRUNK)
+        return association->role == HOST ? *association->secondaries.begin() : association->primary;
+    uint32_t vlan = switchport(port).untaggedVlan[mode];
+    return vlanExists(vlan) ? vlan : 1;
+}
+
+bool portMayRegister(uint32_t port, uint32_t vlan)
+{
+    if (privatePort(port) || switchportMode(port) == MODE_ACCESS)
+        return false;
+    return switchportMode(port) == MODE_TRUNK ? isAllowed(port, vlan) : !isForbidden(port, vlan);
+}
+
+bool isAdded(uint32_t port, uint32_t vlan)
+{
+    if (!vlanRegistered(port, vlan))
+        return false;
+    return switchportMode(port) == MODE_TRUNK ? vlanIsDynamic(vlan) : participationSet(port, vlan) == PARTICIPATION_AUTO;
+}
+
+/* A port with an association is in no other private VLAN. */
+static bool modeIncludes(uint32_t port, uint32_t vlan)
+{
+    const PrivatePort *association = privatePort(port);
+    if (association && (vlan == association->primary || association->secondaries.contains((uint16_t)vlan)))
+        return true;
+    if (switchportMode(port) == MODE_TRUNK)
+        return isAllowed(port, vlan) && !vlanIsDynamic(vlan) && !(association && privateVlanType(vlan));
+    return !association && vlan == portPvid(port);
+}
+
+bool portInVlan(uint32_t port, uint32_t vlan)
+{
+    if (!interfaceExists(port) || !vlanExists(vlan))
+        return false;
+    bool included = modeDecides(port) ? modeIncludes(port, vlan)
+                                      : participationSet(port, vlan) == PARTICIPATION_INCLUDE;
+    return included || isAdded(port, vlan) || voiceVlan(port) == vlan;
+}
+
+/* In general mode, and for the endpoint that reads the setting. */
+static uint32_t taggingIn(uint32_t port, uint32_t vlan)
+{
+    return valueIn(switchport(port).tagging, vlan, isAdded(port, vlan) ? TAGGED : UNTAGGED);
+}
+
+bool portTags(uint32_t port, uint32_t vlan)
+{
+    if (voiceVlan(port) == vlan && vlan != portPvid(port))
+        return true;
+    if (modeDecides(port))
+        return switchportMode(port) == MODE_TRUNK && vlan != portPvid(port);
+    return taggingIn(port, vlan) == TAGGED;
+}
+
+/* A trunk takes all; other ports whose mode decides are for stations, which send untagged. */
+AcceptedFrames acceptedFrames(uint32_t port)
+{
+    if (modeDecides(port))
+        return switchportMode(port) == MODE_TRUNK ? ACCEPT_ALL : ACCEPT_UNTAGGED;
+    return acceptedFramesSet(port);
+}
+
+bool filtersIngress(uint32_t port)
+{
+    return modeDecides(port) || ingressFilteringSet(port);
+}
+
+/* Lists */
+
+static bool isTaggedMember(uint32_t port, uint32_t vlan)
+{
+    return portInVlan(port, vlan) && portTags(port, vlan);
+}
+
+static bool isUntaggedMember(uint32_t port, uint32_t vlan)
+{
+    return portInVlan(port, vlan) && !portTags(port, vlan);
+}
+
+static bool isNormalAllowed(uint32_t port, uint32_t vlan)
+{
+    return isAllowed(port, vlan) && !privateVlanType(vlan);
+}
+
+/* The VLANs there are of which `holds` is true for the port. */
+static int listVlans(uint32_t port, bool (*holds)(uint32_t port, uint32_t vlan), VlanIdList *list)
+{
+    if (!interfaceExists(port))
+        return OPEN_BAD_ARGUMENT;
+    std::vector<uint16_t> ids = existingVlans();
+    std::erase_if(ids, [&](uint16_t vlan) { return !holds(port, vlan); });
+    setList(list, ids);
+    return OPEN_OK;
+}
+
+void registerMembership()
+{
+    ASK(rpcclt_openapiVlanTaggedSetGet, [](uint32_t vlan, uint32_t port, uint32_t *tagged) {
+        return vlanExists(vlan) && interfaceExists(port) ? store(taggingIn(port, vlan), tagged) : (int)OPEN_BAD_ARGUMENT;
+    });
+    ASK(rpcclt_openapiVlanVIDListGet, [](uint32_t port, VlanIdList *list, uint32_t *count) {
+        int rc = listVlans(port, portInVlan, list);
+        return rc == OPEN_OK ? store(list->count, count) : rc;
+    });
+    ASK(rpcclt_openapiQportsCurrentIngressFilteringGet, ofInterface<filtersIngress>);
+    /* Whatever the mode: where the port's untagged frames go. */
+    ASK(rpcclt_openapiPvlanIntfTrunkNativeVlanGet, ofInterface<portPvid>);
+
+    ASK(rpcclt_openapiDot1qSwPortForbiddenVlanListGet,
+          [](uint32_t port, VlanIdList *list) { return listVlans(port, isForbidden, list); });
+    ASK(rpcclt_openapiDot1qSwPortUntaggedVlanListGet,
+          [](uint32_t port, VlanIdList *list) { return listVlans(port, isUntaggedMember, list); });
+    ASK(rpcclt_openapiDot1qSwPortTaggedVlanListGet,
+          [](uint32_t port, VlanIdList *list) { return listVlans(port, isTaggedMember, list); });
+    ASK(rpcclt_openapiDot1qSwPortDynamicallyAddedVlanListGet,
+          [](uint32_t port, VlanIdList *list) { return listVlans(port, isAdded, list); });
+    ASK(rpcclt_openapiPvlanIntfTrunkAllowedVlanListGet,
+          [](uint32_t port, VlanIdList *list) { return listVlans(port, isNormalAllowed, list); });
+}
