@@ -17,7 +17,7 @@
 . "$root/tools/hosts.sh"
 cd "$root"
 
-port=8080 build='' own='' hosts=0
+port=8080 build='' private='' hosts=0
 switch=()
 while [ $# -gt 0 ]; do
     case $1 in
@@ -26,7 +26,7 @@ while [ $# -gt 0 ]; do
         --stations) number "$1" "${2-}" 0 65536; switch+=("$1" "$2") ;;
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
         --hosts) number "$1" "${2-}" 1 28; hosts=$2 ;;
-        --own-files) own=own; shift; continue ;;
+        --own-files) private=private; shift; continue ;;
         --build) builtIn "${2-}" switching_v2.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
@@ -47,7 +47,7 @@ fi
 
 trap 'finish 0' INT TERM HUP # the normal end
 scratch
-filesOf "$build" $own
+filesOf "$build" $private
 makeSessions
 startSwitch switch "$build" "${switch[@]}" --trace "$run/trace"
 startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" \
@@ -82,7 +82,7 @@ How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $(
 The program's log:                     $files/zt731.log
 END
 [ $hosts = 0 ] || printHostsHelp
-[ "$own" ] || [ "$files" = /tmp ] ||
+[ "$private" ] || [ "$files" = /tmp ] ||
     echo "(The program's files in /tmp belong to another user; this program uses $files instead.)"
 wait -n "${pids[@]}" || true
 cat "$run"/*.log >&2

@@ -58,7 +58,7 @@ def read_meanings(build):
 
 
 def with_meaning(endpoint, operand, text, kind):
-    """The text; behind "OpEN's code" or "OpEN's unit" stands what the number means to the virtual switch."""
+    """The text; after "OpEN's code" or "OpEN's unit" stands what the number means to the virtual switch."""
     found = re.search(r"OpEN's (code|unit)(?! \()", text)
     if not found or kind != "number":
         return text
@@ -417,7 +417,7 @@ def main():
     build, mode = sys.argv[1], (sys.argv[2:] or ["--check"])[0]
     for file in ("api_recorder", "vswitch"):
         if not os.path.exists(os.path.join(build, file)):
-            sys.exit(f"describe.py: there is no {file} in {build}: BUILD is build-test after ./test.sh")
+            sys.exit(f"describe.py: there is no {file} in {build}; BUILD is build-test after ./test.sh")
     meanings.update(read_meanings(build))
     try:
         description = describe(record(os.path.join(build, "api_recorder")), Words(os.path.join(HERE, "words")))

@@ -86,7 +86,7 @@ class Runs:
         reached = value(self.base)
         kinds = {"uint": "number", "uint copy": "number", "int32": "number", "int32 copy": "number",
                  "true": "boolean", "ids": "ids", "ipv4": "ipv4", "text": "text", "long text": "text",
-                 "word": "words", "word or number": "words"}
+                 "name": "words", "name or number": "words"}
         key["type"] = kinds[key["rule"]]
         if key["type"] == "words":
             self.describe_words(key, value)
@@ -101,14 +101,14 @@ class Runs:
     def describe_words(self, key, value):
         """Adds the codes of the words, and whether the key takes a number as well."""
         key["codes"] = {}
-        for row, (code, word) in enumerate(key["words"]):
-            if value(self.of_key(key, f"word{row}")) != code:
+        for row, (code, word) in enumerate(key["names"]):
+            if value(self.of_key(key, f"name{row}")) != code:
                 raise Unclear(f"the word {word} of {key['name']} does not arrive as its code")
             key["codes"][word] = code
-        unknown = value(self.of_key(key, f"word{len(key['words'])}"))
+        unknown = value(self.of_key(key, f"name{len(key['names'])}"))
         if not key["required"] and unknown != key["default"]:
             raise Unclear(f"an unknown word for {key['name']} is not what a missing one is")
-        key["number_too"] = key["rule"] == "word or number"
+        key["number_too"] = key["rule"] == "name or number"
 
     # Operations
 

@@ -90,8 +90,8 @@ static void runWithKeys(const RouteEntry *entry, cJSON *runs)
         runWithValue(entry, "absent", key, {Value::ABSENT}, runs);
         runWithValue(entry, "nothing", key, {Value::NOTHING}, runs);
         runWithValue(entry, "largest", key, {Value::LARGEST}, runs);
-        for (uint32_t row = 0; key.words && row <= key.words->count; row++)
-            runWithValue(entry, "word" + std::to_string(row), key, {Value::WORD, row}, runs);
+        for (uint32_t row = 0; key.names && row <= key.names->count; row++)
+            runWithValue(entry, "name" + std::to_string(row), key, {Value::NAME, row}, runs);
     }
 }
 
@@ -143,12 +143,12 @@ static cJSON *keyRows()
         cJSON_AddNumberToObject(row, "size", key.size);
         cJSON_AddNumberToObject(row, "numberMarker", numberMarker(index));
         cJSON_AddStringToObject(row, "textMarker", textMarker(index).c_str());
-        cJSON *words = key.words ? cJSON_AddArrayToObject(row, "words") : nullptr;
-        for (uint32_t i = 0; words && i < key.words->count; i++) {
-            cJSON *word = cJSON_CreateArray();
-            cJSON_AddItemToArray(word, cJSON_CreateNumber(key.words->rows[i].code));
-            cJSON_AddItemToArray(word, cJSON_CreateString(key.words->rows[i].word));
-            cJSON_AddItemToArray(words, word);
+        cJSON *names = key.names ? cJSON_AddArrayToObject(row, "names") : nullptr;
+        for (uint32_t i = 0; names && i < key.names->count; i++) {
+            cJSON *name = cJSON_CreateArray();
+            cJSON_AddItemToArray(name, cJSON_CreateNumber(key.names->rows[i].code));
+            cJSON_AddItemToArray(name, cJSON_CreateString(key.names->rows[i].name));
+            cJSON_AddItemToArray(names, name);
         }
         cJSON_AddItemToArray(array, row);
     }

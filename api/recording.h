@@ -1,7 +1,7 @@
 /*
  * recording.h - one run of a handler in the recorder: its input (the scenario), and what the handler did.
  *
- * The recorder links the handlers of switching/ with recording_words.cpp, which replaces the request and answer
+ * The recorder links the handlers of switching/ with recording_values.cpp, which replaces the request and answer
  * functions of common/, and with recording_operations.cpp, which replaces the client library. When common/ gets a new
  * function, add it there; until then the recorder does not link.
  */
@@ -23,15 +23,15 @@ struct cJSON;
 struct Key {
     std::string name;
     const char *source = "";          /* "exact", "loose" or "decoded" of the query; "form", "json" or "query-json" */
-    const char *rule = "";            /* how its value is converted: "uint", "text", "word" and so on */
+    const char *rule = "";            /* how its value is converted: "uint", "text", "name" and so on */
     uint32_t size = 0;                /* bytes for a text, with its end */
-    const WordTable *words = nullptr; /* the words its value is compared with */
+    const NameTable *names = nullptr; /* the names its value is compared with */
 };
 
 /* The value of one key in this run. */
 struct Value {
-    enum Kind { USUAL, OTHER, ABSENT, NOTHING, LARGEST, WORD } kind = USUAL;
-    uint32_t word = 0; /* row of the key's words */
+    enum Kind { USUAL, OTHER, ABSENT, NOTHING, LARGEST, NAME } kind = USUAL;
+    uint32_t row = 0; /* of the key's names, for NAME */
 };
 
 /* The value of one output of one operation in this run. */
@@ -73,7 +73,7 @@ struct Recording {
     Scenario scenario;
     std::vector<Call> calls;
     std::vector<Answer> answers;
-    std::set<uint32_t> reported; /* the codes of all word tables from which the handler answered a word */
+    std::set<uint32_t> reported; /* the codes of all tables from which the handler answered a name */
 };
 
 /* The current run, and the keys that the endpoint's handler has read so far, in the order of their first look-up. */

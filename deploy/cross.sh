@@ -79,7 +79,7 @@ fi
 # The emulator is linked statically, so that LD_PRELOAD and LD_LIBRARY_PATH affect only the emulated program. The C
 # library and cJSON come from this machine's arm64 packages. The emulated processor has none of the later extensions.
 need g++ libcjson-dev libgtest-dev libgmock-dev qemu-user-static
-compile build-test "vswitch system_tests" -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
+compile build-test "vswitch program_tests vswitch_tests" -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
 TEST_LAUNCHER="qemu-aarch64-static -cpu cortex-a53" TEST_PROGRAM=$program TEST_LIBRARIES=$aarch64/lib \
     TEST_SANDBOX=$aarch64/lib/libsandbox.so \
     attend ctest --test-dir build-test -L program -j "$(nproc)" --output-on-failure --no-tests=error

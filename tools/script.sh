@@ -147,15 +147,15 @@ compile()
 
 # The program's files: /tmp as the program sees it, and a session
 
-# filesOf BUILD [own]: sets files, the directory that the program uses as /tmp, and preload, the environment for that in
-# lighttpd's notation. files is /tmp, except with "own", or when the program's files in /tmp belong to another user:
+# filesOf BUILD [private]: sets files, the directory that the program uses as /tmp, and preload, the environment for that in
+# lighttpd's notation. files is /tmp, except with "private", or when the program's files in /tmp belong to another user:
 # then it is in the scratch directory.
 filesOf()
 {
     local file
     files=/tmp
     preload=
-    [ "${2-}" != own ] || files=$run/tmp
+    [ "${2-}" != private ] || files=$run/tmp
     for file in /tmp/session /tmp/zt731.log /tmp/zt731.log.old /tmp/devmgr_log_level; do
         if [ -L $file ] || { [ -e $file ] && [ ! -O $file ]; }; then files=$run/tmp; fi
     done

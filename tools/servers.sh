@@ -37,7 +37,7 @@ isServer()
 # ...
 startWebServer()
 {
-    local build tag=switching-$SRANDOM # tells it from another server on that port
+    local build tag=switching-$SRANDOM # distinguishes it from another server on that port
     build=$(cd "$1" && pwd -P)
     mkdir -p "$run/empty"
     for port in $2; do

@@ -22,7 +22,7 @@ openapi-typescript "$root/api/openapi.json" -o switching.d.ts
 attend tsc -p .
 
 scratch
-filesOf "$root/build" own
+filesOf "$root/build" private
 makeSession
 startSwitch switch "$root/build"
 startWebServer "$root/build" "$(anyPorts)" "$preload"

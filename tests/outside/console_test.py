@@ -290,7 +290,7 @@ def main():
             for line in driver.get_log("browser"):
                 if "Content Security Policy" in line["message"]:
                     failed += 1
-                    print("FAILED  the page breaks its own policy:", line["message"])
+                    print("FAILED  the page violates its content security policy:", line["message"])
         finally:
             driver.quit()
     print(f"{len(tests) - failed} passed, {failed} failed")

@@ -17,7 +17,7 @@ need g++ cmake make libcjson-dev lighttpd curl chromium chromium-driver python3-
 build=$root/build
 compile "$build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF
 scratch
-filesOf "$build" own
+filesOf "$build" private
 makeSessions
 startSwitch switch "$build" --trace "$run/trace"
 startWebServer "$build" "$(anyPorts)" "$preload" "$(consoleFor "$build" "$token" "$writer" "$reader")"

@@ -13,7 +13,7 @@ if why=$(cannotHaveHosts); then
 fi
 
 scratch
-filesOf "$build" own
+filesOf "$build" private
 makeSession
 x=swt$$- # prefix of the namespaces
 plugHosts 0 4

@@ -8,7 +8,7 @@ builtIn "${1-}" switching_v2.cgi vswitch lib/libsandbox.so
 number SECONDS "${2-10}" 1 86400
 seconds=${2-10}
 scratch
-filesOf "$build" own
+filesOf "$build" private
 makeSession admin $'admin\n0\nadmin'
 makeSession rw $'joe\n0\nrw\nrw'
 makeSession ro $'jim\n0\nro\nro'

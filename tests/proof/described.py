@@ -162,14 +162,14 @@ class Operation:
             elif name != "resp":
                 yield ".".join((*path, name)), one
 
-    def request(self, values, rename=lambda key: key.name, besides=()):
+    def request(self, values, rename=lambda key: key.name, extra=()):
         """Query and body with the {key: value}. Further (name, value) pairs stand wherever the program could look."""
-        pairs = [f"{name}={value}" for name, value in besides]
+        pairs = [f"{name}={value}" for name, value in extra]
         place = {where: [(rename(key), values[key]) for key in self.keys if key.place == where and key in values]
                  for where in ("query", "form", "json", "json-query")}
         query = "&".join([f"{name}={value}" for name, value in place["query"]] + pairs)
         known = {key.name.lower() for key in self.keys if key.place == self.json_place}
-        more = {name: value for name, value in besides if name.lower() not in known}
+        more = {name: value for name, value in extra if name.lower() not in known}
         if self.json_place == "json-query":
             query = json.dumps({**dict(place["json-query"]), **more}) + "&" + query
         if self.json_place == "json":

@@ -147,7 +147,7 @@ class Proof:
         step = 250 if self.operation.json_place == "json-query" else len(words)  # a longer query is cut off
         for mark in marks:
             for i in range(0, len(words), step):
-                self.try_values(self.base, besides=[(word, mark) for word in words[i:i + step]])
+                self.try_values(self.base, extra=[(word, mark) for word in words[i:i + step]])
 
     def vary_outputs(self):
         """Each member follows its output and no other."""

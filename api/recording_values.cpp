@@ -1,6 +1,6 @@
 /*
- * recording_words.cpp - replaces the request and answer functions of common/: records which keys a handler reads, gives
- * them the values of the scenario, and records the answer.
+ * recording_values.cpp - replaces the request and answer functions of common/: records which keys a handler reads,
+ * gives them the values of the scenario, and records the answer.
  */
 #include <arpa/inet.h>
 #include <cjson/cJSON.h>
@@ -14,12 +14,12 @@
 
 /* Finds the key, or adds it. */
 static Key &keyOf(const char *name, const char *source, const char *rule, uint32_t size = 0,
-                  const WordTable *words = nullptr)
+                  const NameTable *names = nullptr)
 {
     for (Key &key : keys)
         if (key.name == name && strcmp(key.source, source) == 0)
             return key;
-    keys.push_back({name, source, rule, size, words});
+    keys.push_back({name, source, rule, size, names});
     return keys.back();
 }
 
@@ -59,15 +59,15 @@ static std::string textFor(const Key &key)
 }
 
 /*
- * USUAL: the first word. WORD: the word of that row; OTHER: the last word, if there are several. Everything else is an
- * unknown word: NOTHING, a row behind the last, and OTHER of a single word.
+ * USUAL: the first name. NAME: the name of that row. OTHER: the last name, if there are several. Everything else is an
+ * unknown name: NOTHING, a row after the last, and OTHER of a single name.
  */
-static const char *wordFor(const Key &key)
+static const char *nameFor(const Key &key)
 {
     Value value = valueOf(key);
-    uint32_t row = value.kind == Value::WORD ? value.word : value.kind == Value::OTHER ? key.words->count - 1 : 0;
-    bool known = value.kind != Value::NOTHING && row < key.words->count && !(value.kind == Value::OTHER && row == 0);
-    return known ? key.words->rows[row].word : "no word of these";
+    uint32_t row = value.kind == Value::NAME ? value.row : value.kind == Value::OTHER ? key.names->count - 1 : 0;
+    bool known = value.kind != Value::NOTHING && row < key.names->count && !(value.kind == Value::OTHER && row == 0);
+    return known ? key.names->rows[row].name : "none of these names";
 }
 
 /* The query string */
@@ -83,16 +83,16 @@ uint16_t queryUint16Exact(const char *key)
     return (uint16_t)queryUintExact(key);
 }
 
-uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback)
+uint32_t queryCodeExact(const char *key, const NameTable &names, uint32_t fallback)
 {
-    const Key &known = keyOf(key, "exact", "word", 0, &words);
-    return isGiven(known) ? codeOf(words, wordFor(known), fallback) : fallback;
+    const Key &known = keyOf(key, "exact", "name", 0, &names);
+    return isGiven(known) ? codeOf(names, nameFor(known), fallback) : fallback;
 }
 
-uint32_t queryWordOrUintExact(const char *key, const WordTable &words)
+uint32_t queryCodeOrUintExact(const char *key, const NameTable &names)
 {
-    const Key &known = keyOf(key, "exact", "word or number", 0, &words);
-    return isGiven(known) ? codeOf(words, wordFor(known), 0) : 0;
+    const Key &known = keyOf(key, "exact", "name or number", 0, &names);
+    return isGiven(known) ? codeOf(names, nameFor(known), 0) : 0;
 }
 
 bool queryTextDecoded(const char *key, char *text, uint32_t size)
@@ -118,10 +118,10 @@ bool readParams(std::initializer_list<Param> params)
             const Key &key = keyOf(param.key, source, "text", param.size);
             if (isGiven(key))
                 snprintf(param.text, param.size, "%s", textFor(key).c_str());
-        } else if (param.words) {
-            const Key &key = keyOf(param.key, source, "word", 0, param.words);
+        } else if (param.names) {
+            const Key &key = keyOf(param.key, source, "name", 0, param.names);
             if (isGiven(key))
-                *param.number = codeOf(*param.words, wordFor(key), *param.number);
+                *param.number = codeOf(*param.names, nameFor(key), *param.number);
         } else {
             const Key &key = keyOf(param.key, source, "uint");
             if (isGiven(key))
@@ -141,7 +141,7 @@ static const char *ruleName(Member::Rule rule)
     case Member::SATURATED: return "uint copy";
     case Member::TEXT: return "text";
     case Member::LONG_TEXT: return "long text";
-    case Member::WORD: return "word";
+    case Member::CODE: return "name";
     case Member::TRUE_LITERAL: return "true";
     case Member::IPV4: return "ipv4";
     case Member::VLAN_IDS: return "ids";
@@ -172,7 +172,7 @@ static void storeMember(const Key &key, const Member &member)
     case Member::IPV4: *number = numberFor(key); break;
     case Member::TEXT: snprintf((char *)member.value, member.size, "%s", textFor(key).c_str()); break;
     case Member::LONG_TEXT: storeLongText(key, (LongText *)member.value); break;
-    case Member::WORD: *number = codeOf(*member.words, wordFor(key), *number); break;
+    case Member::CODE: *number = codeOf(*member.names, nameFor(key), *number); break;
     case Member::TRUE_LITERAL: *number = valueOf(key).kind == Value::USUAL ? 1 : 0; break;
     case Member::VLAN_IDS: storeIds(key, (VlanIdList *)member.value); break;
     }
@@ -183,7 +183,7 @@ bool parseBody(std::initializer_list<Member> members)
     const char *source = recording.scenario.method == "DELETE" ? "query-json" : "json";
     bool complete = recording.scenario.body;
     for (const Member &member : members) {
-        const Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, member.words);
+        const Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, member.names);
         if (recording.scenario.body && isGiven(key))
             storeMember(key, member);
         else if (member.required)
@@ -210,11 +210,11 @@ static cJSON *idsOf(const VlanIdList &list)
     return ids;
 }
 
-static cJSON *wordValue(const Datum &datum)
+static cJSON *nameValue(const Datum &datum)
 {
-    for (uint32_t row = 0; row < datum.words->count; row++)
-        recording.reported.insert(datum.words->rows[row].code);
-    return cJSON_CreateString(wordOf(*datum.words, datum.code, datum.text));
+    for (uint32_t row = 0; row < datum.names->count; row++)
+        recording.reported.insert(datum.names->rows[row].code);
+    return cJSON_CreateString(nameOf(*datum.names, datum.code, datum.text));
 }
 
 static cJSON *addressValue(uint32_t address)
@@ -237,7 +237,7 @@ static cJSON *valueOf(const Datum &datum)
     switch (datum.kind) {
     case Datum::NUMBER: return cJSON_CreateNumber(datum.number);
     case Datum::STRING: return cJSON_CreateString(datum.text);
-    case Datum::WORD: return wordValue(datum);
+    case Datum::NAME: return nameValue(datum);
     case Datum::BOOLEAN: return cJSON_CreateBool(datum.code != 0);
     case Datum::YES_NO: return cJSON_CreateString(datum.code ? "true" : "false");
     case Datum::IPV4: return addressValue(datum.code);
