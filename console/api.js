@@ -114,7 +114,7 @@ export async function traceSince(end) {
  * no virtual switch or the session may only read.
  */
 export async function command(words) {
-  const answer = await fetch('command', {method: words ? 'POST' : 'GET', headers: {Session: session()}, cache: 'no-store',
+  const answer = await fetch('vswitch', {method: words ? 'POST' : 'GET', headers: {Session: session()}, cache: 'no-store',
                                          body: words || undefined});
   const text = (await answer.text()).trim();
   if (words) dispatchEvent(new Event('written'));
