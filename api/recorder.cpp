@@ -135,7 +135,7 @@ static cJSON *describeKeys()
         for (uint32_t i = 0; words && i < key.words->count; i++) {
             cJSON *word = cJSON_CreateArray();
             cJSON_AddItemToArray(word, cJSON_CreateNumber(key.words->rows[i].code));
-            cJSON_AddItemToArray(word, cJSON_CreateString(key.words->rows[i].word));
+            cJSON_AddItemToArray(word, cJSON_CreateString(key.words->rows[i].name));
             cJSON_AddItemToArray(words, word);
         }
         cJSON_AddItemToArray(array, row);

@@ -25,7 +25,7 @@ struct Key {
     const char *source = "";          /* "exact", "loose" or "decoded" of the query; "form", "json" or "query-json" */
     const char *rule = "";            /* what its value becomes: "uint", "text", "word" and so on */
     uint32_t size = 0;                /* of the storage of a text, with its end */
-    const WordTable *words = nullptr; /* the words it is compared with */
+    const NameTable *words = nullptr; /* the words it is compared with */
 };
 
 /* What one key is in this run; Value::USUAL where nothing else is said. */

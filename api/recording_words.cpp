@@ -13,7 +13,7 @@
 
 /* The key, noted when it is new. */
 static Key &keyOf(const char *name, const char *source, const char *rule, uint32_t size = 0,
-                  const WordTable *words = nullptr)
+                  const NameTable *words = nullptr)
 {
     for (Key &key : keys)
         if (key.name == name && strcmp(key.source, source) == 0)
@@ -61,7 +61,7 @@ static const char *wordFor(const Key &key)
     Value value = valueOf(key);
     uint32_t row = value.kind == Value::WORD ? value.word : value.kind == Value::OTHER ? key.words->count - 1 : 0;
     bool known = value.kind != Value::NOTHING && row < key.words->count && !(value.kind == Value::OTHER && row == 0);
-    return known ? key.words->rows[row].word : "no word of these";
+    return known ? key.words->rows[row].name : "no word of these";
 }
 
 /* The query string */
@@ -77,13 +77,13 @@ uint16_t queryUint16Exact(const char *key)
     return (uint16_t)queryUintExact(key);
 }
 
-uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback)
+uint32_t queryCodeExact(const char *key, const NameTable &words, uint32_t fallback)
 {
     const Key &seen = keyOf(key, "exact", "word", 0, &words);
     return isThere(seen) ? codeOf(words, wordFor(seen), fallback) : fallback;
 }
 
-uint32_t queryWordOrUintExact(const char *key, const WordTable &words)
+uint32_t queryCodeOrUintExact(const char *key, const NameTable &words)
 {
     const Key &seen = keyOf(key, "exact", "word or number", 0, &words);
     return isThere(seen) ? codeOf(words, wordFor(seen), 0) : 0;
@@ -112,10 +112,10 @@ bool readParams(std::initializer_list<Param> params)
             const Key &key = keyOf(param.key, source, "text", param.size);
             if (isThere(key))
                 snprintf(param.text, param.size, "%s", textFor(key).c_str());
-        } else if (param.words) {
-            const Key &key = keyOf(param.key, source, "word", 0, param.words);
+        } else if (param.names) {
+            const Key &key = keyOf(param.key, source, "word", 0, param.names);
             if (isThere(key))
-                *param.number = codeOf(*param.words, wordFor(key), *param.number);
+                *param.number = codeOf(*param.names, wordFor(key), *param.number);
         } else {
             const Key &key = keyOf(param.key, source, "uint");
             if (isThere(key))
@@ -135,7 +135,7 @@ static const char *ruleName(Member::Rule rule)
     case Member::SATURATED: return "uint copy";
     case Member::TEXT: return "text";
     case Member::LONG_TEXT: return "long text";
-    case Member::WORD: return "word";
+    case Member::CODE: return "word";
     case Member::TRUE_LITERAL: return "true";
     case Member::IPV4: return "ipv4";
     case Member::VLAN_IDS: return "ids";
@@ -166,7 +166,7 @@ static void takeMember(const Key &key, const Member &member)
     case Member::IPV4: *number = numberFor(key); break;
     case Member::TEXT: snprintf((char *)member.value, member.size, "%s", textFor(key).c_str()); break;
     case Member::LONG_TEXT: takeLongText(key, (LongText *)member.value); break;
-    case Member::WORD: *number = codeOf(*member.words, wordFor(key), *number); break;
+    case Member::CODE: *number = codeOf(*member.names, wordFor(key), *number); break;
     case Member::TRUE_LITERAL: *number = valueOf(key).kind == Value::USUAL ? 1 : 0; break;
     case Member::VLAN_IDS: takeIds(key, (VlanIdList *)member.value); break;
     }
@@ -177,7 +177,7 @@ bool parseBody(std::initializer_list<Member> members)
     const char *source = recording.scenario.method == "DELETE" ? "query-json" : "json";
     bool complete = recording.scenario.body;
     for (const Member &member : members) {
-        const Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, member.words);
+        const Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, member.names);
         if (recording.scenario.body && isThere(key))
             takeMember(key, member);
         else if (member.required)
@@ -206,9 +206,9 @@ static cJSON *idsOf(const VlanIdList &list)
 
 static cJSON *wordValue(const Datum &datum)
 {
-    for (uint32_t row = 0; row < datum.words->count; row++)
-        recording.reported.insert(datum.words->rows[row].code);
-    return cJSON_CreateString(wordOf(*datum.words, datum.code, datum.text));
+    for (uint32_t row = 0; row < datum.names->count; row++)
+        recording.reported.insert(datum.names->rows[row].code);
+    return cJSON_CreateString(nameOf(*datum.names, datum.code, datum.text));
 }
 
 static cJSON *addressValue(uint32_t address)
@@ -231,7 +231,7 @@ static cJSON *valueOf(const Datum &datum)
     switch (datum.kind) {
     case Datum::NUMBER: return cJSON_CreateNumber(datum.number);
     case Datum::STRING: return cJSON_CreateString(datum.text);
-    case Datum::WORD: return wordValue(datum);
+    case Datum::NAME: return wordValue(datum);
     case Datum::BOOLEAN: return cJSON_CreateBool(datum.code != 0);
     case Datum::YES_NO: return cJSON_CreateString(datum.code ? "true" : "false");
     case Datum::IPV4: return addressValue(datum.code);
