@@ -79,7 +79,7 @@ fi
 # The emulator is the statically linked one: LD_PRELOAD and LD_LIBRARY_PATH then mean the emulated program alone. The C
 # library and cJSON are those of this machine's arm64 packages; the processor is one without the later extensions.
 need g++ libcjson-dev libgtest-dev libgmock-dev qemu-user-static
-compile build-test "vswitch system_tests" -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
+compile build-test "vswitch program_tests vswitch_tests" -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
 TEST_LAUNCHER="qemu-aarch64-static -cpu cortex-a53" TEST_PROGRAM=$program TEST_LIBRARIES=$aarch64/lib \
     TEST_SANDBOX=$aarch64/lib/libsandbox.so \
     attend ctest --test-dir build-test -L program -j "$(nproc)" --output-on-failure --no-tests=error

@@ -96,17 +96,17 @@ class Tree:
 
     def finds_fault(self, path, quick):
         """What finds the fault in `path`: the tests of that part first, then, unless it is to be quick, all others."""
-        proof, system = ['tests/proof/proof.py', '--first', self.build], ['env', 'GTEST_FAIL_FAST=1', f'{self.build}/system_tests']
+        proof = ['tests/proof/proof.py', '--first', self.build]
+        unit, program, vswitch = (['env', 'GTEST_FAIL_FAST=1', f'{self.build}/{room}_tests'] for room in ('unit', 'program', 'vswitch'))
         family = os.path.basename(path).removesuffix('.cpp').replace('protected_port', 'protectedport').replace('_', '-')
         description = f'{self.source}/api/openapi.json'
         first = {'switching': [proof + [description, f'/{family}/']],
-                 'vswitch': [system + ['--gtest_filter=Model*:Tables*:VirtualSwitch*']]}.get(
-                     path.split('/')[0], [[f'{self.build}/unit_tests']])
-        rest = [system, proof + [description, '/macal/', '/mvrp/']] if quick else [
+                 'vswitch': [vswitch]}.get(path.split('/')[0], [unit])
+        rest = [program, vswitch, proof + [description, '/macal/', '/mvrp/']] if quick else [
             ['ctest', '--test-dir', self.build, '--stop-on-failure', '-j', str(os.cpu_count())]]
         for command in first + rest:
             if self.run(command, 900) != 0:
-                return next(word for word in map(os.path.basename, command) if word in ('proof.py', 'system_tests', 'unit_tests', 'ctest'))
+                return next(word for word in map(os.path.basename, command) if word in ('proof.py', 'unit_tests', 'program_tests', 'vswitch_tests', 'ctest'))
         return None
 
 
@@ -120,7 +120,7 @@ def main():
     options = arguments.parse_args()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
-    tree = Tree(directory, *(['switching_v2.cgi', 'vswitch', 'sandbox', 'system_tests', 'unit_tests'] if options.quick else []))
+    tree = Tree(directory, *(['switching_v2.cgi', 'vswitch', 'sandbox', 'unit_tests', 'program_tests', 'vswitch_tests'] if options.quick else []))
     candidates = []
     for pattern in sum((PARTS.get(part, [part]) for part in options.parts), []):
         for path in sorted(glob.glob(pattern, root_dir=tree.source)):

@@ -18,15 +18,14 @@
 #include <regex>
 #include <thread>
 
-#include "platform/openclt/wire.h"
 #include "tests/support/driver.h"
+#include "tests/support/rpc.h"
 
 #define OP "rpcclt_openapi"
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-static const std::string header = "Content-Type: application/json\r\n\r\n";
 static const std::string refused = "Status:403\r\n\r\n";
 static const std::string priority = "bridge/dot1d-stp-priority";
 static const std::string priorityData = success(R"("bridge":{"priority":32768})");
@@ -213,16 +212,8 @@ TEST_F(Faults, serverFailsAtTheStart)
 
 /* A server that does what the virtual switch never does. */
 
-static std::string bytesOf(uint32_t value) { return {(const char *)&value, sizeof value}; }
-static std::string frame(const std::string &content) { return bytesOf((uint32_t)content.size()) + content; }
-static std::string reply(int code, const std::string &rest = "") { return frame(bytesOf((uint32_t)code) + rest); }
 static std::string number(uint32_t value) { return "N" + bytesOf(value); }
 static std::string list(size_t used, const std::string &bytes) { return "L" + bytesOf((uint32_t)used) + bytes; }
-
-static std::string text(uint32_t size, uint32_t used, const std::string &bytes)
-{
-    return "T" + bytesOf(size) + bytesOf(used) + bytes;
-}
 
 /* What the server does once it has the request of an operation. */
 struct Script {
@@ -249,7 +240,7 @@ static void serveClient(int listener, const Script &script)
     auto isAsked = [&] { return recv(connection, request, sizeof request, 0) > 0; };
     for (int code : {OPEN_OK, OPEN_FAILED, OPEN_FAILED})
         if (isAsked())
-            sendBytes(connection, {reply(code)});
+            sendBytes(connection, {replyOf(code)});
     if (isAsked())
         sendBytes(connection, script);
     while (script.then == Script::STAYS && isAsked())
@@ -291,7 +282,7 @@ protected:
 
 TEST_F(StrangeServer, answersANumber)
 {
-    const std::string good = reply(0, number(7)), right = success(R"("bridge":{"priority":7})");
+    const std::string good = replyOf(0, number(7)), right = success(R"("bridge":{"priority":7})");
     const std::string failed = failure(10000);
     expectAnswers(priority, {
         {"the number", {good}, right},
@@ -299,20 +290,20 @@ TEST_F(StrangeServer, answersANumber)
         {"half a length", {good.substr(0, 3), Script::HANGS_UP}, failed},
         {"half a frame", {good.substr(0, 7), Script::HANGS_UP}, failed},
         {"half a frame, and stays", {good.substr(0, 10)}, failed},
-        {"drops without an end", {frame(std::string(2000, 'x')), Script::STAYS, 20000}, failed},
-        {"an empty frame", {frame("")}, failed},
-        {"half a code", {frame(std::string(2, 0))}, failed},
-        {"half a number", {reply(0, number(7).substr(0, 3))}, failed},
-        {"a number of another kind", {reply(0, "H" + bytesOf(7))}, failed},
-        {"two numbers", {reply(0, number(7) + number(8))}, failed},
+        {"drops without an end", {messageOf(std::string(2000, 'x')), Script::STAYS, 20000}, failed},
+        {"an empty frame", {messageOf("")}, failed},
+        {"half a code", {messageOf(std::string(2, 0))}, failed},
+        {"half a number", {replyOf(0, number(7).substr(0, 3))}, failed},
+        {"a number of another kind", {replyOf(0, "H" + bytesOf(7))}, failed},
+        {"two numbers", {replyOf(0, number(7) + number(8))}, failed},
         {"two frames", {good + good}, failed},
         {"a frame of 4 GiB", {bytesOf(0xFFFFFFFF) + "xxxx"}, failed},
         {"a frame above the limit", {bytesOf(WIRE_FRAME_MAX + 1) + "xxxx"}, failed},
-        {"a frame at the limit", {frame(std::string(WIRE_FRAME_MAX, 0))}, failed},
-        {"a refusal", {reply(-22)}, failure(10003)},
-        {"a refusal with the number", {reply(-22, number(7))}, failure(10003)},
-        {"a refusal with half of it", {reply(-22, "N")}, failed},
-        {"a code that is none", {reply(1)}, failed},
+        {"a frame at the limit", {messageOf(std::string(WIRE_FRAME_MAX, 0))}, failed},
+        {"a refusal", {replyOf(-22)}, failure(10003)},
+        {"a refusal with the number", {replyOf(-22, number(7))}, failure(10003)},
+        {"a refusal with half of it", {replyOf(-22, "N")}, failed},
+        {"a code that is none", {replyOf(1)}, failed},
     });
 }
 
@@ -320,13 +311,13 @@ TEST_F(StrangeServer, answersAText)
 {
     const std::string full(18, 'A'), failed = failure(10000), head = R"("bridge":{"bridgeAddress":")";
     expectAnswers("bridge/dot1d-base-bridge-address", {
-        {"a text without an end", {reply(0, text(18, 18, full))}, success(head + full + "\"}")},
-        {"an empty text", {reply(0, text(18, 0, ""))}, success(head + "\"}")},
-        {"a text of another size", {reply(0, text(19, 18, full))}, failed},
-        {"more than was offered", {reply(0, text(18, 19, full + "A"))}, failed},
-        {"less than it says", {reply(0, text(18, 18, "A"))}, failed},
-        {"as much as there is no room for", {reply(0, text(18, 0xFFFFFFFF, full))}, failed},
-        {"no size", {reply(0, text(0, 0, ""))}, failed},
+        {"a text without an end", {replyOf(0, textArgument(18, 18, full))}, success(head + full + "\"}")},
+        {"an empty text", {replyOf(0, textArgument(18, 0, ""))}, success(head + "\"}")},
+        {"a text of another size", {replyOf(0, textArgument(19, 18, full))}, failed},
+        {"more than was offered", {replyOf(0, textArgument(18, 19, full + "A"))}, failed},
+        {"less than it says", {replyOf(0, textArgument(18, 18, "A"))}, failed},
+        {"as much as there is no room for", {replyOf(0, textArgument(18, 0xFFFFFFFF, full))}, failed},
+        {"no size", {replyOf(0, textArgument(0, 0, ""))}, failed},
     });
 }
 
@@ -337,11 +328,11 @@ TEST_F(StrangeServer, answersAList)
     const std::string zeros = success(head + longestList("0") + "]}"), none = success(head + "]}");
     const std::string failed = failureLine(10003); /* this endpoint's word for every failure */
     expectAnswers("vlan/vid-list?intfNum=1", {
-        {"more ids than there can be", {reply(0, list(4, count) + number(7))}, zeros},
-        {"as long as it can be", {reply(0, list(longest.size(), longest) + number(7))}, zeros},
-        {"no ids", {reply(0, list(0, "") + number(7))}, none},
-        {"longer than it can be", {reply(0, list(longest.size() + 1, longest + "x") + number(7))}, failed},
-        {"shorter than it says", {reply(0, list(longest.size(), "x"))}, failed},
+        {"more ids than there can be", {replyOf(0, list(4, count) + number(7))}, zeros},
+        {"as long as it can be", {replyOf(0, list(longest.size(), longest) + number(7))}, zeros},
+        {"no ids", {replyOf(0, list(0, "") + number(7))}, none},
+        {"longer than it can be", {replyOf(0, list(longest.size() + 1, longest + "x") + number(7))}, failed},
+        {"shorter than it says", {replyOf(0, list(longest.size(), "x"))}, failed},
     });
 }
 

@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -153,6 +155,19 @@ Outcome finishProcess(Process process)
     return outcome;
 }
 
+int connectTo(const std::string &path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    EXPECT_LT(path.size(), sizeof address.sun_path) << path;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    int connection = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(connection, (sockaddr *)&address, sizeof address), 0) << path << ": " << strerror(errno);
+    timeval limit = {5, 0}; /* a server that does not answer fails the test, and does not stop it */
+    setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    return connection;
+}
+
 /* Compact JSON as the answers' printer sets it. That each byte is what it should be is shown by the proof. */
 static std::string formatted(const std::string &compact)
 {
@@ -198,8 +213,8 @@ std::string failureLine(int code, const std::string &message)
 
 void SwitchTest::SetUp()
 {
-    const auto *info = ::testing::UnitTest::GetInstance()->current_test_info();
-    directory = scratchDirectory() + "/" + info->name();
+    static int tests = 0;
+    directory = scratchDirectory() + "/" + std::to_string(tests++);
     socket = directory + "/vswitch.sock";
     fs::create_directories(tmp("session"));
     writeFile(tmp("session/token"), "admin\n0\n");
@@ -276,8 +291,6 @@ Outcome SwitchTest::run(const Environment &environment, const std::string &body)
 {
     return runProcess(programCommand(), environment, body);
 }
-
-static const std::string header = "Content-Type: application/json\r\n\r\n";
 
 std::string SwitchTest::send(const std::string &method, const std::string &target, const std::string &body)
 {

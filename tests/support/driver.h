@@ -56,13 +56,19 @@ inline Outcome runProcess(const std::vector<std::string> &command, const Environ
     return finishProcess(startProcess(command, environment, input));
 }
 
+/* A connection to the server on a Unix-domain socket. The test fails without one. */
+int connectTo(const std::string &path);
+
 /* A directory of this test process, removed at its end. */
 const std::string &scratchDirectory();
 
 std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 
-/* The tests' idea of the answers. `data` is compact JSON without the outer braces. */
+/* What stands before the body of every answer. */
+inline const std::string header = "Content-Type: application/json\r\n\r\n";
+
+/* The expected bodies. `data` is compact JSON without the outer braces. */
 std::string success(const std::string &data);             /* no line end */
 std::string successLine();                                /* no data, line end */
 std::string failure(int code, const std::string &message = "");     /* no line end; messages of the common codes are known */

@@ -4,7 +4,6 @@
  */
 #include <arpa/inet.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -188,11 +187,7 @@ protected:
 
     void connectHost(int port)
     {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        strcpy(address.sun_path, path(port).c_str());
-        int host = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        ASSERT_EQ(connect(host, (sockaddr *)&address, sizeof address), 0) << strerror(errno);
+        int host = connectTo(path(port));
         if (hosts.contains(port))
             close(hosts[port]);
         received[port].clear();

@@ -3,41 +3,17 @@
  */
 #include <signal.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
 
 #include "tests/support/driver.h"
-#include "wire.h"
+#include "tests/support/rpc.h"
 
 #define OP "rpcclt_openapiDot1d"
 
 class VirtualSwitch : public SwitchTest {
 protected:
-    int connectClient()
-    {
-        int client = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        strcpy(address.sun_path, socket.c_str());
-        EXPECT_EQ(connect(client, (sockaddr *)&address, sizeof address), 0);
-        timeval limit = {5, 0};
-        setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        return client;
-    }
-
-    static std::string frame(const std::string &content)
-    {
-        uint32_t length = (uint32_t)content.size();
-        return std::string((const char *)&length, sizeof length) + content;
-    }
-
-    static std::string call(const std::string &name, const std::string &arguments = "")
-    {
-        return frame(std::string({(char)WIRE_VERSION, (char)name.size()}) + name + arguments);
-    }
-
     /* What the server answers to these bytes; "" when it hangs up. */
     std::string exchange(int client, const std::string &bytes)
     {
@@ -53,7 +29,7 @@ protected:
     void expectAlive() { EXPECT_EQ(send("GET", "bridge/dot1d-stp-priority"), success(R"("bridge":{"priority":32768})")); }
 };
 
-static const std::string okReply = std::string("\4\0\0\0\0\0\0\0", 8);
+static const std::string okReply = replyOf(OPEN_OK);
 
 TEST_F(VirtualSwitch, servesOnItsSocketOnce)
 {
@@ -84,22 +60,22 @@ TEST_F(VirtualSwitch, takesTheSocketOfOneThatDied)
 TEST_F(VirtualSwitch, survivesBadClients)
 {
     const std::string check = "rpcclt_openapiConnectivityCheck";
-    for (const std::string &bytes : {std::string("\xFF\xFF\xFF\xFF"), frame(""), frame("\1"), frame({2, 0}), frame("\1\xFFxx"),
-                                     call(check, std::string("n\1\0\0\0", 5)), call("rpcclt_openapiDot1dBaseNumPortsGet"),
-                                     call("rpcclt_openapiDot1dBaseNumPortsGet", std::string("n\1\0\0\0", 5)),
-                                     call("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\xFF\xFF\xFF\xFF\0\0\0\0", 9)),
-                                     call("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\2\0\0\0\3\0\0\0abc", 12))}) {
-        int client = connectClient();
+    for (const std::string &bytes : {std::string("\xFF\xFF\xFF\xFF"), messageOf(""), messageOf("\1"), messageOf({2, 0}), messageOf("\1\xFFxx"),
+                                     callOf(check, std::string("n\1\0\0\0", 5)), callOf("rpcclt_openapiDot1dBaseNumPortsGet"),
+                                     callOf("rpcclt_openapiDot1dBaseNumPortsGet", std::string("n\1\0\0\0", 5)),
+                                     callOf("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\xFF\xFF\xFF\xFF\0\0\0\0", 9)),
+                                     callOf("rpcclt_openapiDot1dBaseBridgeAddressGet", std::string("T\2\0\0\0\3\0\0\0abc", 12))}) {
+        int client = connectTo(socket);
         EXPECT_EQ(exchange(client, bytes), "");
         close(client);
     }
-    int client = connectClient();
-    std::string unknown = exchange(client, call("rpcclt_openapiNoSuchThing"));
-    EXPECT_EQ(unknown, std::string("\4\0\0\0\xE3\xFF\xFF\xFF", 8)); /* -29 */
-    EXPECT_EQ(exchange(client, call(check)), okReply);
+    int client = connectTo(socket);
+    std::string unknown = exchange(client, callOf("rpcclt_openapiNoSuchThing"));
+    EXPECT_EQ(unknown, replyOf(-29));
+    EXPECT_EQ(exchange(client, callOf(check)), okReply);
     ::send(client, "\x40\0\0\0half", 8, MSG_NOSIGNAL); /* a request that never ends */
-    int other = connectClient();
-    EXPECT_EQ(exchange(other, call(check)), okReply);
+    int other = connectTo(socket);
+    EXPECT_EQ(exchange(other, callOf(check)), okReply);
     close(client);
     close(other);
     expectAlive();
@@ -110,12 +86,12 @@ TEST_F(VirtualSwitch, servesManyClientsAtOnce)
     std::vector<int> clients;
     clients.reserve(300);
     for (int i = 0; i < 300; i++)
-        clients.push_back(connectClient());
+        clients.push_back(connectTo(socket));
     for (int round = 0; round < 3; round++)
         for (int client : clients)
-            ASSERT_EQ(exchange(client, call("rpcclt_openapiConnectivityCheck")), okReply);
+            ASSERT_EQ(exchange(client, callOf("rpcclt_openapiConnectivityCheck")), okReply);
     /* two requests in one go get two answers */
-    std::string twice = call("rpcclt_openapiConnectivityCheck") + call("rpcclt_openapiConnectivityCheck");
+    std::string twice = callOf("rpcclt_openapiConnectivityCheck") + callOf("rpcclt_openapiConnectivityCheck");
     std::string answers = exchange(clients[0], twice);
     if (answers == okReply)
         answers += exchange(clients[0], "");
@@ -231,12 +207,12 @@ TEST_F(VirtualSwitch, waitsForNoReaderOfItsTrace)
     stopSwitch();
     Process unread = launchSwitch({"--trace", "-"});
     char bytes[65536];
-    int client = connectClient();
+    int client = connectTo(socket);
     const std::string list = std::string("\0\x10\0\0", 4) + std::string(8192, '\x11'); /* a line of 20 KB */
-    const std::string asked = call("rpcclt_openapiDot1qApiPrivateVlanAssocAdd", std::string("n\1\0\0\0l\4\x20\0\0", 10) + list);
+    const std::string asked = callOf("rpcclt_openapiDot1qApiPrivateVlanAssocAdd", std::string("n\1\0\0\0l\4\x20\0\0", 10) + list);
     const int calls = 70;
     for (int i = 0; i < calls; i++)
-        ASSERT_EQ(exchange(client, asked), std::string("\4\0\0\0\xEA\xFF\xFF\xFF", 8)) << i; /* -22 */
+        ASSERT_EQ(exchange(client, asked), replyOf(-22)) << i;
 
     std::string trace;
     for (size_t told; (told = trace.find(" lines are missing here: nobody took them)\n")) == std::string::npos;) {
@@ -270,16 +246,16 @@ TEST_F(VirtualSwitch, countsAnyTimeAtOnce)
 /* What many clients leave unfinished is bounded; whoever is quick, or wants little, is served meanwhile. */
 TEST_F(VirtualSwitch, holdsSoMuchAndNoMore)
 {
-    const std::string huge = call("rpcclt_openapiNoSuchThing", std::string(WIRE_FRAME_MAX - 64, 'x'));
-    const std::string check = call("rpcclt_openapiConnectivityCheck");
-    int small = connectClient();
+    const std::string huge = callOf("rpcclt_openapiNoSuchThing", std::string(WIRE_FRAME_MAX - 64, 'x'));
+    const std::string check = callOf("rpcclt_openapiConnectivityCheck");
+    int small = connectTo(socket);
     ::send(small, check.data(), 3, MSG_NOSIGNAL);
     std::vector<int> clients;
     for (int i = 0; i < 24; i++) {
-        clients.push_back(connectClient());
+        clients.push_back(connectTo(socket));
         ::send(clients.back(), huge.data(), huge.size() - 1, MSG_NOSIGNAL);
     }
-    EXPECT_EQ(exchange(clients.back(), "x"), std::string("\4\0\0\0\xE3\xFF\xFF\xFF", 8));
+    EXPECT_EQ(exchange(clients.back(), "x"), replyOf(-29));
     EXPECT_EQ(exchange(small, check.substr(3)), okReply);
     long kept = 0;
     for (int client : clients) {
