@@ -246,7 +246,7 @@ TEST_F(VirtualSwitch, countsAnyTimeAtOnce)
 /* What many clients leave unfinished is bounded; whoever is quick, or wants little, is served meanwhile. */
 TEST_F(VirtualSwitch, holdsSoMuchAndNoMore)
 {
-    const std::string huge = callOf("rpcclt_openapiNoSuchThing", std::string(WIRE_FRAME_MAX - 64, 'x'));
+    const std::string huge = callOf("rpcclt_openapiNoSuchThing", std::string(WIRE_MESSAGE_MAX - 64, 'x'));
     const std::string check = callOf("rpcclt_openapiConnectivityCheck");
     int small = connectTo(socket);
     ::send(small, check.data(), 3, MSG_NOSIGNAL);

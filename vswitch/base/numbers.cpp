@@ -12,8 +12,6 @@
 #include <algorithm>
 #include <map>
 
-#include "vswitch/base/messages.h"
-
 static const std::vector<Meaning> &meanings()
 {
     static const std::vector<Meaning> all = {
@@ -148,7 +146,7 @@ std::string operationsText(const std::string &part)
         for (size_t i = 0; i < operation.parameters.size(); i++) {
             char line[64];
             snprintf(line, sizeof line, "    %-18s %-5s %-7s", operation.parameters[i],
-                     isReturned((WireTag)operation.tags[i]) ? "inout" : "in", typeOf(operation.tags[i]));
+                     wireIsReturned((WireTag)operation.tags[i]) ? "inout" : "in", typeOf(operation.tags[i]));
             const Meaning *meaning = meaningOf(operation, i);
             text += meaning ? std::string(line) + " " + meaningText(*meaning) : line;
             text.erase(text.find_last_not_of(' ') + 1) += "\n";
@@ -167,7 +165,7 @@ static std::string parameterJson(const Operation &operation, size_t i)
 {
     const Meaning *meaning = meaningOf(operation, i);
     return "{" + member("name", operation.parameters[i]) + ", " +
-           member("direction", isReturned((WireTag)operation.tags[i]) ? "inout" : "in") + ", " +
+           member("direction", wireIsReturned((WireTag)operation.tags[i]) ? "inout" : "in") + ", " +
            member("type", typeOf(operation.tags[i])) + (meaning ? ", " + member("meaning", meaning->type) : "") + "}";
 }
 

@@ -78,7 +78,7 @@ static std::string traceText(const Operation &operation, const Arguments &argume
 {
     std::string text;
     for (size_t i = 0; i < arguments.size(); i++)
-        if (!onlyReturned || isReturned(arguments[i].tag))
+        if (!onlyReturned || wireIsReturned(arguments[i].tag))
             text += std::string(" ") + operation.parameters[i] + "=" + valueText(operation, i, arguments[i]);
     return text;
 }
@@ -130,10 +130,10 @@ static Reply answerOperation(const Operation &operation, std::string_view rest, 
     return reply;
 }
 
-static Reply answerControl(std::string_view rest)
+static Reply answerCommand(MessageSource rest)
 {
     Arguments arguments;
-    if (!takeArguments(rest, std::string(1, WIRE_TEXT), &arguments))
+    if (!takeArguments(rest, {WIRE_TEXT}, &arguments))
         return refuse("a command came in another form than this build's");
     std::string answer;
     CommandOutcome outcome = runCommand(textOf(&arguments[0].text), &answer);
@@ -149,18 +149,20 @@ static Reply answerControl(std::string_view rest)
 
 Reply answerRequest(std::string_view request, pid_t client)
 {
-    std::string_view head = takeBytes(&request, 2);
-    if (head.empty())
-        return refuse("a request without a head");
-    if (head[0] != WIRE_VERSION)
-        return refuse("a request of protocol version %d; this build speaks %d", head[0], WIRE_VERSION);
-    if (request.size() < (uint8_t)head[1])
-        return refuse("a request that ends within its name");
-    std::string name(takeBytes(&request, (uint8_t)head[1]));
+    MessageSource source = {request};
+    WireHead head;
+    if (!wireTake(source, &head))
+        return refuse("a request ends within its head");
+    if (head.version != WIRE_VERSION)
+        return refuse("a request has protocol version %d; this build speaks %d", head.version, WIRE_VERSION);
+    const char *bytes = source.take(head.nameLength);
+    if (!bytes)
+        return refuse("a request ends within the operation's name");
+    std::string name(bytes, head.nameLength);
     if (name == WIRE_CONTROL)
-        return answerControl(request);
+        return answerCommand(source);
     if (const Operation *operation = findOperation(name))
-        return answerOperation(*operation, request, client);
+        return answerOperation(*operation, source, client);
 
     Reply reply;
     printError("no operation of the name " + quoted(name) + ": client and server are of different builds");

@@ -10,7 +10,6 @@
 #include <list>
 
 #include "vswitch/base/commands.h"
-#include "vswitch/base/messages.h"
 #include "vswitch/base/numbers.h"
 
 static std::map<std::string, std::list<Fault>> faults; /* by operation, "*" for all; the one given last is first */
@@ -208,7 +207,7 @@ static CommandOutcome readParameter(const Operation &operation, const std::strin
                                             parameterNames(operation) + "), nor is it code, times or delay");
     if (!isValue(operation, parameter, value))
         return refuseArg(answer, arg, "\"" + value + "\" is no value of " + name + " (see \"operations\")");
-    (sent || !isReturned((WireTag)operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
+    (sent || !wireIsReturned((WireTag)operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
     return COMMAND_DONE;
 }
 

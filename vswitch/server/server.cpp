@@ -26,7 +26,7 @@
 #include "wire.h"
 
 /* What all clients together may have sent or be owed; several times what a request can be long. */
-static const size_t HELD_MAX = (size_t)4 * WIRE_FRAME_MAX;
+static const size_t HELD_MAX = (size_t)4 * WIRE_MESSAGE_MAX;
 
 struct Client {
     int socket;
@@ -52,7 +52,7 @@ static bool hasRequest(const Client &client, uint32_t *length)
     if (client.input.size() < sizeof *length)
         return false;
     memcpy(length, client.input.data(), sizeof *length);
-    return *length > WIRE_FRAME_MAX || client.input.size() - sizeof *length >= *length;
+    return *length > WIRE_MESSAGE_MAX || client.input.size() - sizeof *length >= *length;
 }
 
 /* Whether it has to get its answer before anything else is done for it. */
@@ -76,7 +76,7 @@ static void trim(std::string *bytes)
 /* Serves the client's next request. False when it must be hung up on at once. */
 static bool serveRequest(Client *client, uint32_t length)
 {
-    if (length > WIRE_FRAME_MAX) {
+    if (length > WIRE_MESSAGE_MAX) {
         printError("a client sent what is no request");
         return false;
     }
