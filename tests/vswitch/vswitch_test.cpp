@@ -35,7 +35,7 @@ TEST_F(VirtualSwitch, servesOnItsSocketOnce)
 {
     Outcome second = runProcess(switchCommand({"serve"}));
     EXPECT_EQ(second.exitStatus, 1);
-    EXPECT_EQ(second.errors, "vswitch: somebody serves on " + socket + "; stop him or choose another path\n");
+    EXPECT_EQ(second.errors, "vswitch: another process is serving on " + socket + "; stop it or choose another path\n");
     expectAlive();
     stopSwitch(); /* checks for exit status 0 */
     EXPECT_EQ(access(socket.c_str(), F_OK), -1);
@@ -201,7 +201,7 @@ TEST_F(VirtualSwitch, tracesWhoAsked)
               "[" + std::to_string(asking.pid) + "] " OP "StpPriorityGet value=0 -> 0 value=32768\n");
 }
 
-/* Nobody reads the trace: the switch goes on, and tells how much is missing once somebody does. */
+/* The trace has no reader: the switch goes on, and a notice says how many lines were dropped. */
 TEST_F(VirtualSwitch, waitsForNoReaderOfItsTrace)
 {
     stopSwitch();
@@ -215,7 +215,7 @@ TEST_F(VirtualSwitch, waitsForNoReaderOfItsTrace)
         ASSERT_EQ(exchange(client, asked), replyOf(-22)) << i;
 
     std::string trace;
-    for (size_t told; (told = trace.find(" lines are missing here: nobody took them)\n")) == std::string::npos;) {
+    while (trace.find(" lines dropped: the reader was too slow)\n") == std::string::npos) {
         ssize_t got = read(unread.output, bytes, sizeof bytes);
         ASSERT_GT(got, 0);
         trace.append(bytes, (size_t)got);
