@@ -31,12 +31,12 @@ static const char synopsis[] =
     "    --station-vlans N                 VLANs 1 to N exist at start and share the stations (1)\n"
     "    --trace FILE                      write a line for every operation (- is standard output):\n"
     "      [4711] OPERATION NAME=VALUE... -> CODE NAME=VALUE...\n"
-    "      process of the client, what was sent, the result, what was returned. A text is [size]\"bytes\", a VLAN list\n"
-    "      its count and as many ids, 2(10 20), an IPv4 address 192.0.2.1.\n"
+    "      client's process, values sent, result, values returned. A text is [size]\"bytes\", a VLAN list is its\n"
+    "      count and the ids, 2(10 20), an IPv4 address is 192.0.2.1.\n"
     "    --trace-no-start                  without the three calls that the program makes at its start\n"
     "    --plug PORT=tap:NAME              plug in a TAP interface of this machine; it is created if it is missing\n"
-    "    --plug PORT=unix:PATH             let a host connect there; its length precedes a frame: 32 bits, big endian\n"
-    "      Port 0 is the management port. Once something is plugged in, all traffic is real.\n"
+    "    --plug PORT=unix:PATH             let a host connect there; a frame follows its length: 32 bits, big endian\n"
+    "      Port 0 is the management port. With the first plug, all traffic is real.\n"
     "\n"
     "  vswitch [OPTIONS] COMMAND [ARG...] send a command to a running switch\n"
     "    --socket PATH                     its socket (OPENCLT_SOCKET in the environment, or " WIRE_DEFAULT_SOCKET ")\n"
@@ -94,12 +94,11 @@ static bool readOptions(int argc, char **argv, Options *options)
 {
     enum { SOCKET, PORTS, STATIONS, STATION_VLANS, SILENT, TRACE, TRACE_NO_START, PLUG, HELP, VERSION };
     static const option names[] = {
-        {"socket", required_argument, nullptr, SOCKET},     {"ports", required_argument, nullptr, PORTS},
-        {"stations", required_argument, nullptr, STATIONS}, {"station-vlans", required_argument, nullptr, STATION_VLANS},
-        {"silent", required_argument, nullptr, SILENT},
-        {"trace", required_argument, nullptr, TRACE},       {"trace-no-start", no_argument, nullptr, TRACE_NO_START},
-        {"help", no_argument, nullptr, HELP},               {"version", no_argument, nullptr, VERSION},
-        {"plug", required_argument, nullptr, PLUG},         {nullptr, 0, nullptr, 0},
+        {"socket", required_argument, nullptr, SOCKET}, {"ports", required_argument, nullptr, PORTS},
+        {"stations", required_argument, nullptr, STATIONS}, {"silent", required_argument, nullptr, SILENT},
+        {"station-vlans", required_argument, nullptr, STATION_VLANS}, {"plug", required_argument, nullptr, PLUG},
+        {"trace", required_argument, nullptr, TRACE}, {"trace-no-start", no_argument, nullptr, TRACE_NO_START},
+        {"help", no_argument, nullptr, HELP}, {"version", no_argument, nullptr, VERSION}, {nullptr, 0, nullptr, 0},
     };
     for (int found; (found = getopt_long(argc, argv, "+", names, nullptr)) != -1;) {
         switch (found) {

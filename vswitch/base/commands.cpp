@@ -18,7 +18,7 @@ void registerCommands(std::span<const Command> commands)
         registry().push_back(&command);
 }
 
-const Command *findCommand(const std::string &name)
+static const Command *findCommand(const std::string &name)
 {
     for (const Command *command : registry())
         if (name == command->name || (command->formerName && name == command->formerName))

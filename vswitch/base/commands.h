@@ -42,9 +42,6 @@ void registerCommands(std::span<const Command> commands);
 /* The commands as --help shows them. */
 std::string commandHelp();
 
-/* The command of that name or former name, null when there is none. */
-const Command *findCommand(const std::string &name);
-
 /* Splits a line into arguments at blanks; '...', "..." and \ quote as in a shell. False when a quote does not end. */
 bool splitArgs(const std::string &line, Args *args);
 

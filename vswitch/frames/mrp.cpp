@@ -2,8 +2,8 @@
  * mrp.cpp - MVRP and GVRP (IEEE 802.1Q). Both register VLANs in the same way; only their PDUs differ.
  *
  * A port declares its configured VLANs and those that neighbours registered on other ports. It sends this when it
- * changes, after a LeaveAll, and every second while MVRP's periodic state machine is on. A VLAN that a neighbour leaves,
- * or does not declare again after a LeaveAll, stays registered until the port's leave timer ends.
+ * changes, after a LeaveAll, and every second while MVRP's periodic state machine is on. A VLAN that a neighbour
+ * leaves, or does not declare again after a LeaveAll, stays registered until the port's leave timer ends.
  */
 #include "vswitch/frames/mrp.h"
 

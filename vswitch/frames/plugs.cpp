@@ -1,9 +1,9 @@
 /*
  * plugs.cpp - connects hosts to ports, receives their frames, and sends frames to them.
  *
- * No host can make the others wait: a turn reads at most TURN_BYTES from a socket or TURN_FRAMES from an interface, and a
- * socket's queue holds at most QUEUE_BYTES. A port that the switch has shut has no carrier: an interface shows it to its
- * host; a socket's host is disconnected, and cannot connect until the port is up again.
+ * No host can make the others wait: a turn reads at most TURN_BYTES from a socket or TURN_FRAMES from an interface, and
+ * a socket's queue holds at most QUEUE_BYTES. A port that the switch has shut has no carrier: an interface shows it to
+ * its host; a socket's host is disconnected, and cannot connect until the port is up again.
  */
 #include "vswitch/frames/plugs.h"
 
@@ -154,7 +154,7 @@ static size_t readSocket(Plug *plug, size_t most)
         plug->input.append(bytes, (size_t)got);
         if (receiveFrames(plug))
             return (size_t)got;
-        printError("port " + std::to_string(plug->port) + ": its host sent a frame of invalid length; disconnecting it");
+        printError("port " + std::to_string(plug->port) + ": its host sent an invalid length; disconnecting it");
     }
     disconnect(plug);
     return 0;

@@ -2,8 +2,8 @@
  * plugs.h - hosts in the virtual switch's ports: TAP interfaces of this machine, and sockets (for tests and virtual
  * machines). Everything that a host sends is untrusted.
  *
- * While nothing is plugged in, links, stations and counters are simulated. With the first plug, all traffic is real, and
- * a port with nothing in it is down.
+ * While nothing is plugged in, links, stations and counters are simulated. With the first plug, all traffic is real,
+ * and a port with nothing in it is down.
  */
 #ifndef VSWITCH_PLUGS_H
 #define VSWITCH_PLUGS_H
@@ -16,8 +16,8 @@
 #include "vswitch/frames/frame.h"
 
 /*
- * Plugs "PORT=tap:NAME" (creates the interface if it is missing) or "PORT=unix:PATH" (listens there for one host; its
- * length precedes each frame: 32 bits, big endian). False: *wrong says why.
+ * Plugs "PORT=tap:NAME" (creates the interface if it is missing) or "PORT=unix:PATH" (listens there for one host;
+ * each frame follows its length: 32 bits, big endian). False: *wrong says why.
  */
 bool plugPort(const std::string &plug, std::string *wrong);
 
