@@ -48,7 +48,7 @@ Operation *findOperation(const std::string &name);
 /* The same for a name in a table: ends the process with a message when there is none. */
 Operation &operationNamed(const std::string &name);
 
-/* Is it one of the three operations that the program calls at its start, before it reads the request? */
+/* Is it one of the three operations that the program calls at its start, before the request is handled? */
 bool isStartCall(const Operation &operation);
 
 template <class T> T argumentAs(Argument &argument)

@@ -31,7 +31,7 @@ int connectTo(const char *path)
 {
     sockaddr_un address;
     int client = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
-    timeval limit = {5, 0}; /* also if the server hangs */
+    timeval limit = {5, 0}; /* a server that hangs must not block its client */
     if (client >= 0) {
         setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         setsockopt(client, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);

@@ -1,5 +1,5 @@
 /*
- * trace.h - what the virtual switch writes while it runs: the trace of what it was asked and did, and errors.
+ * trace.h - what the virtual switch writes while it runs: the trace, and error messages.
  */
 #ifndef VSWITCH_TRACE_H
 #define VSWITCH_TRACE_H
