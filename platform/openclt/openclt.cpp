@@ -95,7 +95,7 @@ template <class T> static void takeArgument(Message *, const T &) {}
 
 template <class T> static void takeArgument(Message *message, T *const &value)
 {
-    if (!message->broken && !(wireTakeTag(*message, WireTagOf<T *>::tag) && wireTakeValue(*message, value)))
+    if (!message->broken && !(wireTakeTag(*message, WireTagOf<T *>::tag) && wireTake(*message, value)))
         message->broken = true;
 }
 

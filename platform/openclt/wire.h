@@ -112,46 +112,34 @@ template <class Source> bool wireTakeTrimmed(Source &from, void *bytes, uint32_t
     return true;
 }
 
-/* The value of an argument, by its type. A text is taken only into a buffer of the size that was sent. */
+/* Texts and lists. Takes a text only into a buffer of the size that was sent. */
 
-template <class Sink, class T> void wirePutValue(Sink &to, const T &value)
-{
-    wirePut(to, value);
-}
-
-template <class Sink> void wirePutValue(Sink &to, const OpenBufferDesc &text)
+template <class Sink> void wirePut(Sink &to, const OpenBufferDesc &text)
 {
     wirePut(to, text.size);
     wirePutTrimmed(to, text.bytes, text.size);
 }
 
-template <class Sink> void wirePutValue(Sink &to, const VlanIdList &list)
+template <class Sink> void wirePut(Sink &to, const VlanIdList &list)
 {
     wirePutTrimmed(to, &list, sizeof list);
 }
 
-template <class Source, class T> bool wireTakeValue(Source &from, T *value)
-{
-    return wireTake(from, value);
-}
-
-template <class Source> bool wireTakeValue(Source &from, OpenBufferDesc *text)
+template <class Source> bool wireTake(Source &from, OpenBufferDesc *text)
 {
     uint32_t size;
     return wireTake(from, &size) && size == text->size && wireTakeTrimmed(from, text->bytes, size);
 }
 
-template <class Source> bool wireTakeValue(Source &from, VlanIdList *list)
+template <class Source> bool wireTake(Source &from, VlanIdList *list)
 {
     return wireTakeTrimmed(from, list, sizeof *list);
 }
 
-/* An argument: its tag and its value. */
-
 template <class Sink, class T> void wirePutArgument(Sink &to, WireTag tag, const T &value)
 {
     wirePut(to, tag);
-    wirePutValue(to, value);
+    wirePut(to, value);
 }
 
 template <class Source> bool wireTakeTag(Source &from, WireTag tag)

@@ -61,7 +61,7 @@ static bool takeArgument(MessageSource *from, WireTag tag, Argument *argument)
         return false;
     if (tag == WIRE_LIST || tag == WIRE_LISTREF)
         argument->list = std::make_unique<VlanIdList>();
-    return withValue(*argument, [=](auto &value) { return wireTakeValue(*from, &value); });
+    return withValue(*argument, [=](auto &value) { return wireTake(*from, &value); });
 }
 
 bool takeArguments(MessageSource from, const std::string &tags, Arguments *arguments)
