@@ -26,7 +26,8 @@ extern "C" __attribute__((format(printf, 2, 0))) void vsyslog(int priority, cons
     logged += std::to_string(priority) + " " + text;
 }
 
-extern "C" __attribute__((format(printf, 3, 0))) void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
+extern "C" __attribute__((format(printf, 3, 0)))
+void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
 {
     vsyslog(priority, format, arguments);
 }

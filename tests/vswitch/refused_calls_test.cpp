@@ -46,32 +46,29 @@ class RefusedCalls : public SwitchTest {
 protected:
     uint32_t number = 4'000'000'000; /* another one in each call: no interface, VLAN, group or value has it */
 
-    /* Sends the calls at once, and returns how many of them were refused. */
+    /* Sends the calls in one write, and returns how many of them were refused. */
     unsigned sendCalls(int client, const std::string &name, const std::string &tags, size_t odd)
     {
-        std::string calls, replies;
+        std::string calls;
         for (uint32_t i = 0; i < CALLS; i++)
             calls += callOf(name, argumentsOf(tags, odd, number++));
         EXPECT_EQ(::send(client, calls.data(), calls.size(), MSG_NOSIGNAL), (ssize_t)calls.size());
         unsigned refused = 0;
-        size_t at = 0;
-        for (uint32_t count = 0, length; count < CALLS; at += sizeof length + length, count++) {
-            auto receive = [&](size_t size) {
-                char bytes[65536];
-                for (ssize_t got = 1; replies.size() < size && got > 0; replies.append(bytes, got > 0 ? (size_t)got : 0))
-                    got = recv(client, bytes, sizeof bytes, 0);
-                return replies.size() >= size;
-            };
-            if (!receive(at + sizeof length))
-                return refused;
-            memcpy(&length, &replies[at], sizeof length);
-            if (!receive(at + sizeof length + length))
-                return refused;
-            refused += replies.compare(at + sizeof length, 4, bytesOf(0)) != 0;
+        for (uint32_t i = 0; i < CALLS; i++) {
+            struct { uint32_t length; int32_t code; } reply;
+            if (recv(client, &reply, sizeof reply, MSG_WAITALL) != sizeof reply) {
+                ADD_FAILURE() << name << ": no reply";
+                break;
+            }
+            std::string rest(reply.length - sizeof reply.code, 0);
+            if (!rest.empty())
+                recv(client, rest.data(), rest.size(), MSG_WAITALL);
+            refused += reply.code != OPEN_OK;
         }
         return refused;
     }
 
+    /* The memory of a process, to the page. */
     static long residentKib(pid_t process)
     {
         std::ifstream file("/proc/" + std::to_string(process) + "/smaps_rollup");

@@ -75,7 +75,8 @@ TEST_F(Fdb, isWalkedCountedAndFlushed)
         GET fdb/entry-next?vlanId=3&mac=02:00:00:00:03:03 | "mac":"02:00:00:00:06:06"
         GET fdb/entry-next?vlanId=3&mac=02:00:00:00:1b:1b | 10000
         GET fdb/entry-next | "mac":"02:00:00:00:01:01","fdbIfNum":1,"entryType":"learned"
-        GET fdb/entry-next?mac=02:00:00:00:1C:1C&fdbIfNum=14 | "mac":"02:A0:C9:00:00:01","fdbIfNum":0,"entryType":"management"
+        GET fdb/entry-next?mac=02:00:00:00:1C:1C&fdbIfNum=14
+            | "mac":"02:A0:C9:00:00:01","fdbIfNum":0,"entryType":"management"
         GET fdb/active-addr-entries | "entriesNum":29
         GET fdb/dynamic-entries | "entries":28
         GET fdb/internal-entries | "entries":1
@@ -123,22 +124,30 @@ TEST_F(StaticFilter, keepsItsSourcesAndDestinations)
         POST static-filter/filter?vlanId=1 {"macAddr":"03-00-00-00-aa-01"}
         POST static-filter/filter?vlanId=1 {"macAddr":"FF:FF:FF:FF:FF:FF"} | 10003
         GET static-filter/filter-first | "macAddr":"02:00:00:00:AA:01","vlanId":4
-        GET static-filter/filter-next?vlanId=4&macAddr=02:00:00:00:AA:01 | "nextMacAddr":"03:00:00:00:AA:01","nextVlanId":1
+        GET static-filter/filter-next?vlanId=4&macAddr=02:00:00:00:AA:01
+            | "nextMacAddr":"03:00:00:00:AA:01","nextVlanId":1
         GET static-filter/filter-next?vlanId=1&macAddr=03:00:00:00:AA:01 | 10000
         GET static-filter/filter-counters | "totalCount":2,"multicastFiltCount":1,"unicastFiltCount":1
         POST static-filter/filter-is-configured?vlanId=1 {"macAddr":"02:00:00:00:AA:01"} | "false"
         POST static-filter/filter-check-mac-addr-type-multicast {"macAddr":"03:00:00:00:AA:01"} | "true"
         POST static-filter/filter-src-intf-list-modify?vlanId=4 {"macAddr":"02:00:00:00:AA:01","srcIntfList":"9,1-3"}
-        POST static-filter/filter-src-intf-list-modify?vlanId=4 {"macAddr":"02:00:00:00:AA:01","srcIntfList":"3-1"} | 10003
+        POST static-filter/filter-src-intf-list-modify?vlanId=4 {"macAddr":"02:00:00:00:AA:01","srcIntfList":"3-1"}
+            | 10003
         POST static-filter/filter-src-intf?vlanId=4&ifNum=9 {"macAddr":"02:00:00:00:AA:01"} | 10011
         DELETE static-filter/filter-src-intf?vlanId=4&ifNum=2&macAddr=02:00:00:00:AA:01
         DELETE static-filter/filter-src-intf?vlanId=4&ifNum=2&macAddr=02:00:00:00:AA:01 | 10000
-        GET static-filter/filter-src-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "numOfSrcIntf":3,"srcIntfList":"1,3,9"
-        POST static-filter/filter-dst-intf-list?vlanId=4&ifNum=8 {"macAddr":"02:00:00:00:AA:01","fwdIntfList":"5-6","filterIntfList":"10,12"}
-        POST static-filter/filter-dst-intf-list?vlanId=4 {"macAddr":"02:00:00:00:AA:01","fwdIntfList":"5","filterIntfList":"5"} | 10003
+        GET static-filter/filter-src-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01
+            | "numOfSrcIntf":3,"srcIntfList":"1,3,9"
+        POST static-filter/filter-dst-intf-list?vlanId=4&ifNum=8
+            {"macAddr":"02:00:00:00:AA:01","fwdIntfList":"5-6","filterIntfList":"10,12"}
+        POST static-filter/filter-dst-intf-list?vlanId=4
+            {"macAddr":"02:00:00:00:AA:01","fwdIntfList":"5","filterIntfList":"5"}
+            | 10003
         POST static-filter/filter-dst-intf?vlanId=4&ifNum=10 {"macAddr":"02:00:00:00:AA:01"}
-        GET static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "numOfDstIntf":4,"dstIntfList":"5,6,8,10"
-        GET static-filter/filter-dst-filt-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "numOfDstIntf":1,"dstFiltIntfList":"12"
+        GET static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01
+            | "numOfDstIntf":4,"dstIntfList":"5,6,8,10"
+        GET static-filter/filter-dst-filt-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01
+            | "numOfDstIntf":1,"dstFiltIntfList":"12"
         DELETE static-filter/filter-dst-intf?vlanId=4&ifNum=12&macAddr=02:00:00:00:AA:01 | 10000
         DELETE static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01&fwdIntfList=6-10&filterIntfList=12
         GET static-filter/filter-dst-intf-list?vlanId=4&macAddr=02:00:00:00:AA:01 | "dstIntfList":"5"
@@ -317,7 +326,8 @@ TEST_F(AccessList, keepsListsAndRules)
         POST macal/rule-action {"macalName":"lab","macalRulePrio":3,"action":"permit"}
         GET macal/rule-action?macalName=lab&macalRulePrio=3 | "permit"
         GET macal/rule-src-ip-mask?macalName=lab&macalRulePrio=3 | 10000
-        POST macal/rule-src-ip-mask {"macalName":"lab","macalRulePrio":3,"ipAddr":"192.0.2.1","mask":"255.0.255.0"} | 10003
+        POST macal/rule-src-ip-mask {"macalName":"lab","macalRulePrio":3,"ipAddr":"192.0.2.1","mask":"255.0.255.0"}
+            | 10003
         POST macal/rule-src-ip-mask {"macalName":"lab","macalRulePrio":3,"ipAddr":"192.0.2.1","mask":"255.255.255.255"}
         GET macal/rule-src-ip-mask?macalName=lab&macalRulePrio=3 | "ipAddr":"192.0.2.1","mask":"255.255.255.255"
         POST macal/rule-vlan?vlanId=1 {"macalName":"lab","macalRulePrio":3}
