@@ -296,17 +296,10 @@ TEST_F(ServerReply, isAnOddNumber)
         {"half a number", {replyOf(0, number(7).substr(0, 3))}, failed},
         {"a number of another kind", {replyOf(0, "H" + bytesOf(7))}, failed},
         {"two numbers", {replyOf(0, number(7) + number(8))}, failed},
-<<<<<<< HEAD
-        {"two frames", {good + good}, failed},
-        {"a frame of 4 GiB", {bytesOf(0xFFFFFFFF) + "xxxx"}, failed},
-        {"a message above the limit", {bytesOf(WIRE_MESSAGE_MAX + 1) + "xxxx"}, failed},
-        {"a message at the limit", {messageOf(std::string(WIRE_MESSAGE_MAX, 0))}, failed},
-=======
         {"two messages", {good + good}, failed},
         {"a message of 4 GiB", {bytesOf(0xFFFFFFFF) + "xxxx"}, failed},
-        {"a message above the limit", {bytesOf(WIRE_FRAME_MAX + 1) + "xxxx"}, failed},
-        {"a message at the limit", {messageOf(std::string(WIRE_FRAME_MAX, 0))}, failed},
->>>>>>> tests
+        {"a message above the limit", {bytesOf(WIRE_MESSAGE_MAX + 1) + "xxxx"}, failed},
+        {"a message at the limit", {messageOf(std::string(WIRE_MESSAGE_MAX, 0))}, failed},
         {"a refusal", {replyOf(-22)}, failure(10003)},
         {"a refusal with the number", {replyOf(-22, number(7))}, failure(10003)},
         {"a refusal with half of it", {replyOf(-22, "N")}, failed},
