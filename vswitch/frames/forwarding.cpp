@@ -225,7 +225,7 @@ static bool leavesPort(const Frame &frame, uint32_t port)
 {
     uint32_t group = protectedGroup(port), vlan = vlanAt(port, frame);
     if (!vlan && privateVlanType(frame.vlan) == PRIVATE_NONE)
-        return false; /* no reason: true of most ports of a flood */
+        return false; /* no reason: this is so for most ports of a flood */
     if (!vlan)
         return discard("port ", port, " is separated from private VLAN ", frame.vlan);
     if (group && frame.port != MANAGEMENT_PORT && group == protectedGroup(frame.port))
