@@ -27,8 +27,7 @@ static uint64_t denied, reported; /* packets; in all, and when the last interval
 static uint64_t countedUntil, nextReport;
 
 /* Seconds between two reports of what was denied; 0 for no reports. */
-static Setting denyInterval = {.get = "rpcclt_openapiMacalDenyCounterIntervalGet",
-    .set = "rpcclt_openapiMacalDenyCounterIntervalSet", .initial = 60, .highest = 3600};
+static Setting denyInterval = {.name = "rpcclt_openapiMacalDenyCounterInterval", .initial = 60, .highest = 3600};
 static uint64_t intervalInForce;
 
 static Rules *rulesOf(const OpenBufferDesc *name)

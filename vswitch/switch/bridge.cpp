@@ -13,23 +13,23 @@ enum : uint32_t { MAX_AGE = 2000, HELLO_TIME = 200, HOLD_TIME = 100, FORWARD_DEL
 
 static const uint32_t STP_PORT_PRIORITY = 128;
 
-static Setting baseType = {.get = "rpcclt_openapiDot1dBaseTypeGet", .initial = BRIDGE_TRANSPARENT};
-static Setting maxInfo = {.get = "rpcclt_openapiDot1dTpPortMaxInfoGet", .scope = FOR_PORT, .initial = 1518};
-static Setting stpProtocol = {.get = "rpcclt_openapiDot1dStpProtocolSpecificationGet", .initial = STP_802_1D};
-static Setting priority = {.get = "rpcclt_openapiDot1dStpPriorityGet", .initial = 32768};
-static Setting rootCost = {.get = "rpcclt_openapiDot1dStpRootCostGet"};
-static Setting rootPort = {.get = "rpcclt_openapiDot1dStpRootPortGet"};
-static Setting maxAge = {.get = "rpcclt_openapiDot1dStpMaxAgeGet", .initial = MAX_AGE};
-static Setting helloTime = {.get = "rpcclt_openapiDot1dStpHelloTimeGet", .initial = HELLO_TIME};
-static Setting holdTime = {.get = "rpcclt_openapiDot1dStpHoldTimeGet", .initial = HOLD_TIME};
-static Setting forwardDelay = {.get = "rpcclt_openapiDot1dStpForwardDelayGet", .initial = FORWARD_DELAY};
-static Setting bridgeMaxAge = {.get = "rpcclt_openapiDot1dStpBridgeMaxAgeGet", .initial = MAX_AGE};
-static Setting bridgeHelloTime = {.get = "rpcclt_openapiDot1dStpBridgeHelloTimeGet", .initial = HELLO_TIME};
-static Setting bridgeForwardDelay = {.get = "rpcclt_openapiDot1dStpBridgeForwardDelayGet", .initial = FORWARD_DELAY};
-static Setting portPriority = {.get = "rpcclt_openapiDot1dStpPortPriorityGet", .scope = FOR_INTERFACE,
-    .initial = STP_PORT_PRIORITY};
-static Setting pathCost = {.get = "rpcclt_openapiDot1dStpPortPathCostGet", .scope = FOR_INTERFACE, .initial = 20000};
-static Setting designatedCost = {.get = "rpcclt_openapiDot1dStpPortDesignatedCostGet", .scope = FOR_INTERFACE};
+static Setting baseType = {.name = "rpcclt_openapiDot1dBaseType", .initial = BRIDGE_TRANSPARENT};
+static Setting maxInfo = {.name = "rpcclt_openapiDot1dTpPortMaxInfo", .scope = FOR_PORT, .initial = 1518};
+static Setting stpProtocol = {.name = "rpcclt_openapiDot1dStpProtocolSpecification", .initial = STP_802_1D};
+static Setting priority = {.name = "rpcclt_openapiDot1dStpPriority", .initial = 32768};
+static Setting rootCost = {.name = "rpcclt_openapiDot1dStpRootCost"};
+static Setting rootPort = {.name = "rpcclt_openapiDot1dStpRootPort"};
+static Setting maxAge = {.name = "rpcclt_openapiDot1dStpMaxAge", .initial = MAX_AGE};
+static Setting helloTime = {.name = "rpcclt_openapiDot1dStpHelloTime", .initial = HELLO_TIME};
+static Setting holdTime = {.name = "rpcclt_openapiDot1dStpHoldTime", .initial = HOLD_TIME};
+static Setting forwardDelay = {.name = "rpcclt_openapiDot1dStpForwardDelay", .initial = FORWARD_DELAY};
+static Setting bridgeMaxAge = {.name = "rpcclt_openapiDot1dStpBridgeMaxAge", .initial = MAX_AGE};
+static Setting bridgeHelloTime = {.name = "rpcclt_openapiDot1dStpBridgeHelloTime", .initial = HELLO_TIME};
+static Setting bridgeForwardDelay = {.name = "rpcclt_openapiDot1dStpBridgeForwardDelay", .initial = FORWARD_DELAY};
+static Setting portPriority = {.name = "rpcclt_openapiDot1dStpPortPriority", .scope = FOR_INTERFACE,
+                               .initial = STP_PORT_PRIORITY};
+static Setting pathCost = {.name = "rpcclt_openapiDot1dStpPortPathCost", .scope = FOR_INTERFACE, .initial = 20000};
+static Setting designatedCost = {.name = "rpcclt_openapiDot1dStpPortDesignatedCost", .scope = FOR_INTERFACE};
 
 static int validInterface(uint32_t port)
 {

@@ -12,11 +12,11 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 
-static Setting ageingTime = {.get = "rpcclt_openapiDbDot1dTpAgingTimeGet", .set = "rpcclt_openapiDbDot1dTpAgingTimeSet",
-    .initial = 300, .lowest = 10, .highest = 1000000};
-static Setting maxEntries = {.get = "rpcclt_openapiFdbMaxTableEntriesGet", .initial = MAX_ADDRESSES};
-static Setting hardwareLimit = {.get = "rpcclt_openapiFdbMacMaxHwLimitGet", .initial = MAX_ADDRESSES};
-static Setting learningType = {.get = "rpcclt_openapiFdbTypeOfVLGet", .initial = LEARNING_INDEPENDENT};
+static Setting ageingTime = {.name = "rpcclt_openapiDbDot1dTpAgingTime", .initial = 300, .lowest = 10,
+                             .highest = 1000000};
+static Setting maxEntries = {.name = "rpcclt_openapiFdbMaxTableEntries", .initial = MAX_ADDRESSES};
+static Setting hardwareLimit = {.name = "rpcclt_openapiFdbMacMaxHwLimit", .initial = MAX_ADDRESSES};
+static Setting learningType = {.name = "rpcclt_openapiFdbTypeOfVL", .initial = LEARNING_INDEPENDENT};
 
 bool mayLearn(uint32_t vlan, uint64_t mac, uint32_t port)
 {

@@ -21,9 +21,8 @@ static uint32_t commonMode; /* of the VLANs that were given none of their own */
 static std::map<uint32_t, uint32_t> vlanFilteringModes;
 
 /* On from the start, so that a filter has its effect when it is made. */
-static Setting adminMode = {.get = "rpcclt_openapiFilterAdminModeGet", .set = "rpcclt_openapiFilterAdminModeSet",
-    .initial = 1, .highest = 1};
-static Setting size = {.get = "rpcclt_openapiFilterSizeGet", .initial = MAX_FILTERS};
+static Setting adminMode = {.name = "rpcclt_openapiFilterAdminMode", .initial = 1, .highest = 1};
+static Setting size = {.name = "rpcclt_openapiFilterSize", .initial = MAX_FILTERS};
 
 const Filter *filterFor(uint32_t vlan, uint64_t mac)
 {

@@ -19,16 +19,14 @@
 #include "vswitch/switch/state.h"
 
 /* Timers in hundredths of a second, in the ranges of the protocol. */
-static Setting joinTime = {.get = "rpcclt_openapiGarpJoinTimeGet", .set = "rpcclt_openapiGarpJoinTimeSet",
-    .scope = FOR_PORT, .initial = 20, .lowest = 10, .highest = 100};
-static Setting leaveTime = {.get = "rpcclt_openapiGarpLeaveTimeGet", .set = "rpcclt_openapiGarpLeaveTimeSet",
-    .scope = FOR_PORT, .initial = 60, .lowest = 20, .highest = 600};
-static Setting leaveAllTime = {.get = "rpcclt_openapiGarpLeaveAllTimeGet", .set = "rpcclt_openapiGarpLeaveAllTimeSet",
-    .scope = FOR_PORT, .initial = 1000, .lowest = 200, .highest = 6000};
-static Setting mvrpPeriodic = {.get = "rpcclt_openapiMvrpPeriodicStateMachineModeGet",
-    .set = "rpcclt_openapiMvrpPeriodicStateMachineModeSet", .highest = 1};
-static Setting mmrpPeriodic = {.get = "rpcclt_openapiMmrpPeriodicStateMachineModeGet",
-    .set = "rpcclt_openapiMmrpPeriodicStateMachineModeSet", .highest = 1};
+static Setting joinTime = {.name = "rpcclt_openapiGarpJoinTime", .scope = FOR_PORT, .initial = 20, .lowest = 10,
+                           .highest = 100};
+static Setting leaveTime = {.name = "rpcclt_openapiGarpLeaveTime", .scope = FOR_PORT, .initial = 60, .lowest = 20,
+                            .highest = 600};
+static Setting leaveAllTime = {.name = "rpcclt_openapiGarpLeaveAllTime", .scope = FOR_PORT, .initial = 1000,
+                               .lowest = 200, .highest = 6000};
+static Setting mvrpPeriodic = {.name = "rpcclt_openapiMvrpPeriodicStateMachineMode", .highest = 1};
+static Setting mmrpPeriodic = {.name = "rpcclt_openapiMmrpPeriodicStateMachineMode", .highest = 1};
 
 /* What is counted, by MrpCounter. */
 using Counters = std::array<uint64_t, MRP_REGISTRATION_FAILED + 1>;

@@ -11,17 +11,13 @@
 
 static std::map<uint32_t, Switchport> switchports; /* those of which something was set */
 
-static Setting acceptFrames = {.get = "rpcclt_openapiVlanIfAcceptFrameTypeGet",
-    .set = "rpcclt_openapiVlanIfAcceptFrameTypeSet", .scope = FOR_INTERFACE, .initial = ACCEPT_ALL,
-    .lowest = ACCEPT_ALL, .highest = ACCEPT_UNTAGGED};
-static Setting trafficClasses = {.get = "rpcclt_openapiVlanIfNumTrafficClassesGet", .scope = FOR_INTERFACE,
-    .initial = 8};
-static Setting userPriority = {.get = "rpcclt_openapiVlanIfDefaultUserPriorityGet",
-    .set = "rpcclt_openapiVlanIfDefaultUserPrioritySet", .scope = FOR_INTERFACE, .highest = 7};
-static Setting ingressFiltering = {.get = "rpcclt_openapiQportsEnableIngressFilteringGet",
-    .set = "rpcclt_openapiQportsEnableIngressFilteringSet", .scope = FOR_INTERFACE, .highest = 1};
-static Setting autoTrunk = {.get = "rpcclt_openapiVlanGlobalAutoTrunkGet",
-    .set = "rpcclt_openapiVlanGlobalAutoTrunkSet", .highest = 1};
+static Setting acceptFrames = {.name = "rpcclt_openapiVlanIfAcceptFrameType", .scope = FOR_INTERFACE,
+                               .initial = ACCEPT_ALL, .lowest = ACCEPT_ALL, .highest = ACCEPT_UNTAGGED};
+static Setting trafficClasses = {.name = "rpcclt_openapiVlanIfNumTrafficClasses", .scope = FOR_INTERFACE, .initial = 8};
+static Setting userPriority = {.name = "rpcclt_openapiVlanIfDefaultUserPriority", .scope = FOR_INTERFACE, .highest = 7};
+static Setting ingressFiltering = {.name = "rpcclt_openapiQportsEnableIngressFiltering", .scope = FOR_INTERFACE,
+                                   .highest = 1};
+static Setting autoTrunk = {.name = "rpcclt_openapiVlanGlobalAutoTrunk", .highest = 1};
 
 const Switchport &switchport(uint32_t port)
 {

@@ -15,8 +15,8 @@ static VlanSet registered;                       /* on any port */
 static uint32_t mostVlans, deletes;
 static std::vector<void (*)(uint32_t)> endHooks;
 
-static Setting nameLength = {.get = "rpcclt_openapiVlanNameLenGet", .initial = 32};
-static Setting mostSupported = {.get = "rpcclt_openapiDot1qMaxSupportedVlansGet", .initial = HIGHEST_VLAN};
+static Setting nameLength = {.name = "rpcclt_openapiVlanNameLen", .initial = 32};
+static Setting mostSupported = {.name = "rpcclt_openapiDot1qMaxSupportedVlans", .initial = HIGHEST_VLAN};
 
 bool vlanIsConfigured(uint32_t vlan)
 {

@@ -11,23 +11,19 @@
 
 enum : uint32_t { MAX_CALLS = 16, OUI_INDEXES = 32 };
 
-static Setting adminMode = {.get = "rpcclt_openapiVoiceVlanAdminModeGet", .set = "rpcclt_openapiVoiceVlanAdminModeSet",
-    .highest = 1};
-static Setting portMode = {.get = "rpcclt_openapiVoiceVlanPortAdminModeGet", .scope = FOR_PORT,
-    .initial = VOICE_DISABLED};
-static Setting portVlan = {.get = "rpcclt_openapiVoiceVlanPortVlanIdGet", .scope = FOR_PORT}; /* 0: none */
-static Setting portPriority = {.get = "rpcclt_openapiVoiceVlanPortDot1pPriorityGet",
-    .set = "rpcclt_openapiVoiceVlanPortDot1pPrioritySet", .scope = FOR_PORT, .initial = 5, .highest = 7};
-static Setting cosOverride = {.get = "rpcclt_openapiVoiceVlanPortCosOverrideModeGet",
-    .set = "rpcclt_openapiVoiceVlanPortCosOverrideModeSet", .scope = FOR_PORT, .highest = 1};
-static Setting authState = {.get = "rpcclt_openapiVoiceVlanPortAuthStateGet",
-    .set = "rpcclt_openapiVoiceVlanPortAuthStateSet", .scope = FOR_PORT, .initial = 1, .highest = 1};
-static Setting dscp = {.get = "rpcclt_openapiVoiceVlanPortDscpGet", .set = "rpcclt_openapiVoiceVlanPortDscpSet",
-    .scope = FOR_PORT, .initial = 46, .highest = 63};
-static Setting voipVlan = {.get = "rpcclt_openapiVoipGlobalVlanIdGet"}; /* 0: none */
-static Setting maxCalls = {.get = "rpcclt_openapiVoipMaxCallsGet", .initial = MAX_CALLS};
-static Setting ouiPriority = {.get = "rpcclt_openapiVoipOUIPriorityGet", .set = "rpcclt_openapiVoipOUIPrioritySet",
-    .initial = 7, .highest = 7};
+static Setting adminMode = {.name = "rpcclt_openapiVoiceVlanAdminMode", .highest = 1};
+static Setting portMode = {.name = "rpcclt_openapiVoiceVlanPortAdminMode", .scope = FOR_PORT,
+                           .initial = VOICE_DISABLED};
+static Setting portVlan = {.name = "rpcclt_openapiVoiceVlanPortVlanId", .scope = FOR_PORT}; /* 0: none */
+static Setting portPriority = {.name = "rpcclt_openapiVoiceVlanPortDot1pPriority", .scope = FOR_PORT, .initial = 5,
+                               .highest = 7};
+static Setting cosOverride = {.name = "rpcclt_openapiVoiceVlanPortCosOverrideMode", .scope = FOR_PORT, .highest = 1};
+static Setting authState = {.name = "rpcclt_openapiVoiceVlanPortAuthState", .scope = FOR_PORT, .initial = 1,
+                            .highest = 1};
+static Setting dscp = {.name = "rpcclt_openapiVoiceVlanPortDscp", .scope = FOR_PORT, .initial = 46, .highest = 63};
+static Setting voipVlan = {.name = "rpcclt_openapiVoipGlobalVlanId"}; /* 0: none */
+static Setting maxCalls = {.name = "rpcclt_openapiVoipMaxCalls", .initial = MAX_CALLS};
+static Setting ouiPriority = {.name = "rpcclt_openapiVoipOUIPriority", .initial = 7, .highest = 7};
 
 /* Voice VLAN */
 
