@@ -1,5 +1,5 @@
 /*
- * bridge.cpp - the virtual switch's 802.1D bridge: a root bridge. Its ports are those with a socket; the spanning tree
+ * bridge.cpp - the 802.1D bridge. It is the root of its spanning tree. The bridge has the ports only; the spanning tree
  * has the LAGs as well.
  */
 #include "vswitch/base/clock.h"
@@ -8,35 +8,34 @@
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
-/* The root's timers are its own, in hundredths of a second. */
+/* Timers in hundredths of a second. */
 enum : uint32_t { MAX_AGE = 2000, HELLO_TIME = 200, HOLD_TIME = 100, FORWARD_DELAY = 1500 };
 
 static const uint32_t STP_PORT_PRIORITY = 128;
 
-static Setting baseType = {.name = "rpcclt_openapiDot1dBaseType", .initial = BRIDGE_TRANSPARENT};
-static Setting maxInfo = {.name = "rpcclt_openapiDot1dTpPortMaxInfo", .scope = FOR_PORT, .initial = 1518};
-static Setting stpProtocol = {.name = "rpcclt_openapiDot1dStpProtocolSpecification", .initial = STP_802_1D};
-static Setting priority = {.name = "rpcclt_openapiDot1dStpPriority", .initial = 32768};
-static Setting rootCost = {.name = "rpcclt_openapiDot1dStpRootCost"};
-static Setting rootPort = {.name = "rpcclt_openapiDot1dStpRootPort"};
-static Setting maxAge = {.name = "rpcclt_openapiDot1dStpMaxAge", .initial = MAX_AGE};
-static Setting helloTime = {.name = "rpcclt_openapiDot1dStpHelloTime", .initial = HELLO_TIME};
-static Setting holdTime = {.name = "rpcclt_openapiDot1dStpHoldTime", .initial = HOLD_TIME};
-static Setting forwardDelay = {.name = "rpcclt_openapiDot1dStpForwardDelay", .initial = FORWARD_DELAY};
-static Setting bridgeMaxAge = {.name = "rpcclt_openapiDot1dStpBridgeMaxAge", .initial = MAX_AGE};
-static Setting bridgeHelloTime = {.name = "rpcclt_openapiDot1dStpBridgeHelloTime", .initial = HELLO_TIME};
-static Setting bridgeForwardDelay = {.name = "rpcclt_openapiDot1dStpBridgeForwardDelay", .initial = FORWARD_DELAY};
-static Setting portPriority = {.name = "rpcclt_openapiDot1dStpPortPriority", .scope = FOR_INTERFACE,
-                               .initial = STP_PORT_PRIORITY};
-static Setting pathCost = {.name = "rpcclt_openapiDot1dStpPortPathCost", .scope = FOR_INTERFACE, .initial = 20000};
-static Setting designatedCost = {.name = "rpcclt_openapiDot1dStpPortDesignatedCost", .scope = FOR_INTERFACE};
+static Setting baseType = {.name = "Dot1dBaseType", .initial = BRIDGE_TRANSPARENT};
+static Setting maxInfo = {.name = "Dot1dTpPortMaxInfo", .scope = FOR_PORT, .initial = 1518};
+static Setting stpProtocol = {.name = "Dot1dStpProtocolSpecification", .initial = STP_802_1D};
+static Setting priority = {.name = "Dot1dStpPriority", .initial = 32768};
+static Setting rootCost = {.name = "Dot1dStpRootCost"};
+static Setting rootPort = {.name = "Dot1dStpRootPort"};
+static Setting maxAge = {.name = "Dot1dStpMaxAge", .initial = MAX_AGE};
+static Setting helloTime = {.name = "Dot1dStpHelloTime", .initial = HELLO_TIME};
+static Setting holdTime = {.name = "Dot1dStpHoldTime", .initial = HOLD_TIME};
+static Setting forwardDelay = {.name = "Dot1dStpForwardDelay", .initial = FORWARD_DELAY};
+static Setting bridgeMaxAge = {.name = "Dot1dStpBridgeMaxAge", .initial = MAX_AGE};
+static Setting bridgeHelloTime = {.name = "Dot1dStpBridgeHelloTime", .initial = HELLO_TIME};
+static Setting bridgeForwardDelay = {.name = "Dot1dStpBridgeForwardDelay", .initial = FORWARD_DELAY};
+static Setting portPriority = {.name = "Dot1dStpPortPriority", .scope = FOR_INTERFACE, .initial = STP_PORT_PRIORITY};
+static Setting pathCost = {.name = "Dot1dStpPortPathCost", .scope = FOR_INTERFACE, .initial = 20000};
+static Setting designatedCost = {.name = "Dot1dStpPortDesignatedCost", .scope = FOR_INTERFACE};
 
 static int validInterface(uint32_t port)
 {
     return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
 }
 
-/* What the model gives as a bridge identifier: the address. */
+/* Only the address of the bridge, without a priority. */
 static int bridgeIdentifier(OpenBufferDesc *identifier)
 {
     return setText(identifier, macText(bridgeMac()));
@@ -95,9 +94,9 @@ static void registerSpanningTree()
 
 void registerBridge()
 {
-    registerSettings({&baseType, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort,
-                   &maxAge, &helloTime, &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay,
-                   &portPriority, &pathCost, &designatedCost});
+    registerSettings({&baseType, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort, &maxAge, &helloTime,
+                      &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay, &portPriority, &pathCost,
+                      &designatedCost});
     registerBase();
     registerSpanningTree();
 }

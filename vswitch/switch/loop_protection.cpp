@@ -10,12 +10,11 @@
  *
  * Transitions:
  *
- *     any        -> OFF        turnOff: the condition of OFF became true
- *     OFF        -> LISTENING  listen: it ended, and no frame is due here
- *     SENDING    -> LISTENING  listen: transmission was turned off
- *     OFF, LISTENING -> SENDING  startSending: frames are due here
- *     not SHUT   -> SHUT       shutDown: enough frames came back, and the action is not only to log
- *     SHUT       -> SENDING    reopen: `shutUntil` has come (the next step may be listen)
+ *     any            -> OFF        turnOff: protection or the link went
+ *     OFF, SENDING   -> LISTENING  listen: protection is on, transmission off
+ *     OFF, LISTENING -> SENDING    startSending: both are on
+ *     any but SHUT   -> SHUT       shutDown: enough frames came back, and the action is not LOOP_LOG
+ *     SHUT           -> SENDING    reopen: `shutUntil` has come; with transmission off, listen follows at once
  */
 #include <vector>
 
@@ -34,22 +33,20 @@ struct LoopPort {
     State state = OFF;
     uint64_t nextFrame = 0, shutUntil = 0; /* uptime in seconds */
     bool cameBack = false;                 /* the last frame */
-    bool detected = false;                 /* a loop, which has not ended */
+    bool detected = false;                 /* a loop, and it has not ended */
     uint32_t pending = 0;                  /* frames that came back since the last action */
     uint64_t sent = 0, received = 0, loops = 0, lastLoop = 0;
 };
 
 static std::vector<LoopPort> loopPorts; /* by port */
 
-static Setting adminMode = {.name = "rpcclt_openapiLoopProtectAdminMode", .highest = 1};
-static Setting txTimer = {.name = "rpcclt_openapiLoopProtectTxTimer", .initial = 5, .lowest = 1, .highest = 10};
-static Setting maxReceived = {.name = "rpcclt_openapiLoopProtectMaxPduReceive", .initial = 1, .lowest = 1,
-                              .highest = 10};
-static Setting disableTimer = {.name = "rpcclt_openapiLoopProtectDisableTimer", .highest = 604800};
-static Setting portTxMode = {.name = "rpcclt_openapiLoopProtectPortTxMode", .scope = FOR_PORT, .initial = 1,
-                             .highest = 1};
-static Setting portAdminMode = {.name = "rpcclt_openapiLoopProtectPortAdminMode", .scope = FOR_PORT, .highest = 1};
-static Setting portAction = {.name = "rpcclt_openapiLoopProtectPortAction", .scope = FOR_PORT,
+static Setting adminMode = {.name = "LoopProtectAdminMode", .highest = 1};
+static Setting txTimer = {.name = "LoopProtectTxTimer", .initial = 5, .lowest = 1, .highest = 10};
+static Setting maxReceived = {.name = "LoopProtectMaxPduReceive", .initial = 1, .lowest = 1, .highest = 10};
+static Setting disableTimer = {.name = "LoopProtectDisableTimer", .highest = 604800};
+static Setting portTxMode = {.name = "LoopProtectPortTxMode", .scope = FOR_PORT, .initial = 1, .highest = 1};
+static Setting portAdminMode = {.name = "LoopProtectPortAdminMode", .scope = FOR_PORT, .highest = 1};
+static Setting portAction = {.name = "LoopProtectPortAction", .scope = FOR_PORT,
                              .initial = LOOP_SHUT_DOWN, .lowest = LOOP_SHUT_DOWN, .highest = LOOP_BOTH};
 
 static bool isProtected(uint32_t number)
@@ -220,7 +217,7 @@ static uint64_t secondsSinceLoop(uint32_t port)
 
 static int setVlanProperties(uint32_t port, uint32_t tpid, uint32_t vlan)
 {
-    if (!portExists(port) || tpid < 0x600 || tpid > 0xFFFF || vlan > HIGHEST_VLAN) /* below 0x600 is a length, not an EtherType */
+    if (!portExists(port) || tpid < 0x600 || tpid > 0xFFFF || vlan > HIGHEST_VLAN) /* lengths are below 0x600 */
         return OPEN_BAD_ARGUMENT;
     loopPorts[port].tpid = tpid;
     loopPorts[port].vlan = vlan;
@@ -237,12 +234,12 @@ static int getVlanProperties(uint32_t port, uint32_t *tpid, uint32_t *vlan)
 
 static CommandOutcome loop(const Args &args, std::string *answer)
 {
-    long long port;
-    if (!readNumber(args[0], 1, deviceOptions().ports, &port))
-        return refuse(answer, "there is no port \"" + args[0] + "\"; the ports are 1 to " + std::to_string(deviceOptions().ports));
+    uint32_t port;
+    if (!readPort(args[0], deviceOptions().ports, &port, answer))
+        return COMMAND_REFUSED;
     if (args[1] != "on" && args[1] != "off")
-        return refuse(answer, "say \"on\" or \"off\", not \"" + args[1] + "\"");
-    loopPorts[(size_t)port].looped = args[1] == "on";
+        return refuse(answer, "a loop is \"on\" or \"off\", not \"" + args[1] + "\"");
+    loopPorts[port].looped = args[1] == "on";
     return COMMAND_DONE;
 }
 

@@ -68,7 +68,7 @@ static Operation &operationWith(const std::string &name, Scope scope, const char
 void registerSettings(std::initializer_list<Setting *> settings)
 {
     for (Setting *setting : settings) {
-        std::string name = setting->name;
+        std::string name = std::string("rpcclt_openapi") + setting->name;
         Operation &reader = operationWith(name + "Get", setting->scope, "NHQ");
         reader.asks = true;
         reader.run = [setting](Arguments &arguments) { return readSetting(*setting, arguments); };

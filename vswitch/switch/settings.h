@@ -13,10 +13,10 @@
 enum Scope { FOR_SWITCH, FOR_PORT, FOR_INTERFACE };
 
 struct Setting {
-    const char *name; /* of its operations, without "Get" and "Set" at the end */
+    const char *name; /* the operations are rpcclt_openapi<name>Get and rpcclt_openapi<name>Set */
     Scope scope = FOR_SWITCH;
     uint64_t initial = 0;
-    uint64_t lowest = 0, highest = 0; /* Set refuses other values with OPEN_BAD_ARGUMENT; highest 0: there is no Set here */
+    uint64_t lowest = 0, highest = 0; /* Set refuses other values; highest 0: there is no Set */
     std::map<uint32_t, uint64_t> values = {}; /* that were set: by port, 0 for the switch */
 
     uint64_t value(uint32_t port = 0) const;
