@@ -126,8 +126,7 @@ static int ruleAfter(OpenBufferDesc *name, uint32_t priority, uint32_t *next)
     Rules *rules = rulesOf(name);
     if (!rules || rules->upper_bound(priority) == rules->end())
         return OPEN_FAILED;
-    *next = rules->upper_bound(priority)->first;
-    return OPEN_OK;
+    return store(rules->upper_bound(priority)->first, next);
 }
 
 /* Fields of a rule; a second value replaces the first */
@@ -148,8 +147,7 @@ static int readField(OpenBufferDesc *name, uint32_t priority, RuleField field, u
     Rule *rule = ruleOf(name, priority);
     if (!rule || !rule->fields.contains(field))
         return OPEN_FAILED;
-    *value = rule->fields.at(field);
-    return OPEN_OK;
+    return store(rule->fields.at(field), value);
 }
 
 template <RuleField F> static int fieldGet(OpenBufferDesc *name, uint32_t priority, uint32_t *value)
@@ -192,8 +190,7 @@ static int isFieldConfigured(OpenBufferDesc *name, uint32_t priority, uint32_t f
         return OPEN_FAILED;
     if (field < FIELD_SERVICE || field > FIELD_TCP_UDP_PORT || (field & (field - 1)))
         return OPEN_BAD_ARGUMENT;
-    *flag = rule->fields.contains(field);
-    return OPEN_OK;
+    return store(rule->fields.contains(field), flag);
 }
 
 static void registerFields()
@@ -209,10 +206,7 @@ static void registerFields()
     });
     ASK(rpcclt_openapiMacalRuleActionGet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *action) -> int {
         Rule *rule = ruleOf(name, priority);
-        if (!rule)
-            return OPEN_FAILED;
-        *action = rule->action;
-        return OPEN_OK;
+        return rule ? store(rule->action, action) : (int)OPEN_FAILED;
     });
     DO(rpcclt_openapiMacalRuleServiceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t service) {
         return setField(name, priority, FIELD_SERVICE, service >= TELNET && service <= CUSTOM_PORT, service);
@@ -329,8 +323,7 @@ static int statistics(OpenBufferDesc *name, uint32_t priority, uint32_t *packets
     if (!rule || !rule->fields.contains(FIELD_SERVICE_PORT))
         return OPEN_FAILED;
     *packets = (uint32_t)rule->packets;
-    *bytes = (uint32_t)rule->bytes;
-    return OPEN_OK;
+    return store((uint32_t)rule->bytes, bytes);
 }
 
 /* Clears the counters of the rules; `denied` and `reported` stay. */
@@ -369,7 +362,7 @@ void registerAccessLists()
     DO(rpcclt_openapiMacalRuleEntryAdd, addRule);
     DO(rpcclt_openapiMacalRuleRemove, removeRule);
     ASK(rpcclt_openapiMacalRuleFirstGet,
-          [](OpenBufferDesc *name, uint32_t *first) { return ruleAfter(name, 0, first); });
+        [](OpenBufferDesc *name, uint32_t *first) { return ruleAfter(name, 0, first); });
     ASK(rpcclt_openapiMacalRuleNextGet, ruleAfter);
     ASK(rpcclt_openapiMacalRuleExists, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) -> int {
         *flag = ruleOf(name, priority) != nullptr;
@@ -393,10 +386,8 @@ void registerAccessLists()
         return OPEN_OK;
     });
     ASK(rpcclt_openapiMacalListVrfGet, [](OpenBufferDesc *name) { return setText(name, vrf); });
-    ASK(rpcclt_openapiMacalVrfNameValid, [](OpenBufferDesc *name, uint32_t *flag) -> int {
-        *flag = isVrf(textOf(name));
-        return OPEN_OK;
-    });
+    ASK(rpcclt_openapiMacalVrfNameValid,
+        [](OpenBufferDesc *name, uint32_t *flag) { return store(isVrf(textOf(name)), flag); });
     ASK(rpcclt_openapiMacalIsNetFilterTablesFeatureSupported, [](uint32_t *flag) { return store(1, flag); });
 }
 

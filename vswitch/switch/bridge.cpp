@@ -51,13 +51,13 @@ static void registerBase()
     ASK(rpcclt_openapiDot1dBaseBridgeAddressGet, bridgeIdentifier);
     ASK(rpcclt_openapiDot1dBaseNumPortsGet, [](uint32_t *numPorts) { return store(deviceOptions().ports, numPorts); });
     ASK(rpcclt_openapiDot1dBasePortEntryGet,
-          [](uint32_t port) -> int { return portExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
+        [](uint32_t port) -> int { return portExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
     ASK(rpcclt_openapiDot1dBasePortCircuitGet, [](uint32_t port, OpenBufferDesc *circuit) -> int {
         return portExists(port) ? setText(circuit, "0.0." + std::to_string(port)) : OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiDot1dBasePortIfIndexGet, ofPort<[](uint32_t port) { return port; }>);
     ASK(rpcclt_openapiDot1dBasePortEntryNextGet,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
     ASK(rpcclt_openapiDot1dIsValidIntf, validInterface);
 
     ASK(rpcclt_openapiDot1dBasePortDelayExceededDiscardsGet,
@@ -89,14 +89,14 @@ static void registerSpanningTree()
     ASK(rpcclt_openapiDot1dStpPortForwardTransitionsGet, ofInterface<forwardTransitions>);
     ASK(rpcclt_openapiDot1dIsInterfaceInCurrentInstance, ofInterface<[](uint32_t) { return 1; }>);
     ASK(rpcclt_openapiDot1dInstanceMemberGetNext,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextInterface(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextInterface(port), next); });
 }
 
 void registerBridge()
 {
     registerSettings({&baseType, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort, &maxAge, &helloTime,
-                      &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay, &portPriority, &pathCost,
-                      &designatedCost});
+                      &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay, &portPriority,
+                      &pathCost, &designatedCost});
     registerBase();
     registerSpanningTree();
 }

@@ -150,8 +150,7 @@ static void registerSources()
     DO(rpcclt_openapiVlanMacOuiVlanDelete, deleteOuis);
     ASK(rpcclt_openapiVlanMacOuiVlanFirstGet, firstOui);
     ASK(rpcclt_openapiVlanMacOuiVlanNextGet, nextOui);
-    ASK(rpcclt_openapiVlanMacOuiVlanCountGet,
-          [](uint32_t *count) { return store((uint32_t)vlanOfOui.size(), count); });
+    ASK(rpcclt_openapiVlanMacOuiVlanCountGet, [](uint32_t *count) { return store((uint32_t)vlanOfOui.size(), count); });
 }
 
 /* By protocol */
@@ -310,7 +309,7 @@ static void registerProtocolGroups()
         return inGroup(id, [=](const ProtocolGroup &group) { return stepAfter(group.ports, after, next); });
     });
     ASK(rpcclt_openapiPbVlanIntfValidate,
-          [](uint32_t port) -> int { return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
+        [](uint32_t port) -> int { return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
 }
 
 static void forgetVlan(uint32_t vlan)

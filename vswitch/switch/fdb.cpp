@@ -227,7 +227,7 @@ static void registerBridgeView()
 {
     ASK(rpcclt_openapiDot1dTpFdbEntryNextGet, addressNext);
     ASK(rpcclt_openapiDot1dTpFdbEntryGet,
-          [](OpenBufferDesc *address) -> int { return entryOf(address) ? OPEN_OK : OPEN_FAILED; });
+        [](OpenBufferDesc *address) -> int { return entryOf(address) ? OPEN_OK : OPEN_FAILED; });
     ASK(rpcclt_openapiDot1dTpFdbPortGet, [](OpenBufferDesc *address, uint32_t *port) -> int {
         const FdbEntry *entry = entryOf(address);
         return entry ? store(entry->port, port) : OPEN_FAILED;
@@ -270,7 +270,7 @@ static void registerCounts()
     ASK(rpcclt_openapiFdbBadAddsGet, [](uint32_t *count) { return store(fdbBadAdds(), count); });
     ASK(rpcclt_openapiFdbDynamicEntriesGet, [](uint32_t *count) { return countEntries(count, isLearned); });
     ASK(rpcclt_openapiFdbInternalEntriesGet,
-          [](uint32_t *count) { return countEntries(count, std::not_fn(isLearned)); });
+        [](uint32_t *count) { return countEntries(count, std::not_fn(isLearned)); });
     ASK(rpcclt_openapiFdbVlanDynamicEntriesGet, countInVlan<true>);
     ASK(rpcclt_openapiFdbVlanInternalEntriesGet, countInVlan<false>);
     ASK(rpcclt_openapiFdbIntfDynamicEntriesGet, countOnPort<true>);

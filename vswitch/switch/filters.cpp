@@ -129,7 +129,7 @@ static int nextFilter(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *ne
 template <PortSet Filter::*ports>
 static int storePorts(OpenBufferDesc *address, uint32_t vlan, uint32_t *count, OpenBufferDesc *list)
 {
-    return withFilter(address, vlan, [=](Filter &filter) -> int {
+    return withFilter(address, vlan, [=](const Filter &filter) {
         *count = (uint32_t)(filter.*ports).size();
         return setText(list, portListText(filter.*ports));
     });
@@ -247,20 +247,13 @@ static void registerFilterPorts()
     DO(rpcclt_openapiFilterDstIntfListAdd, addDestinations);
     DO(rpcclt_openapiFilterDstIntfListDelete, removeDestinations);
 
-    ASK(rpcclt_openapiFilterIsIntfInAnyFilter, [](uint32_t port, uint32_t *flag) -> int {
-        if (!interfaceExists(port))
-            return OPEN_BAD_ARGUMENT;
-        *flag = isInAnyFilter(port);
-        return OPEN_OK;
-    });
+    ASK(rpcclt_openapiFilterIsIntfInAnyFilter, ofInterface<isInAnyFilter>);
     ASK(rpcclt_openapiFilterPortParmCanSet, [](uint32_t port, uint32_t *flag) -> int {
         *flag = 1; /* every port can be in filters */
         return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
     });
-    ASK(rpcclt_openapiFilterIsValidIntf, [](uint32_t port, uint32_t *flag) -> int {
-        *flag = interfaceExists(port);
-        return OPEN_OK;
-    });
+    ASK(rpcclt_openapiFilterIsValidIntf,
+        [](uint32_t port, uint32_t *flag) { return store(interfaceExists(port), flag); });
 }
 
 static void registerModes()
@@ -305,17 +298,12 @@ void registerFilters()
     });
     ASK(rpcclt_openapiFilterCheckMacAddrTypeMulticast, [](OpenBufferDesc *address, uint32_t *flag) -> int {
         uint64_t mac;
-        if (!parseMac(textOf(address), &mac))
-            return OPEN_BAD_ARGUMENT;
-        *flag = isGroup(mac);
-        return OPEN_OK;
+        return parseMac(textOf(address), &mac) ? store(isGroup(mac), flag) : OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiFilterIsConfigured, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *flag) -> int {
         FilterKey key;
-        if (int rc = readKey(address, vlan, &key))
-            return rc;
-        *flag = filters.contains(key);
-        return OPEN_OK;
+        int rc = readKey(address, vlan, &key);
+        return rc == OPEN_OK ? store(filters.contains(key), flag) : rc;
     });
     DO(rpcclt_openapiFilterStreamSet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t stream) -> int {
         return withFilter(address, vlan, [=](Filter &filter) -> int {
@@ -323,11 +311,8 @@ void registerFilters()
             return OPEN_OK;
         });
     });
-    ASK(rpcclt_openapiFilterStreamGet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *stream) -> int {
-        return withFilter(address, vlan, [=](Filter &filter) -> int {
-            *stream = filter.stream;
-            return OPEN_OK;
-        });
+    ASK(rpcclt_openapiFilterStreamGet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *stream) {
+        return withFilter(address, vlan, [=](const Filter &filter) { return store(filter.stream, stream); });
     });
 }
 

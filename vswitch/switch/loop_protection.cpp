@@ -271,9 +271,9 @@ void registerLoopProtection()
 
     ASK(rpcclt_openapiLoopProtectValidIntfFirstGet, [](uint32_t *first) { return store(nextPort(0), first); });
     ASK(rpcclt_openapiLoopProtectValidIntfNextGet,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
     ASK(rpcclt_openapiLoopProtectIsValidIntf,
-          [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
+        [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
 }
 
 void resetLoopProtection()

@@ -105,12 +105,12 @@ static bool isNormalAllowed(uint32_t port, uint32_t vlan)
 }
 
 /* Lists the existing VLANs for which `holds` is true. */
-static int listVlans(uint32_t port, bool (*holds)(uint32_t port, uint32_t vlan), VlanIdList *list)
+template <bool (*holds)(uint32_t port, uint32_t vlan)> static int listVlans(uint32_t port, VlanIdList *list)
 {
     if (!interfaceExists(port))
         return OPEN_BAD_ARGUMENT;
     std::vector<uint16_t> ids = existingVlans();
-    std::erase_if(ids, [&](uint16_t vlan) { return !holds(port, vlan); });
+    std::erase_if(ids, [=](uint16_t vlan) { return !holds(port, vlan); });
     setList(list, ids);
     return OPEN_OK;
 }
@@ -122,21 +122,16 @@ void registerMembership()
         return exist ? store(taggingIn(port, vlan), tagged) : (int)OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiVlanVIDListGet, [](uint32_t port, VlanIdList *list, uint32_t *count) {
-        int rc = listVlans(port, portInVlan, list);
+        int rc = listVlans<portInVlan>(port, list);
         return rc == OPEN_OK ? store(list->count, count) : rc;
     });
     ASK(rpcclt_openapiQportsCurrentIngressFilteringGet, ofInterface<filtersIngress>);
     /* In every mode, not only as a trunk. */
     ASK(rpcclt_openapiPvlanIntfTrunkNativeVlanGet, ofInterface<portPvid>);
 
-    ASK(rpcclt_openapiDot1qSwPortForbiddenVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isForbidden, list); });
-    ASK(rpcclt_openapiDot1qSwPortUntaggedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isUntaggedMember, list); });
-    ASK(rpcclt_openapiDot1qSwPortTaggedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isTaggedMember, list); });
-    ASK(rpcclt_openapiDot1qSwPortDynamicallyAddedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isAdded, list); });
-    ASK(rpcclt_openapiPvlanIntfTrunkAllowedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isNormalAllowed, list); });
+    ASK(rpcclt_openapiDot1qSwPortForbiddenVlanListGet, listVlans<isForbidden>);
+    ASK(rpcclt_openapiDot1qSwPortUntaggedVlanListGet, listVlans<isUntaggedMember>);
+    ASK(rpcclt_openapiDot1qSwPortTaggedVlanListGet, listVlans<isTaggedMember>);
+    ASK(rpcclt_openapiDot1qSwPortDynamicallyAddedVlanListGet, listVlans<isAdded>);
+    ASK(rpcclt_openapiPvlanIntfTrunkAllowedVlanListGet, listVlans<isNormalAllowed>);
 }

@@ -137,10 +137,7 @@ static void registerPrivateTable()
 {
     DO(rpcclt_openapiDot1qPrivateVlanEnable, setType);
     ASK(rpcclt_openapiDot1qPrivateVlanGet, [](uint32_t vlan, uint32_t *type) -> int {
-        if (!vlanExists(vlan))
-            return OPEN_BAD_ARGUMENT;
-        *type = privateVlanType(vlan);
-        return OPEN_OK;
+        return vlanExists(vlan) ? store(privateVlanType(vlan), type) : OPEN_BAD_ARGUMENT;
     });
     DO(rpcclt_openapiDot1qApiPrivateVlanAssocAdd, associate);
     DO(rpcclt_openapiDot1qApiPrivateVlanAssocRemove, dissociateList);
@@ -201,8 +198,7 @@ static int getHost(uint32_t port, uint32_t *primary, uint32_t *secondary)
     if (int rc = findAssociation(port, HOST, &association))
         return rc;
     *primary = association->primary;
-    *secondary = *association->secondaries.begin();
-    return OPEN_OK;
+    return store(*association->secondaries.begin(), secondary);
 }
 
 static int getPromiscuous(uint32_t port, uint32_t *primary, VlanIdList *secondaries)
@@ -248,15 +244,15 @@ static void registerPrivatePorts()
 static void registerPrivateTrunks()
 {
     ASK(rpcclt_openapiPvlanIntfPromiscTrunkAssocNextGet,
-          [](uint32_t port, uint32_t after, uint32_t *next, VlanIdList *secondaries) {
-              int rc = stepTrunk(port, PORT_PROMISCUOUS_TRUNK, after);
-              return rc == OPEN_OK ? getPromiscuous(port, next, secondaries) : rc;
-          });
+        [](uint32_t port, uint32_t after, uint32_t *next, VlanIdList *secondaries) {
+            int rc = stepTrunk(port, PORT_PROMISCUOUS_TRUNK, after);
+            return rc == OPEN_OK ? getPromiscuous(port, next, secondaries) : rc;
+        });
     ASK(rpcclt_openapiPvlanIntfIsolatedTrunkAssocNextGet,
-          [](uint32_t port, uint32_t after, uint32_t *next, uint32_t *secondary) {
-              int rc = stepTrunk(port, PORT_ISOLATED_TRUNK, after);
-              return rc == OPEN_OK ? getHost(port, next, secondary) : rc;
-          });
+        [](uint32_t port, uint32_t after, uint32_t *next, uint32_t *secondary) {
+            int rc = stepTrunk(port, PORT_ISOLATED_TRUNK, after);
+            return rc == OPEN_OK ? getHost(port, next, secondary) : rc;
+        });
 }
 
 void registerPrivateVlans()

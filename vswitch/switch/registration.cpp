@@ -304,10 +304,9 @@ void registerRegistration()
     DO(rpcclt_openapiMmrpCountersClear, clearAll<MMRP>);
 
     /* MVRP can run on every port. */
-    ASK(rpcclt_openapiMvrpIsValidIntfGet,
-          [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
+    ASK(rpcclt_openapiMvrpIsValidIntfGet, [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
     ASK(rpcclt_openapiMvrpValidIntfNextGet,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
     ASK(rpcclt_openapiMvrpVlanArrayGet, vlansOfSwitch);
     ASK(rpcclt_openapiMvrpIntfVlanArrayGet, vlansOfPort);
 }

@@ -215,9 +215,9 @@ static void registerOfPort()
     });
     DO(rpcclt_openapiStormControlIntfThresholdSet, setPortThreshold);
     ASK(rpcclt_openapiStormControlIntfThresholdGet,
-          [](uint32_t kind, uint32_t port, uint32_t *unit, uint32_t *value) -> int {
-              return hasControl(kind, port) ? storeThreshold(thresholdOn(kind, port), unit, value) : OPEN_BAD_ARGUMENT;
-          });
+        [](uint32_t kind, uint32_t port, uint32_t *unit, uint32_t *value) -> int {
+            return hasControl(kind, port) ? storeThreshold(thresholdOn(kind, port), unit, value) : OPEN_BAD_ARGUMENT;
+        });
     DO(rpcclt_openapiStormControlIntfThresholdDefaultSet, [](uint32_t kind, uint32_t port) -> int {
         if (!hasControl(kind, port))
             return OPEN_BAD_ARGUMENT;

@@ -113,13 +113,10 @@ void registerVlans()
     DO(rpcclt_openapiVlanCreate, createVlan);
     DO(rpcclt_openapiVlanDelete, deleteVlan);
     ASK(rpcclt_openapiMostVlanEntriesGet, [](uint32_t *count) { return store(mostVlans, count); });
-    ASK(rpcclt_openapiStaticVlanEntriesGet,
-          [](uint32_t *count) { return store((uint32_t)configured.size(), count); });
-    ASK(rpcclt_openapiDynamicVlanEntriesGet,
-          [](uint32_t *count) { return store(dynamicVlans(), count); });
+    ASK(rpcclt_openapiStaticVlanEntriesGet, [](uint32_t *count) { return store((uint32_t)configured.size(), count); });
+    ASK(rpcclt_openapiDynamicVlanEntriesGet, [](uint32_t *count) { return store(dynamicVlans(), count); });
     ASK(rpcclt_openapiDot1qVlanNumDeletesGet, [](uint32_t *count) { return store(deletes, count); });
-    ASK(rpcclt_openapiNextVlanGet,
-          [](uint32_t vlan, uint32_t *next) { return storeNext(vlanAfter(vlan), next); });
+    ASK(rpcclt_openapiNextVlanGet, [](uint32_t vlan, uint32_t *next) { return storeNext(vlanAfter(vlan), next); });
     ASK(rpcclt_openapiVlanTypeGet, [](uint32_t vlan, uint32_t *type) -> int {
         return vlanExists(vlan) ? store(typeOf(vlan), type) : OPEN_BAD_ARGUMENT;
     });

@@ -210,26 +210,26 @@ static void registerOuis()
         return entry == ouis.end() ? (int)OPEN_FAILED : setText(description, entry->second.description);
     });
     ASK(rpcclt_openapiVoipOuiNextEntryGet,
-          [](OpenBufferDesc *text, OpenBufferDesc *next, OpenBufferDesc *nextDescription) -> int {
-              uint32_t oui;
-              return parseOui(textOf(text), &oui) ? storeEntry(positionFrom(oui + 1), next, nextDescription)
-                                                  : OPEN_BAD_ARGUMENT;
-          });
+        [](OpenBufferDesc *text, OpenBufferDesc *next, OpenBufferDesc *nextDescription) -> int {
+            uint32_t oui;
+            return parseOui(textOf(text), &oui) ? storeEntry(positionFrom(oui + 1), next, nextDescription)
+                                                : OPEN_BAD_ARGUMENT;
+        });
     ASK(rpcclt_openapiVoipOuiEntryGet,
-          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
-              return validIndex(index) ? storeEntry(ouis.find(index), oui, description) : OPEN_BAD_ARGUMENT;
-          });
+        [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
+            return validIndex(index) ? storeEntry(ouis.find(index), oui, description) : OPEN_BAD_ARGUMENT;
+        });
     ASK(rpcclt_openapiVoipOuiEntryNextGet,
-          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description, uint32_t *next) -> int {
-              OuiPosition entry = ouis.upper_bound(index);
-              if (entry != ouis.end())
-                  *next = entry->first;
-              return storeEntry(entry, oui, description);
-          });
+        [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description, uint32_t *next) -> int {
+            OuiPosition entry = ouis.upper_bound(index);
+            if (entry != ouis.end())
+                *next = entry->first;
+            return storeEntry(entry, oui, description);
+        });
     DO(rpcclt_openapiVoipIndexOuiAdd,
-          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
-              return validIndex(index) ? addOui(index, oui, description) : OPEN_BAD_ARGUMENT;
-          });
+        [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
+            return validIndex(index) ? addOui(index, oui, description) : OPEN_BAD_ARGUMENT;
+        });
     DO(rpcclt_openapiVoipIndexOuiRemove, [](uint32_t index) -> int {
         if (!validIndex(index))
             return OPEN_BAD_ARGUMENT;
@@ -259,10 +259,9 @@ void registerVoice()
     });
     ASK(rpcclt_openapiVoipNumActiveProtocolSessionsGet, sessionsGet);
     DO(rpcclt_openapiVoipProfileCosQueueSet, cosQueueSet);
-    ASK(rpcclt_openapiVoipProfileCosQueueGet, [](uint32_t *scheme, uint32_t *value) -> int {
+    ASK(rpcclt_openapiVoipProfileCosQueueGet, [](uint32_t *scheme, uint32_t *value) {
         *scheme = priorityScheme;
-        *value = priorityValue;
-        return OPEN_OK;
+        return store(priorityValue, value);
     });
     ASK(rpcclt_openapiVoipIntfModeGet, detectionGet);
     DO(rpcclt_openapiVoipIntfModeSet, detectionSet);
