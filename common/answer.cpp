@@ -1,5 +1,5 @@
 /*
- * answer.cpp - builds answers and prints them. One that cannot be built is no output (see request_input.cpp).
+ * answer.cpp - builds answers and prints them.
  */
 #include "common/answer.h"
 
@@ -13,7 +13,7 @@ static bool addVlanIds(cJSON *object, const char *key, const VlanIdList &list)
     cJSON *array = cJSON_AddArrayToObject(object, key);
     if (!array)
         return false;
-    /* The count is OpEN's word; the record behind it ends at VLAN_ID_LIST_MAX all the same. */
+    /* Do not trust the count: it comes from the switch. */
     for (uint32_t i = 0; i < list.count && i < VLAN_ID_LIST_MAX; i++) {
         cJSON *id = cJSON_CreateNumber(list.ids[i]);
         if (!cJSON_AddItemToArray(array, id))
@@ -43,8 +43,8 @@ static bool addDatum(cJSON *object, const Datum &datum)
         return cJSON_AddNumberToObject(object, datum.key, datum.number);
     case Datum::STRING:
         return cJSON_AddStringToObject(object, datum.key, datum.text);
-    case Datum::WORD:
-        return cJSON_AddStringToObject(object, datum.key, wordOf(*datum.words, datum.code, datum.text));
+    case Datum::NAME:
+        return cJSON_AddStringToObject(object, datum.key, nameOf(*datum.names, datum.code, datum.text));
     case Datum::BOOLEAN:
         return cJSON_AddBoolToObject(object, datum.key, datum.code != 0);
     case Datum::YES_NO:
@@ -59,7 +59,7 @@ static bool addDatum(cJSON *object, const Datum &datum)
     return false;
 }
 
-/* The data object, or null. */
+/* The data object; null: out of memory. */
 static cJSON *dataObject(Data data)
 {
     cJSON *object = cJSON_CreateObject();
@@ -74,7 +74,7 @@ static cJSON *dataObject(Data data)
 
 enum LineEnd { WITHOUT_LINE_END, WITH_LINE_END };
 
-/* Prints and frees the envelope, unless there is none. */
+/* Prints and frees the envelope. Null: prints nothing. */
 static void printEnvelope(char *envelope, LineEnd lineEnd)
 {
     if (envelope)

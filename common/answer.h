@@ -1,7 +1,6 @@
 /*
- * answer.h - the ways an endpoint answers: one function each, so that a handler only picks one.
- *
- * Which of them an endpoint uses, line end included, is part of its established behaviour.
+ * answer.h - one function for each way in which an endpoint answers. Which one an endpoint uses, line end included, is
+ * part of its established behaviour. Out of memory: see memory.h.
  */
 #ifndef COMMON_ANSWER_H
 #define COMMON_ANSWER_H
@@ -10,17 +9,17 @@
 #include <stdint.h>
 
 #include "common/response.h"
-#include "common/words.h"
+#include "common/names.h"
 #include "openclt.h"
 
-/* One member of a data object. Texts, words and lists are borrowed until the answer is printed. */
+/* One member of a data object. Texts, names and lists must live until the answer is printed. */
 struct Datum {
-    enum Kind { NUMBER, STRING, WORD, BOOLEAN, YES_NO, IPV4, VLAN_IDS, VLAN_ARRAY } kind;
+    enum Kind { NUMBER, STRING, NAME, BOOLEAN, YES_NO, IPV4, VLAN_IDS, VLAN_ARRAY } kind;
     const char *key;
     double number = 0;
-    uint32_t code = 0; /* of a word, a yes or no (1 or 0), an address */
-    const char *text = nullptr; /* of a word: what a code without one is called */
-    const WordTable *words = nullptr;
+    uint32_t code = 0; /* of NAME; 1 or 0 of BOOLEAN and YES_NO; the address of IPV4 */
+    const char *text = nullptr; /* of STRING; the fallback of NAME */
+    const NameTable *names = nullptr;
     const VlanIdList *list = nullptr;
 };
 
@@ -46,10 +45,10 @@ inline Datum string(const char *key, const char *value)
     return {.kind = Datum::STRING, .key = key, .text = value};
 }
 
-/* The word of a code, `fallback` when it has none. */
-inline Datum word(const char *key, const WordTable &words, uint32_t code, const char *fallback)
+/* The name of a code; `fallback` when the code has no name. */
+inline Datum codeName(const char *key, const NameTable &names, uint32_t code, const char *fallback)
 {
-    return {.kind = Datum::WORD, .key = key, .code = code, .text = fallback, .words = &words};
+    return {.kind = Datum::NAME, .key = key, .code = code, .text = fallback, .names = &names};
 }
 
 /* JSON true or false. */
@@ -58,25 +57,25 @@ inline Datum boolean(const char *key, bool value)
     return {.kind = Datum::BOOLEAN, .key = key, .code = value};
 }
 
-/* The texts "true" and "false", with which most yes/no questions are answered. */
+/* The text "true" or "false": how most endpoints answer a yes/no question. */
 inline Datum yesNo(const char *key, bool value)
 {
     return {.kind = Datum::YES_NO, .key = key, .code = value};
 }
 
-/* The dotted text of an IPv4 address, whose four bytes lie in memory in network order. */
+/* The dotted text of an IPv4 address in network byte order. */
 inline Datum ipv4(const char *key, uint32_t address)
 {
     return {.kind = Datum::IPV4, .key = key, .code = address};
 }
 
-/* An array of as many ids as the list's own count says. */
+/* An array of the first list.count ids. */
 inline Datum vlanIds(const char *key, const VlanIdList &list)
 {
     return {.kind = Datum::VLAN_IDS, .key = key, .list = &list};
 }
 
-/* An object of the list's own count, "numEntries" (signed), and its ids, "ids". */
+/* An object with "numEntries" (list.count as a signed number) and "ids" (the array of vlanIds). */
 inline Datum vlanArray(const char *key, const VlanIdList &list)
 {
     return {.kind = Datum::VLAN_ARRAY, .key = key, .list = &list};
@@ -84,28 +83,28 @@ inline Datum vlanArray(const char *key, const VlanIdList &list)
 
 using Data = std::initializer_list<Datum>;
 
-/* On success the data under `name`, otherwise the failure alone; no line end either way. */
+/* Answers the data under `name` on success, the bare outcome otherwise. No line end. */
 void answerData(const char *name, ResultCode code, Data data);
 
-/* As answerData, but a failure ends with a line end. */
+/* As answerData, but with a line end after a failure. */
 void answerDataOrOutcome(const char *name, ResultCode code, Data data);
 
-/* The answer to a yes/no question, "status": "true" only for a flag of exactly 1. A failure ends with a line end. */
+/* Answers "status": "true" when `flag` is exactly 1, else "false". With a line end after a failure. */
 void answerYesNo(const char *name, int openCode, uint32_t flag);
 
-/* The outcome alone, with a line end. */
+/* Answers the bare outcome, with a line end. */
 void answerOutcome(ResultCode code);
 
-/* The outcome of an operation by OpEN's code: what nearly all writers answer. */
+/* Answers the bare outcome of an operation, with a line end: what nearly all setters do. */
 inline void answerResult(int openCode)
 {
     answerOutcome(openResult(openCode));
 }
 
-/* The outcome alone, built in a fixed buffer, without a line end. */
+/* Answers the bare outcome from a fixed buffer, without a line end. */
 void answerOutcomeFixed(ResultCode code);
 
-/* The unsupported-feature handlers: without a line end (readers), and with one. They read nothing and call nothing. */
+/* Handlers that only answer "Unsupported Feature": without a line end (readers), and with one (setters). */
 void unsupportedRead();
 void unsupportedWrite();
 

@@ -1,5 +1,5 @@
 /*
- * open_client.cpp - attaches this process to OpEN, and keeps the longer of the texts it exchanges.
+ * open_client.cpp - connects this process to the switch, and allocates long texts.
  */
 #include "common/open_client.h"
 
@@ -52,7 +52,7 @@ int initHandler(const char *baseName, OpenClient *client)
 
 bool longTextReserve(LongText &text, uint64_t size)
 {
-    if (size >= UINT32_MAX) /* its end has to be stated, too */
+    if (size >= UINT32_MAX) /* a descriptor may state the terminator too */
         return false;
     text.bytes = (char *)calloc((size_t)size + 1, 1);
     text.size = text.bytes ? (uint32_t)size : 0;

@@ -1,5 +1,5 @@
 /*
- * open_client.h - the way to the switch: the one OpEN client of this process, and the storage of texts it exchanges.
+ * open_client.h - this process's connection to the switch, and the buffers for texts that operations take and return.
  */
 #ifndef COMMON_OPEN_CLIENT_H
 #define COMMON_OPEN_CLIENT_H
@@ -10,19 +10,19 @@
 
 #include "openclt.h"
 
-/* Every operation gets the address of this one handle. */
+/* The client handle. Every operation gets its address. */
 extern OpenClient openClient;
 
 /*
- * Installs the crash recorder, registers `client` under "<baseName>_<pid>" and waits for the OpEN server: at most seven
- * checks, three seconds apart. A null base name counts as "common.c". Returns 0, or -1 when there is no client or no
- * server.
+ * Installs the crash recorder, registers `client` under "<baseName>_<pid>" ("common.c_<pid>" when `baseName` is null)
+ * and waits for the OpEN server: at most 7 checks, 3 seconds apart. Returns 0; -1 when the registration fails or no
+ * server answers.
  */
 int initHandler(const char *baseName, OpenClient *client);
 
 /*
- * Storage for a text of an operation, all zero: N bytes that are offered to OpEN, and one more that no operation can
- * reach, so that the text always ends.
+ * A zeroed buffer for a text: N bytes that an operation may fill, and one more that it cannot reach, so that the text
+ * always has a terminator.
  */
 template <uint32_t N> struct OpenText {
     static constexpr uint32_t size = N;
@@ -30,21 +30,21 @@ template <uint32_t N> struct OpenText {
     OpenBufferDesc desc = {};
 };
 
-/* The same for a size that is known only at run time. Freed by longTextFree; an empty one need not be. */
+/* The same with a size known only at run time. Free it with longTextFree, unless nothing was reserved. */
 struct LongText {
     uint32_t size = 0;
     char *bytes = nullptr;
     OpenBufferDesc desc = {};
 };
 
-/* Gives an empty text so many bytes to offer. False without memory, or when no descriptor can state the size. */
+/* Allocates `size` zeroed bytes for an empty text. False: out of memory, or more than a descriptor can state. */
 bool longTextReserve(LongText &text, uint64_t size);
 
 void longTextFree(LongText &text);
 
 /*
- * A text as an operation takes it, valid as long as the text. The words are the three sizes that can be stated of it;
- * which of them an operation gets is part of each endpoint.
+ * The descriptor that an operation takes for a text; it lives as long as the text. Its size is the buffer's, the text's
+ * length, or that length with the terminator: each endpoint has its established choice.
  */
 template <class Text> OpenBufferDesc *sized(Text &text, size_t size)
 {
@@ -57,7 +57,7 @@ template <class Text> OpenBufferDesc *bufferSized(Text &text)
     return sized(text, text.size);
 }
 
-/* A long text that was never given any bytes is empty. */
+/* Null (a long text without a reserve) counts as empty. */
 inline size_t textLength(const char *bytes)
 {
     return bytes ? strlen(bytes) : 0;

@@ -8,25 +8,12 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "common/memory.h"
 #include "common/response.h"
-#include "log/log.h"
 
 enum { QUERY_LIMIT = 8192, LIST_STEP = 10 };
 
-/*
- * Without memory a request is not answered from what is left of it. An input that cannot be had ends the process with
- * status 1, before any operation is called: defaults in its place would be the answer to another question. An answer
- * that cannot be built is no output. In both cases a line in the log says what failed. (By established behaviour the
- * builder of fixed-buffer answers says it of printing only, and a list of members that is too long is a failure like
- * OpEN's.)
- */
-void exitWithoutMemory(const char *what)
-{
-    LOG(LEVEL_ERROR, "[MEM] Failed to %s\n", what);
-    exit(1);
-}
-
-/* What CONTENT_LENGTH announces; a length that makes no sense is none. */
+/* The body length in CONTENT_LENGTH; 0 without a positive number. Leaves room for the terminator. */
 static size_t announcedLength()
 {
     const char *text = getenv("CONTENT_LENGTH");
@@ -44,13 +31,13 @@ static char *readBodyText()
         return text;
     size_t stored = fread(text, 1, length, stdin);
     if (stored < length)
-        text[stored] = (char)0xFF; /* the end-of-file value of the last read: established behaviour */
+        text[stored] = (char)0xFF; /* established behaviour: EOF, stored as a byte */
     return text;
 }
 
 char *readRequestInput()
 {
-    errno = 0; /* and stays so when there is no input to be had */
+    errno = 0; /* null with errno 0: the method has no input */
     const char *method = getenv("REQUEST_METHOD");
     if (!method)
         return nullptr;
@@ -72,7 +59,7 @@ ParamList paramListSplit(const char *input)
         exitWithoutMemory("create parameter list");
     for (const char *rest = input ? input : "";;) {
         size_t length = strcspn(rest, "&");
-        if (count + 1 == capacity) { /* this piece and the end must fit */
+        if (count + 1 == capacity) { /* room for this piece and the null pointer */
             ParamList grown = (ParamList)realloc(list, (capacity + LIST_STEP) * sizeof *list);
             if (!grown)
                 exitWithoutMemory("grow parameter list");
@@ -125,7 +112,7 @@ int paramGetExact(const char *input, const char *key, char *buffer, size_t size)
     return (int)ResultCode::GENERAL_FAILED;
 }
 
-/* The value of a hexadecimal digit, -1 for any other character. */
+/* The value of a hexadecimal digit; -1 for any other character. */
 static int hexDigit(char c)
 {
     if (c >= '0' && c <= '9')

@@ -1,6 +1,6 @@
 /*
- * request_input.h - where a request's values come from: its input, and the ways to look a key up in it. Endpoints read
- * by the words of request_values.h, which stand on these.
+ * request_input.h - the input of a request, and how to find a key in it. Handlers use request_values.h instead, which
+ * is built on these functions. Out of memory: see memory.h.
  */
 #ifndef COMMON_REQUEST_INPUT_H
 #define COMMON_REQUEST_INPUT_H
@@ -8,39 +8,35 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/* The pieces of an input between its "&"s, ended by a null pointer. Owned by whoever split it (paramListFree). */
+/* The pieces of an input between its "&"s, ended by a null pointer. Free with paramListFree. */
 typedef char **ParamList;
 
 /*
- * The raw input of this request, owned by the caller (free): for GET and DELETE the first 8192 bytes of the query
- * string, for POST and PUT the body, CONTENT_LENGTH bytes of it. A body that ends before that gets one byte 0xFF at its
- * end: established behaviour. Null for any other method (they are compared with case); null, with errno ENOMEM, when
- * there is no memory for the input.
+ * Returns the raw input of this request; the caller frees it. GET and DELETE: the first 8192 bytes of the query string.
+ * POST and PUT: CONTENT_LENGTH bytes of the body; a shorter body gets one byte 0xFF at its end (established behaviour).
+ * Null with errno 0: any other method (case matters). Null with errno ENOMEM: out of memory.
  */
 char *readRequestInput();
 
-/* Ends the process, which could not `what` (for the log) for want of memory: see request_input.cpp. */
-[[noreturn]] void exitWithoutMemory(const char *what);
-
-/* Splits `input` (null counts as empty) on "&", keeping empty pieces. Without memory: exitWithoutMemory. */
+/* Splits `input` (null counts as empty) on "&" and keeps empty pieces. Out of memory: exits (memory.h). */
 ParamList paramListSplit(const char *input);
 
 /*
- * The text after the first "=" of the first piece that has a "=" and contains `key` anywhere; null when there is none.
- * So "vlan" finds vlanId=3 as well: established behaviour. The value is not decoded and belongs to the list.
+ * The loose lookup: finds the first piece that has a "=" and contains `key` anywhere, so "vlan" also finds "vlanId=3"
+ * (established behaviour). Returns the text behind the first "=", not decoded, owned by the list; null: not found.
  */
 const char *paramFind(const char *key, ParamList list);
 
-/* Frees the list and its pieces; null is allowed. */
+/* Frees the list and its pieces. Null is allowed. */
 void paramListFree(ParamList list);
 
 /*
- * Copies the percent-decoded value of exactly `key` into `buffer`, at most size - 1 bytes of it before decoding.
- * Returns 0, or 10000 when the key is not there (or an argument is null, or the size 0).
+ * Copies the value of exactly `key` into `buffer`: cuts it to size - 1 bytes, then percent-decodes it.
+ * Returns 0; 10000 without the key, with a null argument, or with size 0.
  */
 int paramGetExact(const char *input, const char *key, char *buffer, size_t size);
 
-/* Decodes "%xx" and "+" in place and returns the text; what is no proper escape stays. Null is returned as null. */
+/* Decodes "%xx" and "+" in place; leaves an invalid escape as it is. Returns `text`, also when it is null. */
 char *urlDecodeInPlace(char *text);
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * request_values.cpp - the conventions by which a request's values become OpEN's.
+ * request_values.cpp - converts the values of a request to those of the operations.
  */
 #include "common/request_values.h"
 
@@ -11,9 +11,10 @@
 #include <string.h>
 
 #include "common/answer.h"
+#include "common/memory.h"
 #include "common/request_input.h"
 
-/* What follows "key=" at the start of the query string or right behind a "&"; null when there is no such place. */
+/* The text behind the first "key=" at the start of the query string or right behind a "&"; null: not found. */
 static const char *queryValueExact(const char *key)
 {
     const char *query = getenv("QUERY_STRING");
@@ -26,7 +27,7 @@ static const char *queryValueExact(const char *key)
     return nullptr;
 }
 
-/* Base 10, low 32 bits. Of a 64-bit number on every machine: a smaller one would not wrap but stop at its end. */
+/* Reads 64 bits on every machine: strtoul would stop at its maximum where long has 32 bits, and not wrap. */
 static uint32_t uintOf(const char *text)
 {
     return (uint32_t)strtoull(text, nullptr, 10);
@@ -43,7 +44,7 @@ uint16_t queryUint16Exact(const char *key)
     return (uint16_t)queryUintExact(key);
 }
 
-/* The text behind exactly `key` up to the next "&", cut to what fits; "" without the key. */
+/* The value of exactly `key`, up to the next "&", cut to `size` - 1 bytes; "" without the key. */
 static void queryTextExact(const char *key, char *text, size_t size)
 {
     const char *value = queryValueExact(key);
@@ -51,18 +52,18 @@ static void queryTextExact(const char *key, char *text, size_t size)
     snprintf(text, size, "%.*s", length, value ? value : "");
 }
 
-uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback)
+uint32_t queryCodeExact(const char *key, const NameTable &names, uint32_t fallback)
 {
-    char text[32]; /* longer than every word */
+    char text[32]; /* longer than every name */
     queryTextExact(key, text, sizeof text);
-    return codeOf(words, text, fallback);
+    return codeOf(names, text, fallback);
 }
 
-uint32_t queryWordOrUintExact(const char *key, const WordTable &words)
+uint32_t queryCodeOrUintExact(const char *key, const NameTable &names)
 {
     char text[32];
     queryTextExact(key, text, sizeof text);
-    return codeOf(words, text, uintOf(text));
+    return codeOf(names, text, uintOf(text));
 }
 
 bool queryTextDecoded(const char *key, char *text, uint32_t size)
@@ -80,7 +81,7 @@ uint32_t queryUintDecoded(const char *key)
     return (uint32_t)strtoll(text, nullptr, 10);
 }
 
-/* The request's input, or null when it has none. */
+/* The request's input; null: it has none. The caller frees it. */
 static char *requestInput()
 {
     char *input = readRequestInput();
@@ -93,8 +94,8 @@ static void takeParam(const Param &param, const char *value)
 {
     if (param.text)
         snprintf(param.text, param.size, "%s", value);
-    else if (param.words)
-        *param.number = codeOf(*param.words, value, *param.number);
+    else if (param.names)
+        *param.number = codeOf(*param.names, value, *param.number);
     else
         *param.number = uintOf(value);
 }
@@ -116,12 +117,12 @@ bool readParams(std::initializer_list<Param> params)
 
 static uint32_t saturated(double value)
 {
-    if (!(value > 0)) /* NaN as well */
+    if (!(value > 0)) /* also NaN */
         return 0;
     return value >= (double)UINT32_MAX ? UINT32_MAX : (uint32_t)value;
 }
 
-/* Walks the array once: looking each element up by its index would cost the square of the list. */
+/* Follows the list of elements: a lookup by index would walk from its start for each one. */
 static void takeVlanIds(const cJSON *array, VlanIdList *list)
 {
     if (!cJSON_IsArray(array))
@@ -160,8 +161,8 @@ static void takeMember(const Member &member, const cJSON *item)
     case Member::LONG_TEXT:
         takeLongText(text, (LongText *)member.value);
         break;
-    case Member::WORD:
-        *number = codeOf(*member.words, text, *number);
+    case Member::CODE:
+        *number = codeOf(*member.names, text, *number);
         break;
     case Member::TRUE_LITERAL:
         *number = cJSON_IsTrue(item) ? 1 : 0;
@@ -176,7 +177,7 @@ static void takeMember(const Member &member, const cJSON *item)
     }
 }
 
-/* The JSON document that is the input, or null. */
+/* The input as a JSON document; null: it does not parse. */
 static cJSON *parseInput()
 {
     char *input = requestInput();
@@ -188,7 +189,7 @@ static cJSON *parseInput()
     return document;
 }
 
-/* The member of that name, if it is one by its rule. */
+/* Finds the member. Null: it is absent, or counts as absent by its rule. */
 static const cJSON *findMember(const cJSON *body, const Member &member)
 {
     const cJSON *item = cJSON_GetObjectItem(body, member.key);

@@ -1,10 +1,9 @@
 /*
- * request_values.h - the words by which an endpoint reads the values of its request: one at a time from the query
- * string, or several at once from the parameter list or a JSON body.
+ * request_values.h - how a handler reads its request: one value at a time from the query string, or several at once
+ * from the parameter list or a JSON body. Texts are copied. Out of memory: exits (memory.h).
  *
- * Of several, a value that is not there (or does not qualify, as each function says) leaves its variable as it was:
- * what the variable holds before is the endpoint's default. Nothing borrowed is left behind: texts are copied. Without
- * memory the process ends (exitWithoutMemory): a value that only could not be had is never taken for absent.
+ * When it reads several, a variable holds the endpoint's default first. It keeps that when the value is absent, or not
+ * accepted (each reader says what it accepts).
  */
 #ifndef COMMON_REQUEST_VALUES_H
 #define COMMON_REQUEST_VALUES_H
@@ -13,31 +12,30 @@
 #include <stdint.h>
 
 #include "common/open_client.h"
-#include "common/words.h"
+#include "common/names.h"
 
 /*
- * Exact keys of the query string, whatever the method: the key stands at the start or right behind a "&" and is
- * followed by "=". The value is not decoded.
+ * Exact keys of the query string, with any method: the key stands at the start or right behind a "&", and a "=" follows
+ * it. The value is not decoded.
  */
 
-/* Base 10, low 32 bits; 0 when the key is not there or its value is no number. */
+/* A decimal number, its low 32 bits; 0 without the key, or when the value is not a number. */
 uint32_t queryUintExact(const char *key);
 
 /* The low 16 bits of the same. */
 uint16_t queryUint16Exact(const char *key);
 
-/* The code of a word; `fallback` for another text, or none. */
-uint32_t queryWordExact(const char *key, const WordTable &words, uint32_t fallback);
+/* The code of a name; `fallback` for an unknown name, or without the key. */
+uint32_t queryCodeExact(const char *key, const NameTable &names, uint32_t fallback);
 
-/* The code of a word; another text counts as a number, as queryUintExact reads it, of 31 bytes at most. */
-uint32_t queryWordOrUintExact(const char *key, const WordTable &words);
+/* The code of a name. An unknown name counts as a number, read as by queryUintExact from its first 31 bytes. */
+uint32_t queryCodeOrUintExact(const char *key, const NameTable &names);
 
 /*
- * Exact keys of the query string, whatever the method, in the manner of paramGetExact: percent-decoded, and cut before
- * that to what their storage holds.
+ * Exact keys of the query string, with any method, read by paramGetExact: cut to their storage, then percent-decoded.
  */
 
-/* The text decoded once more: established behaviour. False, and the empty text, without the key. */
+/* A text, decoded a second time: established behaviour. Without the key: false, and the empty text. */
 bool queryTextDecoded(const char *key, char *text, uint32_t size);
 
 template <uint32_t N> bool queryTextDecoded(const char *key, OpenText<N> &text)
@@ -45,114 +43,114 @@ template <uint32_t N> bool queryTextDecoded(const char *key, OpenText<N> &text)
     return queryTextDecoded(key, text.bytes, N);
 }
 
-/* Base 10, low 32 bits of a signed number of at most 15 bytes; 0 without the key. */
+/* A signed decimal number of at most 15 bytes, its low 32 bits; 0 without the key. */
 uint32_t queryUintDecoded(const char *key);
 
-/* A value of the parameter list, found by the loose lookup of paramFind. */
+/* A value of the parameter list, found by the loose lookup (paramFind). */
 struct Param {
     const char *key;
     uint32_t *number;
     char *text;
     uint32_t size;
-    const WordTable *words;
+    const NameTable *names;
 };
 
-/* Base 10, low 32 bits; a value that is no number is 0. */
+/* A decimal number, its low 32 bits; 0 when the value is not a number. */
 inline Param uintParam(const char *key, uint32_t *value)
 {
     return {key, value, nullptr, 0, nullptr};
 }
 
-/* At most N - 1 bytes, not decoded. */
+/* A text of at most N - 1 bytes, not decoded. */
 template <uint32_t N> Param textParam(const char *key, OpenText<N> &text)
 {
     return {key, nullptr, text.bytes, N, nullptr};
 }
 
-/* The code of a word; an unknown word does not qualify. */
-inline Param wordParam(const char *key, const WordTable &words, uint32_t *code)
+/* The code of a name. Does not accept an unknown name. */
+inline Param codeParam(const char *key, const NameTable &names, uint32_t *code)
 {
-    return {key, code, nullptr, 0, &words};
+    return {key, code, nullptr, 0, &names};
 }
 
-/* Reads the parameter list of this request's input (the form-encoded body of a PUT or POST). False without an input. */
+/* Reads the parameters from the query string (GET, DELETE) or the form-encoded body (POST, PUT). False: no input. */
 bool readParams(std::initializer_list<Param> params);
 
-/* A member of the JSON body, found ignoring the case of its key. */
+/* A member of the JSON body. The case of its key does not matter. */
 struct Member {
-    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, LONG_TEXT, WORD, TRUE_LITERAL, IPV4, VLAN_IDS } rule;
+    enum Rule { INTEGER, INTEGER_OF_NUMBER, SATURATED, TEXT, LONG_TEXT, CODE, TRUE_LITERAL, IPV4, VLAN_IDS } rule;
     const char *key;
     void *value;
     uint32_t size;
-    const WordTable *words;
+    const NameTable *names;
     bool required;
 };
 
-/* cJSON's integer copy, whatever the member's type: a number truncated and held to 32 signed bits, 0 for a text. */
+/* cJSON's valueint, with any type: a number, truncated and limited to signed 32 bits; 0 for a text. */
 inline Member integerMember(const char *key, uint32_t *value)
 {
     return {Member::INTEGER, key, value, 0, nullptr, false};
 }
 
-/* The integer copy, but only of a number. */
+/* The same, but accepts only a number. */
 inline Member integerOfNumberMember(const char *key, uint32_t *value)
 {
     return {Member::INTEGER_OF_NUMBER, key, value, 0, nullptr, false};
 }
 
-/* cJSON's double copy, whatever the member's type, held to the range of an unsigned 32-bit number and truncated. */
+/* cJSON's valuedouble, with any type: a number, truncated and limited to unsigned 32 bits; 0 for a text. */
 inline Member saturatedMember(const char *key, uint32_t *value)
 {
     return {Member::SATURATED, key, value, 0, nullptr, false};
 }
 
-/* At most N - 1 bytes of a string. */
+/* A string, cut to N - 1 bytes. Accepts only a string. */
 template <uint32_t N> Member textMember(const char *key, OpenText<N> &text)
 {
     return {Member::TEXT, key, text.bytes, N, nullptr, false};
 }
 
-/* A string of any length, for the caller to free. Another type than a string counts as no member at all. */
+/* A string of any length; the caller frees it. Any other type counts as an absent member. */
 inline Member longTextMember(const char *key, LongText &text)
 {
     return {Member::LONG_TEXT, key, &text, 0, nullptr, false};
 }
 
-/* The code of a word, case matters; an unknown word or another type than a string does not qualify. */
-inline Member wordMember(const char *key, const WordTable &words, uint32_t *code)
+/* The code of a name (case matters). Accepts only a string that is a known name. */
+inline Member codeMember(const char *key, const NameTable &names, uint32_t *code)
 {
-    return {Member::WORD, key, code, 0, &words, false};
+    return {Member::CODE, key, code, 0, &names, false};
 }
 
-/* 1 for the literal true and nothing else. */
+/* 1 for the literal true, 0 for any other value. */
 inline Member trueMember(const char *key, uint32_t *flag)
 {
     return {Member::TRUE_LITERAL, key, flag, 0, nullptr, false};
 }
 
-/* The four bytes of a dotted IPv4 address in network order, as they lie in memory; another text does not qualify. */
+/* A dotted IPv4 address, stored in network byte order. Accepts nothing else. */
 inline Member ipv4Member(const char *key, uint32_t *address)
 {
     return {Member::IPV4, key, address, 0, nullptr, false};
 }
 
-/* The first 4096 elements of an array; numbers are cut to 16 bits, anything else is a 0 in its place. */
+/* The first 4096 elements of an array: the low 16 bits of a number, 0 for any other type. Accepts only an array. */
 inline Member vlanIdsMember(const char *key, VlanIdList *list)
 {
     return {Member::VLAN_IDS, key, list, 0, nullptr, false};
 }
 
-/* The same member, without which a body is refused. */
+/* The same member, but the body must have it. */
 inline Member required(Member member)
 {
     member.required = true;
     return member;
 }
 
-/* Reads the JSON body (of a DELETE: the query string). False when it does not parse or a required member is missing. */
+/* Reads the JSON body (DELETE: the query string). False: it does not parse, or lacks a required member. */
 bool parseBody(std::initializer_list<Member> members);
 
-/* As parseBody; where that fails it has answered 10003 with a line end, and the handler has nothing left to do. */
+/* As parseBody, but on failure it also answers 10003 with a line end: the handler only returns. */
 bool readBody(std::initializer_list<Member> members);
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * response.cpp - the result codes of the whole web interface, and the envelope.
+ * response.cpp - the result codes of the whole web interface, and the builders of the envelope.
  */
 #include "common/response.h"
 
@@ -9,7 +9,7 @@
 
 #include "log/log.h"
 
-/* Spelling included, these texts are the interface's own. */
+/* The interface fixes these texts, misspellings included. */
 static const struct {
     int32_t code;
     const char *message;
@@ -84,7 +84,8 @@ static_assert(sizeof resultTable / sizeof resultTable[0] == 64);
 
 using enum ResultCode;
 
-const ResultCode OpenResultMap[30] = {
+/* The result code of each OpEN code from -29 to 0, at the index (code + 29). */
+static const ResultCode OpenResultMap[30] = {
     API_NOT_FOUND,       /* -29 */
     UNSUPPORTED_FEATURE, /* -28 */
     GENERAL_FAILED, GENERAL_FAILED, GENERAL_FAILED,
@@ -113,7 +114,7 @@ const char *resultMessage(ResultCode code)
     return "Error code unknown";
 }
 
-/* Adds `item`, which then belongs to `object`. Null is no item; an item that cannot be added is deleted. */
+/* Gives `item` to `object`. False: `item` is null, or out of memory; then it deletes the item. */
 static bool addOwned(cJSON *object, const char *name, cJSON *item)
 {
     if (item && cJSON_AddItemToObject(object, name, item))
@@ -122,7 +123,7 @@ static bool addOwned(cJSON *object, const char *name, cJSON *item)
     return false;
 }
 
-/* The "resp" object, or null. */
+/* The "resp" object; null: out of memory. */
 static cJSON *outcomeObject(ResultCode code)
 {
     cJSON *resp = cJSON_CreateObject();
@@ -135,8 +136,8 @@ static cJSON *outcomeObject(ResultCode code)
 }
 
 /*
- * The envelope as a document: the data, if it has a name, then "resp". `data` is taken over. Without memory, or without
- * the data that was named, null, and *failed is what could not be done, in the log's words.
+ * The envelope as a document: the data under its name (null: no data), then "resp". Takes over `data`. Null on failure:
+ * *failed then says for the log what failed.
  */
 static cJSON *envelopeDocument(ResultCode code, const char *dataName, cJSON *data, const char **failed)
 {

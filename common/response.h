@@ -1,5 +1,5 @@
 /*
- * response.h - result codes and the envelope that every answer is wrapped in.
+ * response.h - result codes, and the JSON envelope of every answer.
  */
 #ifndef COMMON_RESPONSE_H
 #define COMMON_RESPONSE_H
@@ -7,8 +7,8 @@
 #include <stdint.h>
 
 /*
- * How a request ended, for its client. A type of its own, so that no code of OpEN's is taken for one: openResult and
- * unmappedResult turn the one into the other. The codes that are named here are the ones this program has a word for.
+ * The result code that a client gets. An OpEN code is no ResultCode: openResult, unmappedResult and invalidUnlessOk
+ * convert it. Only the codes that this program names stand here; resultMessage knows all.
  */
 enum class ResultCode : int32_t {
     SUCCESS = 0,
@@ -19,44 +19,41 @@ enum class ResultCode : int32_t {
     UNSUPPORTED_FEATURE = 17002
 };
 
-/* The result code of each OpEN code from -29 to 0, at the index (code + 29). */
-extern const ResultCode OpenResultMap[30];
-
-/* What OpEN's code is to a client: by the map; GENERAL_FAILED for a code outside it. */
+/* Converts an OpEN code by the table OpenResultMap; a code outside it is GENERAL_FAILED. */
 ResultCode openResult(int openCode);
 
-/* OpEN's code as it is: what some endpoints hand to their client, negative numbers and all. */
+/* Keeps the OpEN code as it is: some endpoints answer its negative number. */
 constexpr ResultCode unmappedResult(int openCode)
 {
     return ResultCode{openCode};
 }
 
-/* The result of the endpoints that report every failure of OpEN's as an invalid argument. */
+/* Converts every failure to INVALID_ARGUMENT, as some endpoints do. */
 constexpr ResultCode invalidUnlessOk(int openCode)
 {
     return openCode == 0 ? ResultCode::SUCCESS : ResultCode::INVALID_ARGUMENT;
 }
 
-/* The message of a code; "Error code unknown" for one that has none. */
+/* The message of a code; "Error code unknown" when the code has no message. */
 const char *resultMessage(ResultCode code);
 
 /*
- * Builds the envelope of `code` and, on success with both given, the JSON text `data` under `dataName`. The text takes
- * the place of *output, which is freed first and belongs to the caller (free). Returns 0; 10000 when the envelope could
- * not be built: *output is then left as it was, and a line in the log says what failed.
+ * Builds the envelope of `code` and, on success with both given, the JSON text `data` under `dataName`. Frees *output
+ * and replaces it by the envelope's text, which the caller frees. Returns 0; 10000 when it cannot build the envelope:
+ * it then logs what failed and keeps *output. No handler gives `data`; it stays, as the builder promises it.
  */
 int responseJsonRreallocStr(ResultCode code, const char *dataName, const char *data, char **output);
 
 /*
- * The same with the data as a document, as a text would be printed only to be parsed again. The document is taken over,
- * whatever the result. Null under a name is data that could not be had; without a name there is no data.
+ * The same with the data as a document, which it takes over, also on failure, and adds for any code.
+ * dataName null: no data. dataName set, data null: building the data failed, and so does this.
  */
 int responseJsonDocument(ResultCode code, const char *dataName, struct cJSON *data, char **output);
 
 /*
- * The same envelope, copied into `buffer`: without a terminating zero (the caller clears the buffer) and without a
- * length check (1024 bytes hold every envelope without data). On success a given name demands valid data.
- * Returns 0, or -1 when the envelope could not be built; only a failure to print it is logged.
+ * Copies the same envelope into `buffer`, which the caller has zeroed: it adds no terminator and checks no length (1024
+ * bytes hold every envelope without data). Data that does not parse is a failure. Returns 0; -1 on failure: it logs
+ * only a failed print. No handler gives `data`; it stays, as the builder promises it.
  */
 int responseJsonStr(ResultCode code, const char *dataName, const char *data, char *buffer);
 

@@ -30,7 +30,7 @@ void httpdProcessRequest(RouteTree *tree)
     char directory[URI_BUFFER];
     snprintf(directory, sizeof directory, "%s", requestUri);
 
-    /* The last "/" of the whole text, the query included: a query that holds one matches no endpoint. */
+    /* Splits at the last "/" of the whole text. So a "/" in the query makes the request match no endpoint. */
     char *slash = strrchr(directory, '/');
     if (!slash) {
         printf("Invalid request path '%s'\n", directory);
@@ -39,13 +39,13 @@ void httpdProcessRequest(RouteTree *tree)
     char name[URI_BUFFER];
     snprintf(name, sizeof name, "%s", slash + 1);
     name[strcspn(name, "?")] = 0;
-    *slash = 0; /* the root's path may become empty: it names the root all the same */
+    *slash = 0; /* an empty path is the root */
 
-    /* For the log. No directory and no endpoint has such bytes or a "?" in its name, so what is found is the same. */
+    /* For the log. It changes no lookup: no registered name has control bytes or a "?". */
     logMaskControls(directory);
     logMaskControls(name);
 
-    /* Unknown directories are created on the way; they are empty, so the lookup fails. */
+    /* An unknown directory is created, but stays empty: the lookup fails. */
     RouteDir *dir = routeDirFindOrCreate(tree, directory);
     RouteEntry *entry = dir ? routeEntryFind(dir, name, getenv("REQUEST_METHOD")) : nullptr;
     if (!entry) {

@@ -1,5 +1,5 @@
 /*
- * dispatch.h - one CGI request, from its environment to its handler.
+ * dispatch.h - leads one CGI request from its environment to its handler.
  */
 #ifndef HTTPD_DISPATCH_H
 #define HTTPD_DISPATCH_H
@@ -7,8 +7,8 @@
 #include "httpd/route_tree.h"
 
 /*
- * Serves the current request: splits REQUEST_URI, finds the entry, checks the session, writes the header and runs the
- * handler. A request that matches nothing gets no output, a refused session the line "Status:403".
+ * Serves the current request: splits REQUEST_URI, finds the entry, checks the session, prints the header and runs the
+ * handler. Prints nothing when no entry matches, and "Status:403" when it refuses the session.
  */
 void httpdProcessRequest(RouteTree *tree);
 

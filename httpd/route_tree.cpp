@@ -1,6 +1,6 @@
 /*
- * route_tree.cpp - the tree of endpoint directories. The whole tree is rebuilt for every request, so nodes and names
- * come out of a few large blocks, and registering is a short walk and a head insertion.
+ * route_tree.cpp - the tree of endpoint directories. Every request builds the whole tree, so it must be cheap: nodes
+ * and names come from a few large blocks, and a new node goes to the head of its list.
  */
 #include "httpd/route_tree.h"
 
@@ -13,7 +13,7 @@
 
 enum { PATH_MAX_BYTES = 1023, BLOCK_BYTES = 32 * 1024 };
 
-static char *block; /* what is left of the newest one */
+static char *block; /* the unused rest of the newest block */
 static size_t blockLeft;
 
 static bool newBlock()
@@ -23,7 +23,7 @@ static bool newBlock()
     return block;
 }
 
-/* Memory for the tree, which lives as long as the process; null when there is none. `size` is at most a few KiB. */
+/* Memory for the tree, never freed; null: out of memory. `size` must be below BLOCK_BYTES. */
 static inline void *treeAllocate(size_t size)
 {
     size = (size + alignof(void *) - 1) & ~(alignof(void *) - 1);
@@ -35,7 +35,7 @@ static inline void *treeAllocate(size_t size)
     return memory;
 }
 
-/* A node with its own copy of the name's first `length` bytes right behind it. */
+/* A new node. The first `length` bytes of the name are copied right behind it. Null: out of memory. */
 template <class Node> static inline Node *newNode(const char *name, size_t length)
 {
     Node *node = (Node *)treeAllocate(sizeof(Node) + length + 1);

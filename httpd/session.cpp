@@ -1,8 +1,8 @@
 /*
- * session.cpp - the check of the session file that the web login leaves under /tmp/session/.
+ * session.cpp - checks the session file that the web login writes to /tmp/session/.
  *
- * Lines of the file: user name; uptime in seconds at the last allowed request; for users other than "admin" the role,
- * "ro" or "rw"; the token, without a newline.
+ * Lines of the file: the user name; the uptime in seconds at the last allowed request; the role, "ro" or "rw" (not for
+ * the user "admin"); the token, without a newline.
  */
 #include "httpd/session.h"
 
@@ -22,19 +22,19 @@
 
 #define DIRECTORY "/tmp/session"
 
-/* All of this file logs under one name. */
+/* All helpers log under the name of the public function. */
 #define LOG_CHECK(...) LOG_AS("checkSessionX", __VA_ARGS__)
 
 enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10 };
 
-/* An open session file, and the directory in which it has the token's name. */
+/* An open session file and its directory; the token is its name. Descriptors: -1 when not open. */
 struct Session {
     int directory;
     int file;
     const char *token;
 };
 
-/* Anybody can make what looks like a session; only root's and the program's own user's word counts. */
+/* Every user can write to /tmp, so only files of root and of this program's user are trusted. Logs a refusal. */
 static bool isTrusted(const char *what, uid_t owner)
 {
     if (owner == 0 || owner == geteuid())
@@ -43,7 +43,7 @@ static bool isTrusted(const char *what, uid_t owner)
     return false;
 }
 
-/* -1 when it is refused, which is logged, or missing: then nobody has logged in yet. */
+/* Returns -1 when the directory is refused (logged), or missing: nobody has logged in yet. */
 static int openDirectory()
 {
     int directory = open(DIRECTORY, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -59,8 +59,8 @@ static int openDirectory()
 }
 
 /*
- * Only a regular file with one name, which lies directly in the directory, is a session. A token with a "/" would reach
- * other files of /tmp, the shared log among them, into which anybody can write lines that read as a session.
+ * Accepts only a regular file with one name, directly in the directory. A token with a "/" could name another file of
+ * /tmp, such as the shared log, where every user can write lines that look like a session.
  */
 static int openFile(int directory, const char *token)
 {
@@ -97,7 +97,7 @@ static bool openSession(Session *session)
     char path[512];
     snprintf(path, sizeof path, DIRECTORY "/%s", session->token);
     logMaskControls(path);
-    LOG_CHECK(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* established wording; the request is refused */
+    LOG_CHECK(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* established text; the request is refused */
     return false;
 }
 
@@ -108,7 +108,7 @@ static void endWait(int)
     waitedTooLong = true;
 }
 
-/* Sets or, with 0, stops the timer that ends the wait. It goes on ringing, in case the wait had not begun yet. */
+/* Starts the timer that ends the wait; 0 stops it. It repeats: its first signal can come before the wait begins. */
 static void setTimer(time_t seconds)
 {
     const struct itimerval timer = {.it_interval = {.tv_sec = 0, .tv_usec = 100'000},
@@ -116,16 +116,16 @@ static void setTimer(time_t seconds)
     setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
-/* Waits for the lock, but not for ever: a neighbour that hangs with it must not pile up processes behind it. */
+/* Waits for the lock for a limited time: if its holder hangs, waiting processes must not pile up. */
 static bool waitForLock(int file)
 {
-    struct sigaction action = {}; /* without SA_RESTART: the signal ends the wait */
+    struct sigaction action = {}; /* no SA_RESTART: the signal interrupts flock */
     action.sa_handler = endWait;
     sigaction(SIGALRM, &action, nullptr);
     sigset_t alarm;
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
-    sigprocmask(SIG_UNBLOCK, &alarm, nullptr); /* a web server can hand down what it blocks itself */
+    sigprocmask(SIG_UNBLOCK, &alarm, nullptr); /* the program inherits the signals that the web server blocks */
 
     setTimer(LOCK_WAIT_SECONDS);
     int result;
@@ -153,8 +153,8 @@ static bool unlockSession(int file)
 }
 
 /*
- * Takes a line with its newline off *text, at most `size` - 1 bytes of it: what is longer is the next line's. Empty at
- * the end.
+ * Moves a line with its newline from *text to `line`. Bytes beyond `size` - 1 count as the next line. At the end of the
+ * text the line is empty.
  */
 static void takeLine(const char **text, const char *end, char *line, size_t size)
 {
@@ -167,11 +167,11 @@ static void takeLine(const char **text, const char *end, char *line, size_t size
     *text += length;
 }
 
-/* The lines that count, each with its newline; empty where the file has none. */
+/* The lines that the check needs, each with its newline; empty when the file lacks the line. */
 struct SessionLines {
     char user[200];
     char stamp[200];
-    char role[16]; /* empty for "admin", who has none */
+    char role[16]; /* empty for "admin" */
 };
 
 static bool isAdmin(const SessionLines *lines)
@@ -182,7 +182,7 @@ static bool isAdmin(const SessionLines *lines)
 static SessionLines readSession(int file)
 {
     SessionLines lines = {};
-    char text[sizeof lines]; /* as much as they can hold */
+    char text[sizeof lines]; /* at most what the lines can hold */
     ssize_t length = read(file, text, sizeof text);
     const char *rest = text;
     const char *end = text + (length > 0 ? length : 0);
@@ -219,7 +219,7 @@ static bool readUptime(long *seconds)
     return true;
 }
 
-/* A stamp that lies ahead is from before the last reboot. */
+/* A stamp later than the uptime is from before the last reboot: not expired. Nor is stamp 0. */
 static bool isExpired(long uptime, long stamp)
 {
     long idle;
@@ -228,7 +228,7 @@ static bool isExpired(long uptime, long stamp)
     return __builtin_sub_overflow(uptime, stamp, &idle) ? stamp < 0 : idle > SESSION_SECONDS;
 }
 
-/* A session that has been idle for too long is deleted. */
+/* False: the session has expired, and is deleted. */
 static bool isAlive(const Session *session, const SessionLines *lines, long uptime)
 {
     long stamp = strtol(lines->stamp, nullptr, 10);
@@ -246,7 +246,7 @@ static void moveStamp(const Session *session, const SessionLines *lines, long up
     int used = snprintf(content, sizeof content, "%s%ld\n%s", lines->user, uptime, lines->role);
     char *token = content + used;
     snprintf(token, sizeof content - (size_t)used, "%s", session->token);
-    /* From its first byte, but it is never shortened: established behaviour, old bytes behind it stay. */
+    /* Overwrites the file's start and does not truncate it, so old bytes can remain: established behaviour. */
     [[maybe_unused]] ssize_t written = pwrite(session->file, content, strlen(content), 0);
     logMaskControls(token);
     LOG_CHECK(LEVEL_DEBUG, "Token update to file. (%s)\r\n", content);

@@ -1,5 +1,5 @@
 /*
- * session.h - is the caller logged in, and may this role do that?
+ * session.h - checks that the client is logged in and that its role may use the endpoint.
  */
 #ifndef HTTPD_SESSION_H
 #define HTTPD_SESSION_H
@@ -7,9 +7,9 @@
 #include "httpd/route_tree.h"
 
 /*
- * Checks the session file of `token` (may be null) against what `entry` needs and, unless `refresh` is given, moves its
- * time stamp to now. A session that has been idle for more than two hours is deleted.
- * Returns 0 when the request may go on, -1 when it must be refused.
+ * Checks the session file of `token` (may be null) against what `entry` needs. If `refresh` is null, also sets the
+ * session's time stamp to now. Deletes a session that was idle for more than 2 hours. Returns 0: serve the request;
+ * -1: refuse it.
  */
 int checkSessionX(const char *token, const char *refresh, const RouteEntry *entry);
 

@@ -1,5 +1,5 @@
 /*
- * log.cpp - the logger. Every failure of its own is silent: a program that cannot log still serves its request.
+ * log.cpp - the logger. It ignores its failures: a program that cannot log still serves its request.
  */
 #include "log/log.h"
 
@@ -21,7 +21,7 @@ static const char OLD_LOG_FILE[] = "/tmp/zt731.log.old";
 
 enum { LEVEL_FILE_SIZE = 4, LOG_FILE_LIMIT = 0x100000, DEFAULT_THRESHOLD = 6, ATTEMPTS = 3 };
 
-/* Room for the longest text a client can send, a variable of the environment, and then some. */
+/* More than the longest text a client can send: Linux limits an environment variable to 128 KiB. */
 enum { ENTRY_BYTES = 160 * 1024 };
 
 static struct {
@@ -30,12 +30,12 @@ static struct {
     const char *identity = nullptr;
     int32_t fileFd = -1;
     int32_t levelFd = -1;
-    bool started = false; /* the first line has been written */
-    pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER; /* guards fileFd and the entry */
+    bool started = false; /* a line was written */
+    pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER; /* guards fileFd and `entry` */
     char processName[64] = "";
 } logger;
 
-static char entry[ENTRY_BYTES]; /* costs the pages that are used */
+static char entry[ENTRY_BYTES]; /* only the pages that a line touches take memory */
 
 static bool isDigit(char c)
 {
@@ -48,12 +48,12 @@ static const char *levelName(int level)
     return level >= 0 && level <= LEVEL_DEBUG ? names[level] : "";
 }
 
-/* Files under /tmp, where anybody can have put anything in their place: no link is followed, nothing is waited for. */
+/* Every user can create files in /tmp, so do not follow a link, and do not wait (for the other end of a pipe). */
 enum { SHARED_FLAGS = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC };
 
 /*
- * Creates the file only if there is none: for one of another user the kernel can refuse O_CREAT even to root
- * (fs.protected_regular). EEXIST when another process has created it meanwhile.
+ * Creates the file only when it is missing: the kernel can refuse O_CREAT for another user's file, even to root
+ * (fs.protected_regular). Fails with EEXIST when another process creates it at the same time.
  */
 static int openOrCreate(const char *path, int flags)
 {
@@ -63,7 +63,7 @@ static int openOrCreate(const char *path, int flags)
     return fd;
 }
 
-/* Opens a shared file; one that is no regular file, or has a second name somewhere, is none. -1 on failure. */
+/* Opens a shared file. Returns -1 on failure, or when it is not a regular file with one name. */
 static int openShared(const char *path, int flags, struct stat *status)
 {
     for (int attempt = 0; attempt < ATTEMPTS; attempt++) {
@@ -76,7 +76,7 @@ static int openShared(const char *path, int flags, struct stat *status)
         if (known && S_ISREG(status->st_mode) && status->st_nlink == 1)
             return fd;
         close(fd);
-        if (!known || status->st_nlink > 0) /* otherwise it was removed just now */
+        if (!known || status->st_nlink > 0) /* 0: another process has just removed it; try again */
             return -1;
     }
     return -1;
@@ -89,7 +89,7 @@ static void closeDescriptor(int32_t *fd)
     *fd = -1;
 }
 
-/* The lock is held. */
+/* The caller holds the lock. */
 static void reopenFile()
 {
     struct stat status;
@@ -112,8 +112,8 @@ static void closeFile()
 }
 
 /*
- * The first byte of the shared level file, 0 when there is none. Other processes write it at any time; it is read, not
- * mapped, because whoever empties the file first, as a shell's ">" does, would kill everybody who touches the mapping.
+ * The first byte of the level file; 0 when there is none. Other processes can write the file at any time. It is not
+ * mapped: when another process empties it, as a shell's ">" does, an access to the mapping would end this process.
  */
 static char levelByte()
 {
@@ -121,7 +121,7 @@ static char levelByte()
     return logger.levelFd >= 0 && pread(logger.levelFd, &byte, 1, 0) == 1 ? byte : (char)0;
 }
 
-/* A file that has its size is left alone: even truncating it to that size would be work for the file system. */
+/* Truncates only a file of another size: even without effect a truncation costs the file system work. */
 static bool giveLevelFileItsSize(off_t size)
 {
     return size == LEVEL_FILE_SIZE || ftruncate(logger.levelFd, LEVEL_FILE_SIZE) == 0;
@@ -141,7 +141,7 @@ static void openLevel()
         closeDescriptor(&logger.levelFd);
 }
 
-/* What the first line set up, and the level file with it. */
+/* Closes all files and syslog. */
 static void stop()
 {
     if (logger.flags & LOG_TO_SYSLOG)
@@ -177,7 +177,7 @@ static int threshold()
     return isDigit(digit) ? digit - '0' : DEFAULT_THRESHOLD;
 }
 
-/* The process name, as the kernel gives it; null when it cannot be had. */
+/* The process name in the kernel; null: it could not be read. */
 static const char *readProcessName()
 {
     FILE *status = fopen("/proc/self/status", "re");
@@ -210,9 +210,9 @@ static void start()
 }
 
 /*
- * The log file becomes the old one, whatever that is now, and a new one takes its place at the same moment: left empty,
- * the place could be taken by anybody's link. Without such an exchange (not every file system has it) the file is moved
- * away, and if even that fails, because the old one is a directory or somebody else's, its content is given up.
+ * Exchanges the log file for a new one in one step: if the name were free for a moment, another user could put a link
+ * there. Where the file system cannot exchange, renames the log file to the old name; where that fails too (the old one
+ * is a directory, or another user's), empties it.
  */
 static void replaceFile()
 {
@@ -232,8 +232,8 @@ static bool isAtItsPath(const struct stat *open)
 }
 
 /*
- * False while another process rotates the file. Who may only read it can lock it as well, but only against writing: such
- * a lock does not count, or one neighbour could let the log grow for ever.
+ * False: another process is rotating the file. Ignores a read lock: a process that may only read the file can take one,
+ * and could keep the log growing for ever.
  */
 static bool lockForRotation()
 {
@@ -243,14 +243,14 @@ static bool lockForRotation()
     return fcntl(logger.fileFd, F_GETLK, &lock) == 0 && lock.l_type == F_RDLCK;
 }
 
-/* Of all processes that see the full file one replaces it; the others go on with the new one. */
+/* One of the processes that see the full file replaces it; the others only open the new one. */
 static void rotate(const struct stat *status)
 {
     if (!lockForRotation())
         return;
     if (isAtItsPath(status))
         replaceFile();
-    reopenFile(); /* and so unlocked */
+    reopenFile(); /* closing the old file unlocks it */
 }
 
 static void printEntry(size_t length)
@@ -259,7 +259,7 @@ static void printEntry(size_t length)
     fflush(stdout);
 }
 
-/* One write, so that no neighbour's entry gets into this one. Returns whether the file was still there after it. */
+/* Writes with one call, so that no other process's entry comes between. False: the file was removed meanwhile. */
 static bool writeEntry(size_t length)
 {
     struct stat status;
@@ -279,17 +279,17 @@ static void appendEntry(size_t length)
             return printEntry(length);
         if (writeEntry(length))
             return;
-        reopenFile(); /* the file was removed, and the entry may be lost with it */
+        reopenFile(); /* the entry may be lost with the removed file: write it again */
     }
 }
 
-/* How much of a formatted text stands in its `room`, which holds the terminator too. */
+/* How many bytes of a formatted text of `length` bytes fit into `room`, besides the terminator. */
 static size_t fitting(int length, size_t room)
 {
     return length < 0 ? 0 : (size_t)length < room ? (size_t)length : room - 1;
 }
 
-/* Puts the line into the entry and returns its length. One that is too long is cut, but ends its line. */
+/* Formats the line into `entry` and returns its length. A line that is too long is cut, but keeps its newline. */
 __attribute__((format(printf, 2, 0))) static size_t formatEntry(int level, const char *format, va_list arguments)
 {
     const char *identity = logger.identity ? logger.identity : "";

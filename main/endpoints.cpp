@@ -7,7 +7,7 @@
 
 static void registerFamily(RouteTree *tree, const char *path, void (*addRoutes)(RouteDir *dir))
 {
-    addRoutes(routeDirFindOrCreate(tree, path)); /* without a directory each endpoint is logged as not added */
+    addRoutes(routeDirFindOrCreate(tree, path)); /* a null directory: addRoute logs each endpoint it cannot add */
 }
 
 void registerEndpoints(RouteTree *tree)

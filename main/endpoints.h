@@ -6,7 +6,7 @@
 
 #include "httpd/route_tree.h"
 
-/* Registers all families. Their order matters where two of them share a directory: the later registration answers. */
+/* Registers all families. Where two share a directory the order matters: the entry registered later answers. */
 void registerEndpoints(RouteTree *tree);
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * main.cpp - one process, one request: attach to the switch, find the endpoint, answer, detach.
+ * main.cpp - one process serves one request: connect to the switch, find the endpoint, answer, disconnect.
  */
 #include <fcntl.h>
 #include <signal.h>
@@ -13,36 +13,36 @@
 #include "log/log.h"
 #include "main/endpoints.h"
 
-/* The version, where it can be read without running the program (readelf -p .version); this section is not loaded. */
+/* The version, readable without running the program: readelf -p .version. The section is not loaded. */
 asm(".pushsection .version, \"\", %progbits\n"
     ".asciz \"switching_v2.cgi " SWITCHING_VERSION "\"\n"
     ".popsection\n");
 
-/* A closed standard stream must not leave its number to the next file that is opened: the answer would go there. */
+/* Opens every closed standard stream: otherwise the next file gets its number, and the answer goes into that file. */
 static void occupyStandardStreams()
 {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; stream++)
         if (fcntl(stream, F_GETFD) < 0)
-            open("/dev/null", O_RDWR); /* takes the lowest free number: this one */
+            open("/dev/null", O_RDWR); /* gets the lowest free number: `stream` */
 }
 
 int main()
 {
     occupyStandardStreams();
-    signal(SIGPIPE, SIG_IGN); /* a web server that has stopped reading does not change how a request ends */
+    signal(SIGPIPE, SIG_IGN); /* the request ends as usual, even if the web server no longer reads */
 
     logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
     if (initHandler("switching_v2.cgi", &openClient) < 0) {
         logClose();
         return -1;
     }
-    static RouteTree *tree; /* lives as long as the process */
+    static RouteTree *tree; /* never freed; static, so that a leak checker still reaches it */
     tree = routeTreeCreate();
     if (!tree)
         exit(1);
     registerEndpoints(tree);
     httpdProcessRequest(tree);
-    fflush(stdout); /* what was done is answered, whatever the tear-down does */
+    fflush(stdout); /* the client gets its answer even if the tear-down crashes */
     openapiClientTearDown(&openClient);
     logClose();
     return 0;

@@ -1,14 +1,14 @@
 /*
  * bridge.cpp - /api/v2/switching/bridge: the IEEE 802.1D bridge, its ports, its forwarding table and its spanning tree.
- * All is read but for the ageing time. What numbers mean and which are valid is OpEN's. A port comes by the loose key
- * "port", an address by the loose key "address", an interface by the exact key "intIfNum".
+ * Only the ageing time can be set. OpEN defines what numbers mean and which are valid. Keys: "port" and "address"
+ * (loose lookup), "intIfNum" (exact).
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-/* The interface number most endpoints ask for; 0 when the query has none. */
+/* The port that most endpoints ask about; 0 without the key. */
 static uint32_t queryPort()
 {
     uint32_t port = 0;
@@ -44,7 +44,7 @@ static void baseTypeGet()
     answerBridge(rc, {number("type", type)});
 }
 
-/* A port that does not exist is an answer here, not a failure. */
+/* A port that does not exist is an answer, not a failure. */
 static void basePortEntryGet()
 {
     int rc = rpcclt_openapiDot1dBasePortEntryGet(&openClient, queryPort());
@@ -261,7 +261,7 @@ static void tpAgingTimeSet()
     answerResult(rpcclt_openapiDbDot1dTpAgingTimeSet(&openClient, seconds));
 }
 
-/* OpEN writes the next address over the given one. */
+/* OpEN replaces the address by the next one. */
 static void tpFdbEntryNextGet()
 {
     OpenText<24> address;
@@ -270,7 +270,7 @@ static void tpFdbEntryNextGet()
     answerBridge(rc, {string("address", address.bytes)});
 }
 
-/* An unknown address is an answer here, not a failure. */
+/* An unknown address is an answer, not a failure. */
 static void tpFdbEntryGet()
 {
     OpenText<24> address;
@@ -326,7 +326,7 @@ static void tpPortInDiscardsGet()
     answerBridge(rc, {number("inDiscards", count)});
 }
 
-/* Interfaces; the POST endpoints do not read their body. */
+/* Interfaces. The POST endpoints do not read their body. */
 
 static void basePortEntryNextGet()
 {

@@ -1,6 +1,6 @@
 /*
- * dot1ad.cpp - /api/v2/switching/dot1ad: IEEE 802.1ad service VLANs, which this system does not offer. The endpoints
- * exist so that a client gets a well-formed refusal.
+ * dot1ad.cpp - /api/v2/switching/dot1ad: IEEE 802.1ad service VLANs. This system does not support them; the endpoints
+ * answer so.
  */
 #include "common/answer.h"
 #include "switching/families.h"

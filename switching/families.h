@@ -1,5 +1,6 @@
 /*
- * families.h - the endpoint families: each adds its routes to its directory. main/ calls them, in an order that matters.
+ * families.h - the endpoint families. Each function registers the endpoints of a directory; main/endpoints.cpp calls
+ * them in an order that matters.
  */
 #ifndef SWITCHING_FAMILIES_H
 #define SWITCHING_FAMILIES_H
@@ -20,10 +21,7 @@ void addStormControlRoutes(RouteDir *dir);
 void addVoiceVlanRoutes(RouteDir *dir);
 void addVoipRoutes(RouteDir *dir);
 
-/*
- * /vlan: placeholders; more of them, most shadowed by a later entry of the same name; then what answers, placeholders
- * among it.
- */
+/* /vlan: placeholders; placeholders that addVlanRoutes mostly shadows; the handlers, and more placeholders. */
 void addVlanPlaceholderRoutes(RouteDir *dir);
 void addVlanShadowedRoutes(RouteDir *dir);
 void addVlanRoutes(RouteDir *dir);
@@ -32,7 +30,7 @@ void addVlanAssociationRoutes(RouteDir *dir);
 void addVlanProtocolGroupRoutes(RouteDir *dir);
 void addVlanProtocolEthertypeRoutes(RouteDir *dir);
 
-/* /pbvlan: what works, and the later placeholders that shadow some of it. */
+/* /pbvlan: the handlers, and the placeholders that shadow some of them. */
 void addPbvlanRoutes(RouteDir *dir);
 void addPbvlanVlanIdPlaceholderRoutes(RouteDir *dir);
 void addPbvlanNamePortPlaceholderRoutes(RouteDir *dir);

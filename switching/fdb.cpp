@@ -1,13 +1,13 @@
 /*
- * fdb.cpp - /api/v2/switching/fdb: the forwarding database, its ageing, its counts, its entries and how to flush them.
- * Addresses are passed on as they come; OpEN reads them. No number is checked here.
+ * fdb.cpp - /api/v2/switching/fdb: the forwarding database, its ageing, counts and entries, and flushing. OpEN checks
+ * addresses and numbers.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-static constexpr Word entryTypeRows[] = {
+static constexpr NamedCode entryTypeRows[] = {
     {0, "static"},
     {1, "learned"},
     {2, "management"},
@@ -22,10 +22,10 @@ static constexpr Word entryTypeRows[] = {
     {11, "eth_cfm_static"},
     {12, "y1731_static"},
 };
-static constexpr WordTable entryTypes = wordTable(entryTypeRows);
+static constexpr NameTable entryTypes = nameTable(entryTypeRows);
 
-static constexpr Word vlanLearningRows[] = {{1, "ivl_type"}, {2, "svl_type"}};
-static constexpr WordTable vlanLearningTypes = wordTable(vlanLearningRows);
+static constexpr NamedCode vlanLearningRows[] = {{1, "ivl_type"}, {2, "svl_type"}};
+static constexpr NameTable vlanLearningTypes = nameTable(vlanLearningRows);
 
 static void answerFdb(int rc, Data data)
 {
@@ -34,7 +34,7 @@ static void answerFdb(int rc, Data data)
 
 /* A database and its ageing */
 
-/* A database that does not exist is an answer here, not a failure. */
+/* A database that does not exist is an answer, not a failure. */
 static void idGet()
 {
     uint32_t fdbId = 1;
@@ -80,7 +80,7 @@ static void maxCountGet()
 {
     uint32_t entries = 0;
     int rc = rpcclt_openapiFdbMaxCountGet(&openClient, &entries);
-    answerFdb(rc, {number("entriesNum", entries)}); /* the key of active-addr-entries: established behaviour */
+    answerFdb(rc, {number("entriesNum", entries)}); /* the same key as active-addr-entries: established behaviour */
 }
 
 static void maxCountReset()
@@ -104,7 +104,7 @@ static void internalEntriesGet()
 
 /* Addresses, learning and limits */
 
-/* "Restricted" comes as a failure code, and is an answer. The address is echoed as it was asked for. */
+/* OPEN_RESTRICTED is an answer, not a failure. Answers the address as the client sent it. */
 static void isRestrFilterMacGet()
 {
     OpenText<18> mac;
@@ -119,7 +119,7 @@ static void typeOfVlGet()
 {
     uint32_t type = 1;
     int rc = rpcclt_openapiFdbTypeOfVLGet(&openClient, &type);
-    answerFdb(rc, {word("type", vlanLearningTypes, type, "unknown")});
+    answerFdb(rc, {codeName("type", vlanLearningTypes, type, "unknown")});
 }
 
 static void idNextGet()
@@ -160,9 +160,9 @@ static void flush()
     answerResult(rpcclt_openapiFdbFlush(&openClient));
 }
 
-/* Entries, by VLAN and by interface. The POST endpoints take their key from the query string and read no body. */
+/* Entries, by VLAN and by interface. The POST endpoints read the query string, not the body. */
 
-/* OpEN writes the next entry over the given one; its VLAN is not reported: the client keeps the one it is walking. */
+/* OpEN replaces the entry by the next one. The answer leaves out its VLAN: the client walks one VLAN and knows it. */
 static void entryNextGet()
 {
     uint32_t vlanId = queryUintExact("vlanId");
@@ -172,10 +172,10 @@ static void entryNextGet()
     uint32_t type = 0;
     int rc = rpcclt_openapiFdbEntryNextGet(&openClient, bufferSized(mac), &vlanId, &ifNum, &type);
     answerFdb(rc, {string("mac", mac.bytes), number("fdbIfNum", ifNum),
-                   word("entryType", entryTypes, type, "unknown")});
+                   codeName("entryType", entryTypes, type, "unknown")});
 }
 
-/* The VLAN of the two counts is held to 16 bits, that of flush-by-vlan is not: established behaviour. */
+/* The two counts use the low 16 bits of the VLAN, flush-by-vlan uses 32: established behaviour. */
 
 static void vlanDynamicEntriesGet()
 {

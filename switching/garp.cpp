@@ -1,19 +1,19 @@
 /*
- * garp.cpp - /api/v2/switching/garp: the IEEE 802.1D attribute registration protocol with GMRP and GVRP. Units and
- * ranges are OpEN's.
+ * garp.cpp - /api/v2/switching/garp: the IEEE 802.1D attribute registration protocol with GMRP and GVRP. OpEN defines
+ * units and ranges.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-static constexpr Word statusRows[] = {{0, "disable"}, {1, "enable"}};
-static constexpr WordTable statusWords = wordTable(statusRows);
+static constexpr NamedCode statusRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr NameTable statusNames = nameTable(statusRows);
 
-/* Only a flag of exactly 1 is enabled. */
+/* "enable" for exactly 1, "disable" for any other flag. */
 static Datum status(const char *key, uint32_t flag)
 {
-    return word(key, statusWords, flag, "disable");
+    return codeName(key, statusNames, flag, "disable");
 }
 
 static void answerGarp(int rc, Data data)
@@ -33,7 +33,7 @@ static void gmrpEnableGet()
 static void gmrpEnableSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("globalGmrpStatus", statusWords, &flag)}))
+    if (!readBody({codeMember("globalGmrpStatus", statusNames, &flag)}))
         return;
     answerResult(rpcclt_openapiGarpGmrpEnableSet(&openClient, flag));
 }
@@ -48,7 +48,7 @@ static void gvrpEnableGet()
 static void gvrpEnableSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("globalGvrpStatus", statusWords, &flag)}))
+    if (!readBody({codeMember("globalGvrpStatus", statusNames, &flag)}))
         return;
     answerResult(rpcclt_openapiGarpGvrpEnableSet(&openClient, flag));
 }
@@ -65,7 +65,7 @@ static void gmrpPortEnableGet()
 static void gmrpPortEnableSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("intfGmrpStatus", statusWords, &flag)}))
+    if (!readBody({codeMember("intfGmrpStatus", statusNames, &flag)}))
         return;
     answerResult(rpcclt_openapiGarpGmrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag));
 }
@@ -80,7 +80,7 @@ static void gvrpPortEnableGet()
 static void gvrpPortEnableSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("intfGvrpStatus", statusWords, &flag)}))
+    if (!readBody({codeMember("intfGvrpStatus", statusNames, &flag)}))
         return;
     answerResult(rpcclt_openapiGarpGvrpPortEnableSet(&openClient, queryUintExact("ifNum"), flag));
 }

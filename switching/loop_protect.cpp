@@ -1,7 +1,7 @@
 /*
- * loop_protect.cpp - /api/v2/switching/loop-protect: loop detection and what a port does about a loop. Modes and action
- * codes are numbers both ways. An interface comes from the query string whatever the method, a value to set from the
- * body; what is no JSON number there is 0.
+ * loop_protect.cpp - /api/v2/switching/loop-protect: loop detection, and a port's action on a loop. Modes and actions
+ * are numbers. The query string names the interface, with any method; the body has the value to set: 0 when it is not a
+ * JSON number.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
@@ -119,7 +119,7 @@ static void portAdminModeGet()
     answerLoopProtect(rc, {number("mode", mode)});
 }
 
-/* The action goes by the key "mode". */
+/* The action has the key "mode": established behaviour. */
 
 static void portActionSet()
 {
@@ -204,7 +204,7 @@ static void validIntfNextGet()
     answerLoopProtect(rc, {number("nextIfNum", next)});
 }
 
-/* The VLAN stands in the query string beside the interface, only the TPID in the body. */
+/* The query string has the interface and the VLAN, the body only the TPID. */
 static void portVlanPropertiesSet()
 {
     uint32_t ifNum = queryUintExact("ifNum");

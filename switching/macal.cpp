@@ -1,34 +1,33 @@
 /*
- * macal.cpp - /api/v2/switching/macal: the management access lists. A list is known by its name, a rule by its list and
- * its priority there. POST and PUT take their values from a JSON body, GET and DELETE from the parameter list; the
- * exceptions say so.
+ * macal.cpp - /api/v2/switching/macal: the management access lists. A name identifies a list; its list and its priority
+ * identify a rule. POST and PUT read a JSON body, GET and DELETE the parameter list; exceptions have a comment.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-/* A list's name or a VRF's. */
+/* The name of a list or a VRF. */
 using Name = OpenText<256>;
 
-enum : uint32_t { PRIORITY_UNSTATED = 65535 }; /* of a rule to be added */
+enum : uint32_t { PRIORITY_UNSTATED = 65535 }; /* the client gives a new rule no priority */
 
-static constexpr Word actionRows[] = {{0, "deny"}, {1, "permit"}};
-static constexpr WordTable actionWords = wordTable(actionRows);
+static constexpr NamedCode actionRows[] = {{0, "deny"}, {1, "permit"}};
+static constexpr NameTable actionNames = nameTable(actionRows);
 
-static constexpr Word serviceRows[] = {
+static constexpr NamedCode serviceRows[] = {
     {0, "none"}, {1, "telnet"}, {2, "http"}, {3, "https"}, {4, "snmp"}, {5, "ssh"},
     {6, "tftp"}, {7, "sntp"},   {8, "java"}, {9, "ntp"},   {10, "custom_port"},
 };
-static constexpr WordTable serviceWords = wordTable(serviceRows);
+static constexpr NameTable serviceNames = nameTable(serviceRows);
 
 enum : uint32_t { FIELD_SERVICE = 1 };
 
-static constexpr Word fieldRows[] = {
+static constexpr NamedCode fieldRows[] = {
     {FIELD_SERVICE, "service"}, {2, "srcip"},         {4, "srcip_mask"},    {8, "vlan"},
     {16, "interface"},          {32, "service_port"}, {64, "tcp_udp_port"},
 };
-static constexpr WordTable fieldWords = wordTable(fieldRows);
+static constexpr NameTable fieldNames = nameTable(fieldRows);
 
 /* The rule a request is about. */
 struct Rule {
@@ -43,7 +42,7 @@ static Rule ruleOfParams()
     return rule;
 }
 
-/* As readBody, for the endpoints that take nothing but the rule from it. */
+/* As readBody, for a body that has only the rule. */
 static bool readRuleBody(Rule &rule)
 {
     return readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority)});
@@ -54,7 +53,7 @@ static void answerMacal(int rc, Data data)
     answerData("macal", openResult(rc), data);
 }
 
-/* The answer to a question: the JSON literal true only for a flag of exactly 1; a failure ends with a line end. */
+/* Answers JSON true for a flag of exactly 1, else false. With a line end after a failure. */
 static void answerQuestion(int rc, const char *key, uint32_t flag)
 {
     answerDataOrOutcome("macal", openResult(rc), {boolean(key, flag == 1)});
@@ -78,7 +77,7 @@ static void listDelete()
     answerResult(rpcclt_openapiMacalListDelete(&openClient, bufferSized(list)));
 }
 
-/* No list is named with the VRF. */
+/* The operation takes the VRF alone, without a list. */
 static void listVrfSet()
 {
     Name vrf;
@@ -112,7 +111,7 @@ static void deactivate()
 
 /* Rules */
 
-/* OpEN may give the rule another priority than the one asked for. */
+/* OpEN can change the priority that the client asked for. */
 static void ruleEntryAdd()
 {
     Rule rule;
@@ -123,7 +122,6 @@ static void ruleEntryAdd()
     answerDataOrOutcome("macal", openResult(rc), {number("macalRulePrio", rule.priority)});
 }
 
-/* Without an input there is no name either. */
 static void ruleRemove()
 {
     Rule rule = ruleOfParams();
@@ -137,7 +135,7 @@ static void ruleActionAdd()
     Rule rule;
     uint32_t action = 0;
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
-                   wordMember("action", actionWords, &action)}))
+                   codeMember("action", actionNames, &action)}))
         return;
     answerResult(rpcclt_openapiMacalRuleActionAdd(&openClient, bufferSized(rule.list), rule.priority, action));
 }
@@ -164,7 +162,7 @@ static void ruleServicePortSet()
     answerResult(rpcclt_openapiMacalRuleServicePortSet(&openClient, bufferSized(rule.list), rule.priority, flag));
 }
 
-/* A question in spite of its method and name, with a form-encoded body: established behaviour. */
+/* Only reads, although it is a PUT named "set", and reads a form-encoded body: established behaviour. */
 static void ruleIsServicePortSet()
 {
     Rule rule = ruleOfParams();
@@ -178,7 +176,7 @@ static void ruleServiceAdd()
     Rule rule;
     uint32_t service = 0;
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
-                   wordMember("service", serviceWords, &service)}))
+                   codeMember("service", serviceNames, &service)}))
         return;
     answerResult(rpcclt_openapiMacalRuleServiceAdd(&openClient, bufferSized(rule.list), rule.priority, service));
 }
@@ -231,7 +229,7 @@ static void ruleActionGet()
     Rule rule = ruleOfParams();
     uint32_t action = 0;
     int rc = rpcclt_openapiMacalRuleActionGet(&openClient, bufferSized(rule.list), rule.priority, &action);
-    answerMacal(rc, {word("action", actionWords, action, "unknown")});
+    answerMacal(rc, {codeName("action", actionNames, action, "unknown")});
 }
 
 static void ruleSrcIpMaskGet()
@@ -264,7 +262,7 @@ static void ruleServiceGet()
     Rule rule = ruleOfParams();
     uint32_t service = 0;
     int rc = rpcclt_openapiMacalRuleServiceGet(&openClient, bufferSized(rule.list), rule.priority, &service);
-    answerMacal(rc, {word("service", serviceWords, service, "unknown")});
+    answerMacal(rc, {codeName("service", serviceNames, service, "unknown")});
 }
 
 static void servicePortRuleStatisticsGet()
@@ -290,7 +288,7 @@ static void isFieldConfigured()
     Rule rule;
     uint32_t field = FIELD_SERVICE;
     if (!readBody({textMember("macalName", rule.list), saturatedMember("macalRulePrio", &rule.priority),
-                   wordMember("ruleField", fieldWords, &field)}))
+                   codeMember("ruleField", fieldNames, &field)}))
         return;
     uint32_t flag = 0;
     int rc = rpcclt_openapiMacalIsFieldConfigured(&openClient, bufferSized(rule.list), rule.priority, field, &flag);
@@ -364,7 +362,7 @@ static void isNetFilterTablesFeatureSupported()
     answerQuestion(rc, "isSupported", flag);
 }
 
-/* Match fields whose value comes from the query string; the rule comes from the body */
+/* Match fields: the query string has the value, the body the rule */
 
 static void ruleInterfaceAdd()
 {

@@ -1,34 +1,34 @@
 /*
- * mmrp.cpp - /api/v2/switching/mmrp: the IEEE 802.1Q MAC registration protocol. The interface is taken from a different
- * place by each group of endpoints: query key "ifNum", body member "ifNum", query key "intIfNum".
+ * mmrp.cpp - /api/v2/switching/mmrp: the IEEE 802.1Q MAC registration protocol. The interface comes from the query key
+ * "ifNum", the query key "intIfNum" or the body member "ifNum", depending on the endpoint.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-static constexpr Word modeRows[] = {{0, "disable"}, {1, "enable"}};
-static constexpr WordTable modeWords = wordTable(modeRows);
+static constexpr NamedCode modeRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr NameTable modeNames = nameTable(modeRows);
 
-static constexpr Word counterRows[] = {
+static constexpr NamedCode counterRows[] = {
     {0, "rx"},
     {1, "rx_bad_header"},
     {2, "rx_bad_format"},
     {3, "tx"},
     {4, "tx_failure"},
 };
-static constexpr WordTable counterWords = wordTable(counterRows);
+static constexpr NameTable counterNames = nameTable(counterRows);
 
-/* The counter the query's "type" names; an unknown word, or none, asks for "rx". */
+/* The counter type that the query names; "rx" for an unknown name, or without the key. */
 static uint32_t queryCounterType()
 {
-    return queryWordExact("type", counterWords, 0);
+    return queryCodeExact("type", counterNames, 0);
 }
 
-/* Only a flag of exactly 1 is enabled. */
+/* "enable" for exactly 1, "disable" for any other flag. */
 static Datum mode(const char *key, uint32_t flag)
 {
-    return word(key, modeWords, flag, "disable");
+    return codeName(key, modeNames, flag, "disable");
 }
 
 static void answerMmrp(int rc, Data data)
@@ -48,7 +48,7 @@ static void modeGet()
 static void modeSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("mmrpMode", modeWords, &flag)}))
+    if (!readBody({codeMember("mmrpMode", modeNames, &flag)}))
         return;
     answerResult(rpcclt_openapiMmrpModeSet(&openClient, flag));
 }
@@ -60,12 +60,12 @@ static void intfModeGet()
     answerMmrp(rc, {mode("mmrpIntfMode", flag)});
 }
 
-/* The one setter that takes its interface from the body; the query string is not read. */
+/* The only setter that reads the interface from the body, not from the query string. */
 static void intfModeSet()
 {
     uint32_t ifNum = 0;
     uint32_t flag = 0;
-    if (!readBody({integerMember("ifNum", &ifNum), wordMember("mmrpIntfMode", modeWords, &flag)}))
+    if (!readBody({integerMember("ifNum", &ifNum), codeMember("mmrpIntfMode", modeNames, &flag)}))
         return;
     answerResult(rpcclt_openapiMmrpIntfModeSet(&openClient, ifNum, flag));
 }
@@ -80,12 +80,12 @@ static void periodicStateMachineModeGet()
 static void periodicStateMachineModeSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("mmrpPeriodicStateMachineMode", modeWords, &flag)}))
+    if (!readBody({codeMember("mmrpPeriodicStateMachineMode", modeNames, &flag)}))
         return;
     answerResult(rpcclt_openapiMmrpPeriodicStateMachineModeSet(&openClient, flag));
 }
 
-/* Counters, reported as signed numbers */
+/* Counters, answered as signed numbers */
 
 static void counterGet()
 {

@@ -1,24 +1,24 @@
 /*
  * mvrp.cpp - /api/v2/switching/mvrp: the IEEE 802.1Q VLAN registration protocol. Interfaces, counter types and VLAN
- * types come as numbers from the query string; what the types mean is OpEN's.
+ * types are numbers in the query string; OpEN defines the types.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-static constexpr Word modeRows[] = {{0, "disable"}, {1, "enable"}};
-static constexpr WordTable modeWords = wordTable(modeRows);
+static constexpr NamedCode modeRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr NameTable modeNames = nameTable(modeRows);
 
 static void answerMvrp(int rc, Data data)
 {
     answerData("mvrp", openResult(rc), data);
 }
 
-/* Any flag but 0 is enabled. */
+/* "disable" for 0, "enable" for any other flag. */
 static void answerMode(int rc, uint32_t flag)
 {
-    answerMvrp(rc, {word("mode", modeWords, flag, "enable")});
+    answerMvrp(rc, {codeName("mode", modeNames, flag, "enable")});
 }
 
 /* Modes */
@@ -33,7 +33,7 @@ static void modeGet()
 static void modeSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("mode", modeWords, &flag)}))
+    if (!readBody({codeMember("mode", modeNames, &flag)}))
         return;
     answerResult(rpcclt_openapiMvrpModeSet(&openClient, flag));
 }
@@ -48,7 +48,7 @@ static void periodicStateMachineModeGet()
 static void periodicStateMachineModeSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("mode", modeWords, &flag)}))
+    if (!readBody({codeMember("mode", modeNames, &flag)}))
         return;
     answerResult(rpcclt_openapiMvrpPeriodicStateMachineModeSet(&openClient, flag));
 }
@@ -63,7 +63,7 @@ static void intfModeGet()
 static void intfModeSet()
 {
     uint32_t flag = 0;
-    if (!readBody({wordMember("mode", modeWords, &flag)}))
+    if (!readBody({codeMember("mode", modeNames, &flag)}))
         return;
     answerResult(rpcclt_openapiMvrpIntfModeSet(&openClient, queryUintExact("intIfNum"), flag));
 }
@@ -84,7 +84,7 @@ static void validIntfNextGet()
     answerMvrp(rc, {number("nextIfNum", next)});
 }
 
-/* Counters, reported as signed numbers */
+/* Counters, answered as signed numbers */
 
 static void trafficPduCounterGet()
 {
@@ -101,7 +101,7 @@ static void intfTrafficPduCounterGet()
     answerMvrp(rc, {signedNumber("counter", value)});
 }
 
-/* Registered VLANs; both the list's own count and the one beside it are reported, as signed numbers */
+/* Registered VLANs. OpEN counts them twice, in the list and beside it; the answer has both, as signed numbers. */
 
 static void vlanArrayGet()
 {

@@ -1,6 +1,6 @@
 /*
- * pbvlan.cpp - /api/v2/switching/pbvlan: protocol-based VLAN groups, each a number with a name, the protocols it
- * matches, the VLAN it assigns and the interfaces it applies to. Later placeholders of the same name shadow some of it.
+ * pbvlan.cpp - /api/v2/switching/pbvlan: protocol-based VLAN groups. A group has a number, a name, the protocols it
+ * matches, the VLAN it assigns, and the interfaces it applies to. Placeholders shadow some handlers, see the end.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
@@ -12,7 +12,7 @@ static void answerPbvlan(int rc, Data data)
     answerData("pbvlan", openResult(rc), data);
 }
 
-/* The walks, which are reads through POST: their failures end with a line end. */
+/* For the POST endpoints that read the next item of a walk: with a line end after a failure. */
 static void answerPbvlanWalk(int rc, Data data)
 {
     answerDataOrOutcome("pbvlan", openResult(rc), data);
@@ -27,7 +27,7 @@ static void groupGetFirst()
     answerPbvlanWalk(rc, {number("groupId", groupId)});
 }
 
-/* A missing name is asked for as the empty name. */
+/* Without a name, asks OpEN for the empty name. */
 static void groupIdGet()
 {
     OpenText<17> name;
@@ -76,7 +76,7 @@ static void groupVlanIdGet()
     answerPbvlan(rc, {number("vlanId", vlanId)});
 }
 
-/* The protocols of a group. In a body, a protocol of any other type than a number is protocol 0. */
+/* The protocols of a group. In a body, a protocol that is not a JSON number counts as 0. */
 
 static void groupProtocolGet()
 {
@@ -104,7 +104,7 @@ static void groupProtocolAdd()
     answerResult(rpcclt_openapiPbVlanGroupProtocolAdd(&openClient, groupId, protocol));
 }
 
-/* One query, two lookups: the group by its exact key, the protocol by the loose one. */
+/* The group comes by the exact lookup, the protocol by the loose one. */
 static void groupProtocolDelete()
 {
     uint32_t groupId = queryUintExact("groupId");
@@ -180,8 +180,8 @@ void addPbvlanRoutes(RouteDir *dir)
 }
 
 /*
- * Placeholders, registered after the routes above. They answer for all of group-vlan-id and group-port, and for the GET
- * of group-name, whose handlers stay registered above and are not reached: established behaviour.
+ * Placeholders, registered after the handlers above. They shadow all handlers of group-vlan-id and group-port, and the
+ * GET of group-name. No request reaches those handlers; they stay, as established behaviour.
  */
 
 void addPbvlanVlanIdPlaceholderRoutes(RouteDir *dir)

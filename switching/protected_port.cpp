@@ -1,13 +1,13 @@
 /*
- * protected_port.cpp - /api/v2/switching/protectedport: groups of protected ports, their names and members. All keys
- * come from the query string, whatever the method; only the name of a group comes from a body.
+ * protected_port.cpp - /api/v2/switching/protectedport: groups of protected ports, their names and members. The body
+ * has the name of a group; the query string has everything else, with any method.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-/* Bytes of a member list: so many for each member and one more, but never less than the minimum. */
+/* In bytes: the text of one member of a list, and the smallest buffer for a list. */
 constexpr uint64_t MEMBER_BYTES = 16, MEMBER_LIST_MIN = 1024;
 
 static void answerProtectedPort(int rc, Data data)
@@ -31,7 +31,7 @@ static void groupNameGet()
     answerProtectedPort(rc, {string("groupName", name.bytes)});
 }
 
-/* How long a name may be is for OpEN to say. */
+/* OpEN limits the length of the name. */
 static void groupNameSet()
 {
     LongText name;
@@ -49,14 +49,14 @@ static void groupIntfCountGet()
     answerProtectedPort(rc, {number("intfCount", count)});
 }
 
-/* The bytes offered for the list of `count` members. */
+/* The size of the buffer for a list of `count` members. */
 static uint64_t memberListSize(uint32_t count)
 {
     uint64_t size = count * MEMBER_BYTES + 1;
     return size < MEMBER_LIST_MIN ? MEMBER_LIST_MIN : size;
 }
 
-/* Without memory for the list this fails as OpEN could: established behaviour. */
+/* Out of memory for the list: answers 10000, an exception of memory.h (established behaviour). */
 static void groupIntfListGet()
 {
     uint32_t groupId = queryUintExact("groupId");

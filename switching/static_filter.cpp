@@ -1,28 +1,29 @@
 /*
  * static_filter.cpp - /api/v2/switching/static-filter: static MAC filters, their interfaces and the filtering modes.
  *
- * A filter is known by its address and VLAN. VLAN and interface numbers come from the query string whatever the method;
- * the address comes from the body of a PUT or POST. Its descriptor states the text's length, not the storage's size.
+ * Its address and VLAN identify a filter. The query string has the VLAN and the interface, with any method; the body of
+ * a PUT or POST has the address. The address's descriptor states the length of the text, not the size of the buffer.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-/* Any other word is 0; any other code is "disable". */
-static constexpr Word adminModeRows[] = {{1, "enable"}};
-static constexpr WordTable adminModes = wordTable(adminModeRows);
+/* Any other name is code 0; any other code is "disable". */
+static constexpr NamedCode adminModeRows[] = {{1, "enable"}};
+static constexpr NameTable adminModes = nameTable(adminModeRows);
 
-/* Any other word is 0; any other code is "filter_forward_all". */
-static constexpr Word filteringModeRows[] = {{1, "filter_forward_unregistered"}, {2, "filter_filter_unregistered"}};
-static constexpr WordTable filteringModes = wordTable(filteringModeRows);
+/* Any other name is code 0; any other code is "filter_forward_all". */
+static constexpr NamedCode filteringModeRows[] = {
+    {1, "filter_forward_unregistered"}, {2, "filter_filter_unregistered"},
+};
+static constexpr NameTable filteringModes = nameTable(filteringModeRows);
 
 static void answerStaticFilter(int rc, Data data)
 {
     answerData("staticFilter", openResult(rc), data);
 }
 
-/* The filter a request is about */
 struct Filter {
     OpenText<18> mac;
     uint32_t vlanId = 0;
@@ -36,7 +37,7 @@ static Filter filterOfParams()
     return filter;
 }
 
-/* As readBody, for the endpoints that take nothing but the filter's address from it. */
+/* As readBody, for a body that has only the filter's address. */
 static bool readFilterBody(Filter &filter)
 {
     filter.vlanId = queryUintExact("vlanId");
@@ -48,7 +49,7 @@ static bool readFilterBody(Filter &filter)
 static void adminModeSet()
 {
     uint32_t mode = 0;
-    if (!readBody({wordMember("adminMode", adminModes, &mode)}))
+    if (!readBody({codeMember("adminMode", adminModes, &mode)}))
         return;
     answerResult(rpcclt_openapiFilterAdminModeSet(&openClient, mode));
 }
@@ -57,7 +58,7 @@ static void adminModeGet()
 {
     uint32_t mode = 0;
     int rc = rpcclt_openapiFilterAdminModeGet(&openClient, &mode);
-    answerStaticFilter(rc, {word("adminMode", adminModes, mode, "disable")});
+    answerStaticFilter(rc, {codeName("adminMode", adminModes, mode, "disable")});
 }
 
 static void firstGet()
@@ -103,7 +104,7 @@ static void checkMacAddrTypeMulticast()
 static void filteringModeSet()
 {
     uint32_t mode = 0;
-    if (!readBody({wordMember("mode", filteringModes, &mode)}))
+    if (!readBody({codeMember("mode", filteringModes, &mode)}))
         return;
     answerResult(rpcclt_openapiFilterFilteringModeSet(&openClient, mode));
 }
@@ -165,7 +166,7 @@ static void dstIntfListGet()
     answerStaticFilter(rc, {number("numOfDstIntf", count), string("dstIntfList", intfList.bytes)});
 }
 
-/* Its count goes by the key of the destination list: established behaviour. */
+/* The count has the same key as in filter-dst-intf-list: established behaviour. */
 static void dstFiltIntfListGet()
 {
     Filter filter = filterOfParams();
@@ -191,7 +192,7 @@ static void isConfigured()
 static void vlanFilteringModeSet()
 {
     uint32_t mode = 0;
-    if (!readBody({wordMember("mode", filteringModes, &mode)}))
+    if (!readBody({codeMember("mode", filteringModes, &mode)}))
         return;
     answerResult(rpcclt_openapiFilterVlanFilteringModeSet(&openClient, queryUintExact("vlanId"), mode));
 }
@@ -200,7 +201,7 @@ static void vlanFilteringModeGet()
 {
     uint32_t mode = 0;
     int rc = rpcclt_openapiFilterVlanFilteringModeGet(&openClient, queryUintExact("vlanId"), &mode);
-    answerStaticFilter(rc, {word("mode", filteringModes, mode, "filter_forward_all")});
+    answerStaticFilter(rc, {codeName("mode", filteringModes, mode, "filter_forward_all")});
 }
 
 /* The stream of a filter */
@@ -223,7 +224,7 @@ static void streamGet()
     answerStaticFilter(rc, {number("streamId", streamId)});
 }
 
-/* Questions about an interface; no body is read, whatever the method */
+/* Questions about an interface. They read no body, with any method. */
 
 static void isIntfInAnyFilter()
 {
@@ -232,7 +233,7 @@ static void isIntfInAnyFilter()
     answerYesNo("staticFilter", rc, flag);
 }
 
-/* For all its method and the operation's name, this only asks. */
+/* Only asks, although it is a PUT and the operation is named "set". */
 static void portParmCanSet()
 {
     uint32_t flag = 0;

@@ -1,51 +1,51 @@
 /*
- * storm_control.cpp - /api/v2/switching/storm-control: thresholds per kind of traffic, for the switch and for an
- * interface, and the action when one is exceeded. Unknown words are code 0, and OpEN decides.
+ * storm_control.cpp - /api/v2/switching/storm-control: a threshold for each type of traffic, of the switch and of an
+ * interface, and the action above it. An unknown name is code 0, which OpEN gets like any other.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
 #include "common/request_values.h"
 #include "switching/families.h"
 
-static constexpr Word trafficTypeRows[] = {{1, "unicast"}, {2, "broadcast"}, {3, "multicast"}};
-static constexpr WordTable trafficTypes = wordTable(trafficTypeRows);
+static constexpr NamedCode trafficTypeRows[] = {{1, "unicast"}, {2, "broadcast"}, {3, "multicast"}};
+static constexpr NameTable trafficTypes = nameTable(trafficTypeRows);
 
-/* Of two words for one code the first is reported. */
-static constexpr Word rateUnitRows[] = {{1, "percent"}, {1, "percentage"}, {2, "pps"}, {3, "kbps"}};
-static constexpr WordTable rateUnits = wordTable(rateUnitRows);
+/* Clients can send both names of code 1; answers have the first. */
+static constexpr NamedCode rateUnitRows[] = {{1, "percent"}, {1, "percentage"}, {2, "pps"}, {3, "kbps"}};
+static constexpr NameTable rateUnits = nameTable(rateUnitRows);
 
-static constexpr Word stateRows[] = {{1, "enable"}};
-static constexpr WordTable states = wordTable(stateRows);
+static constexpr NamedCode stateRows[] = {{1, "enable"}};
+static constexpr NameTable states = nameTable(stateRows);
 
-static constexpr Word actionRows[] = {{1, "shutdown"}, {2, "ratelimit"}, {3, "trap"}};
-static constexpr WordTable actions = wordTable(actionRows);
+static constexpr NamedCode actionRows[] = {{1, "shutdown"}, {2, "ratelimit"}, {3, "trap"}};
+static constexpr NameTable actions = nameTable(actionRows);
 
-/* How each kind of code is reported */
+/* The names in answers */
 
 static Datum trafficTypeDatum(uint32_t type)
 {
-    return word("stormCtrlMode", trafficTypes, type, "none");
+    return codeName("stormCtrlMode", trafficTypes, type, "none");
 }
 
 static Datum rateUnitDatum(uint32_t unit)
 {
-    return word("rateUnit", rateUnits, unit, "none");
+    return codeName("rateUnit", rateUnits, unit, "none");
 }
 
 static Datum stateDatum(uint32_t state)
 {
-    return word("state", states, state, "disable");
+    return codeName("state", states, state, "disable");
 }
 
 static Datum actionDatum(uint32_t action)
 {
-    return word("action", actions, action, "none");
+    return codeName("action", actions, action, "none");
 }
 
-/* The unit the query string names, for PUT as well; a text that is no unit's word counts as a number. */
+/* The unit in the query string, also for a PUT. An unknown name counts as a number. */
 static uint32_t rateUnitFromQuery()
 {
-    return queryWordOrUintExact("rateUnit", rateUnits);
+    return queryCodeOrUintExact("rateUnit", rateUnits);
 }
 
 static void answerStormControl(int rc, Data data)
@@ -58,7 +58,7 @@ static void answerStormControl(int rc, Data data)
 static void modeSet()
 {
     uint32_t type = 0, state = 0;
-    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), wordMember("state", states, &state)}))
+    if (!readBody({codeMember("stormCtrlMode", trafficTypes, &type), codeMember("state", states, &state)}))
         return;
     answerResult(rpcclt_openapiStormControlModeSet(&openClient, type, state));
 }
@@ -66,16 +66,16 @@ static void modeSet()
 static void modeGet()
 {
     uint32_t type = 0, state = 0;
-    readParams({wordParam("stormCtrlMode", trafficTypes, &type)});
+    readParams({codeParam("stormCtrlMode", trafficTypes, &type)});
     int rc = rpcclt_openapiStormControlModeGet(&openClient, type, &state);
     answerStormControl(rc, {trafficTypeDatum(type), stateDatum(state)});
 }
 
-/* Restores the default. */
+/* Sets the threshold to its default. */
 static void thresholdDefaultSet()
 {
     uint32_t type = 0;
-    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type)}))
+    if (!readBody({codeMember("stormCtrlMode", trafficTypes, &type)}))
         return;
     answerResult(rpcclt_openapiStormControlThresholdDefaultSet(&openClient, type));
 }
@@ -83,7 +83,7 @@ static void thresholdDefaultSet()
 static void thresholdGet()
 {
     uint32_t type = 0, unit = 0, threshold = 0;
-    readParams({wordParam("stormCtrlMode", trafficTypes, &type)});
+    readParams({codeParam("stormCtrlMode", trafficTypes, &type)});
     int rc = rpcclt_openapiStormControlThresholdGet(&openClient, type, &unit, &threshold);
     answerStormControl(rc, {trafficTypeDatum(type), rateUnitDatum(unit), number("threshold", threshold)});
 }
@@ -93,8 +93,8 @@ static void thresholdGet()
 static void intfModeSet()
 {
     uint32_t type = 0, interface = 0, state = 0;
-    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
-                   wordMember("state", states, &state)}))
+    if (!readBody({codeMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
+                   codeMember("state", states, &state)}))
         return;
     answerResult(rpcclt_openapiStormControlIntfModeSet(&openClient, type, interface, state));
 }
@@ -102,7 +102,7 @@ static void intfModeSet()
 static void intfModeGet()
 {
     uint32_t type = 0, interface = 0, state = 0;
-    readParams({wordParam("stormCtrlMode", trafficTypes, &type), uintParam("interface", &interface)});
+    readParams({codeParam("stormCtrlMode", trafficTypes, &type), uintParam("interface", &interface)});
     int rc = rpcclt_openapiStormControlIntfModeGet(&openClient, type, interface, &state);
     answerStormControl(rc, {trafficTypeDatum(type), number("interface", interface), stateDatum(state)});
 }
@@ -110,7 +110,7 @@ static void intfModeGet()
 static void intfThresholdDefaultSet()
 {
     uint32_t type = 0, interface = 0;
-    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface)}))
+    if (!readBody({codeMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface)}))
         return;
     answerResult(rpcclt_openapiStormControlIntfThresholdDefaultSet(&openClient, type, interface));
 }
@@ -118,18 +118,18 @@ static void intfThresholdDefaultSet()
 static void intfThresholdGet()
 {
     uint32_t type = 0, interface = 0, unit = 0, threshold = 0;
-    readParams({wordParam("stormCtrlMode", trafficTypes, &type), uintParam("interface", &interface)});
+    readParams({codeParam("stormCtrlMode", trafficTypes, &type), uintParam("interface", &interface)});
     int rc = rpcclt_openapiStormControlIntfThresholdGet(&openClient, type, interface, &unit, &threshold);
     answerStormControl(rc, {trafficTypeDatum(type), number("interface", interface), rateUnitDatum(unit),
                             number("threshold", threshold)});
 }
 
-/* What happens above the threshold. An interface has an action for broadcast storms only. */
+/* The action above the threshold. An interface has one only for broadcast storms. */
 
 static void actionSet()
 {
     uint32_t type = 0, action = 0;
-    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), wordMember("action", actions, &action)}))
+    if (!readBody({codeMember("stormCtrlMode", trafficTypes, &type), codeMember("action", actions, &action)}))
         return;
     answerResult(rpcclt_openapiStormControlActionSet(&openClient, type, action));
 }
@@ -137,7 +137,7 @@ static void actionSet()
 static void actionGet()
 {
     uint32_t type = 0, action = 0;
-    readParams({wordParam("stormCtrlMode", trafficTypes, &type)});
+    readParams({codeParam("stormCtrlMode", trafficTypes, &type)});
     int rc = rpcclt_openapiStormControlActionGet(&openClient, type, &action);
     answerStormControl(rc, {trafficTypeDatum(type), actionDatum(action)});
 }
@@ -153,18 +153,18 @@ static void actionIntfGet()
 static void actionIntfSet()
 {
     uint32_t interface = 0, action = 0;
-    if (!readBody({saturatedMember("interface", &interface), wordMember("action", actions, &action)}))
+    if (!readBody({saturatedMember("interface", &interface), codeMember("action", actions, &action)}))
         return;
     answerResult(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfSet(&openClient, interface, action));
 }
 
-/* Thresholds in a unit. The unit comes from the query string, the rest from the body. */
+/* Thresholds with a unit. The query string has the unit, the body the rest. */
 
 static void thresholdSet()
 {
     uint32_t unit = rateUnitFromQuery();
     uint32_t type = 0, threshold = 0;
-    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("threshold", &threshold)}))
+    if (!readBody({codeMember("stormCtrlMode", trafficTypes, &type), saturatedMember("threshold", &threshold)}))
         return;
     answerResult(rpcclt_openapiStormControlThresholdSet(&openClient, type, unit, threshold));
 }
@@ -173,7 +173,7 @@ static void intfThresholdSet()
 {
     uint32_t unit = rateUnitFromQuery();
     uint32_t type = 0, interface = 0, threshold = 0;
-    if (!readBody({wordMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
+    if (!readBody({codeMember("stormCtrlMode", trafficTypes, &type), saturatedMember("interface", &interface),
                    saturatedMember("threshold", &threshold)}))
         return;
     answerResult(rpcclt_openapiStormControlIntfThresholdSet(&openClient, type, interface, unit, threshold));

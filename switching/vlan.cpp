@@ -1,11 +1,10 @@
 /*
- * vlan.cpp - /api/v2/switching/vlan, three subjects: the VLANs and the interfaces in them; switchports and private VLANs;
- * the VLAN of untagged traffic by its source. Last their routes, with the placeholders of /vlan/association and
- * /vlan/protocol.
+ * vlan.cpp - /api/v2/switching/vlan, in three parts: VLANs and their interfaces; switchports and private VLANs; the
+ * VLAN of untagged traffic by its source. The routes at the end include /vlan/association and /vlan/protocol.
  *
- * Numbers pass between the client and OpEN unchanged, whatever they mean. A number in a body counts only when it is a
- * JSON number. Some setters map OpEN's code (openResult), some hand it to the client as it is; readers map it or make
- * any failure an invalid argument. Which one is each endpoint's established behaviour, even where two make one call.
+ * Numbers go from the client to OpEN and back unchanged. In a body, only a JSON number counts. A setter answers OpEN's
+ * code either converted (openResult) or as it is; a reader answers it converted, or answers INVALID_ARGUMENT for every
+ * failure. Each endpoint has its established way; two endpoints of the same operation can differ.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
@@ -17,7 +16,7 @@ static void answerVlan(int rc, Data data)
     answerData("vlan", openResult(rc), data);
 }
 
-/* The answers of the setters: by the map of OpEN's codes, and with the code as it is. */
+/* The answers of the setters: with OpEN's code converted, and with the code as it is. */
 
 static void answerMapped(int rc)
 {
@@ -29,13 +28,13 @@ static void answerUnmapped(int rc)
     answerOutcomeFixed(unmappedResult(rc));
 }
 
-/* For the readers that report every failure of OpEN as an invalid argument. */
+/* For the readers that answer INVALID_ARGUMENT for every failure. */
 static void answerVlanOrInvalid(int rc, Data data)
 {
     answerDataOrOutcome("vlan", invalidUnlessOk(rc), data);
 }
 
-/* For the few endpoints that insist on an interface. False: there is none, and the refusal is answered. */
+/* For the endpoints that require an interface. False: the query has none, and this has answered the refusal. */
 static bool readIfNum(uint32_t *ifNum)
 {
     *ifNum = queryUintExact("ifNum");
@@ -44,7 +43,7 @@ static bool readIfNum(uint32_t *ifNum)
     return *ifNum != 0;
 }
 
-/* A MAC address or an OUI, as the client wrote it: OpEN says what is one. */
+/* A MAC address or an OUI as the client wrote it. OpEN checks it. */
 using AddressText = OpenText<64>;
 
 /* ---- VLANs and the interfaces in them ---- */
@@ -119,7 +118,7 @@ static void nextVlanGet()
     answerVlan(rc, {number("nextVid", next)});
 }
 
-/* OpEN counts twice, in the list and beside it; each count is answered from its own place. */
+/* OpEN counts twice: "numOfElements" is the count beside the list, the length of "vidList" the count in it. */
 static void vidListGet()
 {
     VlanIdList list = {};
@@ -165,7 +164,7 @@ static void ifPvidSet()
     answerMapped(rpcclt_openapiVlanIfPvidSet(&openClient, ifNum, vlanId));
 }
 
-/* Tagging takes the interface first, participation takes the VLAN first. */
+/* Mind the order: tagging takes the interface first, participation the VLAN. */
 
 static void ifTaggingSet()
 {
@@ -236,7 +235,7 @@ static void qportsEnableIngressFilteringSet()
     answerMapped(rpcclt_openapiQportsEnableIngressFilteringSet(&openClient, ifNum, mode));
 }
 
-/* A read through POST; the body is not looked at. */
+/* A POST that only reads, and ignores its body. */
 static void portIngressFiltering()
 {
     uint32_t mode = 0;
@@ -261,7 +260,7 @@ static void rxPacketsNotForwardedCountGet()
 
 /* ---- Switchports and private VLANs ---- */
 
-/* The switchport of an interface. Mode and trunk list are set with the interface in the body, the others by query. */
+/* The switchport of an interface. The setters of mode and trunk list read the interface from the body. */
 
 static void swPortModeGet()
 {
@@ -446,7 +445,7 @@ static void privateVlanAssocAdd()
     answerUnmapped(rpcclt_openapiDot1qApiPrivateVlanAssocAdd(&openClient, queryUintExact("vlanId"), list));
 }
 
-/* A DELETE has its query string for a body. It seldom parses; the list is then empty, and the call is made with it. */
+/* The body of a DELETE is its query string. Usually it does not parse; OpEN then gets an empty list. */
 static void privateVlanAssocRemove()
 {
     VlanIdList list = {};
@@ -477,7 +476,7 @@ static void hostAssocRemove()
     answerUnmapped(rpcclt_openapiDot1qPVlanIntfHostAssocRemove(&openClient, queryUintExact("ifNum")));
 }
 
-/* The same value as pvlan-intf-host-assoc reads, but with the code mapped. */
+/* Reads the same as pvlan-intf-host-assoc, but answers the code converted. */
 static void hostAssocGet()
 {
     uint32_t primary = 0;
@@ -501,7 +500,7 @@ static void promiscAssocRemove()
     answerUnmapped(rpcclt_openapiDot1qPVlanIntfPromiscAssocRemove(&openClient, queryUintExact("ifNum")));
 }
 
-/* The same value as pvlan-intf-promisc-assoc reads, but with the code mapped. */
+/* Reads the same as pvlan-intf-promisc-assoc, but answers the code converted. */
 static void promiscAssocGet()
 {
     uint32_t primary = 0;
@@ -534,7 +533,7 @@ static void operAutoTrunkModeGet()
     answerVlan(rc, {boolean("autoTrunkOperMode", mode == 1)});
 }
 
-/* ---- The VLAN of untagged traffic by its source: the MAC address, or the OUI of it ---- */
+/* ---- The VLAN of untagged traffic by its source: a MAC address or an OUI ---- */
 
 static void macAdd()
 {
@@ -545,7 +544,7 @@ static void macAdd()
     answerUnmapped(rpcclt_openapiVlanMacAdd(&openClient, lengthSized(mac), vlanId));
 }
 
-/* Here, and only here, an absent address is refused, and the VLAN is percent-decoded. */
+/* The only endpoint that refuses an absent address and percent-decodes the VLAN. */
 static void macDelete()
 {
     AddressText mac;
@@ -554,7 +553,7 @@ static void macDelete()
     answerUnmapped(rpcclt_openapiVlanMacDelete(&openClient, lengthSized(mac), queryUintDecoded("vlanId")));
 }
 
-/* The address comes back as it was asked for, whatever OpEN makes of it. */
+/* Answers the address as the client sent it, not as OpEN returns it. */
 static void macGet()
 {
     AddressText mac;
@@ -565,7 +564,7 @@ static void macGet()
     answerVlan(rc, {string("mac", mac.bytes), number("vlanId", vlanId)});
 }
 
-/* A read through POST */
+/* A POST that only reads */
 static void macGetNext()
 {
     AddressText mac;
@@ -617,7 +616,7 @@ static void macOuiVlanCountGet()
 
 /* ---- Routes ---- */
 
-/* Names that are held for what the switch does not offer */
+/* Placeholders for what the switch does not support */
 void addVlanPlaceholderRoutes(RouteDir *dir)
 {
     addRoute(dir, "list", HTTP_GET, unsupportedRead);
@@ -631,8 +630,8 @@ void addVlanPlaceholderRoutes(RouteDir *dir)
 }
 
 /*
- * The "-all" names are held in the same way. All others are registered once more, later, among those below, whose
- * entries are the ones that answer.
+ * More placeholders. Only the names that end in "-all" answer: addVlanRoutes registers the others again and so shadows
+ * them. No request reaches those; they stay, as established behaviour.
  */
 void addVlanShadowedRoutes(RouteDir *dir)
 {
@@ -659,7 +658,7 @@ void addVlanShadowedRoutes(RouteDir *dir)
 void addVlanRoutes(RouteDir *dir)
 {
     addRoute(dir, "next", HTTP_GET, unsupportedRead);
-    addRoute(dir, "created", HTTP_GET, unsupportedWrite); /* the one read with a line end: established behaviour */
+    addRoute(dir, "created", HTTP_GET, unsupportedWrite); /* the only GET with a line end: established behaviour */
     addRoute(dir, "is-static", HTTP_POST, unsupportedWrite);
     addRoute(dir, "create", HTTP_POST, vlanCreate);
     addRoute(dir, "delete", HTTP_DELETE, vlanDelete);

@@ -1,6 +1,6 @@
 /*
  * voice_vlan.cpp - /api/v2/switching/voice-vlan: the voice VLAN of the switch and of its interfaces. All values are
- * numbers whose meanings are OpEN's; readings are reported as signed numbers.
+ * numbers that OpEN defines; answers have them as signed numbers.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
@@ -12,7 +12,7 @@ static void answerReading(int rc, const char *key, uint32_t value)
     answerData("voiceVlan", openResult(rc), {signedNumber(key, value)});
 }
 
-/* The administrative mode of the switch, and of an interface with the value that goes with it */
+/* The administrative mode of the switch, and of an interface with its value ("dataValue") */
 
 static void adminModeSet()
 {
@@ -119,7 +119,7 @@ static void portDscpSet()
     answerResult(rpcclt_openapiVoiceVlanPortDscpSet(&openClient, ifNum, dscp));
 }
 
-/* The status goes under the key "mode": established behaviour. */
+/* The status has the key "mode": established behaviour. */
 static void portStatusGet()
 {
     uint32_t status = 0;
@@ -127,7 +127,7 @@ static void portStatusGet()
     answerReading(rc, "mode", status);
 }
 
-/* The one setter whose value comes from the query string; the body is not read. */
+/* The only setter that reads its value from the query string, not from the body. */
 static void portVlanIdSet()
 {
     uint32_t ifNum = queryUintExact("ifNum");

@@ -1,7 +1,7 @@
 /*
  * voip.cpp - /api/v2/switching/voip: automatic prioritisation of VoIP traffic, by protocol and by the OUI of a phone's
- * MAC address. An OUI is carried as text, cut to 8 characters, and its description cut to 32; both go to OpEN with the
- * length of the text.
+ * MAC address. An OUI is a text, cut to 8 characters, its description to 32. Their descriptors state the length of the
+ * text.
  */
 #include "common/answer.h"
 #include "common/open_client.h"
@@ -15,17 +15,17 @@ enum : uint32_t { SCHEME_REMARK = 1, SCHEME_TRAFFIC_CLASS = 2 };
 enum : uint32_t { MODE_TYPE_PROTOCOL = 1, MODE_TYPE_OUI = 2 };
 enum : uint32_t { STATUS_UP = 0, STATUS_DOWN = 1 };
 
-static constexpr Word schemeRows[] = {{SCHEME_REMARK, "remark"}, {SCHEME_TRAFFIC_CLASS, "trafficClass"}};
-static constexpr WordTable schemeWords = wordTable(schemeRows);
+static constexpr NamedCode schemeRows[] = {{SCHEME_REMARK, "remark"}, {SCHEME_TRAFFIC_CLASS, "trafficClass"}};
+static constexpr NameTable schemeNames = nameTable(schemeRows);
 
-static constexpr Word modeTypeRows[] = {{MODE_TYPE_PROTOCOL, "protocol"}};
-static constexpr WordTable modeTypeWords = wordTable(modeTypeRows);
+static constexpr NamedCode modeTypeRows[] = {{MODE_TYPE_PROTOCOL, "protocol"}};
+static constexpr NameTable modeTypeNames = nameTable(modeTypeRows);
 
-static constexpr Word enableRows[] = {{0, "disable"}, {1, "enable"}};
-static constexpr WordTable enableWords = wordTable(enableRows);
+static constexpr NamedCode enableRows[] = {{0, "disable"}, {1, "enable"}};
+static constexpr NameTable enableNames = nameTable(enableRows);
 
-static constexpr Word statusRows[] = {{STATUS_UP, "up"}, {STATUS_DOWN, "down"}};
-static constexpr WordTable statusWords = wordTable(statusRows);
+static constexpr NamedCode statusRows[] = {{STATUS_UP, "up"}, {STATUS_DOWN, "down"}};
+static constexpr NameTable statusNames = nameTable(statusRows);
 
 static void answerVoip(int rc, Data data)
 {
@@ -67,15 +67,15 @@ static void profileCosQueueGet()
     uint32_t scheme = 0;
     uint32_t value = 0;
     int rc = rpcclt_openapiVoipProfileCosQueueGet(&openClient, &scheme, &value);
-    answerVoip(rc, {word("pType", schemeWords, scheme, "unknown"), number("pTypeVal", value)});
+    answerVoip(rc, {codeName("pType", schemeNames, scheme, "unknown"), number("pTypeVal", value)});
 }
 
-/* What is read as "pType" and "pTypeVal" is set as "priScheme" and "value": established behaviour. */
+/* Sets as "priScheme" and "value" what the GET answers as "pType" and "pTypeVal": established behaviour. */
 static void profileCosQueueSet()
 {
     uint32_t scheme = SCHEME_TRAFFIC_CLASS;
     uint32_t value = 0;
-    if (!readBody({wordMember("priScheme", schemeWords, &scheme), integerMember("value", &value)}))
+    if (!readBody({codeMember("priScheme", schemeNames, &scheme), integerMember("value", &value)}))
         return;
     answerResult(rpcclt_openapiVoipProfileCosQueueSet(&openClient, scheme, value));
 }
@@ -106,7 +106,7 @@ static void ouiAdd()
     answerResult(rpcclt_openapiVoipOuiAdd(&openClient, lengthSized(oui), lengthSized(description)));
 }
 
-/* The query string itself must be the JSON text, not percent-encoded: established behaviour. */
+/* The query string must be JSON, not percent-encoded: established behaviour. */
 static void ouiRemove()
 {
     Oui oui;
@@ -150,7 +150,7 @@ static void ouiNextEntryGet()
     answerVoip(rc, {string("nextVoipOui", next.bytes), string("nextOuiDesc", nextDescription.bytes)});
 }
 
-/* From the query string; the body is not read. */
+/* Reads the VLAN from the query string, not from the body. */
 static void globalVlanIdSet()
 {
     answerResult(rpcclt_openapiVoipGlobalVlanIdSet(&openClient, queryUintExact("vlanId")));
@@ -158,7 +158,7 @@ static void globalVlanIdSet()
 
 /* Interfaces */
 
-/* Both modes are asked for before either result counts; the first failure is the answer. */
+/* Asks for both modes, even if the first fails; answers the first failure. */
 static void intfModeGet()
 {
     uint32_t ifNum = queryUintExact("ifNum");
@@ -167,7 +167,8 @@ static void intfModeGet()
     int protocolRc = rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_PROTOCOL, &protocol);
     int ouiRc = rpcclt_openapiVoipIntfModeGet(&openClient, ifNum, MODE_TYPE_OUI, &oui);
     answerVoip(protocolRc != OPEN_OK ? protocolRc : ouiRc,
-               {word("protocolMode", enableWords, protocol, "disable"), word("ouiMode", enableWords, oui, "disable")});
+               {codeName("protocolMode", enableNames, protocol, "disable"),
+                codeName("ouiMode", enableNames, oui, "disable")});
 }
 
 static void intfModeSet()
@@ -175,24 +176,24 @@ static void intfModeSet()
     uint32_t ifNum = queryUintExact("ifNum");
     uint32_t type = MODE_TYPE_OUI;
     uint32_t flag = 0;
-    if (!readBody({wordMember("type", modeTypeWords, &type), wordMember("mode", enableWords, &flag)}))
+    if (!readBody({codeMember("type", modeTypeNames, &type), codeMember("mode", enableNames, &flag)}))
         return;
     answerResult(rpcclt_openapiVoipIntfModeSet(&openClient, ifNum, type, flag));
 }
 
-/* A status that OpEN leaves untouched reads "down". */
+/* A status that OpEN does not set is "down". */
 static void intfProtocolStatusGet()
 {
     uint32_t status = STATUS_DOWN;
     int rc = rpcclt_openapiVoipIntfProtocolStatusGet(&openClient, queryUintExact("ifNum"), &status);
-    answerVoip(rc, {word("status", statusWords, status, "down")});
+    answerVoip(rc, {codeName("status", statusNames, status, "down")});
 }
 
 static void intfOuiStatusGet()
 {
     uint32_t status = STATUS_DOWN;
     int rc = rpcclt_openapiVoipIntfOUIStatusGet(&openClient, queryUintExact("ifNum"), &status);
-    answerVoip(rc, {word("status", statusWords, status, "down")});
+    answerVoip(rc, {codeName("status", statusNames, status, "down")});
 }
 
 /* The table of OUIs, by index */

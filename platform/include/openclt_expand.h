@@ -1,8 +1,8 @@
 /*
  * openclt_expand.h - how a row of openclt_operations.def becomes a parameter list.
  *
- * A row names its parameters with the words below; an expansion picks what it makes of a word by its prefix:
- * OPEN_DECLARE_ gives the declaration, OPEN_FORWARD_ the bare name, OPEN_QUOTE_ the name as a text.
+ * A row writes each parameter as kind(name). A prefix before the kind expands it: OPEN_DECLARE_ to the declaration,
+ * OPEN_FORWARD_ to the name, OPEN_QUOTE_ to the name as a string.
  */
 #ifndef OPENCLT_EXPAND_H
 #define OPENCLT_EXPAND_H
@@ -34,7 +34,7 @@
 #define OPEN_QUOTE_listref(name) #name
 #define OPEN_QUOTE_version(name) #name
 
-/* OPEN_EACH(prefix, words...) puts a comma and the prefixed word for each of up to six words. */
+/* OPEN_EACH(prefix, parameters...) expands each of at most six parameters, with a comma before it. */
 #define OPEN_EACH_0(prefix)
 #define OPEN_EACH_1(prefix, a) , prefix##a
 #define OPEN_EACH_2(prefix, a, b) , prefix##a, prefix##b

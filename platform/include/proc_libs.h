@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-/* Installs the crash recorder: from now on a crash of this process leaves a record with the platform. Cannot fail. */
+/* Installs the crash recorder: if this process crashes, the platform gets a record of it. Cannot fail. */
 __attribute__((visibility("default"))) void l7proc_crashlog_register(void);
 
 #ifdef __cplusplus

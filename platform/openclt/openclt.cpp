@@ -1,12 +1,11 @@
 /*
  * openclt.cpp - stand-in for libopenclt.so, the OpEN RPC client library, on machines that are not a switch.
  *
- * Each operation packs its arguments into one request, sends it over a Unix-domain socket and unpacks the reply. What
- * goes wrong on the way (no server, a server that dies, is late or answers rubbish) is OPEN_FAILED, after a bounded
- * time.
+ * Each operation sends its arguments in one request over a Unix-domain socket and waits for the reply. It returns
+ * OPEN_FAILED, in bounded time, when there is no server, or when the server dies, is late or sends garbage.
  *
- * Environment: OPENCLT_SOCKET, the server's socket; OPENCLT_TIMEOUT_MS, how long a server may be silent (10000; at
- * most 600000).
+ * Environment: OPENCLT_SOCKET, the path of the server's socket; OPENCLT_TIMEOUT_MS, how many milliseconds a server may
+ * be silent (default 10000, at most 600000).
  */
 #include "openclt.h"
 
@@ -22,163 +21,88 @@
 
 #include "wire.h"
 
-/* A frame being written, or read from `at` on. Small frames live in `local`; `broken` sticks. */
-struct Frame {
-    char *bytes;
-    size_t size, capacity, at;
-    bool broken;
+/* A message: a sink (put) and a source (take) of wire.h. Small messages fit into `local`; `broken` is never reset. */
+struct Message {
+    char *bytes = local;
+    size_t size = 0, capacity = sizeof local, at = 0; /* `at`: where the next take begins */
+    bool broken = false;
     char local[16 * 1024];
+
+    Message() {} /* leaves `local` uninitialised */
+    void put(const void *from, size_t count);
+    const char *take(size_t count);
 };
 
-static void frameOpen(Frame *frame)
+static void release(Message *message)
 {
-    frame->bytes = frame->local;
-    frame->size = frame->at = 0;
-    frame->capacity = sizeof frame->local;
-    frame->broken = false;
+    if (message->bytes != message->local)
+        free(message->bytes);
 }
 
-static void frameClose(Frame *frame)
+static bool reserve(Message *message, size_t capacity)
 {
-    if (frame->bytes != frame->local)
-        free(frame->bytes);
-}
-
-static bool frameReserve(Frame *frame, size_t capacity)
-{
-    if (capacity <= frame->capacity)
+    if (capacity <= message->capacity)
         return true;
-    size_t grown = capacity < 2 * frame->capacity ? 2 * frame->capacity : capacity;
+    size_t grown = capacity < 2 * message->capacity ? 2 * message->capacity : capacity;
     char *bytes = (char *)malloc(grown);
     if (!bytes)
         return false;
-    memcpy(bytes, frame->bytes, frame->size);
-    frameClose(frame);
-    frame->bytes = bytes;
-    frame->capacity = grown;
+    memcpy(bytes, message->bytes, message->size);
+    release(message);
+    message->bytes = bytes;
+    message->capacity = grown;
     return true;
 }
 
-static void putBytes(Frame *frame, const void *bytes, size_t size)
+void Message::put(const void *from, size_t count)
 {
-    if (frame->broken || !frameReserve(frame, frame->size + size)) {
-        frame->broken = true;
+    broken = broken || !reserve(this, size + count);
+    if (broken)
         return;
-    }
-    memcpy(frame->bytes + frame->size, bytes, size);
-    frame->size += size;
+    if (count) /* a text without a size can be null */
+        memcpy(bytes + size, from, count);
+    size += count;
 }
 
-template <class T> static void putTagged(Frame *frame, WireTag tag, const T *value)
+const char *Message::take(size_t count)
 {
-    if (!value) {
-        frame->broken = true;
-        return;
-    }
-    putBytes(frame, &tag, 1);
-    putBytes(frame, value, sizeof *value);
-}
-
-static void put(Frame *frame, const uint32_t &value) { putTagged(frame, WIRE_IN, &value); }
-static void put(Frame *frame, uint32_t *const &value) { putTagged(frame, WIRE_OUT, value); }
-static void put(Frame *frame, uint16_t *const &value) { putTagged(frame, WIRE_OUT16, value); }
-static void put(Frame *frame, uint64_t *const &value) { putTagged(frame, WIRE_OUT64, value); }
-static void put(Frame *frame, OpenApiVersion *const &value) { putTagged(frame, WIRE_VERSION4, value); }
-
-static void put(Frame *frame, OpenBufferDesc *const &text)
-{
-    if (!text || text->size > WIRE_TEXT_MAX || (text->size && !text->bytes)) {
-        frame->broken = true;
-        return;
-    }
-    uint32_t used = wireUsed(text->bytes, text->size);
-    putTagged(frame, WIRE_TEXT, &text->size);
-    putBytes(frame, &used, sizeof used);
-    putBytes(frame, text->bytes, used);
-}
-
-static void putList(Frame *frame, WireTag tag, const VlanIdList *list)
-{
-    uint32_t used = wireUsed(list, sizeof *list);
-    putTagged(frame, tag, &used);
-    putBytes(frame, list, used);
-}
-
-static void put(Frame *frame, const VlanIdList &list) { putList(frame, WIRE_LIST, &list); }
-
-static void put(Frame *frame, VlanIdList *const &list)
-{
-    if (list)
-        putList(frame, WIRE_LISTREF, list);
-    else
-        frame->broken = true;
-}
-
-static const char *takeBytes(Frame *frame, size_t size)
-{
-    if (frame->broken || frame->size - frame->at < size) {
-        frame->broken = true;
+    broken = broken || size - at < count;
+    if (broken)
         return nullptr;
-    }
-    const char *bytes = frame->bytes + frame->at;
-    frame->at += size;
-    return bytes;
+    at += count;
+    return bytes + at - count;
 }
 
-template <class T> static void takeTagged(Frame *frame, WireTag tag, T *value)
+template <class T> static bool canBeSent(const T &) { return true; }
+
+static bool canBeSent(const OpenBufferDesc &text) { return text.size <= WIRE_TEXT_MAX && (text.bytes || !text.size); }
+
+template <class T> static void putArgument(Message *message, const T &value)
 {
-    const char *bytes = takeBytes(frame, 1 + sizeof *value);
-    if (!bytes)
-        return;
-    if (bytes[0] != tag)
-        frame->broken = true;
+    wirePutArgument(*message, WireTagOf<T>::tag, value);
+}
+
+template <class T> static void putArgument(Message *message, T *const &value)
+{
+    if (value && canBeSent(*value))
+        wirePutArgument(*message, WireTagOf<T *>::tag, *value);
     else
-        memcpy(value, bytes + 1, sizeof *value);
+        message->broken = true;
 }
 
-static void take(Frame *, const uint32_t &) {}
-static void take(Frame *, const VlanIdList &) {}
-static void take(Frame *frame, uint32_t *const &value) { takeTagged(frame, WIRE_OUT, value); }
-static void take(Frame *frame, uint16_t *const &value) { takeTagged(frame, WIRE_OUT16, value); }
-static void take(Frame *frame, uint64_t *const &value) { takeTagged(frame, WIRE_OUT64, value); }
-static void take(Frame *frame, OpenApiVersion *const &value) { takeTagged(frame, WIRE_VERSION4, value); }
+/* An argument that is only sent. */
+template <class T> static void takeArgument(Message *, const T &) {}
 
-/* Fills `size` bytes with the `used` bytes that come next and zeros behind them. */
-static void takeTrimmed(Frame *frame, uint32_t used, char *bytes, uint32_t size)
+template <class T> static void takeArgument(Message *message, T *const &value)
 {
-    const char *from = used <= size ? takeBytes(frame, used) : nullptr;
-    if (!from) {
-        frame->broken = true;
-        return;
-    }
-    memcpy(bytes, from, used);
-    memset(bytes + used, 0, size - used);
+    if (!message->broken && !(wireTakeTag(*message, WireTagOf<T *>::tag) && wireTake(*message, value)))
+        message->broken = true;
 }
 
-static void take(Frame *frame, OpenBufferDesc *const &text)
-{
-    uint32_t head[2] = {0, 0};
-    takeTagged(frame, WIRE_TEXT, &head);
-    if (frame->broken)
-        return;
-    if (head[0] == text->size && text->size)
-        takeTrimmed(frame, head[1], text->bytes, text->size);
-    else if (head[0] != text->size || head[1])
-        frame->broken = true;
-}
-
-static void take(Frame *frame, VlanIdList *const &list)
-{
-    uint32_t used = 0;
-    takeTagged(frame, WIRE_LISTREF, &used);
-    if (!frame->broken)
-        takeTrimmed(frame, used, (char *)list, sizeof *list);
-}
-
-/* What this library keeps in a handle. */
+/* The content of a client handle. */
 struct Client {
-    int connection; /* descriptor of the connection to the server, -1 while there is none */
-    char name[100]; /* the name the client registered under */
+    int connection; /* a descriptor; -1: not connected */
+    char name[100]; /* of the registration */
 };
 static_assert(sizeof(Client) <= sizeof(OpenClient));
 static_assert(alignof(Client) <= alignof(OpenClient));
@@ -248,90 +172,75 @@ static bool sendAll(int connection, const char *bytes, size_t size)
     return true;
 }
 
-/* Reads the reply's frame. A server that sends it in drops gets at most twice the time of one that is silent. */
-static bool receiveFrame(int connection, Frame *frame)
+/* Receives a reply. One that the server sends bit by bit gets at most twice the time of a silent server. */
+static bool receiveReply(int connection, Message *reply)
 {
     int64_t deadline = millisNow() + operationMillis();
     uint32_t wanted = sizeof(uint32_t);
-    frame->size = 0;
-    for (bool haveLength = false; frame->size < wanted;) {
-        if (!frameReserve(frame, wanted))
+    reply->size = 0;
+    for (bool haveLength = false; reply->size < wanted;) {
+        if (!reserve(reply, wanted))
             return false;
-        size_t room = haveLength ? wanted - frame->size : frame->capacity - frame->size;
-        ssize_t got = recv(connection, frame->bytes + frame->size, room, 0);
+        size_t room = haveLength ? wanted - reply->size : reply->capacity - reply->size;
+        ssize_t got = recv(connection, reply->bytes + reply->size, room, 0);
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
             return false;
-        frame->size += (size_t)got;
-        if (!haveLength && frame->size >= sizeof(uint32_t)) {
+        reply->size += (size_t)got;
+        if (!haveLength && reply->size >= sizeof(uint32_t)) {
             uint32_t length;
-            memcpy(&length, frame->bytes, sizeof length);
-            if (length > WIRE_FRAME_MAX)
+            memcpy(&length, reply->bytes, sizeof length);
+            if (length > WIRE_MESSAGE_MAX)
                 return false;
             wanted = (uint32_t)sizeof length + length;
             haveLength = true;
         }
-        if (frame->size < wanted && millisNow() > deadline)
+        if (reply->size < wanted && millisNow() > deadline)
             return false;
     }
-    frame->at = sizeof(uint32_t);
-    return frame->size == wanted;
+    reply->at = sizeof(uint32_t);
+    return reply->size == wanted;
 }
 
-static void beginRequest(Frame *frame, const char *name)
+/* Sends the request and receives the reply in its place. Returns the reply's result code. */
+static int exchange(Client *client, Message *message)
 {
-    frameOpen(frame);
-    uint32_t length = 0; /* filled in when the frame is complete */
-    uint8_t head[2] = {WIRE_VERSION, (uint8_t)strlen(name)};
-    putBytes(frame, &length, sizeof length);
-    putBytes(frame, head, sizeof head);
-    putBytes(frame, name, head[1]);
-}
-
-/* Sends the request in `frame` and puts the reply in its place, read up to the result code. */
-static int exchange(Client *client, Frame *frame)
-{
-    if (!client || frame->broken || !connectToServer(client)) {
-        frame->broken = true;
-        return OPEN_FAILED;
-    }
-    uint32_t length = (uint32_t)(frame->size - sizeof length);
-    memcpy(frame->bytes, &length, sizeof length);
+    uint32_t length = (uint32_t)(message->size - sizeof length);
     int32_t code = OPEN_FAILED;
-    if (sendAll(client->connection, frame->bytes, frame->size) && receiveFrame(client->connection, frame)) {
-        const char *bytes = takeBytes(frame, sizeof code);
-        if (bytes) {
-            memcpy(&code, bytes, sizeof code);
-            return code;
-        }
-    }
-    frame->broken = true;
-    return OPEN_FAILED;
+    message->broken = message->broken || !client || !connectToServer(client);
+    if (message->broken)
+        return OPEN_FAILED;
+    memcpy(message->bytes, &length, sizeof length);
+    if (!sendAll(client->connection, message->bytes, message->size) || !receiveReply(client->connection, message) ||
+        !wireTake(*message, &code))
+        message->broken = true;
+    return code;
 }
 
-/* A reply that does not hold exactly what was asked for is a failure, and nothing more is read from that connection. */
-static int endRequest(Client *client, Frame *frame, int code)
+/* A reply with other arguments than the operation's is a failure, and ends the connection. */
+static int endCall(Client *client, Message *message, int code)
 {
-    if (frame->broken || frame->at != frame->size) {
+    if (message->broken || message->at != message->size) {
         if (client)
             disconnect(client);
         code = OPEN_FAILED;
     }
-    frameClose(frame);
+    release(message);
     return code;
 }
 
 template <class... Arguments> static int call(const char *name, OpenClient *handle, const Arguments &...arguments)
 {
     Client *client = handle ? clientIn(handle) : nullptr;
-    Frame frame;
-    beginRequest(&frame, name);
-    (put(&frame, arguments), ...);
-    int code = exchange(client, &frame);
-    if (code == OPEN_OK || frame.at != frame.size) /* a refusal may come without the returned arguments */
-        (take(&frame, arguments), ...);
-    return endRequest(client, &frame, code);
+    Message message;
+    wirePut(message, (uint32_t)0); /* the length: exchange fills it in */
+    wirePutHead(message, name);
+    (putArgument(&message, arguments), ...);
+    int code = exchange(client, &message);
+    if (code == OPEN_OK || message.at != message.size) /* a refusal may come without the returned arguments */
+        (takeArgument(&message, arguments), ...);
+    return endCall(client, &message, code);
 }
 
 extern "C" {

@@ -1,32 +1,44 @@
 /*
- * wire.h - the bytes between the OpEN client stand-in and the virtual switch, written down for both ends.
+ * wire.h - the RPC format between the OpEN client library and the virtual switch. Both ends include this file.
  *
- * A frame is a 32-bit length and as many bytes. A request holds the protocol's version, the operation's name (one
- * length byte, then the characters) and its arguments; a reply holds the 32-bit result code and the arguments that are
- * returned. An argument is its tag and its value; both ends compare tags, so a client and a server that were built from
- * different operation lists fail cleanly. Numbers are in host order: both ends run on one machine.
+ * A message is its length (32 bits) and that many bytes of content:
+ *   request   version (1 byte), length of the operation's name (1 byte), the name, every argument
+ *   reply     result code (32 bits), every argument that is returned
+ *   argument  tag (1 byte), value
+ * Both ends check the tags, so a client and a server of different builds fail cleanly. Numbers are in host byte order:
+ * both ends run on one machine.
+ *
+ * The functions below write to a sink, which has put(bytes, size), and read from a source, whose take(size) returns the
+ * next `size` bytes and moves behind them, or returns null when there are fewer. Each end brings its own.
  */
 #ifndef OPENCLT_WIRE_H
 #define OPENCLT_WIRE_H
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #include "openclt.h"
 
 enum : uint8_t { WIRE_VERSION = 1 };
 
 enum WireTag : char {
-    WIRE_IN = 'n',       /* uint32_t, only sent */
-    WIRE_OUT = 'N',      /* uint32_t, sent and returned, like all that follow but WIRE_LIST */
+    WIRE_IN = 'n',       /* uint32_t; only sent */
+    WIRE_OUT = 'N',      /* uint32_t; sent and returned, like all that follow except WIRE_LIST */
     WIRE_OUT16 = 'H',    /* uint16_t */
     WIRE_OUT64 = 'Q',    /* uint64_t */
-    WIRE_TEXT = 'T',     /* 32-bit size offered, 32-bit length without trailing zero bytes, that many bytes */
-    WIRE_LIST = 'l',     /* 32-bit length of the VlanIdList without trailing zero bytes, that many bytes; only sent */
-    WIRE_LISTREF = 'L',  /* as WIRE_LIST, and returned */
-    WIRE_VERSION4 = 'V', /* OpenApiVersion, as it is in memory */
+    WIRE_TEXT = 'T',     /* the buffer's size (32 bits), then the buffer, trimmed */
+    WIRE_LIST = 'l',     /* VlanIdList, trimmed; only sent */
+    WIRE_LISTREF = 'L',  /* VlanIdList, trimmed */
+    WIRE_VERSION4 = 'V', /* OpenApiVersion, as in memory */
 };
 
+constexpr bool wireIsReturned(WireTag tag)
+{
+    return tag != WIRE_IN && tag != WIRE_LIST;
+}
+
+/* The tag of an operation's parameter, by its type. */
 template <class T> struct WireTagOf;
 template <> struct WireTagOf<uint32_t> { static constexpr WireTag tag = WIRE_IN; };
 template <> struct WireTagOf<uint32_t *> { static constexpr WireTag tag = WIRE_OUT; };
@@ -37,17 +49,24 @@ template <> struct WireTagOf<VlanIdList> { static constexpr WireTag tag = WIRE_L
 template <> struct WireTagOf<VlanIdList *> { static constexpr WireTag tag = WIRE_LISTREF; };
 template <> struct WireTagOf<OpenApiVersion *> { static constexpr WireTag tag = WIRE_VERSION4; };
 
-/* Limits that keep a broken peer from making the other end reserve absurd amounts of memory. */
-enum : uint32_t { WIRE_TEXT_MAX = 1u << 20, WIRE_FRAME_MAX = 4u << 20 };
+/* Limits in bytes, so that a broken peer cannot make the other end allocate without bound. */
+enum : uint32_t { WIRE_TEXT_MAX = 1u << 20, WIRE_MESSAGE_MAX = 4u << 20 };
+enum : uint32_t { WIRE_FRAME_MAX = WIRE_MESSAGE_MAX }; /* the old name, until the server uses the new one */
 
-/* The length of `bytes` without the zero bytes at its end. */
+/* The socket's path, unless OPENCLT_SOCKET names another. */
+#define WIRE_DEFAULT_SOCKET "/tmp/vswitch.sock"
+
+/* Not an operation: a request of this name has a command to the virtual switch as its text, the reply its answer. */
+#define WIRE_CONTROL "vswitch.control"
+
+/* The length of `bytes` without the zero bytes at the end. */
 inline uint32_t wireUsed(const void *bytes, uint32_t size)
 {
     const char *text = (const char *)bytes;
     while (size >= 8) {
-        uint64_t word;
-        __builtin_memcpy(&word, text + size - 8, 8);
-        if (word)
+        uint64_t last;
+        memcpy(&last, text + size - 8, 8);
+        if (last)
             break;
         size -= 8;
     }
@@ -56,10 +75,86 @@ inline uint32_t wireUsed(const void *bytes, uint32_t size)
     return size;
 }
 
-/* Where the two ends meet unless OPENCLT_SOCKET names another path. */
-#define WIRE_DEFAULT_SOCKET "/tmp/vswitch.sock"
+template <class Sink, class T> void wirePut(Sink &to, const T &value)
+{
+    to.put(&value, sizeof value);
+}
 
-/* A request under this name is no operation: its text is a command to the virtual switch, the reply's is the answer. */
-#define WIRE_CONTROL "vswitch.control"
+/* False: the source has fewer bytes; *value is unchanged. */
+template <class Source, class T> bool wireTake(Source &from, T *value)
+{
+    const char *bytes = from.take(sizeof *value);
+    if (bytes)
+        memcpy(value, bytes, sizeof *value);
+    return bytes;
+}
+
+/* Trimmed bytes: their length without the zeros at the end (32 bits), then that many bytes. */
+template <class Sink> void wirePutTrimmed(Sink &to, const void *bytes, uint32_t size)
+{
+    uint32_t used = wireUsed(bytes, size);
+    wirePut(to, used);
+    to.put(bytes, used);
+}
+
+/* Fills all `size` bytes. False: the source has fewer bytes, or more than fit; `bytes` are unchanged. */
+template <class Source> bool wireTakeTrimmed(Source &from, void *bytes, uint32_t size)
+{
+    uint32_t used;
+    if (!wireTake(from, &used) || used > size)
+        return false;
+    const char *taken = from.take(used);
+    if (!taken)
+        return false;
+    if (size) { /* `bytes` can be null without a size */
+        memcpy(bytes, taken, used);
+        memset((char *)bytes + used, 0, size - used);
+    }
+    return true;
+}
+
+/* Texts and lists. Takes a text only into a buffer of the size that was sent. */
+
+template <class Sink> void wirePut(Sink &to, const OpenBufferDesc &text)
+{
+    wirePut(to, text.size);
+    wirePutTrimmed(to, text.bytes, text.size);
+}
+
+template <class Sink> void wirePut(Sink &to, const VlanIdList &list)
+{
+    wirePutTrimmed(to, &list, sizeof list);
+}
+
+template <class Source> bool wireTake(Source &from, OpenBufferDesc *text)
+{
+    uint32_t size;
+    return wireTake(from, &size) && size == text->size && wireTakeTrimmed(from, text->bytes, size);
+}
+
+template <class Source> bool wireTake(Source &from, VlanIdList *list)
+{
+    return wireTakeTrimmed(from, list, sizeof *list);
+}
+
+template <class Sink, class T> void wirePutArgument(Sink &to, WireTag tag, const T &value)
+{
+    wirePut(to, tag);
+    wirePut(to, value);
+}
+
+template <class Source> bool wireTakeTag(Source &from, WireTag tag)
+{
+    WireTag taken;
+    return wireTake(from, &taken) && taken == tag;
+}
+
+/* The head of a request's content. `name` has at most 255 characters. */
+template <class Sink> void wirePutHead(Sink &to, const char *name)
+{
+    uint8_t head[2] = {WIRE_VERSION, (uint8_t)strlen(name)};
+    wirePut(to, head);
+    to.put(name, head[1]);
+}
 
 #endif

@@ -1,8 +1,8 @@
 /*
- * crashlog.cpp - stand-in for libproc_libs.so: a recorder that writes down how a process died.
+ * crashlog.cpp - stand-in for libproc_libs.so: the crash recorder, on machines that are not a switch.
  *
- * A record is appended to the file named by CRASHLOG_FILE (/tmp/crashlog.txt): time, process, signal, and the call
- * stack as object+offset lines that addr2line understands. The process then dies of its signal as it would have.
+ * Appends a record to the file named by CRASHLOG_FILE (default /tmp/crashlog.txt): time, process, signal, and the call
+ * stack as object+offset lines for addr2line. Then the signal ends the process as usual.
  */
 #include "proc_libs.h"
 
@@ -18,13 +18,13 @@
 #include <unistd.h>
 #include <unwind.h>
 
-/* The handler has a stack of its own, so that a stack overflow is recorded too. */
+/* A separate stack for the handler, so that it can record a stack overflow. */
 static char handlerStack[64 * 1024];
 static char recordPath[256];
 
 static const int crashSignals[] = {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL};
 
-/* A line of the record at a time, so that what has been written stays if the next step fails in its turn. */
+/* Writes each line at once: if the recorder itself crashes, the lines so far are in the file. */
 __attribute__((format(printf, 2, 3))) static void writeLine(int file, const char *format, ...)
 {
     char line[1024];
@@ -37,7 +37,7 @@ __attribute__((format(printf, 2, 3))) static void writeLine(int file, const char
         line[length - 1] = '\n';
     }
     ssize_t written = write(file, line, length > 0 ? (size_t)length : 0);
-    (void)written; /* nobody is left to be told */
+    (void)written; /* a dying process cannot report a failure */
 }
 
 struct Stack {
@@ -45,7 +45,7 @@ struct Stack {
     int frames;
 };
 
-static _Unwind_Reason_Code writeFrame(_Unwind_Context *context, void *data)
+static _Unwind_Reason_Code writeStackFrame(_Unwind_Context *context, void *data)
 {
     Stack *stack = (Stack *)data;
     int isExact = 0;
@@ -53,7 +53,7 @@ static _Unwind_Reason_Code writeFrame(_Unwind_Context *context, void *data)
     if (!address || stack->frames >= 64)
         return _URC_END_OF_STACK;
     if (!isExact)
-        address--; /* a return address stands behind its call */
+        address--; /* a return address points behind the call */
 
     Dl_info object;
     bool known = dladdr((void *)address, &object) && object.dli_fname;
@@ -63,7 +63,7 @@ static _Unwind_Reason_Code writeFrame(_Unwind_Context *context, void *data)
     return _URC_NO_REASON;
 }
 
-/* The date of a day since 1970, in UTC. gmtime_r may allocate, and the heap may be what has crashed. */
+/* The date, `days` after 1970-01-01. Not by gmtime_r: it may allocate, and the heap may be damaged. */
 static void dateOf(time_t days, int *year, int *month, int *day)
 {
     static const int monthDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -75,7 +75,7 @@ static void dateOf(time_t days, int *year, int *month, int *day)
     *day = (int)days + 1;
 }
 
-/* The name of this process; "?" when it cannot be had. */
+/* The name of this process; "?" when it cannot be read. */
 static void processName(char *name, size_t size)
 {
     snprintf(name, size, "?");
@@ -89,7 +89,7 @@ static void processName(char *name, size_t size)
 
 static void recordCrash(int signalNumber, siginfo_t *info, void *)
 {
-    alarm(5); /* a recorder that gets stuck must not keep a dead process around */
+    alarm(5); /* ends the process if the recorder hangs */
     int file = open(recordPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (file >= 0) {
         struct timespec now;
@@ -103,10 +103,10 @@ static void recordCrash(int signalNumber, siginfo_t *info, void *)
                   year, month, day, second / 3600, second / 60 % 60, second % 60, name, (int)getpid(), signalNumber,
                   sigdescr_np(signalNumber), info->si_addr);
         Stack stack = {file, 0};
-        _Unwind_Backtrace(writeFrame, &stack);
+        _Unwind_Backtrace(writeStackFrame, &stack);
         close(file);
     }
-    signal(signalNumber, SIG_DFL); /* blocked until the handler returns, then it ends the process */
+    signal(signalNumber, SIG_DFL); /* the signal is blocked until the handler returns; then it ends the process */
     raise(signalNumber);
 }
 

@@ -1,17 +1,17 @@
 /*
- * sandbox.cpp - gives a process a /tmp of its own, in which files of others are protected, and the troubles a test asks
- * for. Preloaded into the program (and linked into the tests), so that what is tested is the program as it is, and no
- * test meets another or a running switch.
+ * sandbox.cpp - gives a process a private /tmp, in which other users' files are protected, and the faults that a test
+ * asks for. It is preloaded into the unchanged program and linked into the tests, so no test disturbs another, or a
+ * running switch.
  *
  * Environment:
- *   SANDBOX_TMP              the directory that stands for /tmp
- *   SANDBOX_SLEEP_MS         what sleep() sleeps; the file slept in /tmp says what it was asked for
- *   SANDBOX_UPTIME           what sysinfo() says; "fail" makes it fail
- *   SANDBOX_REGISTER_FAILS   openapiClientRegister answers -1
- *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown does not return
- *   SANDBOX_READ_ONLY        /tmp is on a read-only file system
- *   SANDBOX_FAIL_ALLOCATION  N: the Nth allocation since main was entered fails, the others do not; the file
- *                            allocation-failed in /tmp says that there was one (preloaded only)
+ *   SANDBOX_TMP               the directory that replaces /tmp
+ *   SANDBOX_SLEEP_MS          sleep() lasts so many milliseconds, and appends the seconds asked for to /tmp/slept
+ *   SANDBOX_UPTIME            the uptime that sysinfo() returns, in seconds; "fail": sysinfo() fails
+ *   SANDBOX_REGISTER_FAILS    openapiClientRegister returns -1
+ *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown aborts the process
+ *   SANDBOX_READ_ONLY         /tmp is on a read-only file system
+ *   SANDBOX_FAIL_ALLOCATION   N: only the Nth allocation since the start of main fails, and creates
+ *                             /tmp/allocation-failed (preloaded only)
  */
 #include <dlfcn.h>
 #include <errno.h>
@@ -26,14 +26,14 @@
 #include <time.h>
 #include <unistd.h>
 
-#ifdef _TIME_BITS /* a 32-bit build: the functions for large files and late times have names of their own */
+#ifdef _TIME_BITS /* a 32-bit build: the functions for large files and late times have other names */
 #define __open_2 __open64_2
 static const char *const otherNames[][2] = {{"open", "open64"}, {"openat", "openat64"}, {"lstat", "__lstat64_time64"}};
 #else
 static const char *const otherNames[][2] = {{"", ""}};
 #endif
 
-/* The C library's own function of that name. */
+/* The C library's function of that name. */
 template <class Function> static Function *next(const char *name, Function *)
 {
     for (const auto &[usual, other] : otherNames)
@@ -57,7 +57,7 @@ static const char *moved(const char *path, Path *storage)
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
-/* Whether `path`, which is to be changed, must not be. */
+/* True, with errno set: a change of `path` must fail. */
 static bool isReadOnly(const char *path)
 {
     if (!getenv("SANDBOX_READ_ONLY") || strncmp(path, "/tmp/", 5) != 0)
@@ -66,7 +66,7 @@ static bool isReadOnly(const char *path)
     return true;
 }
 
-/* As where fs.protected_regular is 2: who would create a file does not get another user's. */
+/* As with fs.protected_regular = 2: O_CREAT without O_EXCL fails for another user's file. */
 static bool isProtected(const char *path, int flags)
 {
     struct stat status;
@@ -98,7 +98,7 @@ EXPORT int __open_2(const char *path, int flags) /* open() in a fortified build 
     return openMoved(path, flags, 0);
 }
 
-EXPORT int openat(int directory, const char *path, int flags, ...) /* of files that are there, in a directory of /tmp */
+EXPORT int openat(int directory, const char *path, int flags, ...) /* only for existing files in a directory of /tmp */
 {
     if ((flags & O_ACCMODE) != O_RDONLY && isReadOnly("/tmp/"))
         return -1;
@@ -157,8 +157,8 @@ EXPORT int sysinfo(struct sysinfo *info) noexcept
 }
 
 /*
- * A switch's own library can keep more in the records it is given than the stand-in does: here it is all there is room
- * for. (By a call that a sanitizer sees.)
+ * Fills a whole record, as a real switch's library may, although the stand-in uses only a part. (Calls memset through a
+ * pointer, so that a sanitizer sees it.)
  */
 static void fill(void *record, size_t size)
 {
@@ -186,7 +186,7 @@ EXPORT int openapiClientTearDown(struct OpenClient *client)
     return original ? original(client) : -1;
 }
 
-#ifdef SANDBOX_PRELOADED /* what links this file keeps its own memory */
+#ifdef SANDBOX_PRELOADED /* not in the tests: their allocations must not fail */
 
 struct OpenApiVersion;
 EXPORT int rpcclt_openapiApiVersionGet(struct OpenClient *client, struct OpenApiVersion *version)
@@ -197,7 +197,7 @@ EXPORT int rpcclt_openapiApiVersionGet(struct OpenClient *client, struct OpenApi
     return result;
 }
 
-static long untilFailure; /* allocations, the failing one included; 0 when none is to fail */
+static long untilFailure; /* allocations up to the failing one; 0: none fails */
 
 static bool allocationFails()
 {
@@ -228,7 +228,7 @@ EXPORT void *realloc(void *old, size_t size) noexcept
     return allocationFails() ? nullptr : original(old, size);
 }
 
-/* A sanitizer's own would not allocate by the functions above. */
+/* A sanitizer's strndup would not allocate with the functions above. */
 EXPORT char *strndup(const char *text, size_t limit) noexcept
 {
     size_t length = strnlen(text, limit);

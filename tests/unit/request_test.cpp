@@ -1,5 +1,5 @@
 /*
- * request_test.cpp - the readers of query string, parameter list and body, each tested hard once.
+ * request_test.cpp - the readers of query string, parameter list and body, and the names of the methods.
  */
 #include <gtest/gtest.h>
 #include <stdio.h>
@@ -10,6 +10,7 @@
 #include "common/open_client.h"
 #include "common/request_input.h"
 #include "common/request_values.h"
+#include "httpd/route_tree.h"
 
 /* Makes the CGI environment of one request; null leaves a variable out. The body becomes standard input. */
 static void arrange(const char *method, const char *query, const char *contentLength, const std::string &body = "")
@@ -48,7 +49,8 @@ TEST(RequestInput, comesFromTheQueryOrTheBodyByMethod)
         {"POST", "a=1", nullptr, "xyz", ""}, {"POST", "a=1", "", "xyz", ""}, {"POST", "a=1", "-1", "xyz", ""},
         {"POST", "a=1", "0", "xyz", ""}, {"POST", "a=1", "abc", "xyz", ""},
         /* more than there can be: no input, which is not an empty one */
-        {"POST", "a=1", "9223372036854775807", "xyz", "(null)"}, {"PUT", "a=1", "99999999999999999999", "xyz", "(null)"},
+        {"POST", "a=1", "9223372036854775807", "xyz", "(null)"},
+        {"PUT", "a=1", "99999999999999999999", "xyz", "(null)"},
     };
     for (const auto &row : rows) {
         arrange(row.method, row.query, row.length, row.body);
@@ -116,8 +118,8 @@ TEST(QueryExact, findsTheKeyOnlyAtTheStartOrBehindAnAmpersand)
 
 TEST(QueryExact, findsTheWordThatEndsAtTheNextAmpersand)
 {
-    static const Word wordRows[] = {{1, "percent"}, {2, "pps"}};
-    static const WordTable words = wordTable(wordRows);
+    static const NamedCode wordRows[] = {{1, "percent"}, {2, "pps"}};
+    static const NameTable words = nameTable(wordRows);
     const struct { const char *query; uint32_t word, wordOrNumber; } rows[] = {
         {nullptr, 9, 0}, {"unit=pps&unit=percent", 2, 2}, {"unit=percent", 1, 1}, {"unit=percentage", 9, 0},
         {"unit=70", 9, 70}, {"unit=7&8", 9, 7}, {"unit=%70ps", 9, 0}, {"unit=", 9, 0}, {"unit=4294967299", 9, 3},
@@ -125,8 +127,8 @@ TEST(QueryExact, findsTheWordThatEndsAtTheNextAmpersand)
     };
     for (const auto &row : rows) {
         arrange("PUT", row.query, nullptr);
-        EXPECT_EQ(queryWordExact("unit", words, 9), row.word) << textOf(row.query);
-        EXPECT_EQ(queryWordOrUintExact("unit", words), row.wordOrNumber) << textOf(row.query);
+        EXPECT_EQ(queryCodeExact("unit", words, 9), row.word) << textOf(row.query);
+        EXPECT_EQ(queryCodeOrUintExact("unit", words), row.wordOrNumber) << textOf(row.query);
     }
 }
 
@@ -165,8 +167,8 @@ TEST(Body, mustParse)
 
 TEST(Body, readsValuesByEachRule)
 {
-    static const Word wordRows[] = {{1, "permit"}, {2, "watch"}};
-    static const WordTable words = wordTable(wordRows);
+    static const NamedCode wordRows[] = {{1, "permit"}, {2, "watch"}};
+    static const NameTable words = nameTable(wordRows);
     const char *rows[][2] = { /* integer, of a number, saturated, flag, word, text; 7 where it stays as it was */
         {"300", "300 300 300 0 7 "}, {"12.9", "12 12 12 0 7 "}, {"-5", "4294967291 4294967291 0 0 7 "},
         {"1", "1 1 1 0 7 "}, {"3000000000", "2147483647 2147483647 3000000000 0 7 "},
@@ -182,14 +184,14 @@ TEST(Body, readsValuesByEachRule)
         arrangeBody(std::string("{\"VALUE\":") + json + "}"); /* members are found whatever their case */
         ASSERT_TRUE(parseBody({integerMember("value", &integer), integerOfNumberMember("value", &ofNumber),
                                saturatedMember("value", &saturated), trueMember("value", &flag),
-                               wordMember("value", words, &word), textMember("value", text)}));
+                               codeMember("value", words, &word), textMember("value", text)}));
         std::string read;
         for (uint32_t number : {integer, ofNumber, saturated, flag, word})
             read += std::to_string(number) + " ";
         EXPECT_EQ(read + text.bytes, expected) << json;
     }
-    EXPECT_STREQ(wordOf(words, 2, "unknown"), "watch");
-    EXPECT_STREQ(wordOf(words, 3, "unknown"), "unknown");
+    EXPECT_STREQ(nameOf(words, 2, "unknown"), "watch");
+    EXPECT_STREQ(nameOf(words, 3, "unknown"), "unknown");
     EXPECT_EQ(codeOf(words, nullptr, 5), 5u);
 }
 
@@ -208,6 +210,11 @@ TEST(Body, readsVlanIds)
             read += (i ? "," : "") + std::to_string(list.ids[i]);
         EXPECT_EQ(read, ids);
     }
+}
+
+TEST(HttpMethod, hasANameForAnyCode)
+{
+    EXPECT_STREQ(httpMethodName(4), "Invalid method '4'");
 }
 
 TEST(OpenText, keepsAnEndBehindWhatIsOffered)
