@@ -11,7 +11,7 @@
 struct DeviceOptions {
     uint32_t ports = 28;
     uint32_t stations = 8;       /* simulated; their addresses are learned at start */
-    uint32_t silentStations = 2; /* of these: they send nothing, so their addresses age */
+    uint32_t silentStations = 2; /* of these, a quarter at most: they send nothing, so they age */
     uint32_t stationVlans = 1;   /* the stations are in the VLANs 1 to this one, which exist at start */
 };
 
