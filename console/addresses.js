@@ -5,8 +5,9 @@ import {nameOf} from './panel.js';
 import {noteProblem, reading, valueOf} from './readings.js';
 
 const SLICE = 2500;     // milliseconds that one look continues the walk
-const REST = 30000;     // milliseconds between two walks, if the number of addresses stays the same
+const REST = 60000;     // milliseconds between two walks, if the number of addresses stays the same
 const SHORT_REST = 5000; // if it changes
+const WORK = 0.25;       // of its time, the page walks at most
 const MOST = 4000;      // addresses that a walk reads
 const MOST_SHOWN = 500;
 const PATH = 'fdb/entry-next';
@@ -16,6 +17,7 @@ let walk = null;     // under way: {vlans, last, entries, problem, count}
 let entries = null;  // {vlan, mac, port, type}; null: never read
 let readAt = 0;
 let countThen;       // the switch's count when the last walk began
+let spent = 0;       // milliseconds that the last walk took
 let problem = '';
 const sorting = {by: 'vlan', descending: false};
 
@@ -35,11 +37,12 @@ export function readAddressesSoon() {
 export async function readAddresses() {
   const vlans = valueOf('vlans'), count = valueOf('addressCount');
   if (!vlans) return;
-  const rested = Date.now() - readAt;
-  if (!walk && rested < (count === countThen ? REST : SHORT_REST)) return;
-  walk ??= {vlans: [...vlans], last: null, entries: [], problem: '', count};
-  const deadline = Date.now() + SLICE;
+  const rest = Math.max(count === countThen ? REST : SHORT_REST, spent / WORK - spent);
+  if (!walk && Date.now() - readAt < rest) return;
+  walk ??= {vlans: [...vlans], last: null, entries: [], problem: '', count, spent: 0};
+  const started = Date.now(), deadline = started + SLICE;
   while (walk?.vlans.length && Date.now() < deadline) await step(walk);
+  if (walk) walk.spent += Date.now() - started;
   if (walk && !walk.vlans.length) endWalk();
 }
 
@@ -68,6 +71,7 @@ function endWalk() {
   if (isRefused) noteProblem(PATH, walk.refusal);
   else entries = walk.entries;
   countThen = walk.count;
+  spent = walk.spent;
   readAt = Date.now();
   walk = null;
 }

@@ -56,7 +56,8 @@ function lineOf(title, rates) {
   };
   rates.forEach((rate, index) => {
     if (rate === undefined) return end();
-    points.push(`${index * WIDTH / (HISTORY - 2)},${HEIGHT - 2 - rate / highest * (HEIGHT - 4)}`);
+    const x = WIDTH - (rates.length - 1 - index) * WIDTH / (HISTORY - 2); // the newest is on the right
+    points.push(`${x},${HEIGHT - 2 - rate / highest * (HEIGHT - 4)}`);
   });
   end();
   return drawing;

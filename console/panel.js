@@ -1,6 +1,6 @@
 // panel.js - the front panel: the ports as on the device, odd numbers above even ones, and a line that sums up.
 import {$, ageOf, element, fill, moveByArrows, number, shown} from './dom.js';
-import {interfaceNumbers, lagNumbers, portNumbers, reading, valueOf} from './readings.js';
+import {MOST_PORTS, interfaceNumbers, lagNumbers, portNumbers, reading, valueOf} from './readings.js';
 
 const GROUP = 12; // ports
 const STATES = { // what the virtual switch means by a number; check it against your switch
@@ -78,8 +78,9 @@ function summary() {
   }
   const states = [...counts].sort((a, b) => b[1].count - a[1].count).map(([word, {letter, count}]) =>
     element('span', {class: 'state'}, element('i', {class: word}, letter), ` ${count} ${WORDS[word] ?? word}`));
-  const vlans = reading('vlans'), addresses = reading('addressCount');
-  return [...states,
+  const vlans = reading('vlans'), addresses = reading('addressCount'), count = valueOf('portCount');
+  const cut = count > MOST_PORTS ? [element('span', {}, `the first ${MOST_PORTS} of ${number(count)} ports`)] : [];
+  return [...states, ...cut,
           element('span', {}, shown(vlans, list => number(list.length)), vlans.value?.length === 1 ? ' VLAN' : ' VLANs'),
           element('span', {}, shown(addresses, number), ' addresses'),
           element('span', {}, 'root: ', rootText())];

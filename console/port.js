@@ -41,10 +41,10 @@ function showSettings(port) {
   const settings = {
     State: shown(reading('state', port), () => stateOf(port)[0]),
     Mode: shown(reading('mode', port), mode => MODES[mode] ?? `mode ${mode}`),
-    PVID: pvidOf(port) ? shown(pvidOf(port)) : valueOf('mode', port) ? 'not readable in this mode' : shown(reading('mode', port)),
+    PVID: pvidOf(port) ? shown(pvidOf(port)) : valueOf('mode', port) ? 'not readable' : shown(reading('mode', port)),
     Priority: shown(reading('priority', port)),
     'Path cost': shown(reading('pathCost', port), number),
-    'Shut by loop protection': valueOf('loopProtection') === 0 ? 'no (loop protection is off)'
+    'Shut (loop)': valueOf('loopProtection') === 0 ? 'no'
       : stateOf(port)[0] === 'forwarding' ? 'no' : shown(reading('shut', port), shut => String(shut) === 'true' ? 'yes' : 'no')};
   fill($('settings'), ...Object.entries(settings).flatMap(([name, value]) => [element('dt', {}, name), element('dd', {}, value)]));
 }

@@ -33,7 +33,7 @@ function listEndpoints() {
   $('found').textContent = `${found.length} of ${endpoints.length} endpoints`;
   const families = Map.groupBy(found, endpoint => endpoint.family);
   fill($('list'), ...[...families].map(([family, members]) => element('section', {'aria-label': family},
-    element('h3', {}, family, element('small', {}, ` ${members.length}`)),
+    element('h2', {}, family, element('small', {}, ` ${members.length}`)),
     element('ul', {}, ...members.map(endpoint => element('li', {}, linkTo(endpoint)))))));
 }
 

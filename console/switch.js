@@ -78,19 +78,20 @@ async function run() {
   isRunning = true;
   while (isWanted()) {
     const started = Date.now();
-    await lookAndReport();
-    if (isWanted() && !wantsSetup) await pause(Math.max(PAUSE, Date.now() - started));
+    const isDone = await lookAndReport();
+    if (isWanted() && !(isDone && wantsSetup)) await pause(Math.max(PAUSE, Date.now() - started));
   }
   isRunning = false;
 }
 
-/* One look, and what the page says of it. */
+/* One look, and what the page says of it. Returns whether the server answered. */
 async function lookAndReport() {
   const polls = api.pollCount, started = Date.now();
   const readsSetup = wantsSetup;
   $('switch').setAttribute('aria-busy', true);
   $('updates').textContent = 'Reading…';
   takeProblems();
+  let isDone = true;
   try {
     await look();
     const problems = takeProblems(), more = problems.length - MOST_PROBLEMS;
@@ -98,22 +99,22 @@ async function lookAndReport() {
     lookedAt = Date.now();
   } catch (reason) {
     wantsSetup ||= readsSetup;
-    await giveUp(reason);
+    isDone = reason instanceof api.Stopped;
+    if (!isDone) giveUp(reason);
   }
   lookText = `${api.pollCount - polls} requests in ${((Date.now() - started) / 1000).toFixed(1)} s`;
   $('switch').removeAttribute('aria-busy');
   showAll();
+  return isDone;
 }
 
-async function giveUp(reason) {
-  if (reason instanceof api.Stopped) return;
+function giveUp(reason) {
   hasEnded = reason instanceof api.NoSession;
   const problem = hasEnded ? api.verdictOf({status: 403}) : 'The server does not answer; trying again.';
   if (!hasEnded && !(reason instanceof TypeError)) console.error(reason);
   markAllOld(problem);
   addGap(chosen);
   reportTrouble(problem);
-  if (!hasEnded) await pause(PAUSE);
 }
 
 /* Ports come first; then what else is quick; the walk through the addresses comes last, and only a part of it. */
