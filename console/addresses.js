@@ -51,7 +51,8 @@ async function step(walk) {
   const [vlan] = walk.vlans, {last} = walk;
   const answer = await api.poll(`${PATH}?vlanId=${vlan}` + (last ? `&mac=${last.mac}&fdbIfNum=${last.port}` : ''));
   if (api.succeeded(answer)) {
-    const entry = {vlan, mac: String(answer.data?.mac), port: answer.data?.fdbIfNum, type: String(answer.data?.entryType)};
+    const {mac, fdbIfNum, entryType} = answer.data ?? {};
+    const entry = {vlan, mac: String(mac), port: fdbIfNum, type: String(entryType)};
     if (!last || entry.mac > last.mac || (entry.mac === last.mac && entry.port > last.port)) {
       walk.entries.push(walk.last = entry);
       if (walk.entries.length >= MOST) walk.vlans = [];
@@ -89,7 +90,8 @@ function stateText() {
 export function showAddresses() {
   const known = entries ?? walk?.entries ?? [];
   const filter = $('filter').value.toLowerCase();
-  const found = sorted(known.filter(entry => [...Object.values(entry), nameOf(entry.port)].join(' ').toLowerCase().includes(filter)), sorting);
+  const textOf = entry => [...Object.values(entry), nameOf(entry.port)].join(' ').toLowerCase();
+  const found = sorted(known.filter(entry => textOf(entry).includes(filter)), sorting);
   const most = found.length > MOST_SHOWN ? `, the first ${MOST_SHOWN} are shown` : '';
   const limit = known.length >= MOST ? ` The page reads ${number(MOST)} at most.` : '';
   $('addressCount').textContent =

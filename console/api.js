@@ -15,15 +15,16 @@ export function takeSession() {
 export const session = () => sessionStorage.getItem('session') ?? '';
 
 /**
- * Sends a request. `target` is the path below BASE and the query, sent raw. Returns {status, text, resp, data}; resp and
- * data are null if the answer is not the interface's JSON object. Throws if the server does not answer. A write that is
- * no poll causes the event "written" on the window.
+ * Sends a request. `target` is the path below BASE and the query, sent raw. Returns {status, text, resp, data}; resp
+ * and data are null if the answer is not the interface's JSON object. Throws if the server does not answer. A write
+ * that is no poll causes the event "written" on the window.
  */
 export async function send(method, target, {body, type = 'application/json', isPoll = false} = {}) {
   const headers = {Session: session()};
   if (isPoll) headers.Refresh = '1';
   if (body !== undefined) headers['Content-Type'] = type;
-  const answer = await fetch(BASE + target, {method, headers, body: method === 'POST' ? body ?? '' : body, cache: 'no-store'});
+  if (method === 'POST') body ??= '';
+  const answer = await fetch(BASE + target, {method, headers, body, cache: 'no-store'});
   const text = await answer.text();
   if (!isPoll && method !== 'GET') dispatchEvent(new Event('written'));
   let json = null;
@@ -37,9 +38,11 @@ export const succeeded = answer => answer.status === 200 && answer.resp?.status 
 /** The outcome of an answer, as a text for the page. */
 export function verdictOf({status, resp}) {
   if (status === 403)
-    return 'HTTP 403: the session has ended or is unknown, or its user may only read. Open the address that serve.sh prints.';
+    return 'HTTP 403: the session has ended or is unknown, or its user may only read. ' +
+           'Open the address that serve.sh prints.';
   if (status !== 200 || !resp)
-    return `HTTP ${status}: the program gave no answer. The path or method is unknown, or the switch cannot be reached.`;
+    return `HTTP ${status}: the program gave no answer. The path or method is unknown, ` +
+           'or the switch cannot be reached.';
   return `${resp.status === 'success' ? 'Success' : 'Failure'}: ${resp.respCode} “${resp.respMsg}”`;
 }
 
@@ -110,12 +113,12 @@ export async function traceSince(end) {
 }
 
 /**
- * Sends a command to the virtual switch. An empty command lists its faults. Returns {ok, text}; ok is false where there is
- * no virtual switch or the session may only read.
+ * Sends a command to the virtual switch. An empty command lists its faults. Returns {ok, text}; ok is false where there
+ * is no virtual switch or the session may only read.
  */
 export async function command(words) {
-  const answer = await fetch('vswitch', {method: words ? 'POST' : 'GET', headers: {Session: session()}, cache: 'no-store',
-                                         body: words || undefined});
+  const answer = await fetch('vswitch', {method: words ? 'POST' : 'GET', body: words || undefined,
+                                         headers: {Session: session()}, cache: 'no-store'});
   const text = (await answer.text()).trim();
   if (words) dispatchEvent(new Event('written'));
   return {ok: answer.ok, text: answer.status === 403 ? 'HTTP 403: this session may not send commands.' : text};

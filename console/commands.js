@@ -1,11 +1,11 @@
-// commands.js - what can be made to happen on the virtual switch. On a switch there is none of this: nothing answers there.
+// commands.js - buttons that make things happen on the virtual switch. Elsewhere nothing answers, and they stay hidden.
 import * as api from './api.js';
 import {loadDescription} from './description.js';
 import {$, element, fill} from './dom.js';
 import {nameOf} from './panel.js';
 
 let portChosen = () => 1;
-let isServed = true; // until the web server says otherwise
+let refused = null; // the session to which nothing answers
 
 /* The commands: the id of the button, and what it sends. */
 const COMMANDS = {
@@ -47,9 +47,9 @@ async function listOperations() {
 
 /** Shows the faults that are set. Shows nothing at all where there is no virtual switch, or the user may only read. */
 export async function readFaults() {
-  if (!isServed) return;
+  if (refused === api.session()) return;
   const {ok, text} = await api.command('');
-  isServed = ok;
+  refused = ok ? null : api.session();
   $('simulation').hidden = !ok;
   $('faults').textContent = text || 'none';
   $('portOfCommands').textContent = nameOf(portChosen());

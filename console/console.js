@@ -11,8 +11,13 @@ function showTrouble(text) {
   $('trouble').textContent = text;
 }
 
+let knownSession = null; // whose rights the page shows
+
+const showOutage = reason => showTrouble(`${reason.message} Is serve.sh running?`);
+
 function route() {
   api.takeSession();
+  if (knownSession !== api.session()) showRights().catch(showOutage);
   const isSwitch = location.hash === '#/switch';
   $('requests').hidden = isSwitch;
   $('switch').hidden = !isSwitch;
@@ -25,7 +30,10 @@ function route() {
 
 /* Tests the right to write with a POST that changes nothing. */
 async function showRights() {
-  if (!api.session()) return showTrouble('No session. Open the address that serve.sh prints: it ends with #session=...');
+  knownSession = api.session();
+  $('who').textContent = '';
+  if (!api.session())
+    return showTrouble('No session. Open the address that serve.sh prints: it ends with #session=...');
   const read = await api.send('GET', 'bridge/dot1d-base-num-ports', {isPoll: true});
   if (read.status === 403) return showTrouble(api.verdictOf(read));
   const write = await api.send('POST', 'loop-protect/is-valid-intf?ifNum=1', {isPoll: true});
@@ -37,4 +45,4 @@ async function showRights() {
 openSwitch(showTrouble);
 addEventListener('hashchange', route);
 route();
-Promise.all([openRequests().then(route), showRights()]).catch(reason => showTrouble(`${reason.message} Is serve.sh running?`));
+openRequests().then(route).catch(showOutage);

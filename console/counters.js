@@ -9,14 +9,15 @@ const WIDTH = 160, HEIGHT = 40;
 const COLUMNS = {port: 'Port', received: 'Received', receivedRate: '/s', sent: 'Sent', sentRate: '/s',
                  discarded: 'Discarded', discardedRate: '/s'};
 
-const histories = new Map(); // port -> samples {at, received, sent, discarded}; a counter that was not read is undefined
+const histories = new Map(); // port -> samples {at, received, sent, discarded}; undefined: was not read
 const sorting = {by: 'port', descending: false};
 
 /** Reads the counters of a port, and adds a sample to its history. */
 export async function readCounters(port) {
   const names = Object.keys(COUNTERS);
   const readings = await Promise.all(names.map(name => read(name, port)));
-  addSample(port, Object.fromEntries(names.map((name, index) => [name, readings[index].problem ? undefined : readings[index].value])));
+  const values = readings.map(({value, problem}) => problem ? undefined : value);
+  addSample(port, Object.fromEntries(names.map((name, index) => [name, values[index]])));
 }
 
 /** Adds a sample in which nothing is known: a gap in the line. */
@@ -26,7 +27,7 @@ function addSample(port, values) {
   histories.set(port, [...histories.get(port) ?? [], {at: Date.now(), ...values}].slice(-HISTORY));
 }
 
-/* How much a counter grew per second, between each two samples; undefined where one of them is not known or it shrank. */
+/* How much a counter grew per second, between each two samples; undefined where one is not known or it shrank. */
 function ratesOf(port, name) {
   const samples = histories.get(port) ?? [];
   return samples.slice(1).map((sample, index) => {
@@ -41,7 +42,8 @@ export function showCountersOf(port) {
   fill($('counters'), ...Object.entries(COUNTERS).map(([name, title]) => {
     const rates = ratesOf(port, name);
     return element('figure', {class: name}, lineOf(title, rates),
-      element('figcaption', {}, element('b', {}, shown(reading(name, port), number)), ` ${title}, `, rounded(rates.at(-1)), ' per second'));
+      element('figcaption', {}, element('b', {}, shown(reading(name, port), number)),
+              ` ${title}, ${rounded(rates.at(-1))} per second`));
   }));
 }
 
@@ -91,6 +93,8 @@ function counterRow(row, choose) {
     return element('td', {class: row[key] ? undefined : 'none'}, text);
   });
   return element('tr', {class: isOld ? 'old' : undefined, title: isOld ? `${ageOf(at)} ago: ${problem}` : undefined},
-    element('th', {scope: 'row'}, element('button', {type: 'button', id: `counterRow${row.port}`, 'aria-label': nameOf(row.port), onclick: () => choose(row.port)},
-      String(row.port)), ' ', element('i', {class: word, title: word}, letter)), ...cells);
+    element('th', {scope: 'row'},
+      element('button', {type: 'button', id: `counterRow${row.port}`, 'aria-label': nameOf(row.port),
+                         onclick: () => choose(row.port)}, String(row.port)), ' ',
+      element('i', {class: word, title: word}, letter)), ...cells);
 }

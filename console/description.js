@@ -21,9 +21,9 @@ function prepare(path, method, operation) {
   const jsonQuery = operation['x-query-string'];
   const object = jsonQuery?.schema ?? content?.schema;
   for (const [key, schema] of Object.entries(object?.properties ?? {}))
-    fields.push({place: jsonQuery ? 'jsonQuery' : 'body', key, schema, required: Boolean(object.required?.includes(key)),
-                 text: schema.description ?? '', example: content?.example?.[key] ?? exampleOf(jsonQuery)?.[key],
-                 names: schema['x-names']});
+    fields.push({place: jsonQuery ? 'jsonQuery' : 'body', key, schema, names: schema['x-names'],
+                 required: Boolean(object.required?.includes(key)), text: schema.description ?? '',
+                 example: content?.example?.[key] ?? exampleOf(jsonQuery)?.[key]});
   const calls = operation['x-operations'] ?? [];
   const found = [path, method, operation.summary, ...calls, ...fields.map(field => field.key)];
   return {path, method, type, fields, calls, form: type?.includes('urlencoded') ?? false,

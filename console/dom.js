@@ -3,8 +3,8 @@
 export const $ = id => document.getElementById(id);
 
 /**
- * Creates an element. Attributes that are false or undefined are left out; "on..." adds a listener. Children are elements
- * or texts.
+ * Creates an element. Attributes that are false or undefined are left out; "on..." adds a listener. Children are
+ * elements or texts.
  */
 export function element(name, attributes = {}, ...children) {
   const created = document.createElement(name);
@@ -26,7 +26,8 @@ export const number = value => value.toLocaleString('en');
 
 export function ageOf(time) {
   const seconds = Math.round((Date.now() - time) / 1000);
-  return seconds < 120 ? `${seconds} s` : seconds < 7200 ? `${Math.round(seconds / 60)} min` : `${Math.round(seconds / 3600)} h`;
+  return seconds < 120 ? `${seconds} s`
+       : seconds < 7200 ? `${Math.round(seconds / 60)} min` : `${Math.round(seconds / 3600)} h`;
 }
 
 /** A reading as text for the page: "?" if it was never read; grey and with its age if the last attempt failed. */
@@ -37,15 +38,15 @@ export function shown({value, at, problem}, format = String) {
 }
 
 /**
- * Makes the buttons of `parent` one stop of the tab key; the arrow keys move between them. `next(button, key)` returns the
- * button to which a key leads.
+ * Makes the buttons of `parent` one stop of the tab key; the arrow keys move between them. `next(button, direction)`
+ * returns the button to which a key (Left, Right, Up, Down) leads.
  */
 export function moveByArrows(parent, next) {
   const makeStop = button => {
     parent.querySelector('button[tabindex="0"]')?.setAttribute('tabindex', -1);
     button.setAttribute('tabindex', 0);
   };
-  parent.addEventListener('focusin', event => { if (event.target.matches('button[tabindex]')) makeStop(event.target); });
+  parent.addEventListener('focusin', ({target}) => { if (target.matches('button[tabindex]')) makeStop(target); });
   parent.addEventListener('keydown', event => {
     const target = event.key.startsWith('Arrow') && next(event.target, event.key.slice(5));
     if (!target) return;

@@ -4,7 +4,8 @@ import {MOST_PORTS, interfaceNumbers, lagNumbers, portNumbers, reading, valueOf}
 
 const GROUP = 12; // ports
 const STATES = { // what the virtual switch means by a number; check it against your switch
-  1: ['down', 'D'], 2: ['blocking', 'B'], 3: ['listening', 'I'], 4: ['learning', 'L'], 5: ['forwarding', 'F'], 6: ['broken', 'X']};
+  1: ['down', 'D'], 2: ['blocking', 'B'], 3: ['listening', 'I'], 4: ['learning', 'L'],
+  5: ['forwarding', 'F'], 6: ['broken', 'X']};
 export const FORWARDING = 5;
 const SHUT = ['shut', 'S'], UNKNOWN = ['unknown', '?'];
 const WORDS = {forwarding: 'up', shut: 'shut by loop protection'}; // in the line that sums up
@@ -71,17 +72,18 @@ function showPort(button, port) {
 
 /* "23 up, 28 down, 1 blocking; 12 VLANs; 616 addresses; root: this switch" */
 function summary() {
-  const counts = new Map();
+  const counts = new Map([STATES[5], STATES[1]].map(([word, letter]) => [word, {letter, count: 0}])); // in this order
   for (const port of portNumbers()) {
     const [word, letter] = stateOf(port);
     counts.set(word, {letter, count: (counts.get(word)?.count ?? 0) + 1});
   }
-  const states = [...counts].sort((a, b) => b[1].count - a[1].count).map(([word, {letter, count}]) =>
+  const states = [...counts].filter(([, {count}]) => count > 0).map(([word, {letter, count}]) =>
     element('span', {class: 'state'}, element('i', {class: word}, letter), ` ${count} ${WORDS[word] ?? word}`));
   const vlans = reading('vlans'), addresses = reading('addressCount'), count = valueOf('portCount');
   const cut = count > MOST_PORTS ? [element('span', {}, `the first ${MOST_PORTS} of ${number(count)} ports`)] : [];
   return [...states, ...cut,
-          element('span', {}, shown(vlans, list => number(list.length)), vlans.value?.length === 1 ? ' VLAN' : ' VLANs'),
+          element('span', {}, shown(vlans, list => number(list.length)),
+                  vlans.value?.length === 1 ? ' VLAN' : ' VLANs'),
           element('span', {}, shown(addresses, number), ' addresses'),
           element('span', {}, 'root: ', rootText())];
 }

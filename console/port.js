@@ -3,27 +3,38 @@ import * as api from './api.js';
 import {addressesOf} from './addresses.js';
 import {showCountersOf} from './counters.js';
 import {$, element, fill, number, shown} from './dom.js';
-import {nameOf, stateOf} from './panel.js';
+import {FORWARDING, nameOf, stateOf} from './panel.js';
 import {pvidOf, read, reading, valueOf} from './readings.js';
 import {membershipOf} from './vlans.js';
 
 const MODES = {1: 'access', 2: 'trunk', 3: 'general'};
 const ADDRESSES = 12;      // addresses that are listed
-const TRACE_BYTES = 65536; // of the trace's end that are searched
-const TRACE_LINES = 8;
+const TRACE_BYTES = 262144; // of the trace's end that are read at first
+const TRACE_KEPT = 500;    // lines
+const TRACE_SHOWN = 8;     // lines
+const READS = /rpcclt_openapi\w*(Get|Next|Check|Status|First|Detected|Disabled|Valid\w*|Filtering|InCurrentInstance)\b/;
 
-let traceLines = null; // null: not served
+let traceEnd = null;       // bytes that were read; null: the trace is not served
+let changes = [];          // the lines of the trace that are no reads
 
 /** Reads what the panel does not show of the port. */
 export const readDetails = port => Promise.all([read('priority', port), read('pathCost', port)]);
 
-/** Reads the end of the trace, and keeps the calls that change something of the port, and its events. */
-export async function readTrace(port) {
+/** Reads what was added to the trace, and keeps what is no read: most reads are the page's. */
+export async function readTrace() {
   const end = await api.traceEnd();
+  if (end !== null) {
+    const lines = await api.traceSince(traceEnd ?? Math.max(0, end - TRACE_BYTES));
+    changes = [...changes, ...lines.filter(line => !READS.test(line))].slice(-TRACE_KEPT);
+  }
+  traceEnd = end;
+}
+
+function showTrace(port) {
   const ofPort = new RegExp(String.raw`\b(if|intf|port|intIf|ifNum|intIfNum)=${port}\b|\bport ${port}\b`);
-  const isRead = /rpcclt_openapi\w*(Get|Next|Status|First|Disabled|Valid\w*)\b/;
-  traceLines = end === null ? null
-    : (await api.traceSince(Math.max(0, end - TRACE_BYTES))).filter(line => ofPort.test(line) && !isRead.test(line)).slice(-TRACE_LINES);
+  $('portTraceBox').hidden = traceEnd === null;
+  const lines = changes.filter(line => ofPort.test(line)).slice(-TRACE_SHOWN);
+  $('portTrace').textContent = lines.join('\n') || '(no change lately)';
 }
 
 export function showPort(port) {
@@ -33,8 +44,7 @@ export function showPort(port) {
   showCountersOf(port);
   showMembership(port);
   showAddressesOf(port);
-  $('portTraceBox').hidden = traceLines === null;
-  $('portTrace').textContent = traceLines?.join('\n') || '(no change lately)';
+  showTrace(port);
 }
 
 function showSettings(port) {
@@ -44,25 +54,30 @@ function showSettings(port) {
     PVID: pvidOf(port) ? shown(pvidOf(port)) : valueOf('mode', port) ? 'not readable' : shown(reading('mode', port)),
     Priority: shown(reading('priority', port)),
     'Path cost': shown(reading('pathCost', port), number),
-    'Shut (loop)': valueOf('loopProtection') === 0 ? 'no'
-      : stateOf(port)[0] === 'forwarding' ? 'no' : shown(reading('shut', port), shut => String(shut) === 'true' ? 'yes' : 'no')};
-  fill($('settings'), ...Object.entries(settings).flatMap(([name, value]) => [element('dt', {}, name), element('dd', {}, value)]));
+    'Shut (loop)': valueOf('loopProtection') === 0 || valueOf('state', port) === FORWARDING ? 'no'
+      : shown(reading('shut', port), shut => String(shut) === 'true' ? 'yes' : 'no')};
+  fill($('settings'), ...Object.entries(settings).flatMap(([name, value]) =>
+    [element('dt', {}, name), element('dd', {}, value)]));
 }
 
 function showMembership(port) {
   const vlans = [...valueOf('untagged', port) ?? [], ...valueOf('tagged', port) ?? []].sort((a, b) => a - b);
   const isKnown = valueOf('untagged', port) && valueOf('tagged', port);
-  fill($('portVlans'), ...vlans.map(vlan => element('li', {class: membershipOf(port, vlan)}, `${vlan} ${membershipOf(port, vlan)}`)),
-       ...(isKnown ? vlans.length ? [] : [element('li', {}, 'none')] : [element('li', {class: 'unknown'}, '?')]));
+  const items = vlans.map(vlan => [membershipOf(port, vlan), `${vlan} ${membershipOf(port, vlan)}`]);
+  if (!isKnown) items.push(['unknown', '?']);
+  else if (!vlans.length) items.push([undefined, 'none']);
+  fill($('portVlans'), ...items.map(([kind, text]) => element('li', {class: kind}, text)));
 }
 
 function showAddressesOf(port) {
   const found = addressesOf(port);
   $('portAddressCount').textContent = found ? `(${number(found.length)})` : '(?)';
-  const more = (found?.length ?? 0) - ADDRESSES;
   fill($('portAddresses'), ...(found ?? []).slice(0, ADDRESSES).map(({mac, vlan}) =>
-         element('li', {}, element('code', {}, mac), ` VLAN ${vlan}`)),
-       ...(more > 0 ? [element('li', {}, element('button', {type: 'button', onclick: () => filterBy(port)}, `${number(more)} more`))] : []));
+    element('li', {}, element('code', {}, mac), ` VLAN ${vlan}`)));
+  const more = (found?.length ?? 0) - ADDRESSES;
+  if (more <= 0) return;
+  const button = element('button', {type: 'button', onclick: () => filterBy(port)}, `${number(more)} more`);
+  $('portAddresses').append(element('li', {}, button));
 }
 
 function filterBy(port) {

@@ -13,8 +13,8 @@ const isList = value => Array.isArray(value) && value.every(isNumber);
 const isText = value => typeof value === 'string';
 const isWord = value => ['true', 'false'].includes(String(value));
 
-/* Name of a reading: path of the endpoint, to which the number of the port or VLAN is appended; member of the answer; what
- * a valid value is; the method, if it is not GET. */
+/* Name of a reading: path of the endpoint, to which the number of the port or VLAN is appended; member of the answer;
+ * what a valid value is; the method, if it is not GET. */
 const QUESTIONS = {
   portCount: ['bridge/dot1d-base-num-ports', 'numPorts', isPortCount],
   bridgeAddress: ['bridge/dot1d-base-bridge-address', 'bridgeAddress', isText],
@@ -60,7 +60,8 @@ export function noteProblem(path, problem) {
 
 /** What was refused since the last call, as texts, the most frequent first. */
 export function takeProblems() {
-  const texts = [...problems].sort((a, b) => b[1] - a[1]).map(([text, times]) => times > 1 ? `${text} (${times} times)` : text);
+  const texts = [...problems].sort((a, b) => b[1] - a[1])
+    .map(([text, times]) => times > 1 ? `${text} (${times} times)` : text);
   problems = new Map();
   return texts;
 }
@@ -126,4 +127,6 @@ export async function readSettings(number) {
   if (valueOf('mode', number) === 2) await read('nativeVlan', number);
 }
 
-export const pvidOf = number => ({1: reading('accessVlan', number), 2: reading('nativeVlan', number)})[valueOf('mode', number)];
+/** The reading of a port's PVID; undefined in a mode in which the interface has none to read. */
+export const pvidOf = number =>
+  ({1: reading('accessVlan', number), 2: reading('nativeVlan', number)})[valueOf('mode', number)];

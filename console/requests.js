@@ -1,4 +1,4 @@
-// requests.js - finds an endpoint, fills in its form, sends the request, and shows the calls to the switch and a curl line.
+// requests.js - finds an endpoint, fills in its form, sends the request, shows the calls to the switch and a curl line.
 import * as api from './api.js';
 import {loadDescription} from './description.js';
 import {$, element, fill} from './dom.js';
@@ -51,8 +51,9 @@ export function showEndpoint(link) {
   listEndpoints();
   fill($('title'), element('b', {class: chosen.method}, chosen.method), ` ${chosen.path}`);
   $('summary').textContent = chosen.description || chosen.summary;
-  fill($('description'), element('p', {}, chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
-               ...chosen.calls.flatMap(name => [element('code', {}, name), ' '])));
+  fill($('description'), element('p', {},
+    chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
+    ...chosen.calls.flatMap(name => [element('code', {}, name), ' '])));
   fill($('fields'), ...chosen.fields.map(fieldRow));
   $('details').hidden = false;
   $('outcome').hidden = true;
@@ -65,19 +66,22 @@ const PLACES = {query: 'query', body: 'body', jsonQuery: 'JSON in the query'};
 
 function fieldRow(field, index) {
   const id = `field${index}`;
+  const place = PLACES[field.place] + (field.required ? ', required' : '');
   return element('p', {class: 'field'},
-    element('label', {for: id}, element('code', {}, field.key), ` (${PLACES[field.place]}${field.required ? ', required' : ''})`),
+    element('label', {for: id}, element('code', {}, field.key), ` (${place})`),
     controlOf(field, id), element('small', {id: id + 'text'}, field.text));
 }
 
 /* A drop-down where the description names the values, otherwise a text field. */
 function controlOf(field, id) {
-  const example = field.example === undefined ? '' : Array.isArray(field.example) ? field.example.join(', ') : String(field.example);
+  const example = Array.isArray(field.example) ? field.example.join(', ') : String(field.example ?? '');
   const values = valuesOf(field);
-  const input = value => element('input', {id, value, autocomplete: 'off', spellcheck: 'false', 'aria-describedby': id + 'text'});
+  const described = {id, 'aria-describedby': id + 'text'};
+  const input = value => element('input', {...described, value, autocomplete: 'off', spellcheck: 'false'});
   if (!values) return input(example);
-  const options = Object.entries(values).map(([value, text]) => element('option', {value, selected: value === example}, text));
-  const select = element('select', {id, 'aria-describedby': id + 'text', onchange: () => {
+  const options = Object.entries(values).map(([value, text]) =>
+    element('option', {value, selected: value === example}, text));
+  const select = element('select', {...described, onchange: () => {
     if (select.value !== OTHER) return;
     select.replaceWith(input(''));
     $(id).focus();
@@ -98,9 +102,10 @@ function valuesOf({schema, names}) {
 const filled = () => current.fields.map((field, index) => ({...field, value: $(`field${index}`).value}))
                                    .filter(field => field.value !== '' && field.value !== OTHER);
 
-/** The JSON value of a field. A value of the wrong type becomes a text: this lets the user see how the program refuses it. */
+/** The JSON value of a field. A value of the wrong type becomes a text: the user sees how the program refuses it. */
 function jsonOf({schema, value}) {
-  if (schema.type === 'array') return value.split(',').map(item => jsonOf({schema: {type: 'integer'}, value: item.trim()}));
+  if (schema.type === 'array')
+    return value.split(',').map(item => jsonOf({schema: {type: 'integer'}, value: item.trim()}));
   const isLiteral = schema.type === 'boolean' ? /^(true|false)$/ : /^-?\d+(\.\d+)?$/;
   return schema.type !== 'string' && isLiteral.test(value) ? JSON.parse(value) : value;
 }
@@ -121,15 +126,16 @@ function requestOf(fields) {
 }
 
 function refusalOf(rawFields, jsonQuery) {
-  if (jsonQuery.length) return 'The query is raw JSON. A browser would encode its quotes; the curl line sends them raw.';
+  if (jsonQuery.length)
+    return 'The query is raw JSON. A browser would encode its quotes; the curl line sends them raw.';
   const odd = rawFields.find(field => /[^\x21-\x7e]|["'<>#]/.test(field.value));
   if (odd)
     return `${odd.key} goes into the query raw. A browser would encode its spaces, quotes or special characters; ` +
            'the curl line sends them raw.';
   const split = rawFields.find(field => /[&/]/.test(field.value));
   if (split)
-    return `${split.key} contains "${/[&/]/.exec(split.value)[0]}". In a query, "&" ends the value and "/" is part of the path: ` +
-           'no request can send this value.';
+    return `${split.key} contains "${/[&/]/.exec(split.value)[0]}". In a query, "&" ends the value and "/" is part ` +
+           'of the path: no request can send this value.';
   return '';
 }
 
@@ -137,7 +143,8 @@ const quoted = text => `'${text.replaceAll("'", String.raw`'\''`)}'`;
 
 function curlOf({target, body, type}) {
   const parts = ['curl', '-g', '-H', quoted(`Session: ${api.session()}`)];
-  if (!(current.method === 'GET' || (current.method === 'POST' && body !== undefined))) parts.push('-X', current.method);
+  const isDefault = current.method === 'GET' || (current.method === 'POST' && body !== undefined);
+  if (!isDefault) parts.push('-X', current.method);
   if (current.form) parts.push('-H', quoted(`Content-Type: ${type}`));
   if (body !== undefined) parts.push('-d', quoted(body));
   return [...parts, quoted(location.origin + api.BASE + target)].join(' ');
@@ -182,11 +189,13 @@ function showOutcome(answer, lines) {
 }
 
 function showScene() {
-  const changes = scene.length;
-  $('sceneText').textContent = `The examples ask for VLANs, lists and filters that a fresh switch does not have. This sends ${changes} ` +
-    'requests that create them and change settings of some ports. “Reset the switch” in the view Switch takes them back.';
+  $('sceneText').textContent =
+    `The examples need VLANs, lists and filters that a fresh switch does not have. The button sends ${scene.length} ` +
+    'requests: they create these, and change settings of some ports. On the virtual switch, “Reset the switch” ' +
+    '(in the view Switch) takes everything back.';
   fill($('sceneRequests'), ...scene.map(({method, target, body}) => element('li', {},
-    element('b', {class: method}, method), ' ', element('code', {}, target.slice(api.BASE.length) + (body ? ' ' + body : '')))));
+    element('b', {class: method}, method), ' ',
+    element('code', {}, `${target.slice(api.BASE.length)} ${body ?? ''}`))));
 }
 
 /** Sends the requests that the examples need. Some can fail: what exists already cannot be created again. */

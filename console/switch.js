@@ -1,5 +1,5 @@
-// switch.js - the view of the switch: one look after the other, with a pause after each. Reads the public interface only.
-// What the numbers mean is as on the virtual switch; check it against your switch.
+// switch.js - the view of the switch: one look after the other, with a pause after each. Reads the public interface,
+// and the trace where it is served. What the numbers mean is as on the virtual switch; check it against your switch.
 import * as api from './api.js';
 import {openAddresses, readAddresses, readAddressesSoon, showAddresses} from './addresses.js';
 import {openCommands, readFaults} from './commands.js';
@@ -7,10 +7,11 @@ import {addGap, readCounters, showCounterTable} from './counters.js';
 import {$, ageOf} from './dom.js';
 import {FORWARDING, markChosen, openPanel, showPanel} from './panel.js';
 import {readDetails, readTrace, showPort} from './port.js';
-import {interfaceNumbers, markAllOld, portNumbers, read, readLags, readSettings, readVlans, takeProblems, valueOf} from './readings.js';
+import {interfaceNumbers, markAllOld, portNumbers, read, readLags, readSettings, readVlans, takeProblems,
+        valueOf} from './readings.js';
 import {openVlans, readVlanTypes, showVlans} from './vlans.js';
 
-const PAUSE = 4000;          // milliseconds after a look; a look that took longer is followed by a pause as long as itself
+const PAUSE = 4000;          // milliseconds after a look, or as long as the look took
 const COUNTERS_EVERY = 3;    // looks between two readings of all ports' counters
 const MOST_PROBLEMS = 4;     // that the banner names
 
@@ -94,8 +95,7 @@ async function lookAndReport() {
   let isDone = true;
   try {
     await look();
-    const problems = takeProblems(), more = problems.length - MOST_PROBLEMS;
-    reportTrouble(problems.length ? `The switch refused. ${problems.slice(0, MOST_PROBLEMS).join('; ')}${more > 0 ? `; and ${more} more` : ''}` : '');
+    reportTrouble(textOf(takeProblems()));
     lookedAt = Date.now();
   } catch (reason) {
     wantsSetup ||= readsSetup;
@@ -106,6 +106,12 @@ async function lookAndReport() {
   $('switch').removeAttribute('aria-busy');
   showAll();
   return isDone;
+}
+
+function textOf(problems) {
+  if (!problems.length) return '';
+  const more = problems.length - MOST_PROBLEMS;
+  return `The switch refused. ${problems.slice(0, MOST_PROBLEMS).join('; ')}` + (more > 0 ? `; and ${more} more` : '');
 }
 
 function giveUp(reason) {
@@ -129,7 +135,7 @@ async function look() {
   await Promise.all([...['addressCount', 'root', 'rootPort', 'bridgeAddress', 'loopProtection'].map(name => read(name)),
                      readSetup(readsSetup)]);
   await readShut();
-  await Promise.all([readCounters(chosen), readTrace(chosen), readDetails(chosen), readFaults()]);
+  await Promise.all([readCounters(chosen), readTrace(), readDetails(chosen), readFaults()]);
   showAll();
   if (looks++ % COUNTERS_EVERY === 0)
     await Promise.all(portNumbers().filter(port => port !== chosen).map(readCounters));
@@ -147,7 +153,8 @@ async function readSetup(isWanted) {
 /* A port that forwards is not shut. The question is a POST: a user who may only read cannot ask it. */
 async function readShut() {
   if (!mayWrite || valueOf('loopProtection') === 0) return;
-  await Promise.all(portNumbers().filter(port => valueOf('state', port) !== FORWARDING).map(port => read('shut', port)));
+  const ports = portNumbers().filter(port => valueOf('state', port) !== FORWARDING);
+  await Promise.all(ports.map(port => read('shut', port)));
 }
 
 function showAll() {

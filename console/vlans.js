@@ -42,11 +42,14 @@ export async function readVlanTypes() {
   }));
 }
 
-const typeOf = vlan => [TYPES[valueOf('vlanType', vlan)], PRIVATE_TYPES[valueOf('privateType', vlan)]].filter(Boolean).join(' ');
+const typeOf = vlan =>
+  [TYPES[valueOf('vlanType', vlan)], PRIVATE_TYPES[valueOf('privateType', vlan)]].filter(Boolean).join(' ');
 
 export function membershipOf(port, vlan) {
   const untagged = valueOf('untagged', port), tagged = valueOf('tagged', port);
-  return untagged?.includes(vlan) ? 'untagged' : tagged?.includes(vlan) ? 'tagged' : untagged && tagged ? 'none' : 'unknown';
+  if (untagged?.includes(vlan)) return 'untagged';
+  if (tagged?.includes(vlan)) return 'tagged';
+  return untagged && tagged ? 'none' : 'unknown';
 }
 
 export function showVlans() {
@@ -57,7 +60,8 @@ export function showVlans() {
   $('vlans').classList.toggle('old', Boolean(reading('vlans').problem));
   fill($('vlans'),
     element('thead', {}, element('tr', {}, element('th', {scope: 'col'}, 'VLAN'), ...ports.map(port =>
-      element('th', {scope: 'col', class: isOld(port) ? 'old' : undefined, title: nameOf(port)}, nameOf(port).replace(/Port |AG /, ''))))),
+      element('th', {scope: 'col', class: isOld(port) ? 'old' : undefined, title: nameOf(port)},
+              nameOf(port).replace(/Port |AG /, ''))))),
     element('tbody', {}, ...vlans.map((vlan, row) => element('tr', {},
       element('th', {scope: 'row'}, `${vlan} `, element('small', {}, typeOf(vlan))),
       ...ports.map((port, column) => cellOf(vlan, port, row + column === 0))))));
@@ -78,7 +82,8 @@ const vlansOf = port => [...valueOf('tagged', port), ...valueOf('untagged', port
 const participation = (cell, mode) => [`vlan/if-participation?${cell}`, {participationMode: mode}];
 const tagging = (cell, tag) => [`vlan/if-tagging?${cell}`, {tagging: tag}];
 
-/* The requests that change a port's membership in a VLAN to the next of none, untagged, tagged. They depend on its mode. */
+/* The requests that change a port's membership in a VLAN to the next of none, untagged, tagged. They depend on its
+ * mode. */
 function requestsFor(port, vlan, membership) {
   const mode = valueOf('mode', port), cell = `vlanNum=${vlan}&ifNum=${port}`;
   if (mode === ACCESS) return membership === 'none' ? [[`${ACCESS_VLAN}?intf=${port}`, {vlanId: vlan}]] : [];
@@ -150,10 +155,11 @@ function offerUndo(change) {
 /* Asks before a change: on a touch screen, a finger hits the wrong cell easily. */
 function isWanted(step) {
   $('askText').textContent = step;
+  $('ask').returnValue = '';
   $('ask').showModal();
   return new Promise(resolve => {
     $('askYes').onclick = () => $('ask').close('yes');
     $('askNo').onclick = () => $('ask').close('');
-    $('ask').addEventListener('close', () => { resolve($('ask').returnValue === 'yes'); $('ask').returnValue = ''; }, {once: true});
+    $('ask').addEventListener('close', () => resolve($('ask').returnValue === 'yes'), {once: true});
   });
 }

@@ -1,7 +1,7 @@
 #!/bin/bash
 # command.sh - the CGI program behind /console/vswitch: sends a command of the console to the virtual switch. serve.sh
-# opens this door, a switch has none. GET lists the faults; POST sends the command in the body. The environment: SESSIONS
-# is the directory of the sessions, VSWITCH the program, OPENCLT_SOCKET its switch.
+# serves it; on a switch there is none. GET lists the faults; POST sends the command in the body. The environment:
+# SESSIONS is the directory of the sessions, VSWITCH the program, OPENCLT_SOCKET its switch.
 LC_ALL=C
 
 answer() # STATUS TEXT
@@ -33,7 +33,8 @@ mayWrite "${HTTP_SESSION-}" || answer '403 Forbidden' 'this session may not send
 case $REQUEST_METHOD in
     GET) command=faults ;;
     POST)
-        [[ ${CONTENT_LENGTH-} =~ ^[0-9]{1,3}$ ]] || answer '413 Content Too Large' 'a command is shorter than 1000 bytes'
+        [[ ${CONTENT_LENGTH-} =~ ^[0-9]{1,3}$ ]] ||
+            answer '413 Content Too Large' 'a command has fewer than 1000 bytes'
         IFS= read -r -N "$((10#$CONTENT_LENGTH))" command ;;
     *) answer '405 Method Not Allowed' 'only GET and POST' ;;
 esac
