@@ -638,6 +638,42 @@ TEST_F(Plug, givesThePortItsLink)
     forward({{"", "3 C>*", "0 C>*, 2 C>*, 4 C>*, 5 C>*"}});
 }
 
+/* A host that disconnects and connects again at once is not taken for a second one, and its last frame is not lost. */
+TEST_F(Plug, letsAHostReconnectAtOnce)
+{
+    for (int i = 0; i < 50; i++) {
+        put(1, frameOf("A>B"));
+        close(hosts[1]);
+        hosts.erase(1);
+        connectHost(1);
+        command("settle");
+        ASSERT_FALSE(isHungUpOn(1)) << i;
+        EXPECT_EQ(collect(), "2 A>B, 3 A>B, 4 A>B, 5 A>B");
+    }
+}
+
+TEST_F(Plug, pluggedAndUnpluggedAtRunTime)
+{
+    play("plug 6=unix:" + path(6) + "\n"
+         "plug 6=unix:" + path(7) + " | something is plugged into port 6 already\n"
+         "plug 7=unix:" + directory + "/tmp | exists and is not a socket\n"
+         "plug 7=unix:" + path(1) + " | another process is serving on\n" /* which is this switch */
+         "plug 29=unix:" + path(7) + " | a plug is PORT=tap:NAME or PORT=unix:PATH");
+    connectHost(6);
+    command("settle");
+    forward({{"", "6 A>*", "0 A>*, 1 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"}});
+    play("unplug 6\nunplug 6 | nothing is plugged into port 6\nplug 7=unix:" + path(7));
+    EXPECT_TRUE(isHungUpOn(6));
+    EXPECT_NE(access(path(6).c_str(), F_OK), 0);
+    startSwitch(); /* without plugs, as with serve.sh */
+    play("POST vlan/create?vlanNum=10\nplug 1=unix:" + path(1));
+    EXPECT_EQ(send("GET", "vlan/static-vlan-entries"), success("\"vlan\":{\"val\":1}")); /* the first plug has reset it */
+    connectHost(1);
+    command("settle");
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=1"), success("\"bridge\":{\"portState\":5}"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=2"), success("\"bridge\":{\"portState\":1}"));
+}
+
 TEST_F(Plug, countsTheFramesThatASlowHostLoses)
 {
     forward({{"", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}, {"", "1 A>B", "2 A>B"}});
@@ -693,4 +729,7 @@ TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
     EXPECT_EQ(blocks, "168627466 1 6 6 6 ");
     EXPECT_NE(file.find("VLAN 30 does not exist"), std::string::npos);
     EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
+    play("capture stop 2 | no such capture runs\ncapture stop 1");
+    forward({{"", "2 B>A", "1 B>A"}});
+    EXPECT_EQ(readFile(directory + "/frames"), file);
 }
