@@ -1,10 +1,11 @@
 #!/bin/sh
 # files_at_boot.sh OWNER[:GROUP] - makes the files that switching_v2.cgi shares with the switch's other management programs:
-# /tmp/session, /tmp/zt731.log and /tmp/devmgr_log_level. Run it as root at every boot, before the web server starts.
+# /tmp/session, /tmp/zt731.log, /tmp/zt731.log.old and /tmp/devmgr_log_level. Run it as root at every boot, before the web
+# server starts.
 #
 # OWNER is the user as whom the web server runs programs, for example www-data. Other programs that write the log belong to
 # GROUP (default: the owner's group). Other users can read nothing of it: session names are secrets, and at level 7 the log
-# contains them. All sessions end. A log that is not as it should be becomes the old log.
+# contains them. All sessions end. A log of root or OWNER with another mode or group becomes the old log.
 set -eu
 umask 077
 
@@ -38,27 +39,40 @@ hand_over()
     chown "$user:$group" "$1"
 }
 
-is_finished()
+kind_of()
 {
-    [ -f "$1" ] && [ ! -L "$1" ] && [ "$(stat -c '%h %u %g %a' "$1")" = "1 $user $group 660" ]
+    stat -c '%F: %h %u' "$1" 2>/dev/null | sed 's/regular empty file/regular file/'
 }
 
 # make FILE CONTENT: what another user put there is not followed, opened or changed.
 make()
 {
-    if is_finished "$1"; then return; fi
-    if [ -f "$1" ] && [ ! -L "$1" ] && [ "$1" = /tmp/zt731.log ]; then
-        rm -rf "$1.old"
-        mv "$1" "$1.old"
-        [ "$(stat -c '%h %u' "$1.old")" != "1 0" ] || hand_over "$1.old"
-    fi
     rm -rf "$1"
     (set -C && printf %b "$2" >"$1") || fail "another user makes $1 at the same time: run this before other users' programs"
     hand_over "$1"
 }
 
+is_finished()
+{
+    [ "$(kind_of "$1") $(stat -c '%g %a' "$1" 2>/dev/null)" = "regular file: 1 $user $group 660" ]
+}
+
 rm -rf /tmp/session
 mkdir -m 700 /tmp/session || fail "another user makes /tmp/session at the same time; run this before other users' programs"
 chown "$user" /tmp/session
-make /tmp/zt731.log ''
-make /tmp/devmgr_log_level '6\0\0\0'
+log=/tmp/zt731.log
+if ! is_finished $log; then
+    case $(kind_of $log) in
+        "regular file: 1 0" | "regular file: 1 $user")
+            rm -rf $log.old
+            mv $log $log.old ;;
+    esac
+    make $log ''
+fi
+# The old log is made, too: in a sticky directory another user's could not be replaced when the log is rotated.
+case $(kind_of $log.old) in
+    "regular file: 1 $user") ;;
+    "regular file: 1 0") hand_over $log.old ;;
+    *) make $log.old '' ;;
+esac
+is_finished /tmp/devmgr_log_level || make /tmp/devmgr_log_level '6\0\0\0'

@@ -2,7 +2,7 @@
 # packages.sh [test] [ARCHITECTURE...] - builds the Debian packages into build-packages, by default for this machine's
 # architecture and arm64: switching-v2 (the program, its configuration for lighttpd, the description of the interface)
 # and switching-vswitch (the virtual switch, its replacements for a switch's libraries, the console, and serve.sh as the
-# command switching-serve). Installs what it needs.
+# command switching-serve), and for each a package with its symbols (-dbgsym). Installs what it needs.
 #
 #   test   then checks the packages with lintian, and installs, uses and removes them in a fresh root: as root only
 . "$(dirname "$0")/../tools/script.sh"
@@ -33,7 +33,7 @@ manual()
 {
     local directory=$2/usr/share/man/man${1##*.}
     mkdir -p "$directory"
-    sed "s/VERSION/$version/" "deploy/man/$1" | gzip -9n >"$directory/$1.gz"
+    sed "s/@PROJECT_VERSION@/$version/" "deploy/man/$1" | gzip -9n >"$directory/$1.gz"
 }
 
 # pack NAME ARCHITECTURE ROOT DEPENDS RECOMMENDS DESCRIPTION: adds what every package has, and makes the package.
