@@ -150,7 +150,7 @@ def hold(number):
 
 
 def flood():
-    """Clients that close their connections early leave no process, and more than 64 processes never run."""
+    """Clients that close their connections early leave no process, and more than 256 processes never run."""
     clients = hold(40)
     if (count := await_processes(40, 40, 25)) != 40:
         faults.append(f"{count} processes for 40 clients")
@@ -158,10 +158,20 @@ def flood():
         client.close()
     if count := await_processes(0, 0, 20):
         faults.append(f"{count} processes outlive their clients")
-    clients = hold(100)
-    await_processes(60, 100, 25)
-    if not 40 < (count := await_processes(65, 100, 2)) <= 64:
-        faults.append(f"{count} processes for 100 clients")
+    clients = hold(300)
+    await_processes(250, 300, 40)
+    if not 200 < (count := await_processes(257, 300, 2)) <= 256:
+        faults.append(f"{count} processes for 300 clients")
+    for client in clients:
+        client.close()
+
+
+def speak_http2():
+    """One connection of HTTP/2 would be eight processes."""
+    with socket.create_connection(("127.0.0.1", port), timeout=20) as client:
+        client.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + bytes([0, 0, 0, 4, 0, 0, 0, 0, 0]))
+        if not (answer := client.recv(100)).startswith(b"HTTP/1"):
+            faults.append(f"HTTP/2 is answered: {answer}")
 
 
 def check_files():
@@ -178,6 +188,7 @@ run_clients()
 if await_processes(0, 0, 10):
     faults += [f"{process} is left" for process in processes()]
 send_large_body()
+speak_http2()
 flood()
 check_files()
 for line in faults:
