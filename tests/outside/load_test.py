@@ -14,6 +14,9 @@ import sys
 import threading
 import time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from arguments import parser  # noqa: E402
+
 
 def resp(code, message):
     return {"respCode": code, "respMsg": message, "status": "fail" if code else "success"}
@@ -47,9 +50,10 @@ REQUESTS = [
     ("POST", "fdb/flush", "", outcome(10000, "General Failed")),
 ]
 
-if len(sys.argv) != 6:
-    sys.exit(__doc__)
-port, seconds, tmp, program, switch = int(sys.argv[1]), float(sys.argv[2]), *sys.argv[3:]
+arguments = parser(__doc__)
+for name, kind in ("port", int), ("seconds", float), ("tmp", str), ("program", str), ("socket", str):
+    arguments.add_argument(name, metavar=name.upper(), type=kind)
+port, seconds, tmp, program, switch = vars(arguments.parse_args()).values()
 faults = []
 counts = collections.Counter()  # requests by status
 

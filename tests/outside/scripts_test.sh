@@ -8,9 +8,25 @@ export TMPDIR=$run
 bad=0
 complain() { echo "$*"; bad=1; }
 
-for script in serve.sh test.sh bench/*.sh deploy/[cp]*.sh tests/outside/*_test.sh tests/fuzz/run.sh tools/tidy.sh tools/install.sh; do
-    timeout 20 "./$script" --help >"$run/out" 2>"$run/err" </dev/null || complain "$script --help: status $?"
-    grep -q "^${script##*/}" "$run/out" && [ ! -s "$run/err" ] || complain "$script --help: $(cat "$run/out" "$run/err")"
+# Every script that can be started: --help, and a directory that is no build, or too many arguments. Modules that may be
+# missing are missing: -S hides Debian's packages.
+mapfile -t scripts < <(find . -name 'build*' -prune -o -name node_modules -prune -o -name '*.[sp][hy]' -perm -100 -printf '%P\n' | sort)
+[ ${#scripts[@]} -gt 20 ] || complain "only ${#scripts[@]} scripts are found"
+command_of() { case $1 in *.py) echo "python3 -S ./$1" ;; *) echo "./$1" ;; esac; }
+for script in "${scripts[@]}"; do
+    # shellcheck disable=SC2046
+    timeout 20 $(command_of "$script") --help >"$run/out" 2>"$run/err" </dev/null || complain "$script --help: status $?"
+    grep -Eq "^(usage: )?${script##*/}" "$run/out" && [ ! -s "$run/err" ] || complain "$script --help: $(cat "$run/out" "$run/err")"
+done
+for script in "${scripts[@]}"; do
+    case $script in *.py) ;; *) continue ;; esac
+    status=0
+    timeout 20 python3 -S "./$script" "$run" "$run/no" "$run/no" >"$run/out" 2>"$run/err" </dev/null || status=$?
+    [ $status = 2 ] && ! grep -q Traceback "$run/err" || complain "$script with wrong arguments: status $status, $(cat "$run/out" "$run/err")"
+done
+for script in tests/proof/proof.py tests/sharpness.py; do
+    ! timeout 20 python3 -S "./$script" "$build" >"$run/out" 2>"$run/err" </dev/null && grep -q 'python3-jsonschema' "$run/err" &&
+        [ "$(wc -l <"$run/err")" = 1 ] || complain "$script without its module: $(cat "$run/out" "$run/err")"
 done
 
 while read -r script arguments; do
