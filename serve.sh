@@ -57,7 +57,7 @@ startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload
 
 base=http://127.0.0.1:$port/api/v2/switching
 first=$base/bridge/dot1d-base-bridge-address
-answer=$(curl -s --max-time 30 -H "Session: $token" "$first")
+answer=$(curl -s --max-time 30 -H "@$run/header" "$first")
 
 cat <<END
 
