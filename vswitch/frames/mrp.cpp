@@ -1,9 +1,9 @@
 /*
- * mrp.cpp - the state machines of 802.1Q's MRP with VLANs as attributes, and GARP's, which differ in the PDUs only.
+ * mrp.cpp - MVRP and GVRP (IEEE 802.1Q). Both register VLANs in the same way; only their PDUs differ.
  *
- * A port declares the VLANs it has by configuration and those that neighbours registered on other ports; it says so when
- * that changes, when somebody says LeaveAll, and every second while MVRP's periodic machine is on. A VLAN that a neighbour
- * leaves, or does not declare again after a LeaveAll, is registered until the port's leave timer runs out.
+ * A port declares its configured VLANs and those that neighbours registered on other ports. It sends this when it
+ * changes, after a LeaveAll, and every second while MVRP's periodic state machine is on. A VLAN that a neighbour
+ * leaves, or does not declare again after a LeaveAll, stays registered until the port's leave timer ends.
  */
 #include "vswitch/frames/mrp.h"
 
@@ -20,17 +20,17 @@
 enum : uint32_t { TYPE_MVRP = 0x88F5, ATTRIBUTE_VLAN = 1, FIRST_HEADER_LEAVE_ALL = 0x2000, HEADER_VALUES = 0x1FFF };
 enum MrpEvent : uint32_t { MRP_NEW, MRP_JOIN_IN, MRP_IN, MRP_JOIN_EMPTY, MRP_EMPTY, MRP_LEAVE };
 enum GarpEvent : uint32_t { GARP_LEAVE_ALL, GARP_JOIN_EMPTY, GARP_JOIN_IN, GARP_LEAVE_EMPTY, GARP_LEAVE_IN };
-enum : size_t { GARP_VLANS = 300 /* in a PDU */ };
+enum : size_t { GARP_VLANS = 300 /* in one PDU */ };
 
-static const std::string_view llcHeader("\x42\x42\x03\x00\x01", 5); /* the spanning tree's SAPs, protocol 1 */
+static const std::string_view llcHeader("\x42\x42\x03\x00\x01", 5); /* the SAPs of spanning tree, protocol 1 */
 static const std::string_view group("\x01\x80\xC2\x00\x00\x21", 6);
 
 struct Registrar {
-    VlanSet told;                          /* what the neighbour was told last */
-    std::map<uint16_t, uint64_t> leaving;  /* when it is over with VLANs that were left, in milliseconds since start */
+    VlanSet declared;                      /* what the port declared to the neighbour last */
+    std::map<uint16_t, uint64_t> leaving;  /* when the registration of a VLAN ends, in milliseconds of uptime */
     uint64_t nextLeaveAll = 0, nextJoin = 0;
 };
-static std::map<std::pair<RegistrationProtocol, uint32_t>, Registrar> registrars; /* where they run */
+static std::map<std::pair<RegistrationProtocol, uint32_t>, Registrar> registrars; /* where a protocol runs */
 
 static uint64_t leaveMillis(uint32_t port)
 {
@@ -42,7 +42,7 @@ static uint64_t leaveAllMillis(RegistrationProtocol protocol, uint32_t port)
     return protocol == GVRP ? 10ull * garpTimers(port).leaveAll : 10000;
 }
 
-/* In */
+/* Receiving */
 
 static void join(RegistrationProtocol protocol, uint32_t port, uint32_t vlan)
 {
@@ -62,37 +62,36 @@ static void leave(RegistrationProtocol protocol, uint32_t port, uint32_t vlan)
 
 static void leaveAll(RegistrationProtocol protocol, uint32_t port)
 {
-    Registrar &own = registrars[{protocol, port}];
+    Registrar &registrar = registrars[{protocol, port}];
     for (uint16_t vlan : declaredVlans(port))
         leave(protocol, port, vlan);
-    own.nextLeaveAll = uptimeMillis() + leaveAllMillis(protocol, port);
-    own.nextJoin = 0; /* at once */
+    registrar.nextLeaveAll = uptimeMillis() + leaveAllMillis(protocol, port);
+    registrar.nextJoin = 0; /* at once */
 }
 
-static uint32_t take(std::string_view *from, size_t size)
+/* Takes a big-endian number off the front; bytes beyond the end are left out. */
+static uint32_t takeNumber(std::string_view *from, size_t size)
 {
-    uint32_t number = 0;
-    for (char byte : from->substr(0, size))
-        number = number << 8 | (unsigned char)byte;
+    uint32_t number = (uint32_t)numberAt(*from, 0, size);
     from->remove_prefix(std::min(size, from->size()));
     return number;
 }
 
-/* Three events a byte; the values go on from the first. False for what is no list of vectors. */
+/* Reads a list of vectors, with three events in a byte. False: the list is malformed. */
 static bool readVectors(uint32_t port, std::string_view *pdu)
 {
     while (pdu->size() >= 4) {
-        uint32_t header = take(pdu, 2);
+        uint32_t header = takeNumber(pdu, 2);
         if (!header)
             return true; /* the end mark */
-        uint32_t first = take(pdu, 2), values = header & HEADER_VALUES, packed = 0;
+        uint32_t first = takeNumber(pdu, 2), values = header & HEADER_VALUES, packed = 0;
         if (pdu->size() < (values + 2) / 3)
             return false;
         if (header & FIRST_HEADER_LEAVE_ALL)
             leaveAll(MVRP, port);
         for (uint32_t i = 0; i < values; i++) {
             static const uint32_t place[] = {36, 6, 1};
-            packed = i % 3 ? packed : take(pdu, 1);
+            packed = i % 3 ? packed : takeNumber(pdu, 1);
             uint32_t event = packed / place[i % 3] % 6;
             if (event == MRP_NEW || event == MRP_JOIN_IN || event == MRP_JOIN_EMPTY)
                 join(MVRP, port, first + i);
@@ -100,28 +99,28 @@ static bool readVectors(uint32_t port, std::string_view *pdu)
                 leave(MVRP, port, first + i);
         }
     }
-    return pdu->size() >= 2 && take(pdu, 2) == 0;
+    return pdu->size() >= 2 && takeNumber(pdu, 2) == 0;
 }
 
 static MrpCounter readMvrp(uint32_t port, std::string_view pdu)
 {
-    if (take(&pdu, 1) != 0)
+    if (takeNumber(&pdu, 1) != 0)
         return MRP_BAD_HEADER;
-    while (pdu.size() >= 2 && take(&pdu, 1) == ATTRIBUTE_VLAN)
-        if (take(&pdu, 1) != 2 || !readVectors(port, &pdu))
+    while (pdu.size() >= 2 && takeNumber(&pdu, 1) == ATTRIBUTE_VLAN)
+        if (takeNumber(&pdu, 1) != 2 || !readVectors(port, &pdu))
             return MRP_BAD_FORMAT;
     return MRP_RECEIVED;
 }
 
 static void readGvrp(uint32_t port, std::string_view pdu)
 {
-    if (take(&pdu, 1) != ATTRIBUTE_VLAN)
+    if (takeNumber(&pdu, 1) != ATTRIBUTE_VLAN)
         return;
     while (pdu.size() >= 2 && (unsigned char)pdu[0] >= 2) {
         std::string_view attribute = pdu.substr(0, (unsigned char)pdu[0]);
         pdu.remove_prefix(attribute.size());
-        take(&attribute, 1);
-        uint32_t event = take(&attribute, 1), vlan = take(&attribute, 2);
+        takeNumber(&attribute, 1);
+        uint32_t event = takeNumber(&attribute, 1), vlan = takeNumber(&attribute, 2);
         if (event == GARP_LEAVE_ALL)
             leaveAll(GVRP, port);
         else if (event == GARP_JOIN_EMPTY || event == GARP_JOIN_IN)
@@ -131,10 +130,10 @@ static void readGvrp(uint32_t port, std::string_view pdu)
     }
 }
 
-bool takeRegistration(uint32_t port, std::string_view frame)
+bool handleRegistration(uint32_t port, std::string_view frame)
 {
     std::string_view pdu = frame;
-    uint32_t type = take(&pdu, 2);
+    uint32_t type = takeNumber(&pdu, 2);
     if (type == TYPE_MVRP && registrationRuns(MVRP, port)) {
         countRegistration(MVRP, port, readMvrp(port, pdu));
     } else if (pdu.starts_with(llcHeader) && registrationRuns(GVRP, port)) {
@@ -147,7 +146,7 @@ bool takeRegistration(uint32_t port, std::string_view frame)
     return true;
 }
 
-/* Out */
+/* Sending */
 
 static VlanSet declarations(uint32_t port)
 {
@@ -162,7 +161,7 @@ static VlanSet declarations(uint32_t port)
     return vlans;
 }
 
-/* One vector from the first VLAN to the last; those between that are nobody's are empty. */
+/* A PDU with one vector from the first VLAN to the last. VLANs between that are in neither set are MRP_EMPTY. */
 static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
 {
     VlanSet named = joined;
@@ -181,7 +180,7 @@ static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
     };
     for (uint32_t i = 0; i < values; i += 3)
         putNumber(&pdu, eventOf(i) * 36 + eventOf(i + 1) * 6 + eventOf(i + 2), 1);
-    putNumber(&pdu, 0, 4); /* the ends of the vectors, and of the attributes */
+    putNumber(&pdu, 0, 4); /* the end marks of the vectors and of the attributes */
     return pdu;
 }
 
@@ -220,28 +219,28 @@ static void sendGvrp(uint32_t port, const VlanSet &joined, const VlanSet &left, 
         flush();
 }
 
-static void advanceRegistrar(RegistrationProtocol protocol, uint32_t port, Registrar *own, uint64_t now)
+static void advanceRegistrar(RegistrationProtocol protocol, uint32_t port, Registrar *registrar, uint64_t now)
 {
-    for (auto at = own->leaving.begin(); at != own->leaving.end();) {
+    for (auto at = registrar->leaving.begin(); at != registrar->leaving.end();) {
         bool over = at->second <= now;
         if (over)
             neighbourDeclares(port, at->first, false);
-        at = over ? own->leaving.erase(at) : std::next(at);
+        at = over ? registrar->leaving.erase(at) : std::next(at);
     }
     bringUpToNow(); /* what is declared below depends on what has left */
-    bool all = own->nextLeaveAll <= now;
+    bool all = registrar->nextLeaveAll <= now;
     if (all)
         leaveAll(protocol, port);
-    VlanSet vlans = declarations(port), left;
-    if (vlans == own->told && now < own->nextJoin)
+    VlanSet vlans = declarations(port), left = registrar->declared;
+    if (vlans == registrar->declared && now < registrar->nextJoin)
         return;
-    std::set_difference(own->told.begin(), own->told.end(), vlans.begin(), vlans.end(), std::inserter(left, left.end()));
+    std::erase_if(left, [&](uint16_t vlan) { return vlans.contains(vlan); });
     if (protocol == MVRP)
         sendPdu(MVRP, port, TYPE_MVRP, mvrpPdu(vlans, left, all));
     else
         sendGvrp(port, vlans, left, all);
-    own->told = vlans;
-    own->nextJoin = protocol == MVRP && mvrpIsPeriodic() ? now + 1000 : UINT64_MAX;
+    registrar->declared = vlans;
+    registrar->nextJoin = protocol == MVRP && mvrpIsPeriodic() ? now + 1000 : UINT64_MAX;
 }
 
 void sendDueRegistrations()

@@ -1,7 +1,9 @@
 /*
- * device.cpp - what was chosen at start, and two facts about the whole switch.
+ * device.cpp - the options of the start, and whether traffic is simulated or something has changed.
  */
 #include "vswitch/switch/device.h"
+
+#include "vswitch/base/commands.h"
 
 static const uint32_t LAGS = 8;
 
@@ -46,6 +48,17 @@ uint32_t nextPort(uint32_t port)
 uint32_t nextInterface(uint32_t port)
 {
     return port < highestInterface() ? port + 1 : 0;
+}
+
+bool readPort(const std::string &text, uint32_t highest, uint32_t *port, std::string *answer)
+{
+    long long number;
+    if (!readNumber(text, 1, highest, &number)) {
+        refuse(answer, "there is no port \"" + text + "\"; use 1 to " + std::to_string(highest));
+        return false;
+    }
+    *port = (uint32_t)number;
+    return true;
 }
 
 bool trafficIsSimulated()

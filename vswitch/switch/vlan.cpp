@@ -1,5 +1,5 @@
 /*
- * vlan.cpp - the virtual switch's VLAN table: the VLANs that were configured, and those that neighbours registered.
+ * vlan.cpp - which VLANs exist: those that were configured, and those that neighbours registered.
  */
 #include <algorithm>
 #include <map>
@@ -15,10 +15,10 @@ static VlanSet registered;                       /* on any port */
 static uint32_t mostVlans, deletes;
 static std::vector<void (*)(uint32_t)> endHooks;
 
-static Setting nameLength = {.get = "rpcclt_openapiVlanNameLenGet", .initial = 32};
-static Setting mostSupported = {.get = "rpcclt_openapiDot1qMaxSupportedVlansGet", .initial = HIGHEST_VLAN};
+static Setting nameLength = {.name = "VlanNameLen", .initial = 32};
+static Setting mostSupported = {.name = "Dot1qMaxSupportedVlans", .initial = HIGHEST_VLAN};
 
-bool vlanIsConfigured(uint32_t vlan)
+static bool vlanIsConfigured(uint32_t vlan)
 {
     return vlan <= HIGHEST_VLAN && configured.contains((uint16_t)vlan);
 }
@@ -48,7 +48,7 @@ bool vlanRegistered(uint32_t port, uint32_t vlan)
 
 void setRegisteredVlans(uint32_t port, const VlanSet &vlans)
 {
-    if (vlans == (registeredOn.contains(port) ? registeredOn[port] : VlanSet()))
+    if (vlans == valueIn(registeredOn, port))
         return;
     registeredOn[port] = vlans;
     registered.clear();
@@ -79,7 +79,7 @@ static int createVlan(uint32_t vlan)
     return configured.insert((uint16_t)vlan).second ? OPEN_OK : OPEN_EXISTS;
 }
 
-/* VLAN 1 stays, and so does what a neighbour holds. */
+/* VLAN 1 and VLANs that only a neighbour registered cannot be deleted. */
 static int deleteVlan(uint32_t vlan)
 {
     if (!vlanExists(vlan))
@@ -98,7 +98,7 @@ static uint32_t typeOf(uint32_t vlan)
     return vlan == 1 ? VLAN_DEFAULT : vlanIsConfigured(vlan) ? VLAN_STATIC : VLAN_DYNAMIC;
 }
 
-/* 0 behind the last one. */
+/* 0 after the last one. */
 static uint32_t vlanAfter(uint32_t vlan)
 {
     std::vector<uint16_t> ids = existingVlans();
@@ -113,13 +113,10 @@ void registerVlans()
     DO(rpcclt_openapiVlanCreate, createVlan);
     DO(rpcclt_openapiVlanDelete, deleteVlan);
     ASK(rpcclt_openapiMostVlanEntriesGet, [](uint32_t *count) { return store(mostVlans, count); });
-    ASK(rpcclt_openapiStaticVlanEntriesGet,
-          [](uint32_t *count) { return store((uint32_t)configured.size(), count); });
-    ASK(rpcclt_openapiDynamicVlanEntriesGet,
-          [](uint32_t *count) { return store(dynamicVlans(), count); });
+    ASK(rpcclt_openapiStaticVlanEntriesGet, [](uint32_t *count) { return store((uint32_t)configured.size(), count); });
+    ASK(rpcclt_openapiDynamicVlanEntriesGet, [](uint32_t *count) { return store(dynamicVlans(), count); });
     ASK(rpcclt_openapiDot1qVlanNumDeletesGet, [](uint32_t *count) { return store(deletes, count); });
-    ASK(rpcclt_openapiNextVlanGet,
-          [](uint32_t vlan, uint32_t *next) { return storeNext(vlanAfter(vlan), next); });
+    ASK(rpcclt_openapiNextVlanGet, [](uint32_t vlan, uint32_t *next) { return storeNext(vlanAfter(vlan), next); });
     ASK(rpcclt_openapiVlanTypeGet, [](uint32_t vlan, uint32_t *type) -> int {
         return vlanExists(vlan) ? store(typeOf(vlan), type) : OPEN_BAD_ARGUMENT;
     });
