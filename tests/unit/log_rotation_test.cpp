@@ -35,6 +35,8 @@ static void writeEntries(int writer)
  */
 static void writeAtOnce(const std::string &log)
 {
+    const std::string old = log + ".old";
+    std::filesystem::remove_all(old);
     int start[2];
     ASSERT_EQ(pipe(start), 0);
     for (int writer = 0; writer < WRITERS; writer++)
@@ -47,8 +49,6 @@ static void writeAtOnce(const std::string &log)
         }
     close(start[0]);
     close(start[1]);
-    const std::string old = log + ".old";
-    unlink(old.c_str());
     for (int turn = 0; waitpid(-1, nullptr, WNOHANG) >= 0; turn++) {
         EXPECT_NE(symlink("/nowhere", log.c_str()), 0);
         [[maybe_unused]] int made = turn % 2 ? symlink("/nowhere", old.c_str()) : mkdir(old.c_str(), 0700);
