@@ -50,6 +50,7 @@ server.modules = ("mod_setenv", "mod_access")
 server.upload-dirs = ("$run")
 setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", $3)
 include "$build/switching_v2.conf"
+server.breakagelog := "$run/breakage.log"
 ${4-}
 END
         launch lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1
@@ -78,7 +79,7 @@ include "$1/switching_console.conf"
     setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", "SESSIONS" => "$files/session",
         "VSWITCH" => "$(cd "$1" && pwd -P)/vswitch")
 }
-\$HTTP["url"] == "/console/trace" {
+\$HTTP["url"] =~ "^/console/trace" {
     \$REQUEST_HEADER["Session"] !~ "^($tokens)\$" { url.access-deny = ("") }
 }
 END
