@@ -122,17 +122,19 @@ static bool waitForLock(int file)
     struct sigaction action = {}; /* no SA_RESTART: the signal interrupts flock */
     action.sa_handler = endWait;
     sigaction(SIGALRM, &action, nullptr);
-    sigset_t alarm;
+    sigset_t alarm, before;
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
-    sigprocmask(SIG_UNBLOCK, &alarm, nullptr); /* the program inherits the signals that the web server blocks */
+    sigprocmask(SIG_UNBLOCK, &alarm, &before); /* the program inherits the signals that the web server blocks */
 
+    waitedTooLong = false;
     setTimer(LOCK_WAIT_SECONDS);
     int result;
     do
         result = flock(file, LOCK_EX);
     while (result != 0 && errno == EINTR && !waitedTooLong);
     setTimer(0);
+    sigprocmask(SIG_SETMASK, &before, nullptr); /* the next request of this process finds it as this one did */
     return result == 0;
 }
 

@@ -171,6 +171,30 @@ void logClose()
         stop();
 }
 
+static bool isAtPath(const char *path, const struct stat *open)
+{
+    struct stat found;
+    return lstat(path, &found) == 0 && found.st_dev == open->st_dev && found.st_ino == open->st_ino;
+}
+
+/* Is what is open still the file at its path, as a process would open it that starts now? */
+static bool isCurrent(int fd, const char *path, struct stat *status)
+{
+    return fd >= 0 && fstat(fd, status) == 0 && isAtPath(path, status) && status->st_nlink == 1;
+}
+
+void logRefresh()
+{
+    struct stat status;
+    tzset();
+    if (!isCurrent(logger.levelFd, LEVEL_FILE, &status) || status.st_size != LEVEL_FILE_SIZE || !isDigit(levelByte())) {
+        closeDescriptor(&logger.levelFd);
+        openLevel();
+    }
+    if ((logger.flags & LOG_TO_FILE) && !isCurrent(logger.fileFd, LOG_FILE, &status))
+        openFile();
+}
+
 static int threshold()
 {
     char digit = levelByte();
@@ -225,12 +249,6 @@ static void replaceFile()
         [[maybe_unused]] int cut = ftruncate(logger.fileFd, 0);
 }
 
-static bool isAtItsPath(const struct stat *open)
-{
-    struct stat found;
-    return lstat(LOG_FILE, &found) == 0 && found.st_dev == open->st_dev && found.st_ino == open->st_ino;
-}
-
 /*
  * False: another process is rotating the file. Ignores a read lock: a process that may only read the file can take one,
  * and could keep the log growing for ever.
@@ -248,7 +266,7 @@ static void rotate(const struct stat *status)
 {
     if (!lockForRotation())
         return;
-    if (isAtItsPath(status))
+    if (isAtPath(LOG_FILE, status))
         replaceFile();
     reopenFile(); /* closing the old file unlocks it */
 }
