@@ -1,23 +1,23 @@
 #!/bin/bash
-# serve.sh - installs what is missing, builds, and serves the interface of a virtual switch on this machine until it is
-# stopped (Ctrl-C). Nothing is left behind: no process, no session.
+# serve.sh - installs what is missing, builds, and serves the REST interface of a virtual switch on this machine until
+# you press Ctrl-C. It leaves nothing behind: no process, no session.
 #
 #   --port N            listen on this loopback port (8080)
 #   --ports N           ports of the switch (28)
-#   --stations N        addresses it has learned at start (8)
-#   --station-vlans N   VLANs 1 to N exist at start and share the stations (1)
-#   --own-files         session, log and log level in a directory of its own instead of /tmp, as it is anyway where those
-#                       in /tmp belong to somebody else
+#   --stations N        addresses that the switch has learned at the start (8)
+#   --station-vlans N   VLANs 1 to N exist at the start and share the stations (1)
+#   --own-files         keep session, log and log level in a temporary directory instead of /tmp, as happens anyway
+#                       when those in /tmp belong to another user
 #   --hosts N           as root: plug network namespaces h1 to hN into ports 1 to N, and serve through the management
-#                       port as well; all traffic is theirs then
-#   --build DIR         serve what was built there; nothing is installed or built
+#                       port as well; the switch then has no other traffic
+#   --build DIR         serve what was built there; install and build nothing
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
 . "$root/tools/hosts.sh"
 cd "$root"
 
-port=8080 build='' own='' hosts=0
+port=8080 build='' private='' hosts=0
 switch=()
 while [ $# -gt 0 ]; do
     case $1 in
@@ -26,7 +26,7 @@ while [ $# -gt 0 ]; do
         --stations) number "$1" "${2-}" 0 65536; switch+=("$1" "$2") ;;
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
         --hosts) number "$1" "${2-}" 1 28; hosts=$2 ;;
-        --own-files) own=own; shift; continue ;;
+        --own-files) private=private; shift; continue ;;
         --build) builtIn "${2-}" switching_v2.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
@@ -34,7 +34,7 @@ while [ $# -gt 0 ]; do
 done
 
 if [ $hosts != 0 ]; then
-    ! why=$(cannotHaveHosts) || fail "$why; the rest works without --hosts"
+    ! why=$(cannotHaveHosts) || fail "$why; everything else works without --hosts"
     plugHosts 0 $hosts
     switch+=("${plugs[@]}")
 fi
@@ -45,9 +45,9 @@ if [ ! "$build" ]; then
     compile "$build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF
 fi
 
-trap 'finish 0' INT TERM HUP # that is how it ends
+trap 'finish 0' INT TERM HUP # the normal end
 scratch
-filesOf "$build" $own
+filesOf "$build" $private
 makeSessions
 startSwitch switch "$build" "${switch[@]}" --trace "$run/trace"
 startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" \
@@ -81,9 +81,9 @@ What the program asks the switch:      tail -f $run/trace
 How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $(printf %q "$build/vswitch") --help
 The program's log:                     $files/zt731.log
 END
-[ $hosts = 0 ] || tellHosts
-[ "$own" ] || [ "$files" = /tmp ] ||
-    echo "(The program's files in /tmp belong to somebody else; this one has its own, in $files.)"
+[ $hosts = 0 ] || printHostsHelp
+[ "$private" ] || [ "$files" = /tmp ] ||
+    echo "(The program's files in /tmp belong to another user; this program uses $files instead.)"
 wait -n "${pids[@]}" || true
 cat "$run"/*.log >&2
 fail "a server has ended; stopping"

@@ -1,18 +1,19 @@
 #!/bin/bash
-# test.sh - installs what is missing, builds, and runs all tests: as released, then under AddressSanitizer and
-# UndefinedBehaviorSanitizer, then the fuzzers for half a minute. Some four minutes on two calm cores, packages included.
+# test.sh - installs what is missing, builds, and runs all tests: as released, then with AddressSanitizer and
+# UndefinedBehaviorSanitizer, then the fuzzers for half a minute. Takes some four minutes on two idle cores,
+# installation included.
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
 [ $# = 0 ] || wrong "it takes nothing"
 
-# What every step adds to, and the last line says.
+# The sums that the last line reports.
 passed=0 failed=0 skipped=0
 
-# begin WHAT HOW-LONG: a step
+# begin WHAT DURATION: announces a step.
 begin()
 {
-    echo "== $1 (some $2 on two calm cores)"
+    echo "== $1 (some $2 on two idle cores)"
 }
 
 # add PASSED FAILED SKIPPED WHAT
@@ -22,7 +23,7 @@ add()
     echo "$4: $1 passed, $2 failed, $3 skipped"
 }
 
-# check WHAT COMMAND...: a test by itself. Status 77 is "skipped", after a line that says why.
+# check WHAT COMMAND...: a test of its own. Status 77 means skipped; the test has said why.
 check()
 {
     local status=0
@@ -34,30 +35,26 @@ check()
     esac
 }
 
-# tests WHAT BUILD [CTEST-WORD...]
+# tests WHAT BUILD [CTEST-ARGUMENT...]: the tests of ctest. Its summary counts a skipped test as passed.
 tests()
 {
-    local counts
-    rm -f "$run/results.xml"
-    attend ctest --test-dir "$2" -j "$(nproc)" --progress --output-on-failure --no-tests=error \
-        --output-junit "$run/results.xml" "${@:3}" || true
-    [ -e "$run/results.xml" ] || { add 0 1 0 "$1"; return; }
-    # What a skipped test said: behind googletest's mark, or "skipped: ..."
-    awk '/<testcase/ { match($0, /name="[^"]*"/); name = substr($0, RSTART + 6, RLENGTH - 7); skipped = 0 }
-         /<skipped/ { skipped = 1 }
-         skipped && (last ~ /: Skipped$/ || sub(/^.*skipped: /, "")) { print "skipped: " name ": " $0; skipped = 0 }
-         { last = $0 }' "$run/results.xml"
-    counts=$(tr '\n' ' ' <"$run/results.xml" |
-             sed -n 's/.*<testsuite [^>]*tests="\([0-9]*\)"[^>]*failures="\([0-9]*\)"[^>]*skipped="\([0-9]*\)".*/\1 \2 \3/p')
-    # shellcheck disable=SC2086 # three words
-    set -- "$1" ${counts:-0 1 0}
-    add $(($2 - $3 - $4)) "$3" "$4" "$1"
+    local log=$run/ctest.log all bad idle
+    : >"$log"
+    attend ctest --test-dir "$2" -j "$(nproc)" --progress --output-on-failure --no-tests=error --output-log "$log" \
+        "${@:3}" || true
+    read -r bad all < <(sed -n 's/.*% tests passed, \([0-9]*\) tests\? failed out of \([0-9]*\)$/\1 \2/p' "$log") ||
+        { add 0 1 0 "$1"; return; }
+    idle=$(grep -c '(Skipped)$' "$log") || true
+    # Why: the line after googletest's mark, or what a script says after "skipped: ".
+    sed -n -e '/^[0-9/]* Testing: /{ s/.* Testing: //; h }' -e '/: Skipped$/{ n; s/^/skipped: / }' \
+        -e '/^skipped: /{ s///; G; s/\(.*\)\n\(.*\)/skipped: \2: \1/p }' "$2/Testing/Temporary/LastTest.log"
+    add $((all - bad - idle)) "$bad" "$idle" "$1"
 }
 
 need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3 python3-jsonschema clang llvm \
     libclang-rt-dev
 scratch
-export TMPDIR=$run # what a test leaves when it is interrupted goes as well
+export TMPDIR=$run # so that files of an interrupted test are removed as well
 
 begin "Building the release and the tests" "40 s"
 compile build-test all -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""describe.py - makes openapi.json of what the recorder saw (facts.py) and what people say (words/, scene.txt, info.md).
+"""describe.py - makes openapi.json from what the recorder saw (facts.py) and the texts in words/, scene.txt, info.md.
 
-    describe.py BUILD            compares openapi.json with what it should be, and fails when it is not
-    describe.py BUILD --write    writes it; the answers of the examples stay as they are
-    describe.py BUILD --play     writes it with the answers that the program and the virtual switch of BUILD give
+    describe.py BUILD            makes it, and fails unless the openapi.json that is there is the same
+    describe.py BUILD --write    writes it, and keeps the answers of the examples
+    describe.py BUILD --play     writes it, and takes the answers from the program and the virtual switch in BUILD
 
 BUILD is a directory in which everything is built.
 """
@@ -18,17 +18,18 @@ from words import Words, Wrong
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "../tools"))
+from description import (  # noqa: E402
+    DESCRIPTION, SceneFailed, example_answer, example_query, example_request, load, operations_of, set_scene)
 from switch import Switch  # noqa: E402
 
-DESCRIPTION = os.path.join(HERE, "openapi.json")
 BASE = "/api/v2/switching"
 INT32 = {"type": "integer", "format": "int32", "minimum": -2**31, "maximum": 2**31 - 1}
 UINT32 = {"type": "integer", "minimum": 0, "maximum": 2**32 - 1}
 UINT16 = {"type": "integer", "minimum": 0, "maximum": 65535}
 UINT64 = {"type": "integer", "minimum": 0, "maximum": 2**64}  # as JSON numbers are doubles, the largest rounds up
-# Failures that occur together, by the name of their schema.
+# Groups of failures that occur together: name of their schema, codes.
 FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}
-RAW = {"exact": "^[^&/]*$", "loose": "^[^&/]*$", "form": "^[^&]*$"}  # what a text can hold that is not decoded
+RAW = {"exact": "^[^&/]*$", "loose": "^[^&/]*$", "form": "^[^&]*$"}  # what a text that is not decoded can hold
 SUCCESS = {"resp": {"respCode": 0, "respMsg": "Success", "status": "success"}}
 VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
 
@@ -47,7 +48,7 @@ def identity(endpoint):
 # What numbers mean
 
 def read_meanings(build):
-    """What the virtual switch takes the numbers for, by operation and operand."""
+    """What numbers mean to the virtual switch, by operation and operand."""
     output = subprocess.run([build + "/vswitch", "operations", "--json"], check=True, capture_output=True, text=True).stdout
     table = json.loads(output)
     says = {name: ", ".join(f"{row['value']} {row['word']}" for row in meaning["numbers"]) or meaning["about"]
@@ -56,8 +57,8 @@ def read_meanings(build):
             for operation in table["operations"] for row in operation["parameters"] if "meaning" in row}
 
 
-def meant(endpoint, operand, text, kind):
-    """Says behind "OpEN's code" and "OpEN's unit" what the virtual switch takes the number for."""
+def with_meaning(endpoint, operand, text, kind):
+    """The text; after "OpEN's code" or "OpEN's unit" stands what the number means to the virtual switch."""
     found = re.search(r"OpEN's (code|unit)(?! \()", text)
     if not found or kind != "number":
         return text
@@ -70,7 +71,7 @@ def meant(endpoint, operand, text, kind):
 # Keys
 
 def other_word(endpoint, key, endpoints):
-    """The word under which the code of an unknown word is reported, where a member of the key's name says it."""
+    """The word that a member with the key's name reports for the key's default code; None if no member does."""
     for other in endpoints:
         member = other["members"].get(key["name"], {})
         if other["path"] == endpoint["path"] and member.get("type") == "words":
@@ -80,7 +81,7 @@ def other_word(endpoint, key, endpoints):
 
 
 def words_schema(endpoint, key, endpoints):
-    """Of synonyms the first is offered, the others are in the text."""
+    """The schema of a key with words. Of several words for one code it lists the first; the text names the others."""
     codes, more = dict(key["codes"]), []
     if key["default"] is not None and key["default"] not in codes.values():
         word = other_word(endpoint, key, endpoints)
@@ -101,7 +102,7 @@ def words_schema(endpoint, key, endpoints):
 
 
 def key_schema(endpoint, key, endpoints):
-    """The schema of a key, and what has to be said besides."""
+    """The schema of a key, and sentences for its text."""
     more = []
     kind = key["type"]
     if kind == "words":
@@ -120,7 +121,7 @@ def key_schema(endpoint, key, endpoints):
         if key["rule"].endswith("copy"):
             schema["x-other-type"] = 0  # instead of the default
         if key["rule"] == "int32 copy":
-            schema["x-true"] = 1  # as the JSON library has it
+            schema["x-true"] = 1  # the JSON library turns true into 1
     else:
         schema = {"type": "string", "default": ""}
         if key["rule"] == "text":
@@ -152,7 +153,7 @@ def describe_key(endpoint, key, endpoints, words):
     if text is None or example is None:
         raise Wrong(f"{identity(endpoint)}: the key {key['name']} lacks a text or an example")
     check_example(f"{identity(endpoint)} {key['name']}", schema, example)
-    return " ".join([meant(endpoint, key["operands"][0], text, key["type"]), *more]), schema, example
+    return " ".join([with_meaning(endpoint, key["operands"][0], text, key["type"]), *more]), schema, example
 
 
 def object_of(described):
@@ -184,21 +185,13 @@ def describe_request(endpoint, operation, endpoints, words):
             operation["requestBody"] = {"required": endpoint["needs_body"], "content": {media: content}}
     if rows := of("query-json"):
         operation["x-query-string"] = {"required": endpoint["needs_body"], "schema": object_of(rows),
-                                       "example": query_of(operation, examples(rows))}
+                                       "example": example_query(operation, examples(rows))}
     check_lookups([key for key, *_ in of("exact", "loose", "decoded")], operation)
 
 
-def query_of(operation, json_text=None):
-    """The query string of the example: the JSON text, where there is one, then the keys in their order, raw."""
-    pieces = [json.dumps(json_text, separators=(",", ":"))] if json_text else []
-    for parameter in operation.get("parameters", []):
-        pieces.append(f"{parameter['name']}={parameter['example']}")
-    return "&".join(pieces)
-
-
 def check_lookups(keys, operation):
-    """In the described order the loose lookup must find every key's own piece."""
-    pieces = query_of(operation).split("&")
+    """The loose lookup finds a key's name anywhere in a piece: in the example's order it must find the right piece."""
+    pieces = example_query(operation).split("&")
     for index, key in enumerate(keys):
         if key["source"] == "loose" and any(key["name"] in piece for piece in pieces[:index]):
             raise Wrong(f"{operation['operationId']}: {key['name']} is found in another piece of {pieces}")
@@ -256,7 +249,7 @@ def described_member(endpoint, name, fact, words):
     _example, text = words.find(identity(endpoint), name)
     if text is None and len(endpoint["members"]) > 1:
         raise Wrong(f"{identity(endpoint)}: the member {name} lacks a text")
-    text = meant(endpoint, fact.get("operand"), text or words.line(identity(endpoint)), fact["type"])
+    text = with_meaning(endpoint, fact.get("operand"), text or words.line(identity(endpoint)), fact["type"])
     return {"description": text, **member_schema(endpoint, fact, words)}
 
 
@@ -291,7 +284,7 @@ def success_schema(endpoint, words, schemas):
 
 
 def add_failures(components, failures):
-    """References to the failures, those that share a message in one."""
+    """References to the failures; codes with the same message share one."""
     by_message = {}
     for code, message in failures.items():
         by_message.setdefault(message, []).append(code)
@@ -299,7 +292,7 @@ def add_failures(components, failures):
 
 
 def describe_answer(endpoint, words, components):
-    """200 with a success, or with one of the failures of this endpoint: by message, as few codes share one."""
+    """Status 200: the success, or one of the endpoint's failures. Failures with the same message share a schema."""
     schemas = []
     if 0 in endpoint["results"]:
         schemas.append(success_schema(endpoint, words, components))
@@ -372,67 +365,40 @@ def describe(endpoints, words):
 
 # Examples
 
-def operations_of(description):
-    for path, methods in description["paths"].items():
-        for method, operation in methods.items():
-            yield path, method.upper(), operation
-
-
-def example_request(path, operation):
-    """The target and the body of an operation's example."""
-    query = operation.get("x-query-string", {}).get("example") or query_of(operation)
-    target = BASE + path + ("?" + query if query else "")
-    content = operation.get("requestBody", {}).get("content", {})
-    if "application/json" in content:
-        return target, json.dumps(content["application/json"]["example"])
-    form = content.get("application/x-www-form-urlencoded", {}).get("example", {})
-    return target, "&".join(f"{key}={value}" for key, value in form.items())
-
-
-def set_scene(switch, description):
-    switch.tell("reset")
-    switch.tell("hold")  # the clock: what counts seconds is the same in every example
-    for request in description["x-scene"]:
-        answer = switch.request(request["method"], request["target"], request["body"])
-        if json.loads(answer)["resp"]["respCode"] != 0:
-            raise Wrong(f"The scene fails at {request}: {answer.decode()}")
-
-
 def play(description, build):
     """
-    The answers of the examples, each as it is on a switch in the state of the scene. Reads change nothing; an outcome
-    is the same behind other writes as well, if it is a success. (The proof makes the scene anew for each.)
+    Takes the answers of the examples from a switch in the state of the scene. Reads come first, as they change nothing.
+    A write that fails after other writes is sent again in a new scene. (The proof sets the scene before every write.)
     """
     failures = []
     with Switch(build) as switch:
-        set_scene(switch, description)
+        set_scene(switch, description["x-scene"])
         for path, method, operation in sorted(operations_of(description), key=lambda row: row[1] != "GET"):
-            content = operation["responses"]["200"]["content"]["application/json"]
             request = (method, *example_request(path, operation))
             answer = json.loads(switch.request(*request))
             if method != "GET" and operation["x-operations"] and answer != SUCCESS:
-                set_scene(switch, description)
+                set_scene(switch, description["x-scene"])
                 answer = json.loads(switch.request(*request))
             if answer["resp"]["respCode"] != 0 and operation["x-operations"]:
                 failures.append(f"{request}: {answer['resp']}")
-            content["example"] = answer
+            example_answer(operation)["example"] = answer
     if failures:
         raise Wrong("Examples fail:\n" + "\n".join(failures))
 
 
 def keep_answers(description, old):
-    """Takes the answers of requests that are as they were."""
-    answers = {(method, example_request(path, operation)): operation["responses"]["200"]["content"]["application/json"]
+    """Keeps the answer of every example whose request has not changed."""
+    answers = {(method, example_request(path, operation)): example_answer(operation)
                for path, method, operation in operations_of(old)}
     for path, method, operation in operations_of(description):
         content = answers.get((method, example_request(path, operation)), {})
         if "example" not in content:
             raise Wrong(f"The example of {method} {path} has no answer yet: run describe.py BUILD --play")
-        operation["responses"]["200"]["content"]["application/json"]["example"] = content["example"]
+        example_answer(operation)["example"] = content["example"]
 
 
 def pretty(value, indent="", before=0):
-    """JSON with what fits into a line in one line; `before` are the characters that stand in it already."""
+    """JSON; a value that fits into the rest of its line stands there. `before`: characters already in the line."""
     line = json.dumps(value, ensure_ascii=False)
     if len(indent) + before + len(line) <= 119 or not value or not isinstance(value, (dict, list)):
         return line
@@ -451,22 +417,22 @@ def main():
     build, mode = sys.argv[1], (sys.argv[2:] or ["--check"])[0]
     for file in ("api_recorder", "vswitch"):
         if not os.path.exists(os.path.join(build, file)):
-            sys.exit(f"describe.py: there is no {file} in {build}: BUILD is build-test after ./test.sh")
+            sys.exit(f"describe.py: there is no {file} in {build}; BUILD is build-test after ./test.sh")
     meanings.update(read_meanings(build))
     try:
         description = describe(record(os.path.join(build, "api_recorder")), Words(os.path.join(HERE, "words")))
         if mode == "--play":
             play(description, build)
         else:
-            keep_answers(description, json.load(open(DESCRIPTION, encoding="utf-8")))
-    except (Unclear, Wrong) as wrong:
+            keep_answers(description, load())
+    except (Unclear, Wrong, SceneFailed) as wrong:
         sys.exit(f"describe.py: {wrong}")
     text = pretty(description) + "\n"
     if mode != "--check":
         open(DESCRIPTION, "w", encoding="utf-8").write(text)
     elif text != open(DESCRIPTION, encoding="utf-8").read():
-        sys.exit("api/openapi.json is not what the handlers and the words say: run api/describe.py BUILD --write, and look "
-                 "at what has changed.")
+        sys.exit("api/openapi.json does not fit the handlers and the texts: run api/describe.py BUILD --write, and read the "
+                 "difference.")
 
 
 if __name__ == "__main__":

@@ -1,11 +1,10 @@
-"""facts.py - what the recorder's runs say about an endpoint: its keys, its operations, its answers.
+"""facts.py - finds out from the recorder's runs what an endpoint does: its keys, its operations, its answers.
 
-Nothing here knows an endpoint. A key reaches the operands that change with it; a member follows what it changes with;
-what cannot be told is an error, never a guess.
+Nothing here knows a particular endpoint. A key reaches the operands that change when the key changes. A member of an
+answer follows the one thing that it changes with. What remains unclear is an error, never a guess.
 """
 import ipaddress
 import json
-import re
 import subprocess
 
 MAPPED = {0: 0, -22: 10003, -24: 10011, -28: 17002, -29: 10023}
@@ -13,7 +12,7 @@ OPEN_CODES = range(-29, 0)
 
 
 class Unclear(Exception):
-    """The runs do not say something that the description has to say."""
+    """The runs do not show something that the description needs."""
 
 
 def record(recorder):
@@ -30,9 +29,9 @@ def read_endpoint(raw):
         facts = Runs(runs)
         endpoint["calls"] = [call[0] for call in facts.base["calls"]]
         endpoint["members"], endpoint["data"] = facts.members(raw["keys"])
-        for index, key in enumerate(endpoint["keys"]):
-            facts.describe_key(key, index)
-        endpoint["keys"].sort(key=lambda key: key["place"])  # not of their look-up, which is the compiler's to choose
+        for key in endpoint["keys"]:
+            facts.describe_key(key)
+        endpoint["keys"].sort(key=lambda key: key["place"])  # the compiler chooses the order of the look-ups
         endpoint["constants"] = facts.constants(endpoint["keys"])
         endpoint["text_sizes"] = facts.text_sizes()
         endpoint["open_codes"] = facts.open_codes()
@@ -45,7 +44,7 @@ def read_endpoint(raw):
 
 
 def operands(run):
-    """The operands of a run, by (call, operand): (name, kind, value, size)."""
+    """The operands of a run, by (call, operand): (name, kind, value, size, marker)."""
     return {(c, o): tuple(operand) for c, call in enumerate(run["calls"]) for o, operand in enumerate(call[1])}
 
 
@@ -69,8 +68,8 @@ class Runs:
 
     # Keys
 
-    def describe_key(self, key, index):
-        """Adds to a key where its value goes, what it is when it is missing, and which values reach OpEN unchanged."""
+    def describe_key(self, key):
+        """Adds to a key which operands it reaches, its default, and what its values become."""
         other = operands(self.of_key(key, "other"))
         places = [place for place in self.sent if other.get(place, self.sent[place])[2] != self.sent[place][2]]
         if not places:
@@ -79,7 +78,7 @@ class Runs:
         if len(places) != sum(row[0] in key["operands"] for row in self.sent.values()):
             raise Unclear(f"the key {key['name']} reaches an operand of one operation, but not of another")
         key["place"] = places[0]
-        value = lambda run: operands(run).get(places[0], (None, None, None))[2]
+        value = lambda run: operands(run).get(places[0], (None,) * 3)[2]
         absent = self.of_key(key, "absent")
         key["required"] = not self.asked(absent)
         key["nothing_refused"] = not self.asked(self.of_key(key, "nothing"))
@@ -87,37 +86,37 @@ class Runs:
         reached = value(self.base)
         kinds = {"uint": "number", "uint copy": "number", "int32": "number", "int32 copy": "number",
                  "true": "boolean", "ids": "ids", "ipv4": "ipv4", "text": "text", "long text": "text",
-                 "word": "words", "word or number": "words"}
+                 "name": "words", "name or number": "words"}
         key["type"] = kinds[key["rule"]]
         if key["type"] == "words":
             self.describe_words(key, value)
-        elif key["type"] == "text" and reached != f"text{index}":
+        elif key["type"] == "text" and reached != key["textMarker"]:
             raise Unclear(f"the text of {key['name']} arrives as {reached}")
         elif key["type"] in ("number", "ipv4"):
             largest = value(self.of_key(key, "largest"))
-            if reached != 1001 + index or largest not in (65535, 2**32 - 1):
+            if reached != key["numberMarker"] or largest not in (65535, 2**32 - 1):
                 raise Unclear(f"the number of {key['name']} arrives as {reached}, the largest as {largest}")
             key["bits"] = 16 if largest == 65535 else 32
 
     def describe_words(self, key, value):
-        """The codes of the words, and whether a number is taken besides."""
+        """Adds the codes of the words, and whether the key takes a number as well."""
         key["codes"] = {}
-        for row, (code, word) in enumerate(key["words"]):
-            if value(self.of_key(key, f"word{row}")) != code:
+        for row, (code, word) in enumerate(key["names"]):
+            if value(self.of_key(key, f"name{row}")) != code:
                 raise Unclear(f"the word {word} of {key['name']} does not arrive as its code")
             key["codes"][word] = code
-        unknown = value(self.of_key(key, f"word{len(key['words'])}"))
+        unknown = value(self.of_key(key, f"name{len(key['names'])}"))
         if not key["required"] and unknown != key["default"]:
             raise Unclear(f"an unknown word for {key['name']} is not what a missing one is")
-        key["number_too"] = key["rule"] == "word or number"
+        key["number_too"] = key["rule"] == "name or number"
 
     # Operations
 
     def constants(self, keys):
-        """What no key reaches, by operand: a number, or one for each operation. Outputs are sent as well, preset."""
+        """The values of operands that no key reaches: a number, or one for each operation. Preset outputs are among them."""
         reached = {name for key in keys for name in key["operands"]}
         constants = {}
-        for (name, kind, value, _size) in self.sent.values():
+        for (name, kind, value, *_) in self.sent.values():
             if name not in reached and (kind in ("in", "list") or kind.startswith("out") and value):
                 constants.setdefault(name, []).append(value)
         return {name: values[0] if len(values) == 1 else values for name, values in constants.items()}
@@ -125,10 +124,10 @@ class Runs:
     def text_sizes(self):
         """The size each text's descriptor states: a number, the length of the text ("length") or one more ("length+1")."""
         sizes = {}
-        for place, (name, kind, _value, _size) in self.sent.items():
+        for place, (name, kind, *_) in self.sent.items():
             if kind != "text":
                 continue
-            seen = {row[place][3:] + (len(row[place][2]),) for row in map(operands, self.runs) if place in row}
+            seen = {(row[place][3], len(row[place][2])) for row in map(operands, self.runs) if place in row}
             stated = {size for size, _length in seen}
             if len(stated) == 1:
                 sizes[name] = stated.pop()
@@ -141,13 +140,12 @@ class Runs:
         return sizes
 
     def size_by_count(self, place, name, stated):
-        """A size that follows a number the switch has answered before: so many bytes for each, and one more."""
-        count = self.base["calls"][0][1][-1]
-        number = 40100 + len(self.base["calls"][0][1])
-        each, rest = divmod(self.sent[place][3] - 1, number)
+        """A size that follows the last output of the first call: `each` bytes for one, and one byte more."""
+        count, *_, marker = self.base["calls"][0][1][-1]
+        each, rest = divmod(self.sent[place][3] - 1, marker)
         if rest or place[0] == 0:
             raise Unclear(f"the size of {name} follows nothing known")
-        return {"operand": count[0], "each": each, "plus": 1, "least": min(stated)}
+        return {"operand": count, "each": each, "plus": 1, "least": min(stated)}
 
     # Results
 
@@ -172,7 +170,7 @@ class Runs:
         return "own"
 
     def results(self):
-        """Every result code that occurs, with its message; OpEN's codes are those from -29 to 0."""
+        """Every result code that the endpoint answers to OpEN's codes (-29 to 0), with its message."""
         seen = {}
         for run in self.runs:
             if not (run["what"].startswith("code ") and int(run["what"].split()[1]) not in range(-29, 1)):
@@ -191,7 +189,7 @@ class Runs:
     # Members of answers
 
     def members(self, keys):
-        """The name of the data object, and its members in their order; ("", {}) without data."""
+        """The members of the data object in their order, and its name; ({}, "") without data."""
         answers = [run for run in self.runs if run["code"] == 0]
         named = {(run["name"], tuple(run.get("data", {}))) for run in answers}
         if not named:
@@ -210,19 +208,20 @@ class Runs:
                 "ids": {"type": "ids", **operand}}}
         fact = self.follows(member, keys)
         values = self.values(member)
+        marker = self.sent[fact["place"]][4] if "operand" in fact else None
         if isinstance(base, list):
             fact["type"] = "ids"
         elif isinstance(base, (int, float)) and not isinstance(base, bool):
             fact.update(type="number", values=values)
-        elif "operand" in fact and base == f"o{self.marker(fact)}":
+        elif "operand" in fact and base == marker:
             fact.update(type="text", longest=max(map(len, values)))
-        elif "key" in fact and re.fullmatch(r"text\d+", str(base)):
+        elif "key" in fact and base in [key["textMarker"] for key in keys]:
             fact["type"] = "text"
-        elif "operand" in fact and base == ipv4(self.marker(fact)):
+        elif "operand" in fact and isinstance(marker, int) and base == ipv4(marker):
             fact["type"] = "ipv4"
         else:
             fact.update(self.words(member, fact, base))
-        if fact["type"] == "number" and "operand" in fact and base != self.marker(fact):
+        if fact["type"] == "number" and "operand" in fact and base != marker:
             raise Unclear(f"the member {member} is not the number of the switch")
         return fact
 
@@ -230,16 +229,12 @@ class Runs:
         data = [run["data"][member] for run in self.runs if run["code"] == 0]
         return [value[part] for value in data] if part else data
 
-    def marker(self, fact):
-        call, operand = fact["place"]
-        return 40000 + 100 * (call + 1) + operand + 1
-
     def follows(self, member, keys):
-        """What the member changes with: one output, one key, or the operation's code."""
+        """The one thing that the member changes with: an output, a key, or the operation's code."""
         base = self.base["data"][member]
         differs = lambda run: run["code"] == 0 and run["data"][member] != base
         found = []
-        for place, (name, _kind, _value, _size) in self.sent.items():
+        for place, (name, *_) in self.sent.items():
             if any(differs(run) for run in self.runs if run["what"].startswith("output %d %d " % place)):
                 found.append({"operand": name, "place": place})
         for key in keys:
@@ -252,7 +247,7 @@ class Runs:
         return found[0]
 
     def words(self, member, fact, base):
-        """The words (or booleans) a member has, by what it follows; `otherwise` for every other number."""
+        """The codes of each word (or boolean) of a member; `otherwise` is the word for every other code."""
         codes = {}
         if "operand" in fact:
             otherwise = base

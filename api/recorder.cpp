@@ -1,6 +1,6 @@
 /*
- * recorder.cpp - runs every handler that answers, some fifty times each, and prints what it did: one line of JSON for
- * an endpoint, with its keys and all its runs. describe.py makes the description of them.
+ * recorder.cpp - runs the handler of every endpoint some fifty times, and prints what it did: one line of JSON for each
+ * endpoint, with its keys and all its runs. facts.py reads the lines.
  */
 #include <cjson/cJSON.h>
 #include <stdio.h>
@@ -15,28 +15,37 @@
 Recording recording;
 std::vector<Key> keys;
 
-static cJSON *callsOf(const Recording &run)
+/* One operand: [name, kind, value, size, marker]. */
+static cJSON *operandRow(const Operand &operand, size_t call, size_t index)
 {
-    cJSON *calls = cJSON_CreateArray();
-    for (const Call &call : run.calls) {
-        cJSON *operands = cJSON_CreateArray();
-        for (const Operand &operand : call.operands) {
-            cJSON *row = cJSON_CreateArray();
-            cJSON_AddItemToArray(row, cJSON_CreateString(operand.name));
-            cJSON_AddItemToArray(row, cJSON_CreateString(operand.kind));
-            cJSON_AddItemToArray(row, operand.value);
-            cJSON_AddItemToArray(row, cJSON_CreateNumber(operand.size));
-            cJSON_AddItemToArray(operands, row);
-        }
-        cJSON *row = cJSON_CreateArray();
-        cJSON_AddItemToArray(row, cJSON_CreateString(call.operation));
-        cJSON_AddItemToArray(row, operands);
-        cJSON_AddItemToArray(calls, row);
-    }
-    return calls;
+    bool text = strcmp(operand.kind, "text") == 0;
+    cJSON *row = cJSON_CreateArray();
+    cJSON_AddItemToArray(row, cJSON_CreateString(operand.name));
+    cJSON_AddItemToArray(row, cJSON_CreateString(operand.kind));
+    cJSON_AddItemToArray(row, operand.value);
+    cJSON_AddItemToArray(row, cJSON_CreateNumber(operand.size));
+    cJSON_AddItemToArray(row, text ? cJSON_CreateString(outputTextMarker(call, index).c_str())
+                                   : cJSON_CreateNumber(outputMarker(call, index)));
+    return row;
 }
 
-/* Runs the handler, and adds what it did to `runs` (null: only the keys are wanted). */
+/* The calls of a run: [[operation, [operand, ...]], ...]. */
+static cJSON *callRows(const std::vector<Call> &calls)
+{
+    cJSON *rows = cJSON_CreateArray();
+    for (size_t call = 0; call < calls.size(); call++) {
+        cJSON *operands = cJSON_CreateArray();
+        for (size_t i = 0; i < calls[call].operands.size(); i++)
+            cJSON_AddItemToArray(operands, operandRow(calls[call].operands[i], call, i));
+        cJSON *row = cJSON_CreateArray();
+        cJSON_AddItemToArray(row, cJSON_CreateString(calls[call].operation));
+        cJSON_AddItemToArray(row, operands);
+        cJSON_AddItemToArray(rows, row);
+    }
+    return rows;
+}
+
+/* Runs the handler, and adds what it did to `runs`. With null it only fills `keys`. */
 static void run(const RouteEntry *entry, const char *what, const Scenario &scenario, cJSON *runs)
 {
     recording.scenario = scenario;
@@ -52,7 +61,7 @@ static void run(const RouteEntry *entry, const char *what, const Scenario &scena
     const Answer &answer = recording.answers[0];
     cJSON *row = cJSON_CreateObject();
     cJSON_AddStringToObject(row, "what", what);
-    cJSON_AddItemToObject(row, "calls", callsOf(recording));
+    cJSON_AddItemToObject(row, "calls", callRows(recording.calls));
     cJSON_AddNumberToObject(row, "code", answer.code);
     cJSON_AddStringToObject(row, "message", resultMessage(ResultCode{answer.code}));
     cJSON_AddBoolToObject(row, "lineEnd", answer.lineEnd);
@@ -81,12 +90,12 @@ static void runWithKeys(const RouteEntry *entry, cJSON *runs)
         runWithValue(entry, "absent", key, {Value::ABSENT}, runs);
         runWithValue(entry, "nothing", key, {Value::NOTHING}, runs);
         runWithValue(entry, "largest", key, {Value::LARGEST}, runs);
-        for (uint32_t row = 0; key.words && row <= key.words->count; row++)
-            runWithValue(entry, "word" + std::to_string(row), key, {Value::WORD, row}, runs);
+        for (uint32_t row = 0; key.names && row <= key.names->count; row++)
+            runWithValue(entry, "name" + std::to_string(row), key, {Value::NAME, row}, runs);
     }
 }
 
-/* Every code of OpEN, one more at each end, and for each operation the endpoint calls. */
+/* For each operation that the endpoint calls: every code of OpEN, and one more at each end. */
 static void runWithCodes(const RouteEntry *entry, size_t calls, cJSON *runs)
 {
     for (size_t call = 0; call < calls; call++)
@@ -122,21 +131,24 @@ static void runWithOutputs(const RouteEntry *entry, const std::vector<Call> &cal
         }
 }
 
-static cJSON *describeKeys()
+static cJSON *keyRows()
 {
     cJSON *array = cJSON_CreateArray();
-    for (const Key &key : keys) {
+    for (size_t index = 0; index < keys.size(); index++) {
+        const Key &key = keys[index];
         cJSON *row = cJSON_CreateObject();
         cJSON_AddStringToObject(row, "name", key.name.c_str());
         cJSON_AddStringToObject(row, "source", key.source);
         cJSON_AddStringToObject(row, "rule", key.rule);
         cJSON_AddNumberToObject(row, "size", key.size);
-        cJSON *words = key.words ? cJSON_AddArrayToObject(row, "words") : nullptr;
-        for (uint32_t i = 0; words && i < key.words->count; i++) {
-            cJSON *word = cJSON_CreateArray();
-            cJSON_AddItemToArray(word, cJSON_CreateNumber(key.words->rows[i].code));
-            cJSON_AddItemToArray(word, cJSON_CreateString(key.words->rows[i].name));
-            cJSON_AddItemToArray(words, word);
+        cJSON_AddNumberToObject(row, "numberMarker", numberMarker(index));
+        cJSON_AddStringToObject(row, "textMarker", textMarker(index).c_str());
+        cJSON *names = key.names ? cJSON_AddArrayToObject(row, "names") : nullptr;
+        for (uint32_t i = 0; names && i < key.names->count; i++) {
+            cJSON *name = cJSON_CreateArray();
+            cJSON_AddItemToArray(name, cJSON_CreateNumber(key.names->rows[i].code));
+            cJSON_AddItemToArray(name, cJSON_CreateString(key.names->rows[i].name));
+            cJSON_AddItemToArray(names, name);
         }
         cJSON_AddItemToArray(array, row);
     }
@@ -163,7 +175,7 @@ static void recordEndpoint(const std::string &path, const RouteEntry *entry)
     cJSON_AddStringToObject(endpoint, "path", path.c_str());
     cJSON_AddStringToObject(endpoint, "name", entry->name);
     cJSON_AddStringToObject(endpoint, "method", httpMethodName(entry->method));
-    cJSON_AddItemToObject(endpoint, "keys", describeKeys());
+    cJSON_AddItemToObject(endpoint, "keys", keyRows());
     cJSON_AddItemToObject(endpoint, "runs", runs);
     char *text = cJSON_PrintUnformatted(endpoint);
     puts(text);
@@ -171,7 +183,7 @@ static void recordEndpoint(const std::string &path, const RouteEntry *entry)
     cJSON_Delete(endpoint);
 }
 
-/* The entries of a directory in the order of their registration, without those that a later one shadows. */
+/* Records the entries of a directory in the order of their registration, without those that a later one shadows. */
 static void recordDirectory(const std::string &path, const RouteDir *dir)
 {
     std::vector<const RouteEntry *> entries;

@@ -1,6 +1,6 @@
 /*
- * recording_operations.cpp - every operation of the switch's management API, made from the list the client library is
- * made from. Each notes what it was sent, and answers what the run's scenario says.
+ * recording_operations.cpp - every operation of the switch's management API, made from the same list as the client
+ * library. Each records what it was sent, and answers what the scenario says.
  */
 #include <cjson/cJSON.h>
 #include <stdlib.h>
@@ -10,33 +10,41 @@
 #include "common/open_client.h"
 #include "openclt.h"
 
-static const Output &outputHere()
+static size_t currentCall()
+{
+    return recording.calls.size() - 1;
+}
+
+static size_t currentOperand()
+{
+    return recording.calls.back().operands.size() - 1;
+}
+
+static const Output &currentOutput()
 {
     static const Output marker;
-    size_t call = recording.calls.size() - 1;
-    auto found = recording.scenario.outputs.find({call, recording.calls.back().operands.size() - 1});
+    auto found = recording.scenario.outputs.find({currentCall(), currentOperand()});
     return found == recording.scenario.outputs.end() ? marker : found->second;
 }
 
-/* A number no other output has, below 65536. */
-static uint32_t markerHere()
+static uint32_t currentMarker()
 {
-    return 40000 + 100 * (uint32_t)recording.calls.size() + (uint32_t)recording.calls.back().operands.size();
+    return outputMarker(currentCall(), currentOperand());
 }
 
 static bool succeeds()
 {
-    return recording.scenario.code == 0 || recording.scenario.failingCall != recording.calls.size() - 1;
+    return recording.scenario.code == 0 || recording.scenario.failingCall != currentCall();
 }
 
 static uint64_t outputNumber(uint64_t largest)
 {
-    const Output &output = outputHere();
-    uint64_t number = output.kind == Output::NUMBER ? output.number : markerHere();
+    const Output &output = currentOutput();
+    uint64_t number = output.kind == Output::NUMBER ? output.number : currentMarker();
     return output.kind == Output::LARGEST ? largest : number;
 }
 
-static void note(const char *name, const char *kind, cJSON *value, uint32_t size = 0)
+static void addOperand(const char *name, const char *kind, cJSON *value, uint32_t size = 0)
 {
     recording.calls.back().operands.push_back({name, kind, value, size});
 }
@@ -49,31 +57,31 @@ static cJSON *idsOf(const VlanIdList &list)
     return ids;
 }
 
-static void take(const char *name, uint32_t value)
+static void recordOperand(const char *name, uint32_t value)
 {
-    note(name, "in", cJSON_CreateNumber(value));
+    addOperand(name, "in", cJSON_CreateNumber(value));
 }
 
-static void take(const char *name, const VlanIdList &list)
+static void recordOperand(const char *name, const VlanIdList &list)
 {
-    note(name, "list", idsOf(list));
+    addOperand(name, "list", idsOf(list));
 }
 
-template <typename Number> static void take(const char *name, Number *value)
+template <typename Number> static void recordOperand(const char *name, Number *value)
 {
-    note(name, "out", cJSON_CreateNumber((double)*value));
+    addOperand(name, "out", cJSON_CreateNumber((double)*value));
     if (succeeds())
         *value = (Number)outputNumber((Number)-1);
 }
 
-static void take(const char *name, OpenBufferDesc *desc)
+static void recordOperand(const char *name, OpenBufferDesc *desc)
 {
     std::string text(desc->bytes, strnlen(desc->bytes, desc->size));
-    note(name, "text", cJSON_CreateString(text.c_str()), desc->size);
+    addOperand(name, "text", cJSON_CreateString(text.c_str()), desc->size);
     if (!succeeds())
         return;
-    const Output &output = outputHere();
-    std::string result = "o" + std::to_string(markerHere());
+    const Output &output = currentOutput();
+    std::string result = outputTextMarker(currentCall(), currentOperand());
     if (output.kind == Output::NUMBER)
         result = std::string(output.number, 'o');
     if (output.kind == Output::LARGEST)
@@ -82,29 +90,29 @@ static void take(const char *name, OpenBufferDesc *desc)
     memcpy(desc->bytes, result.data(), result.size() < desc->size ? result.size() : desc->size);
 }
 
-static void take(const char *name, VlanIdList *list)
+static void recordOperand(const char *name, VlanIdList *list)
 {
-    note(name, "listref", idsOf(*list));
+    addOperand(name, "listref", idsOf(*list));
     if (!succeeds())
         return;
-    const Output &output = outputHere();
+    const Output &output = currentOutput();
     list->count = output.kind == Output::MARKER ? 3 : (uint32_t)outputNumber(UINT32_MAX);
     for (uint16_t &id : list->ids)
-        id = (uint16_t)(output.kind == Output::LARGEST ? UINT16_MAX : markerHere());
+        id = (uint16_t)(output.kind == Output::LARGEST ? UINT16_MAX : currentMarker());
 }
 
 template <typename... Operands>
 static int record(const char *operation, const std::vector<const char *> &names, OpenClient *, Operands &&...operands)
 {
     recording.calls.push_back({operation, {}});
-    size_t next = 1; /* the list's expansion puts a comma before every word, hence an empty name at the front */
-    (take(names[next++], operands), ...);
+    size_t next = 1; /* the expansion below puts a comma before every name, so the first one is "" */
+    (recordOperand(names[next++], operands), ...);
     return succeeds() ? 0 : recording.scenario.code;
 }
 
-/* What follows is called at the start of the program and not by handlers. */
+/* The program calls these when it starts; handlers do not. */
 
-[[maybe_unused]] static void take(const char *, OpenApiVersion *)
+[[maybe_unused]] static void recordOperand(const char *, OpenApiVersion *)
 {
     abort();
 }

@@ -1,12 +1,12 @@
-"""words.py - what people say of the endpoints: a file a directory, and a glossary of keys. README of the format:
+"""words.py - reads the texts about the endpoints in words/: a file for each directory, and a glossary of keys. The format:
 
     METHOD name: text              an endpoint
         key: text                  one of its keys or members
         key = example              the key's value in this endpoint's example, as JSON; ": text" may follow
-    key = example : text           in the glossary, a key of requests wherever it occurs
-    member : text                  in the glossary, a member of answers wherever it occurs
+    key = example : text           in the glossary: a key of requests, wherever it occurs
+    member : text                  in the glossary: a member of answers, wherever it occurs
 
-A line that begins with "#" is a comment; the comment at the head of a file is what its directory is about.
+A line that begins with "#" is a comment. The comment at the head of a file describes its directory.
 """
 import json
 import os
@@ -14,24 +14,24 @@ import re
 
 
 class Wrong(Exception):
-    """A text is missing, or says something about what does not exist."""
+    """A text is missing, or describes something that does not exist."""
 
 
 def split_value(text, where):
-    """JSON at the start of a text, and what follows its colon."""
+    """The JSON value at the start of a text, and the text after its colon."""
     try:
         value, end = json.JSONDecoder().raw_decode(text)
     except ValueError:
-        raise Wrong(f"{where}: no JSON value: {text}") from None
+        raise Wrong(f"{where}: this is not a JSON value: {text}") from None
     rest = text[end:].strip()
     if rest and not rest.startswith(":"):
-        raise Wrong(f"{where}: a colon is missing behind the value: {text}")
+        raise Wrong(f"{where}: a colon is missing after the value: {text}")
     return value, rest[1:].strip() or None
 
 
 class Words:
     def __init__(self, directory):
-        self.heads = {}     # directory: what it is about
+        self.heads = {}     # directory: its description
         self.lines = {}     # (directory, method, name): text
         self.keys = {}      # (directory, method, name, key): (example or None, text or None)
         self.glossary = {}  # key: (example or None, text)
@@ -47,7 +47,7 @@ class Words:
             if line.strip() and not line.startswith("#"):
                 match = re.fullmatch(r"(\w+) (= (.*)|: (.*))\n", line)
                 if not match or match[1] in self.glossary:
-                    raise Wrong(f"{path}:{number}: not understood, or there twice: {line}")
+                    raise Wrong(f"{path}:{number}: a line that is not valid, or is there twice: {line}")
                 self.glossary[match[1]] = split_value(match[3], f"{path}:{number}") if match[3] else (None, match[4])
 
     def read_family(self, path, family):
@@ -70,7 +70,7 @@ class Words:
                 place = endpoint = (family, outer[1], outer[2])
                 value, table = outer[3], self.lines
             elif line.strip():
-                raise Wrong(f"{where}: not understood: {line}")
+                raise Wrong(f"{where}: a line that is not valid: {line}")
             else:
                 continue
             if place in table:
@@ -81,11 +81,11 @@ class Words:
     def line(self, endpoint):
         self.used.add(endpoint)
         if endpoint not in self.lines:
-            raise Wrong(f"There are no words for {endpoint[1]} {endpoint[0]}/{endpoint[2]}")
+            raise Wrong(f"There is no text for {endpoint[1]} {endpoint[0]}/{endpoint[2]}")
         return self.lines[endpoint]
 
     def find(self, endpoint, key):
-        """The example and the text of a key or member: its own, else the glossary's; None for what there is not."""
+        """The example and the text of a key or member: the endpoint's, else the glossary's, else None."""
         example, text = self.keys.get(endpoint + (key,), (None, None))
         common_example, common_text = self.glossary.get(key, (None, None))
         self.used.add(endpoint + (key,))
@@ -95,4 +95,4 @@ class Words:
     def check_all_used(self):
         unused = [place for table in (self.lines, self.keys, self.glossary) for place in table if place not in self.used]
         if unused:
-            raise Wrong(f"There are words for what does not exist: {unused}")
+            raise Wrong(f"There are texts for what does not exist: {unused}")

@@ -1,6 +1,6 @@
 /*
- * floor.c - the least that a request can cost: the platform calls of one plain reader and an answer that is ready-made.
- * No log, no routes, no session, no JSON; what the program costs beyond this is its own.
+ * floor.c - the least that a request can cost: the platform calls of a plain reader, and a ready-made answer. It has no
+ * log, no routes, no session and no JSON; the difference to the program is the cost of those.
  */
 #include <cjson/cJSON.h>
 #include <stdio.h>

@@ -1,9 +1,10 @@
 #!/usr/bin/python3
-"""frames.py BUILD [FRAMES] - what a frame costs through two ports of the virtual switch, next to Open vSwitch's datapath
-in user space, in one run: CPU of the switch's process a frame, and frames a second; whether the switch is idle when
-nothing comes; and what a REST request costs it when nothing is plugged in. Prints a Markdown table. Open vSwitch's dummy
-ports are made for tests, not for speed: read the ratio so. Needs Debian's openvswitch-switch, no root. BUILD is a release
-build.
+"""frames.py BUILD [FRAMES] - measures what a frame costs through two ports of the virtual switch, and of Open vSwitch's
+datapath in user space, in one run: CPU time for each frame, and frames per second. Measures also the virtual switch's
+CPU time when it is idle, and for a REST request with no port plugged in. Prints a Markdown table.
+
+Open vSwitch's dummy ports are made for tests, not for speed: keep that in mind when you read the ratio. Needs Debian's
+openvswitch-switch, but no root. BUILD is a release build.
 """
 import os, struct, sys, tempfile, time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "outside"))
@@ -13,11 +14,11 @@ ROUNDS, BATCH, REQUESTS = 5, 32, 200
 
 
 def cpu(pid):
-    """Microseconds."""
+    """CPU time of all threads in microseconds."""
     return sum(int(open(f"/proc/{pid}/task/{task}/schedstat").read().split()[0]) for task in os.listdir(f"/proc/{pid}/task")) / 1000
 
 
-def switches(pid):
+def context_switches(pid):
     return sum(int(line.split()[1]) for line in open(f"/proc/{pid}/status") if "ctxt_switches" in line)
 
 
@@ -26,10 +27,10 @@ def frame(source, destination, size):
 
 
 def measure(hosts, pid, frames, size):
-    """Frames from port 1 to port 2, a batch at a time."""
+    """Sends frames from port 1 to port 2, in batches. Returns the CPU time of a frame, and frames per second."""
     sender, receiver = hosts.sockets[1], hosts.sockets[2]
     one = struct.pack(hosts.length, size) + frame(1, 2, size)
-    for port, source, destination in ((2, 2, 1), (1, 1, 2)):  # both are known
+    for port, source, destination in ((2, 2, 1), (1, 1, 2)):  # the switch learns both addresses
         hosts.send(port, frame(source, destination, size))
         time.sleep(0.3)
     hosts.collect()
@@ -38,7 +39,7 @@ def measure(hosts, pid, frames, size):
         sender.setblocking(True)
         sender.sendall(one * BATCH)
         sender.setblocking(False)
-        while received < (sent + BATCH) * len(one):  # no more are under way: queues are short, and lose the rest
+        while received < (sent + BATCH) * len(one):  # the queues are short: wait for each batch
             if time.time() - started > 30 + frames / 100:
                 sys.exit(f"only {received // len(one)} of {frames} frames came through")
             try:
@@ -53,10 +54,10 @@ def median(values):
 
 
 def idle(pid):
-    """What two seconds without anything to do cost."""
-    spent, woken = cpu(pid), switches(pid)
+    """What two idle seconds cost, as a text."""
+    spent, woken = cpu(pid), context_switches(pid)
     time.sleep(2)
-    return f"{(cpu(pid) - spent) / 2:.0f} µs of CPU a second, {(switches(pid) - woken) / 2:.0f} times awake"
+    return f"{(cpu(pid) - spent) / 2:.0f} µs of CPU a second, {(context_switches(pid) - woken) / 2:.0f} times awake"
 
 
 def main():
@@ -85,7 +86,6 @@ def main():
                 unplugged.request("GET", "/api/v2/switching/bridge/dot1d-stp-port-state?port=3")
             costs.append((cpu(unplugged.server.pid) - spent) / REQUESTS)
         print(f"Unplugged: {median(costs):.0f} µs of the switch's CPU a REST request; and idle: {idle(unplugged.server.pid)}.")
-
 
 
 main()

@@ -1,12 +1,12 @@
 /*
- * measure.c - what processes cost. Runs commands in rounds, each command once a round and in an order that changes, so
- * that a change in the machine's mood meets all of them; prints the medians of each.
+ * measure.c - measures what processes cost. Runs commands in rounds. Each round runs every command in a new order, so
+ * that a change of the machine's load affects all of them alike. Prints the medians.
  *
  *   measure ROUNDS SECONDS -- CASE [-- CASE]...     CASE: NAME [<INPUT] [VARIABLE=VALUE]... PROGRAM [ARGUMENT]...
  *
- * A command gets exactly the environment its case names, its input from the file INPUT, and its output is dropped.
- * No round begins after SECONDS. One line a case: name, CPU time (user and system), wall time, number of rounds; tabs
- * between, times in microseconds.
+ * A command gets exactly the environment of its case, and its input from the file INPUT; its output is dropped. No
+ * round begins after SECONDS. Output, one line for each case, separated by tabs: name, CPU time (user and system), wall
+ * time (both in microseconds), number of rounds.
  */
 #include <fcntl.h>
 #include <spawn.h>
@@ -24,7 +24,7 @@ struct Case {
     const char *input;
     char *environment[VARIABLES_MAX + 1];
     char **command;
-    double *cpu, *wall; /* one value a round */
+    double *cpu, *wall; /* one value for each round */
 };
 
 static void fail(const char *what, const char *name)
@@ -33,38 +33,38 @@ static void fail(const char *what, const char *name)
     exit(1);
 }
 
-/* Reads the words from the case's name to its end; they are its command's argument vector afterwards. */
-static void readCase(char **word, struct Case *one)
+/* Reads a case from its arguments, which end with a null; the last ones become its command's argument vector. */
+static void readCase(char **argument, struct Case *one)
 {
-    one->name = *word++;
+    one->name = *argument++;
     one->input = "/dev/null";
-    if (*word && **word == '<')
-        one->input = *word++ + 1;
-    for (int i = 0; *word && strchr(*word, '='); word++) {
+    if (*argument && **argument == '<')
+        one->input = *argument++ + 1;
+    for (int i = 0; *argument && strchr(*argument, '='); argument++) {
         if (i == VARIABLES_MAX)
             fail("too many variables", one->name);
-        one->environment[i++] = *word;
+        one->environment[i++] = *argument;
     }
-    if (!*word)
+    if (!*argument)
         fail("no program", one->name);
-    one->command = word;
+    one->command = argument;
 }
 
 /* Splits the arguments into cases at each "--", which becomes the end of the case before it. */
-static int readCases(char **word, struct Case *cases)
+static int readCases(char **argument, struct Case *cases)
 {
     int count = 0;
-    while (*word) {
-        if (strcmp(*word, "--") != 0 || !word[1] || count == CASES_MAX)
-            fail("a case is expected, not", *word);
-        *word++ = NULL;
-        char **start = word;
-        while (*word && strcmp(*word, "--") != 0)
-            word++;
-        char *separator = *word;
-        *word = NULL;
+    while (*argument) {
+        if (strcmp(*argument, "--") != 0 || !argument[1] || count == CASES_MAX)
+            fail("a case is expected, not", *argument);
+        *argument++ = NULL;
+        char **start = argument;
+        while (*argument && strcmp(*argument, "--") != 0)
+            argument++;
+        char *separator = *argument;
+        *argument = NULL;
         readCase(start, &cases[count++]);
-        *word = separator;
+        *argument = separator;
     }
     return count;
 }
@@ -95,7 +95,7 @@ static void run(const struct Case *one, double *cpu, double *wall)
     if (posix_spawn(&pid, one->command[0], &files, NULL, one->command, (char **)one->environment) != 0)
         fail("cannot be started", one->name);
     if (wait4(pid, &status, 0, &usage) != pid || status != 0)
-        fail("did not end well", one->name);
+        fail("failed", one->name);
     *wall = microsNow() - start;
     *cpu = micros(usage.ru_utime) + micros(usage.ru_stime);
     posix_spawn_file_actions_destroy(&files);
@@ -104,7 +104,7 @@ static void run(const struct Case *one, double *cpu, double *wall)
 static void shuffle(int *order, int count)
 {
     for (int i = count - 1; i > 0; i--) {
-        int j = rand() % (i + 1); /* never seeded: every session has the same orders */
+        int j = rand() % (i + 1); /* without a seed: the orders are the same every time */
         int other = order[i];
         order[i] = order[j];
         order[j] = other;
@@ -146,7 +146,7 @@ int main(int argc, char **argv)
         shuffle(order, count);
         for (int i = 0; i < count; i++) {
             struct Case *one = &cases[order[i]];
-            /* The first of two runs is not counted: it pays for the caches that its predecessor has emptied. */
+            /* The first of two runs does not count: it fills the caches that the command before has emptied. */
             run(one, &one->cpu[done], &one->wall[done]);
             run(one, &one->cpu[done], &one->wall[done]);
         }

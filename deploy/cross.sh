@@ -1,17 +1,17 @@
 #!/bin/bash
-# cross.sh - builds the program for the switch, a 64-bit Arm Linux, and lays out in build-aarch64/stage what goes onto
-# the switch's image. "test" then runs the tests of the whole program on just that: the program is emulated, the virtual
-# switch and the tests themselves run on this machine's own processor. Installs what is missing.
+# cross.sh - builds the program for the switch, a 64-bit Arm Linux, and puts into build-aarch64/stage the files for the
+# switch's image. Installs what is missing.
 #
-#   test                          run the tests as well
-#   --libraries DIR               name what the program calls and the switch's libraries in DIR do not offer
+#   test                          run the tests of the whole program: it is emulated, while the virtual switch and the
+#                                 tests run on this machine's processor
+#   --libraries DIR               list the functions that the program calls and the switch's libraries in DIR lack
 #   -DCMAKE_INSTALL_PREFIX=DIR    the prefix on the switch (/usr)
-#   -DSWITCHING_CGI_DIR=DIR       where the program goes (libexec/switching, below the prefix)
-#   -DSWITCHING_CONF_DIR=DIR      where its configuration goes (etc/lighttpd/conf.d; /etc for /usr)
+#   -DSWITCHING_CGI_DIR=DIR       directory of the program (libexec/switching, below the prefix)
+#   -DSWITCHING_CONF_DIR=DIR      directory of its configuration (etc/lighttpd/conf.d below the prefix; /etc for /usr)
 . "$(dirname "$0")/../tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
-export LC_ALL=C # what other programs print is read below
+export LC_ALL=C # the output of other programs is read below
 
 test='' libraries=''
 options=()
@@ -23,7 +23,7 @@ while [ $# -gt 0 ]; do
             libraries=$(cd "$2" && pwd -P)
             shift ;;
         -D?*) options+=("$1") ;;
-        *) wrong "there is no \"$1\" here" ;;
+        *) wrong "there is no argument \"$1\"" ;;
     esac
     shift
 done
@@ -38,11 +38,11 @@ compile "$aarch64" "switching_v2.cgi sandbox" --fresh -DCMAKE_TOOLCHAIN_FILE="$r
 rm -rf "$stage"
 DESTDIR=$stage cmake --install "$aarch64" --strip >/dev/null
 
-# What is staged is for the right processor, finds the switch's own libraries, and brings no stand-in along.
+# Checks the staged files: the processor, the libraries, and that no replacement of a switch's library is there.
 program=$(find "$stage" -name switching_v2.cgi)
 snippet=$(find "$stage" -name switching_v2.conf)
 aarch64-linux-gnu-readelf -hdVW "$program" >"$aarch64/readelf.log"
-# The dynamic loader is on the list because it owns the stack guard; it is there in any case.
+# The dynamic loader is listed because it holds the stack guard; every program needs it.
 needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$aarch64/readelf.log" | grep -v '^ld-linux-' | xargs)
 libc=$(grep -o 'GLIBC_[0-9.]*' "$aarch64/readelf.log" | sort -uV | tail -1)
 faults=()
@@ -50,7 +50,7 @@ grep -q 'Machine: *AArch64' "$aarch64/readelf.log" || faults+=("the program is n
 [ "$needed" = 'libopenclt.so libproc_libs.so libcjson.so.1 libc.so.6' ] || faults+=("the program needs $needed")
 ! grep -E '\((RPATH|RUNPATH)\)' "$aarch64/readelf.log" || faults+=("the program has a run path")
 aarch64-linux-gnu-readelf -p .version "$program" | grep -q 'switching_v2.cgi [0-9]' || faults+=("it has no version")
-grep -qF "\"${program#"$stage"}/\"" "$snippet" || faults+=("the web server looks for the program elsewhere")
+grep -qF "\"${program#"$stage"}/\"" "$snippet" || faults+=("the configuration names another directory for the program")
 [ "$(find "$stage" ! -type d | wc -l)" = 3 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
 if [ ${#faults[@]} -gt 0 ]; then
     printf 'cross.sh: %s\n' "${faults[@]}" >&2
@@ -61,7 +61,7 @@ echo "build-aarch64/stage holds, for the switch's image:"
 echo "There the program needs $needed (${libc/_/ } or newer)."
 echo "Its symbols, for addr2line and crash records: build-aarch64/switching_v2.cgi"
 
-# Operations are bound when they are called: a library without one would be noticed by the first client that needs it.
+# Operations are bound when they are called: without this check, the first client to need one finds that it is missing.
 if [ "$libraries" ]; then
     aarch64-linux-gnu-nm -D --undefined-only "$program" | sed -n 's/^ *U \(\(rpcclt_\|openapi\|l7proc_\)[A-Za-z0-9_]*\)$/\1/p' |
         sort >"$aarch64/called"
@@ -76,10 +76,10 @@ if [ "$libraries" ]; then
 fi
 [ "$test" ] || exit 0
 
-# The emulator is the statically linked one: LD_PRELOAD and LD_LIBRARY_PATH then mean the emulated program alone. The C
-# library and cJSON are those of this machine's arm64 packages; the processor is one without the later extensions.
+# The emulator is linked statically, so that LD_PRELOAD and LD_LIBRARY_PATH affect only the emulated program. The C
+# library and cJSON come from this machine's arm64 packages. The emulated processor has none of the later extensions.
 need g++ libcjson-dev libgtest-dev libgmock-dev qemu-user-static
-compile build-test "vswitch system_tests" -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
+compile build-test "vswitch program_tests vswitch_tests" -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
 TEST_LAUNCHER="qemu-aarch64-static -cpu cortex-a53" TEST_PROGRAM=$program TEST_LIBRARIES=$aarch64/lib \
     TEST_SANDBOX=$aarch64/lib/libsandbox.so \
     attend ctest --test-dir build-test -L program -j "$(nproc)" --output-on-failure --no-tests=error

@@ -1,10 +1,10 @@
 #!/bin/bash
-# packages.sh [test] [ARCHITECTURE...] - builds the Debian packages, for amd64 and arm64 unless told otherwise, into
-# build-packages: switching-v2 (the program, its configuration for lighttpd, the description of the interface) and
-# switching-vswitch (the virtual switch, the libraries that stand in for a switch's, and a command that serves them).
-# Installs what it needs.
+# packages.sh [test] [ARCHITECTURE...] - builds the Debian packages into build-packages, by default for this machine's
+# architecture and arm64: switching-v2 (the program, its configuration for lighttpd, the description of the interface)
+# and switching-vswitch (the virtual switch, its replacements for a switch's libraries, the console, and serve.sh as the
+# command switching-serve). Installs what it needs.
 #
-#   test   then checks them with lintian, and installs, uses and removes this machine's in a fresh root: as root only
+#   test   then checks the packages with lintian, and installs, uses and removes them in a fresh root: as root only
 . "$(dirname "$0")/../tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
@@ -12,23 +12,23 @@ export LC_ALL=C
 
 native=$(dpkg --print-architecture)
 test='' architectures=()
-for word; do
-    case $word in
+for argument; do
+    case $argument in
         test) test=yes ;;
-        "$native" | arm64) architectures+=("$word") ;;
-        *) wrong "there is no \"$word\" here: packages are built for $native and arm64" ;;
+        "$native" | arm64) architectures+=("$argument") ;;
+        *) wrong "\"$argument\" is neither test nor an architecture: $native or arm64" ;;
     esac
 done
 [ ${#architectures[@]} -gt 0 ] || mapfile -t architectures < <(printf '%s\n' "$native" arm64 | sort -u)
 [ ! "$test" ] || [ "$(id -u)" = 0 ] || fail "only root can test packages"
 
 out=build-packages
-version=$(sed -n 's/^project(.* VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
-date=$(git log -1 --format=%cI 2>/dev/null || date -Iseconds) # of two builds of one state the packages are the same
+date=$(git log -1 --format=%cI 2>/dev/null || date -Iseconds) # the same commit gives the same packages
+sourced=(tools/{script,packages,servers,hosts}.sh) # by serve.sh, which is switching-serve
 export SOURCE_DATE_EPOCH
 SOURCE_DATE_EPOCH=$(date -d "$date" +%s)
 
-# manual FILE ROOT
+# manual FILE ROOT: installs a man page.
 manual()
 {
     local directory=$2/usr/share/man/man${1##*.}
@@ -36,7 +36,7 @@ manual()
     sed "s/VERSION/$version/" "deploy/man/$1" | gzip -9n >"$directory/$1.gz"
 }
 
-# pack NAME ARCHITECTURE ROOT DEPENDS RECOMMENDS DESCRIPTION: what every package has besides its files, and the package
+# pack NAME ARCHITECTURE ROOT DEPENDS RECOMMENDS DESCRIPTION: adds what every package has, and makes the package.
 pack()
 {
     local name=$1 architecture=$2 directory=$3 documents=$3/usr/share/doc/$1
@@ -66,16 +66,17 @@ END
 }
 maintainer="switching_v2.cgi developers <developers@localhost>"
 
-# packages ARCHITECTURE [CMAKE-OPTION...]
+# packages ARCHITECTURE [CMAKE-OPTION...]: makes both packages.
 packages()
 {
-    local file architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1 libraries strip=strip
-    local libc triplet=x86_64-linux-gnu
+    local architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1
+    local shared libraries strip=strip libc triplet=x86_64-linux-gnu
     shift
     if [ "$architecture" = arm64 ]; then triplet=aarch64-linux-gnu; fi
     if [ "$architecture" != "$native" ]; then strip=$triplet-strip; fi
     compile "$build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_INSTALL_PREFIX=/usr -DSWITCHING_CONF_DIR=etc/lighttpd/conf-available "$@"
+    version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
     rm -rf "$program" "$switch"
     umask 022
 
@@ -85,34 +86,33 @@ packages()
     manual switching_v2.cgi.8 "$program"
     mkdir -p "$program/DEBIAN"
     printf '#!/bin/sh\nset -e\nif [ "$1" = remove ]; then rm -f /etc/lighttpd/conf-enabled/50-switching-v2.conf; fi\n' \
-        >"$program/DEBIAN/prerm" # or the web server would not start any more
+        >"$program/DEBIAN/prerm" # without the program its configuration would stop the web server from starting
     chmod 755 "$program/DEBIAN/prerm"
     libc=$(objdump -T "$program/usr/libexec/switching/switching_v2.cgi" 2>/dev/null |
            grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -1)
     pack switching-v2 "$architecture" "$program" "libc6 (>= ${libc:+${libc#*_}}), libcjson1 (>= 1.7.14)" lighttpd \
 "switching section of a managed switch's REST interface
- A CGI program of 438 endpoints for bridge and spanning tree, forwarding
- database, filters, storm control, VLANs and voice, each a translation to one
- call of the switch's management API.
+ A CGI program with endpoints for bridge and spanning tree, forwarding
+ database, filters, storm control, VLANs and voice. It translates each request
+ into calls of the switch's management API.
  .
  \"lighty-enable-mod switching-v2\" enables its configuration for lighttpd. The
- switch's own libraries, libopenclt.so and libproc_libs.so, are not in here."
+ switch's own libraries, libopenclt.so and libproc_libs.so, are not included."
 
     libraries=$switch/usr/lib/$triplet/switching-vswitch
-    mkdir -p "$libraries/lib" "$switch/usr/bin" "$switch/usr/share/switching-vswitch/tools"
+    shared=$switch/usr/share/switching-vswitch
+    mkdir -p "$libraries/lib" "$switch/usr/bin" "$shared"
     install -m 755 "$build/vswitch" "$switch/usr/bin"
     ln -s ../../../bin/vswitch "$libraries/vswitch"
     install -m 644 "$build"/lib/lib{openclt,proc_libs,sandbox}.so "$libraries/lib"
     $strip --strip-unneeded --remove-section=.comment "$switch/usr/bin/vswitch" "$libraries"/lib/*.so
     ln -s /etc/lighttpd/conf-available/50-switching-v2.conf "$libraries/switching_v2.conf"
-    install -m 755 serve.sh "$switch/usr/share/switching-vswitch"
-    install -D -m 644 -t "$switch/usr/share/switching-vswitch/console" console/*
-    install -m 644 api/openapi.json "$switch/usr/share/switching-vswitch"
+    install -m 755 serve.sh "$shared"
+    install -D -m 644 -t "$shared/tools" "${sourced[@]}"
+    install -D -m 644 -t "$shared/console" console/*
+    install -m 644 api/openapi.json "$shared"
     sed "s|@SWITCHING_API_PATH@|/usr/share/switching-vswitch/openapi.json|; s|@SWITCHING_CONSOLE_DIR@|/usr/share/switching-vswitch/console|" \
         deploy/switching_console.conf.in >"$libraries/switching_console.conf"
-    for file in $(sed -n 's|^\. "$root/\(tools/.*\)"|\1|p' serve.sh) tools/script.sh; do
-        install -m 644 "$file" "$switch/usr/share/switching-vswitch/tools"
-    done
     printf '#!/bin/sh\nexec /usr/share/switching-vswitch/serve.sh --build /usr/lib/%s/switching-vswitch "$@"\n' "$triplet" \
         >"$switch/usr/bin/switching-serve"
     chmod 755 "$switch/usr/bin/switching-serve"
@@ -121,10 +121,10 @@ packages()
     pack switching-vswitch "$architecture" "$switch" \
         "switching-v2 (= $version), bash (>= 5.1), curl, libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12), lighttpd (>= 1.4.66)" \
         "" \
-"virtual switch for machines that are no switch
- Answers all that switching_v2.cgi asks of a switch, out of a model in memory.
- \"switching-serve\" serves the REST interface on a loopback port, for who writes
- clients, pages or tests against it."
+"virtual switch for the REST interface of switching-v2
+ Answers every call of switching_v2.cgi from a simulated switch in memory.
+ \"switching-serve\" serves the REST interface on a loopback port, so that
+ clients, pages and tests can be written without a switch."
 }
 
 need g++ cmake make libcjson-dev git gzip

@@ -1,17 +1,17 @@
 #!/bin/bash
-# packages_test.sh - checks the packages in build-packages with lintian; then installs this machine's in a fresh root of
-# Debian, serves with them as an ordinary user, lets Debian's own lighttpd serve the program, and removes them again. As
-# root; installs what it needs. Run by packages.sh.
+# packages_test.sh - checks the packages in build-packages with lintian. Then it makes a fresh root of Debian, installs
+# this machine's packages in it, runs switching-serve as an ordinary user, serves the program with Debian's lighttpd, and
+# removes the packages. As root; installs what it needs. packages.sh runs it.
 . "$(dirname "$0")/../tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
-[ $# = 0 ] || wrong "it takes nothing"
+[ $# = 0 ] || wrong "it takes no arguments"
 [ "$(id -u)" = 0 ] || fail "only root can make a fresh root"
 export LC_ALL=C
 
 need debootstrap lintian curl
 attend lintian --fail-on error,warning --suppress-tags-from-file deploy/lintian.txt build-packages/*.deb
-echo "lintian: nothing but what deploy/lintian.txt explains"
+echo "lintian: no errors or warnings except those in deploy/lintian.txt"
 
 scratch
 fresh=$run/root
@@ -32,7 +32,7 @@ within sh -c 'apt-get install -y -qq --no-install-recommends /opt/*.deb'
 (cd "$fresh" && find etc usr var/lib opt -path var/lib/dpkg -prune -o -path var/lib/apt -prune -o -print | grep -i switching | sort) >"$run/installed"
 echo "installed: $(grep -c . "$run/installed") files and directories"
 
-# await TEXT COMMAND...: until what it prints holds the text
+# await TEXT COMMAND...: runs the command until it prints the text.
 await()
 {
     local try
@@ -56,7 +56,7 @@ wait "$!" || true
 [ ! "$(ls -A "$fresh/tmp" | grep -v '^zt731.log$\|^devmgr_log_level$')" ] || fail "switching-serve left $(ls -A "$fresh/tmp")"
 echo "switching-serve: answered, and left nothing"
 
-# Behind the web server as Debian configures it, which sets server.http-parseopts itself.
+# With lighttpd as Debian configures it: that sets server.http-parseopts, which changes queries.
 rm -rf "$fresh"/tmp/*
 within lighty-enable-mod switching-v2
 sed -i "s/^server.port .*/server.port = $port/" "$fresh/etc/lighttpd/lighttpd.conf"
@@ -66,7 +66,7 @@ await "serving" cat "$run/vswitch.log"
 launch "${inRoot[@]}" "$fresh" sh -c 'LD_LIBRARY_PATH=$(echo /usr/lib/*/switching-vswitch/lib) exec lighttpd -D -f /etc/lighttpd/lighttpd.conf' \
     >"$run/lighttpd.log" 2>&1
 await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
-echo "Debian's lighttpd: answered, with the query as it was sent"
+echo "Debian's lighttpd: answered, with the query unchanged"
 stopProcesses
 
 within apt-get purge -y -qq switching-v2 switching-vswitch

@@ -15,12 +15,13 @@
 #include "log/log.h"
 
 enum { RECEIVE_MILLIS = 10'000 };
-enum : size_t { LENGTH_DIGITS = 5, DROPPED_MAX = 4 * SCGI_BODY_MAX, DROPPED_AT_ONCE = 64 * 1024 };
+enum : size_t { LENGTH_DIGITS = 5, KEPT_MAX = 64 * 1024, DROPPED_MAX = 4 * (size_t)SCGI_BODY_MAX };
 
 static_assert(SCGI_VARIABLES_MAX < 100'000); /* has at most LENGTH_DIGITS digits */
 
 /* The current request. Only the pages that a request touches take memory. */
-alignas(4096) static char received[LENGTH_DIGITS + SCGI_VARIABLES_MAX + 2 + SCGI_BODY_MAX];
+alignas(4096) static char received[LENGTH_DIGITS + (size_t)SCGI_VARIABLES_MAX + 2 + SCGI_BODY_MAX];
+static size_t receivedSize; /* in bytes */
 
 static bool isDigit(char c)
 {
@@ -139,8 +140,9 @@ ScgiOutcome scgiReceive(int connection, Request *request, const char **wrong)
 {
     int64_t deadline = millisNow() + RECEIVE_MILLIS;
     ScgiHead head = {};
-    size_t size = 0;
+    size_t &size = receivedSize;
     ssize_t got = 1;
+    size = 0;
     auto receiveMore = [&] { /* false: nothing more comes */
         got = receiveSome(connection, received + size, sizeof received - size, deadline);
         size += got > 0 ? (size_t)got : 0;
@@ -171,6 +173,8 @@ void scgiEnd(int connection, int millis)
     if (millis > 0)
         shutdown(connection, SHUT_WR); /* the client sees the end of the answer */
     for (ssize_t got = 1; got > 0 && dropped < DROPPED_MAX; dropped += got > 0 ? (size_t)got : 0)
-        got = receiveSome(connection, received, DROPPED_AT_ONCE, deadline);
+        got = receiveSome(connection, received, KEPT_MAX, deadline);
     close(connection);
+    if (receivedSize > KEPT_MAX)
+        madvise(received, sizeof received, MADV_DONTNEED); /* the memory goes back to the system */
 }

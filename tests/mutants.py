@@ -1,10 +1,9 @@
 #!/usr/bin/python3
-"""Plants faults at random and prints those that no test finds: mutants.py [--seed N] [--count N] PART...
+"""mutants.py PART... - tests the tests: plants random faults in the sources, and prints those that no test finds.
 
-PART is "endpoints" (switching/), "framework" (common/, httpd/, log/, main/), "model" (vswitch/switch/), or a path
-of a source file. The faults are planted in a copy of what is committed, which is built and tested beside the tree; with
---keep DIRECTORY that copy stays for the next time, and is quicker. A fault that survives either changes nothing anybody
-could notice, or wants a test.
+PART is "endpoints" (switching/), "framework" (common/, httpd/, log/, main/), "model" (vswitch/switch/), or the path of a
+source file. The faults are planted in a copy of what is committed, which is built and tested in a directory of its own.
+A fault that survives either changes nothing that can be noticed, or needs a test.
 """
 import argparse
 import glob
@@ -22,7 +21,7 @@ import tempfile
 PARTS = {'endpoints': ['switching/*.cpp'], 'framework': ['common/*.cpp', 'httpd/*.cpp', 'log/*.cpp', 'main/*.cpp'],
          'model': ['vswitch/switch/*.cpp']}
 
-# A fault is what a line matches and what takes the match's place.
+# Faults: a pattern for code, and what replaces the match.
 FAULTS = [
     (r'(?<![\w."\'])\d+(?![\w."\'])', lambda match: str(int(match[0]) + 1)),
     (r'"[a-z]\w*"', lambda match: match[0][:-1] + 'x"'),
@@ -43,7 +42,7 @@ FAULTS = [
 
 
 def faultsOf(text):
-    """[(line number, the line with a fault)] of all faults that can be planted in a source text."""
+    """[(line number, line with the fault)] of all faults that can be planted in a source text."""
     found, comment = [], False
     for number, line in enumerate(text.split('\n')):
         code = line.split('/*')[0].rstrip()
@@ -58,14 +57,13 @@ def faultsOf(text):
 
 
 class Tree:
-    """A copy of what is committed, with the targets built, or all."""
+    """A copy of what is committed, built."""
 
-    def __init__(self, directory, *targets):
-        self.targets = ['--target', *targets] if targets else []
+    def __init__(self, directory):
         self.source, self.build = f'{directory}/source', f'{directory}/build'
         top = subprocess.check_output(['git', 'rev-parse', '--show-toplevel'], text=True).strip()
         with tarfile.open(fileobj=io.BytesIO(subprocess.check_output(['git', '-C', top, 'archive', 'HEAD']))) as files:
-            for member in files.getmembers():  # what is as it was keeps its time, and is not built again
+            for member in files.getmembers():  # an unchanged file keeps its time, and is not compiled again
                 path = f'{self.source}/{member.name}'
                 if not member.isfile() or not os.path.isfile(path) or open(path, 'rb').read() != files.extractfile(member).read():
                     files.extract(member, self.source)
@@ -76,15 +74,15 @@ class Tree:
             sys.exit('The tree does not build without a fault.')
 
     def make(self):
-        return self.run(['cmake', '--build', self.build, '-j', str(os.cpu_count()), *self.targets], 3600) == 0
+        return self.run(['cmake', '--build', self.build, '-j', str(os.cpu_count())], 3600) == 0
 
     def run(self, command, seconds):
-        """Its exit status, -1 when it takes longer."""
+        """Runs the command. Returns its exit status, or -1 when it takes longer."""
         with subprocess.Popen(command, cwd=self.source, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                               start_new_session=True) as process:
             try:
                 return process.wait(seconds)
-            except BaseException as reason:  # nothing goes on behind the script's back, whatever ends it
+            except BaseException as reason:  # whatever happens, no process is left
                 os.killpg(process.pid, signal.SIGKILL)
                 if not isinstance(reason, subprocess.TimeoutExpired):
                     raise
@@ -94,33 +92,39 @@ class Tree:
         with open(f'{self.source}/{path}', 'w', encoding='utf-8') as file:
             file.write(text)
 
-    def finds_fault(self, path, quick):
-        """What finds the fault in `path`: the tests of that part first, then, unless it is to be quick, all others."""
-        proof, system = ['tests/proof/proof.py', '--first', self.build], ['env', 'GTEST_FAIL_FAST=1', f'{self.build}/system_tests']
+    def commands_for(self, path, quick):
+        """(name, command) of the tests for a fault in `path`: those of its room, then the others (quick: some of them)."""
+        def proof(*parts):
+            return 'proof', ['tests/proof/proof.py', '--first', self.build, 'api/openapi.json', *parts]
+
+        def tests(*arguments):
+            return ' '.join(['ctest', *arguments]), ['ctest', '--test-dir', self.build, '--stop-on-failure', '-j',
+                                                     str(os.cpu_count()), *arguments]
+
         family = os.path.basename(path).removesuffix('.cpp').replace('protected_port', 'protectedport').replace('_', '-')
-        description = f'{self.source}/api/openapi.json'
-        first = {'switching': [proof + [description, f'/{family}/']],
-                 'vswitch': [system + ['--gtest_filter=Model*:Tables*:VirtualSwitch*']]}.get(
-                     path.split('/')[0], [[f'{self.build}/unit_tests']])
-        rest = [system, proof + [description, '/macal/', '/mvrp/']] if quick else [
-            ['ctest', '--test-dir', self.build, '--stop-on-failure', '-j', str(os.cpu_count())]]
-        for command in first + rest:
+        first = {'switching': proof(f'/{family}/'), 'vswitch': tests('-L', 'vswitch')}.get(
+            path.split('/')[0], ('unit_tests', [f'{self.build}/unit_tests']))
+        return [first, *([tests('-L', 'program'), proof('/macal/', '/mvrp/')] if quick else [tests()])]
+
+    def finder_of_fault(self, path, quick):
+        """The name of the first tests that fail; None if none do."""
+        for name, command in self.commands_for(path, quick):
             if self.run(command, 900) != 0:
-                return next(word for word in map(os.path.basename, command) if word in ('proof.py', 'system_tests', 'unit_tests', 'ctest'))
+                return name
         return None
 
 
 def main():
     arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    arguments.add_argument('--seed', type=int, default=1)
-    arguments.add_argument('--count', type=int, default=50)
-    arguments.add_argument('--keep', metavar='DIRECTORY')
-    arguments.add_argument('--quick', action='store_true', help='only the tests of the part in which the fault is')
+    arguments.add_argument('--seed', type=int, default=1, help='of the random choice (1)')
+    arguments.add_argument('--count', type=int, default=50, help='how many faults to plant (50)')
+    arguments.add_argument('--keep', metavar='DIRECTORY', help='build there, and keep that for a quicker next time')
+    arguments.add_argument('--quick', action='store_true', help='run fewer of the tests of other parts')
     arguments.add_argument('parts', nargs='+', metavar='PART')
     options = arguments.parse_args()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
-    tree = Tree(directory, *(['switching_v2.cgi', 'vswitch', 'sandbox', 'system_tests', 'unit_tests'] if options.quick else []))
+    tree = Tree(directory)
     candidates = []
     for pattern in sum((PARTS.get(part, [part]) for part in options.parts), []):
         for path in sorted(glob.glob(pattern, root_dir=tree.source)):
@@ -137,7 +141,7 @@ def main():
         tree.plant(path, '\n'.join(lines))
         if tree.make():
             built += 1
-            finder = tree.finds_fault(path, options.quick)
+            finder = tree.finder_of_fault(path, options.quick)
             survived += finder is None
             print(f'{finder or "SURVIVED"}: {path}:{number + 1}: {before.strip()}  =>  {line.strip()}', flush=True)
         tree.plant(path, text)

@@ -1,8 +1,8 @@
 # hosts.sh - sourced after packages.sh and servers.sh: network namespaces as hosts on the virtual switch's ports, until
 # the script ends.
-# Each has the port's other end as eth0. Behind port 0, the management port, is where the REST server is.
+# The eth0 of each host is the other end of its port. The REST server is behind port 0, the management port.
 
-# cannotHaveHosts: says why there can be none, in one line; fails when there can.
+# cannotHaveHosts: prints in one line why there can be no hosts; fails when there can be some.
 cannotHaveHosts()
 {
     if [ "$(id -u)" != 0 ]; then
@@ -16,8 +16,8 @@ cannotHaveHosts()
     fi
 }
 
-# plugHosts FIRST LAST: installs what hosts take, and sets plugs, the words that plug interfaces into these ports of the
-# switch, which makes them. They go with it, wherever they have been moved.
+# plugHosts FIRST LAST: installs what hosts need, and sets plugs: the options with which the virtual switch makes an
+# interface for each of these ports. When the switch ends, they are removed, also from another namespace.
 plugHosts()
 {
     local number
@@ -35,11 +35,12 @@ makeNamespace()
     [ ! -e "/run/netns/$1" ] || fail "there is a network namespace $1 already; remove it (ip netns del $1)"
     atEnd ip netns del "$1"
     ip netns add "$1"
-    ip netns exec "$1" sh -c 'echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6' 2>/dev/null || true # no frames unasked
+    ip netns exec "$1" sh -c 'echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6' 2>/dev/null || true # it sends frames unasked
     ip -n "$1" link set lo up
 }
 
-# makeHost NAME PORT ADDRESS [MAC]: a host of that name, with that IPv4 address ("none" for none).
+# makeHost NAME PORT ADDRESS [MAC [INTERFACE]]: a host on PORT. ADDRESS: IPv4, or "none". INTERFACE: its name there
+# (eth0).
 makeHost()
 {
     [ -e "/run/netns/$1" ] || makeNamespace "$1"
@@ -49,7 +50,7 @@ makeHost()
     ip -n "$1" link set "${5-eth0}" up
 }
 
-# serveBehind NAME ADDRESS: serves what startWebServer serves, from the host NAME as well.
+# serveBehind NAME ADDRESS: starts another web server, with startWebServer's configuration, on the host NAME.
 serveBehind()
 {
     sed "s/^server.bind = .*/server.bind = \"$2\"/" "$run/lighttpd.conf" >"$run/lighttpd-$1.conf"
@@ -58,8 +59,7 @@ serveBehind()
         { cat "$run/lighttpd-$1.log" >&2; return 1; }
 }
 
-# serveHosts N: h1 to hN on the switch's ports 1 to N, and mgmt behind the management port, from which is served what
-# startWebServer serves.
+# serveHosts N: makes the hosts h1 to hN on ports 1 to N, and mgmt on the management port; mgmt has a web server.
 serveHosts()
 {
     local number
@@ -70,8 +70,8 @@ serveHosts()
     serveBehind mgmt 10.0.0.254
 }
 
-# tellHosts: what to do with them.
-tellHosts()
+# printHostsHelp: what a user can do with the hosts.
+printHostsHelp()
 {
     cat <<END
 

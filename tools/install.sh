@@ -1,6 +1,6 @@
 #!/bin/bash
-# install.sh PACKAGE... - installs these Debian packages, as root. No service that comes along is started or enabled, now
-# or at the next start of the machine. NAME:ARCHITECTURE is the package of another processor.
+# install.sh PACKAGE... - installs these Debian packages, as root. It starts and enables none of their services, so none
+# starts with the machine either. NAME:ARCHITECTURE is the package for another processor.
 . "$(dirname "$0")/script.sh"
 
 [ $# -gt 0 ] || wrong "which packages?"
@@ -9,7 +9,7 @@ for package; do
     case $package in *:*) dpkg --add-architecture "${package#*:}" ;; esac
 done
 
-# What asks whether a service may be started asks this program. One that is there is the administrator's, and stays.
+# Debian's packages ask this program whether they may start a service. If there is one, the administrator made it.
 policy=/usr/sbin/policy-rc.d
 if [ ! -e $policy ]; then
     atEnd rm -f $policy
@@ -20,7 +20,7 @@ installed() { dpkg-query -W -f '${Package} ${db:Status-Status}\n' | sed -n 's/ i
 scratch
 installed >"$run/before"
 echo "Installing $*"
-apt-get update -qq >"$run/update.log" 2>&1 || echo "apt-get could not update all its lists, and goes on with those it has" >&2
+apt-get update -qq >"$run/update.log" 2>&1 || echo "apt-get could not update all its lists; it uses the old ones" >&2
 DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >"$run/apt.log" 2>&1 || {
     cat "$run/update.log" "$run/apt.log"
     fail "apt-get could not install $*"

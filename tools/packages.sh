@@ -1,12 +1,12 @@
-# packages.sh - sourced after script.sh: need PACKAGE... has install.sh install what is missing of these Debian packages.
-# NAME:ARCHITECTURE is the package of another processor.
+# packages.sh - sourced after script.sh: need PACKAGE... installs those of these Debian packages that are missing.
+# NAME:ARCHITECTURE is the package for another processor.
 
 need()
 {
     local missing=() package native architecture
     native=$(dpkg --print-architecture)
     for package; do
-        architecture=$native # a plain name means this machine's, though another's may be installed
+        architecture=$native # a plain name is the package for this machine's processor
         case $package in *:*) architecture=${package#*:} ;; esac
         dpkg-query -W -f '${Architecture} ${Status}\n' "$package" 2>/dev/null |
             grep -Eq "^($architecture|all) .*ok installed" || missing+=("$package")
@@ -22,7 +22,7 @@ need()
             case $package in *:*) echo "  dpkg --add-architecture ${package#*:}"; break ;; esac
         done >&2
         echo "  apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
-        echo "or, which starts no service of them: tools/install.sh ${missing[*]}" >&2
+        echo "or, without starting their services: tools/install.sh ${missing[*]}" >&2
         exit 1
     fi
 }

@@ -1,44 +1,46 @@
-# script.sh - sourced first by every script: --help, words that are checked, an end that nothing interrupts, processes
-# and files that are gone then, and the build. Sets root, the project's directory.
+# script.sh - sourced first by every script: --help, checks of arguments, cleaning up at the end, and the build. Sets
+# root, the project's directory.
 #
-# The comment at a script's head is its help.
+# --help prints the comment at the head of the script.
 
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 
-for word; do
-    case $word in
+for argument; do
+    case $argument in
         --help | -h)
             awk 'NR > 1 { if (!sub(/^# ?/, "")) exit; print }' "$0"
             exit 0 ;;
     esac
 done
-unset word
+unset argument
 
-# Ends the script for what it was given, or for what it met.
+# wrong MESSAGE: ends the script because of its arguments.
 wrong()
 {
-    echo "${0##*/}: $* (--help says what it takes)" >&2
+    echo "${0##*/}: $* (see --help)" >&2
     exit 2
 }
+
+# fail MESSAGE: ends the script because something failed.
 fail()
 {
     echo "${0##*/}: $*" >&2
     exit 1
 }
 
-# number NAME TEXT LOWEST HIGHEST: ends the script unless TEXT is such a number.
+# number NAME TEXT LOWEST HIGHEST: ends the script unless TEXT is a number in this range.
 number()
 {
     [[ $2 =~ ^[0-9]{1,9}$ ]] && ((10#$2 >= $3 && 10#$2 <= $4)) ||
         wrong "$1 takes a number from $3 to $4, not \"$2\""
 }
 
-# builtIn DIRECTORY FILE...: ends the script unless these were built there; sets build to its full path.
+# builtIn DIRECTORY FILE...: sets build to the full path of DIRECTORY; ends the script unless the files are in it.
 builtIn()
 {
     local file
-    [ -d "$1" ] || wrong "there is no directory \"$1\": BUILD is one in which the project was built"
+    [ -d "$1" ] || wrong "there is no directory \"$1\": BUILD is the directory of a build"
     build=$(cd "$1" && pwd -P)
     for file in "${@:2}"; do
         [ -e "$build/$file" ] || wrong "there is no $file in $1: BUILD is build-test after ./test.sh"
@@ -50,13 +52,13 @@ builtIn()
 endings=()
 pids=()
 
-# atEnd COMMAND [WORD...]: runs this when the script ends, by whatever but SIGKILL; what was said last runs first.
+# atEnd COMMAND [ARGUMENT...]: runs this when the script ends for any reason but SIGKILL. The latest command runs first.
 atEnd()
 {
     endings+=("$(printf '%q ' "$@")")
 }
 
-# However often it is called, and wherever it is when a signal calls it again: what is to be done is done.
+# finish STATUS: cleans up and ends the script. It ignores further signals, so it cleans up completely.
 finish()
 {
     trap '' INT QUIT TERM HUP PIPE
@@ -73,8 +75,8 @@ trap 'finish 131' QUIT
 trap 'finish 141' PIPE
 trap 'finish 143' TERM
 
-# A directory of the script's own, which goes when it ends: run. (Its name is known before it is there. Sockets lie in
-# it, whose paths are short, and a library to be preloaded, whose path is without spaces.)
+# scratch: makes a directory, run, which is removed when the script ends. Its path is short and without spaces, as
+# sockets and a library for LD_PRELOAD lie in it.
 scratch()
 {
     run=${TMPDIR:-/tmp}
@@ -86,14 +88,15 @@ scratch()
 
 # Processes
 
-# launch COMMAND...: in the background, the last of pids; what it starts ends with it, and both with the script.
+# launch COMMAND...: runs it in the background, and adds its process to pids. It ends with the script, and with it all
+# processes that it has started.
 launch()
 {
     setsid "$@" <&0 &
     pids+=($!)
 }
 
-# attend COMMAND...: until it ends; a signal to the script ends both.
+# attend COMMAND...: runs it and waits until it ends. A signal to the script ends it at once.
 attend()
 {
     local status=0
@@ -103,8 +106,8 @@ attend()
     return $status
 }
 
-# The latest ends first; what is still there after five seconds is killed. They are asked for by their jobs: a signal can
-# come between a process' start and the note of it.
+# Ends the launched processes, the latest first, and kills what still runs after five seconds. (It asks the shell for
+# its jobs: a signal can come before a new process is in pids.)
 stopProcesses()
 {
     local running i try signal
@@ -125,7 +128,7 @@ stopProcesses()
 
 # The build
 
-# compile DIRECTORY TARGETS [CMAKE-OPTION...]: says something only when something is wrong.
+# compile DIRECTORY TARGETS [CMAKE-OPTION...]: builds the targets; prints only errors.
 compile()
 {
     local directory=$1 targets
@@ -144,20 +147,21 @@ compile()
 
 # The program's files: /tmp as the program sees it, and a session
 
-# filesOf BUILD [own]: sets files, the directory that is /tmp to the program, and preload, the program's environment as
-# lighttpd writes it. It is /tmp unless what lies there belongs to somebody else; that, or "own": one of the script's.
+# filesOf BUILD [private]: sets files, the directory that the program uses as /tmp, and preload, the environment for that in
+# lighttpd's notation. files is /tmp, except with "private", or when the program's files in /tmp belong to another user:
+# then it is in the scratch directory.
 filesOf()
 {
     local file
     files=/tmp
     preload=
-    [ "${2-}" != own ] || files=$run/tmp
+    [ "${2-}" != private ] || files=$run/tmp
     for file in /tmp/session /tmp/zt731.log /tmp/zt731.log.old /tmp/devmgr_log_level; do
         if [ -L $file ] || { [ -e $file ] && [ ! -O $file ]; }; then files=$run/tmp; fi
     done
     [ $files != /tmp ] || return 0
     mkdir -p "$files"
-    # By a path without a space: the loader takes several there.
+    # LD_PRELOAD is split at spaces: a path without any.
     ln -s "$(cd "$1" && pwd -P)/lib/libsandbox.so" "$run/libsandbox.so"
     preload="\"SANDBOX_TMP\" => \"$files\", \"LD_PRELOAD\" => \"$run/libsandbox.so\",
         \"ASAN_OPTIONS\" => \"verify_asan_link_order=0\""
@@ -168,8 +172,8 @@ newToken()
     od -An -N16 -tx1 /dev/urandom | tr -d ' \n'
 }
 
-# makeSession NAME CONTENT: what the web login would leave, until the script ends; without NAME an administrator's,
-# whose name is token. The names are what a client proves itself with: nobody else may list them.
+# makeSession [NAME CONTENT]: makes a session file like the web login's, until the script ends. Without arguments it is
+# an administrator's, and token its name. A name is a client's secret: other users must not list the directory.
 makeSession()
 {
     if [ $# = 0 ]; then
@@ -181,7 +185,8 @@ makeSession()
     (umask 077; printf '%s' "$2" >"$files/session/$1")
 }
 
-# makeSessions: the administrator's, token, and those of two other users: writer may read and write, reader only read.
+# makeSessions: makes sessions of an administrator (token), a user who may read and write (writer), and one who may only
+# read (reader).
 makeSessions()
 {
     makeSession

@@ -1,10 +1,10 @@
-# servers.sh - sourced after script.sh: a virtual switch, and a web server in front of the program, until the script ends.
-# Their sockets, configuration and logs lie in $run.
+# servers.sh - sourced after script.sh: starts a virtual switch, and a web server in front of the program. Both run
+# until the script ends. Their sockets, configuration and logs are in $run.
 
-PATH=$PATH:/usr/sbin:/sbin # Debian installs lighttpd where only root's search path leads
+PATH=$PATH:/usr/sbin:/sbin # Debian installs lighttpd there, which is only in root's PATH
 
-# untilServed COMMAND...: waits until the command succeeds; fails when the process launched last has ended, or ten
-# seconds later.
+# untilServed COMMAND...: waits until the command succeeds. Fails after ten seconds, or when the process launched last
+# has ended.
 untilServed()
 {
     local try
@@ -16,7 +16,7 @@ untilServed()
     return 1
 }
 
-# startSwitch NAME BUILD [ARGUMENT...]: the socket is $run/NAME, and OPENCLT_SOCKET leads to it. Fails when it ends.
+# startSwitch NAME BUILD [ARGUMENT...]: starts BUILD's virtual switch. Its socket is $run/NAME; OPENCLT_SOCKET names it.
 startSwitch()
 {
     local build=$2
@@ -26,18 +26,18 @@ startSwitch()
     untilServed test -S "$OPENCLT_SOCKET" || { cat "$run/vswitch.log" >&2; return 1; }
 }
 
-# isServer TAG: whether it is the web server of that tag that listens on the port.
+# isServer TAG: whether the web server with that tag listens on the port.
 isServer()
 {
     curl -sI --max-time 5 "http://127.0.0.1:$port/" | grep "^Server: $1" >/dev/null
 }
 
-# startWebServer BUILD PORTS ENVIRONMENT [CONFIGURATION]: serves BUILD's program, and no file, on the first of the
-# loopback PORTS that is free, and sets port. ENVIRONMENT is what the program gets besides, as lighttpd writes it:
-# "NAME" => "VALUE", ...
+# startWebServer BUILD PORTS ENVIRONMENT [CONFIGURATION]: serves BUILD's program, and no files, on the first free one of
+# the loopback PORTS, and sets port. ENVIRONMENT is added to the program's, in lighttpd's notation: "NAME" => "VALUE",
+# ...
 startWebServer()
 {
-    local build tag=switching-$SRANDOM # by which it is known from another server on that port
+    local build tag=switching-$SRANDOM # distinguishes it from another server on that port
     build=$(cd "$1" && pwd -P)
     mkdir -p "$run/empty"
     for port in $2; do
@@ -61,8 +61,8 @@ END
     return 1
 }
 
-# consoleFor BUILD TOKEN...: the console and, for these sessions alone, the switch's trace, as lighttpd writes it: a
-# CONFIGURATION for startWebServer. The trace grows, so its size is asked for each time.
+# consoleFor BUILD TOKEN...: prints a CONFIGURATION for startWebServer, which serves the console and, to these sessions
+# alone, the switch's trace. (The trace grows: lighttpd must not cache its size.)
 consoleFor()
 {
     local tokens
@@ -77,7 +77,7 @@ include "$1/switching_console.conf"
 END
 }
 
-# Ports to try when any will do.
+# Prints ports to try when any port will do.
 anyPorts()
 {
     shuf -i 20000-32000 -n 20

@@ -1,4 +1,7 @@
-"""switch.py - a virtual switch of its own, and the program in front of it, one process a request as a web server does."""
+"""switch.py - starts a virtual switch for Python tools, and runs the program in front of it.
+
+As under a web server, each request is a process of the program. This is the only place where Python speaks the RPC.
+"""
 import os
 import re
 import shutil
@@ -8,21 +11,29 @@ import subprocess
 import tempfile
 from collections import namedtuple
 
-# The trace: a line an operation, what it was sent, its code, what it returned; values stay as the trace shows them. (And
-# lines on frames that were discarded.)
+# A line of the trace: the operation, what it was sent, its code, what it returned. Values stay as the trace shows them.
 VALUE = r'(?:\[\d+\]"(?:[^"\\]|\\.)*"|\d+\([\d ]*\)|[^ "(]+)'
 LINE = re.compile(rf"(?:\[\d+\] )?(\w+)((?: \w+={VALUE})*) -> (-?\d+)((?: \w+={VALUE})*)")
 OPERAND = re.compile(rf" (\w+)=({VALUE})")
+OTHER = re.compile(r"port \d+\b.*|discarded \d+ more frames")  # lines about frames
 
 Call = namedtuple("Call", "name sent code returned")
 
 
+def call_of(line):
+    match = LINE.fullmatch(line)
+    if not match:
+        raise ValueError(f"switch.py does not know this line of the trace: {line}")
+    name, sent, code, returned = match.groups()
+    return Call(name, dict(OPERAND.findall(sent)), int(code), dict(OPERAND.findall(returned)))
+
+
 class Refused(Exception):
-    """The virtual switch does not take the command."""
+    """The virtual switch refuses the command."""
 
 
 class Switch:
-    """Started in a `with`; everything it makes lies in a directory of its own, /tmp of the program included."""
+    """Runs inside a `with`. Its files, and the program's /tmp, lie in a temporary directory."""
 
     def __init__(self, build, *options, program=None):
         self.build = os.path.abspath(build)
@@ -35,17 +46,17 @@ class Switch:
         os.makedirs(self.directory + "/tmp/session")
         with open(self.directory + "/tmp/session/token", "w", encoding="ascii") as session:
             session.write("admin\n0\ntoken")
-        preload = self.directory + "/libsandbox.so"  # by a path without a space: the loader takes several there
+        preload = self.directory + "/libsandbox.so"  # LD_PRELOAD is split at spaces: a path without any
         os.symlink(self.build + "/lib/libsandbox.so", preload)
         self.environment = {"OPENCLT_SOCKET": path, "SANDBOX_TMP": self.directory + "/tmp", "LD_PRELOAD": preload,
                             "LD_LIBRARY_PATH": self.build + "/lib"}
         self.server = subprocess.Popen([self.build + "/vswitch", "--socket", path, "--trace", trace,
                                         "--trace-no-start", *self.options], stdout=subprocess.PIPE)
-        if not self.server.stdout.readline():  # it says when it serves
+        if not self.server.stdout.readline():  # the first line says that it serves
             self.__exit__()
-            raise SystemExit("The virtual switch did not start.")
-        self.control = socket.socket(socket.AF_UNIX)
-        self.control.connect(path)
+            raise SystemExit("switch.py: the virtual switch did not start: see above")
+        self.connection = socket.socket(socket.AF_UNIX)
+        self.connection.connect(path)
         self.trace = open(trace, encoding="latin-1")
         self.output = os.open(self.directory + "/output", os.O_RDWR | os.O_CREAT)
         return self
@@ -57,15 +68,15 @@ class Switch:
         if hasattr(self, "output"):
             os.close(self.output)
             self.trace.close()
-            self.control.close()
+            self.connection.close()
         shutil.rmtree(self.directory)
 
-    def tell(self, *command):
-        """A command to the running switch, as `vswitch` sends it: "reset", or "pass", "60" and so on."""
-        text = " ".join(map(str, command)).encode()
+    def command(self, *words):
+        """Sends a command, as `vswitch COMMAND` does: command("reset"), command("pass", 60)."""
+        text = " ".join(map(str, words)).encode()
         name = b"vswitch.control"
         content = struct.pack("BB", 1, len(name)) + name + b"T" + struct.pack("II", len(text) + 1, len(text)) + text
-        self.control.sendall(struct.pack("I", len(content)) + content)
+        self.connection.sendall(struct.pack("I", len(content)) + content)
         reply = self.receive(*struct.unpack("I", self.receive(4)))
         if struct.unpack("i", reply[:4]) != (0,):
             raise Refused(f"{text.decode()}: {reply[13:].decode()}")
@@ -73,14 +84,14 @@ class Switch:
     def receive(self, size):
         received = b""
         while len(received) < size:
-            more = self.control.recv(size - len(received))
+            more = self.connection.recv(size - len(received))
             if not more:
-                raise Refused("the virtual switch hung up")
+                raise Refused("the virtual switch closed the connection")
             received += more
         return received
 
     def ask(self, method, path, query="", body="", session="token"):
-        """Sends one request. Everything that is printed, and what the switch was asked for it."""
+        """Runs the program for one request. Returns all that it prints, and the list of its calls to the switch."""
         environment = dict(self.environment, REQUEST_METHOD=method, QUERY_STRING=query,
                            REQUEST_URI=path + ("?" + query if query else ""))
         if session:
@@ -98,11 +109,9 @@ class Switch:
         output = os.pread(self.output, 1 << 20, 0)
         if status != 0:
             output = b"(ended with status %d) " % status + output
-        calls = (LINE.fullmatch(line).groups() for line in self.trace.read().splitlines() if not line.startswith("port "))
-        return output, [Call(name, dict(OPERAND.findall(sent)), int(code), dict(OPERAND.findall(returned)))
-                        for name, sent, code, returned in calls]
+        return output, [call_of(line) for line in self.trace.read().splitlines() if not OTHER.fullmatch(line)]
 
     def request(self, method, target, body=""):
-        """The body of the answer, as bytes. `target` is a path with its query, raw."""
+        """Sends one request. Returns the body of the answer as bytes. `target`: path and raw query."""
         path, _, query = target.partition("?")
         return self.ask(method, path, query, body)[0].partition(b"\r\n\r\n")[2]

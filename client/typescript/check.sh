@@ -1,7 +1,7 @@
 #!/bin/bash
-# check.sh - what openapi.json is to a client's tools: installs what is missing, the npm packages of package-lock.json
-# included, lints the description, makes types of it, compiles example.ts against them, and runs that before the virtual
-# switch. Some two minutes; everything it makes lies in build/ and build-client/.
+# check.sh - checks that openapi.json works with a client developer's tools: lints it, generates types from it, compiles
+# example.ts with them, and runs that with the virtual switch. Installs what is missing, the npm packages of
+# package-lock.json included. Takes some two minutes; its files are in build/ and build-client/.
 . "$(dirname "$0")/../../tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
@@ -22,7 +22,7 @@ openapi-typescript "$root/api/openapi.json" -o switching.d.ts
 attend tsc -p .
 
 scratch
-filesOf "$root/build" own
+filesOf "$root/build" private
 makeSession
 startSwitch switch "$root/build"
 startWebServer "$root/build" "$(anyPorts)" "$preload"

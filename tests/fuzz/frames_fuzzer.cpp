@@ -1,12 +1,12 @@
 /*
- * frames_fuzzer.cpp - what hosts send to the virtual switch's ports, while it is configured.
+ * frames_fuzzer.cpp - hosts send anything to the ports of the virtual switch while operations configure it.
  *
- * An input is a list of steps, each a byte and what belongs to it:
+ * An input is a list of steps. Each is a byte and its data:
  *
  *   0  a frame: the port, its 16-bit length and as many bytes
  *   1  bytes on a host's socket that need not be frames: the port, a 16-bit length and as many bytes
  *   2  a call of an operation: its 16-bit number, and its arguments
- *   3  so many seconds pass
+ *   3  time advances by a number of seconds
  */
 #include <arpa/inet.h>
 #include <stdio.h>
@@ -29,7 +29,7 @@
 enum { PORTS = 4 }; /* 0 is the management port */
 
 static int hosts[PORTS];
-static bool halfFrames[PORTS]; /* may be with the switch: that host has to begin anew */
+static bool halfFrames[PORTS]; /* the switch may have the half of a frame: this host must connect again */
 static std::string directory;
 
 static void check(bool holds, const char *what)
@@ -65,7 +65,7 @@ static void connectHost(int port)
     command("settle");
 }
 
-/* What came out are whole frames, no longer than they may be. False when the switch has hung up. */
+/* All that comes out must be whole frames of a permitted length. False when the switch has closed the connection. */
 static bool drain(int port)
 {
     static char bytes[1 << 20];

@@ -1,5 +1,5 @@
 /*
- * fuzz_input.h - takes a fuzzer's input apart from its front. What is asked for beyond its end is zero, or empty.
+ * fuzz_input.h - reads the input of a fuzzer from its front. Behind its end, numbers are zero and texts are empty.
  */
 #ifndef TESTS_FUZZ_FUZZ_INPUT_H
 #define TESTS_FUZZ_FUZZ_INPUT_H

@@ -1,7 +1,6 @@
 /*
- * hostile_switch.cpp - the client library without a wire: every operation reads all that it is given, down to the last
- * byte a descriptor states, and returns a code and values out of the fuzzer's input: texts without an end and lists
- * that count more ids than they hold among them.
+ * hostile_switch.cpp - a client library without a server. Every operation reads all bytes of its arguments, and returns
+ * a code and values of the fuzzer's input, also texts without a zero and lists with a count that is too high.
  */
 #include "tests/fuzz/hostile_switch.h"
 
@@ -25,7 +24,7 @@ unsigned callsSinceStart()
     return calls;
 }
 
-/* So that a descriptor that states more than there is shows. */
+/* The sanitizer reports a descriptor whose size is larger than its memory. */
 static void readAll(const void *bytes, size_t size)
 {
     volatile char sink = 0;
@@ -60,7 +59,7 @@ static void answerArgument(OpenBufferDesc *text)
     readAll(text->bytes, text->size);
     uint8_t style = takeNumber<uint8_t>(replies);
     uint32_t length = std::min<uint32_t>(style & 0x3F, text->size);
-    if (style & 0x80) { /* filled to the brim */
+    if (style & 0x80) { /* full, without a zero */
         memset(text->bytes, takeNumber<uint8_t>(replies), text->size);
     } else if (style) { /* a text, with or without an end */
         takeInto(replies, text->bytes, length);
@@ -117,7 +116,7 @@ template <class... T> static int answer(const char *name, OpenClient *client, T 
 
 extern "C" {
 
-/* Stand before the sandbox's, which knows a client library only as a library. */
+/* These replace the functions of the sandbox, which need a client library. */
 int __wrap_openapiClientRegister(const char *, OpenClient *client)
 {
     client->opaque[0] = 1;
@@ -132,7 +131,7 @@ int __wrap_openapiClientTearDown(OpenClient *client)
 
 void l7proc_crashlog_register(void)
 {
-    /* crashes are the fuzzer's */
+    /* the fuzzer records crashes */
 }
 
 #define OPEN_OPERATION(name, ...)                                             \

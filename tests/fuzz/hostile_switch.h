@@ -1,15 +1,15 @@
 /*
- * hostile_switch.h - OpEN operations that answer whatever the fuzzer's input says.
+ * hostile_switch.h - OpEN operations that return the values of the fuzzer's input.
  */
 #ifndef TESTS_FUZZ_HOSTILE_SWITCH_H
 #define TESTS_FUZZ_HOSTILE_SWITCH_H
 
 #include "tests/fuzz/fuzz_input.h"
 
-/* From now on replies are taken from `input`; those of the start-up only if it is hostile, too. */
+/* Replies come from `input` from now on; those of the start-up calls only with `hostileStartUp`. */
 void replyFrom(FuzzInput *input, bool hostileStartUp, bool canRegister);
 
-/* How many operations were called since, those of the start-up aside. */
+/* The number of calls since then, without those of the start-up. */
 unsigned callsSinceStart();
 
 #endif

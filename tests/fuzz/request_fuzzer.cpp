@@ -13,7 +13,7 @@
  *   body
  *   flags (one byte)  1: the replies of the start-up come from here, too; 2: the client cannot be registered
  *
- * Whatever it is, the answer is nothing at all, a refusal, or an envelope; and nobody is served without a session.
+ * For any input, the answer is empty, a refusal, or an envelope, and no client is served without a session.
  */
 #include <cjson/cJSON.h>
 #include <errno.h>
@@ -35,7 +35,7 @@
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/hostile_switch.h"
 
-enum : size_t { LARGEST = 1 << 20 }; /* what can be allocated, and announced */
+enum : size_t { LARGEST = 1 << 20 }; /* allocation, and length of a body */
 
 struct Endpoint {
     std::string path;
@@ -52,13 +52,13 @@ static RouteTree *tree;
 static std::vector<Endpoint> endpoints;
 static std::vector<Registered> registered;
 static std::string temporary;
-static thread_local bool serving; /* the fuzzer has a thread besides */
+static thread_local bool serving; /* not in the thread of the fuzzer */
 
 extern "C" {
 
 void *__real_calloc(size_t count, size_t size);
 
-/* A switch can count so much that there is no memory for it: here that is at once. */
+/* The switch can announce a count that needs too much memory. Large allocations fail at once here. */
 void *__wrap_calloc(size_t count, size_t size)
 {
     if (!serving || std::max(count, count * size) <= LARGEST)
@@ -67,7 +67,7 @@ void *__wrap_calloc(size_t count, size_t size)
     return nullptr;
 }
 
-/* Nobody waits here. The fuzzer's thread does, but not in the sandbox, which would look into a changing environment. */
+/* The program does not wait. The fuzzer's own thread does, without the sandbox, which reads a changing environment. */
 unsigned __wrap_sleep(unsigned seconds)
 {
     if (!serving)
@@ -86,7 +86,7 @@ static void collect(RouteDir *dir, const std::string &path)
         collect(child, path + "/" + child->name);
 }
 
-/* A request creates the directories it names. They are taken out of the way of the next one, but never freed. */
+/* A request creates the directories it names. They are unlinked before the next request, and never freed. */
 static void forgetNewDirectories()
 {
     static RouteDir *forgotten = nullptr;
@@ -140,7 +140,7 @@ static void setVariable(const char *name, const std::string &value, bool present
         unsetenv(name);
 }
 
-/* Makes the environment of a request out of the input's lines. Returns the body. */
+/* Makes the environment of a request from the lines of the input. Returns the body. */
 static std::string arrangeRequest(FuzzInput *input)
 {
     std::string method = takeLine(input);
@@ -163,7 +163,7 @@ static std::string arrangeRequest(FuzzInput *input)
 
     std::string length = takeLine(input);
     if (strtoll(length.c_str(), nullptr, 10) >= (long long)LARGEST)
-        length = std::to_string(LARGEST - 1); /* the process would end for want of memory */
+        length = std::to_string(LARGEST - 1); /* else the process ends: out of memory */
     std::string session = takeLine(input);
     std::string refresh = takeLine(input);
     std::string file = takeLine(input);
@@ -178,7 +178,7 @@ static std::string arrangeRequest(FuzzInput *input)
     return body;
 }
 
-/* As the program's entry does it. */
+/* The same steps as main(). */
 static void serve()
 {
     serving = true;
@@ -233,10 +233,10 @@ static void checkAnswer(const std::string &output)
 {
     static const std::string header = "Content-Type: application/json\r\n\r\n";
     if (output.empty() || output == "Status:403\r\n\r\n" || output.starts_with("Invalid request path '")) {
-        check(callsSinceStart() == 0, "The switch was asked, but there is no answer:", output);
+        check(callsSinceStart() == 0, "The switch was called, but there is no answer:", output);
         return;
     }
-    check(mayBeServed(), "Nobody should have been served:", output);
+    check(mayBeServed(), "A request without a session was served:", output);
     checkEnvelope(output.starts_with(header) ? output.substr(header.size()) : output, output);
 }
 

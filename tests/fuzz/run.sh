@@ -1,7 +1,7 @@
 #!/bin/bash
 # run.sh [SECONDS] - builds the fuzzers and runs them for so long (30), side by side, from the corpus beside this script
-# and from two requests for every endpoint. Fails, and says which input it was, when one of them finds a crash, a leak, an
-# answer that must not be, or a hang; and when what they ran reaches less than 90 % of the program's lines.
+# and from two requests for every endpoint. Fails and names the input when a fuzzer finds a crash, a leak, a wrong answer
+# or a hang. Fails, too, when all inputs together reach less than 90 % of the lines of the program.
 . "$(dirname "$0")/../../tools/script.sh"
 . "$root/tools/packages.sh"
 cd "$root"
@@ -15,7 +15,7 @@ compile $build "request_fuzzer request_coverage frames_fuzzer" -DCMAKE_BUILD_TYP
     -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
 
 scratch
-# Keys, endpoints and words are the texts that make a difference.
+# The dictionary: keys, endpoints and value names, which all stand in quotes.
 grep -oh '"[A-Za-z0-9_.:/-]\+"' switching/*.cpp | sort -u >"$run/request.dict"
 
 # For every endpoint of the route table (see request_fuzzer.cpp), with every key there is in query and body: a switch
@@ -25,7 +25,7 @@ keys=$(sed -n 's/^\([A-Za-z0-9]*\) = \(.*\) : .*/\1 \2/p' api/words/glossary.txt
 query=$(sed 's/ /=/; s/"//g' <<<"$keys" | paste -sd '&')
 body={$(sed 's/^\([^ ]*\) /"\1": /' <<<"$keys" | paste -sd ,)}
 failures=$(printf '\226%.0s' {1..64})
-endpoints=$(cat switching/*.cpp | grep -c 'addRoute(dir,') # or more: they are counted round
+endpoints=$(cat switching/*.cpp | grep -c 'addRoute(dir,') # more are no harm: the fuzzer counts modulo
 for ((i = 0; i < endpoints; i++)); do
     printf -v request '\n@%s?%s\n\n\nadmin\n\n\n%s\n' $i "$query" "$body"
     printf '%s' "$request" >"$run/seeds/$i-zeros"
@@ -37,7 +37,7 @@ declare -A seeds=([request]=$run/seeds)
 for name in "${fuzzers[@]}"; do
     dictionary=()
     [ ! -e "$run/$name.dict" ] || dictionary=("-dict=$run/$name.dict")
-    mkdir "$run/$name" # what is found on the way is not added to the corpus
+    mkdir "$run/$name" # new inputs do not go into the corpus
     TMPDIR=$run ASAN_OPTIONS=quarantine_size_mb=32 launch $build/${name}_fuzzer -max_total_time="$seconds" \
         -timeout=10 -rss_limit_mb=2048 -entropic_scale_per_exec_time=1 -print_final_stats=1 "${dictionary[@]}" \
         -artifact_prefix="$build/$name-" "$run/$name" "tests/fuzz/corpus/$name" ${seeds[$name]-} >"$run/$name.log" 2>&1
@@ -56,7 +56,7 @@ for i in "${!fuzzers[@]}"; do
     fi
 done
 
-# Which lines all that reaches.
+# The lines that all these inputs reach.
 find "$run/request" "$run/seeds" tests/fuzz/corpus/request -type f -print0 |
     TMPDIR=$run LLVM_PROFILE_FILE=$run/profile-%p xargs -0 $build/request_coverage >"$run/coverage.log" 2>&1 ||
     fail "$(tail "$run/coverage.log")"
@@ -70,5 +70,5 @@ llvm-cov report $build/request_coverage -instr-profile="$run/lines" | awk '
         for (directory in lines) printf "%s %.1f %%, ", directory, 100 * reached[directory] / lines[directory]
         printf "together %.1f %% of the lines are reached by the inputs of request_fuzzer\n", 100 * allReached / all
         exit allReached < 0.9 * all
-    }' || { echo "too few: 90 % must be"; failed=1; }
+    }' || { echo "the inputs must reach at least 90 %"; failed=1; }
 exit $failed

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""console_test.py - plays a person in front of the console, in a headless Chromium. console_test.sh starts it all.
+"""console_test.py - uses the console as a person would, in a headless Chromium. console_test.sh starts it.
 
 Usage: console_test.py URL BUILD LIGHTTPD-CONFIGURATION LIGHTTPD-PID SESSION-DIRECTORY TOKEN READ-ONLY-TOKEN SHOTS
-OPENCLT_SOCKET leads to the switch; AXE, if set, is axe-core's script: each view is then checked for accessibility. The
-screenshots go into the directory SHOTS.
+OPENCLT_SOCKET names the switch's socket. AXE, if set, is the path of axe-core's script: then each view is checked for
+accessibility. The screenshots go into the directory SHOTS.
 """
 import json
 import os
@@ -21,23 +21,26 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import WebDriverWait
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from description import load, operations_of  # noqa: E402
+
 url, build, configuration, web_server, sessions, token, reader, shots = sys.argv[1:]
 api = url.replace("/console/", "/api/v2/switching/")
+endpoints = len(list(operations_of(load())))
 
 
 def browser(profile):
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
-    for word in ("headless", "no-sandbox", "disable-gpu", "disable-quic", "no-first-run", "disable-background-networking",
+    for option in ("headless", "no-sandbox", "disable-gpu", "disable-quic", "no-first-run", "disable-background-networking",
                  "disable-component-update", "disable-sync", "window-size=1280,900", f"user-data-dir={profile}"):
-        options.add_argument("--" + word)
+        options.add_argument("--" + option)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
     return webdriver.Chrome(service=webdriver.chrome.service.Service("/usr/bin/chromedriver"), options=options)
 
 
 class Page:
-    """What a person sees and does. A look for something that does not come fails the test after half a
-    minute."""
+    """What a person sees and does. A test fails when something does not appear within half a minute."""
 
     def __init__(self, driver):
         self.driver = driver
@@ -49,7 +52,7 @@ class Page:
         return self.at(selector).text
 
     def waits(self, there):
-        """What is read may be replaced meanwhile: then it is read again."""
+        """Waits until there() is true. The page may replace an element meanwhile: then it is read again."""
         WebDriverWait(self.driver, 30, ignored_exceptions=[NoSuchElementException, StaleElementReferenceException]).until(there)
 
     def clicks(self, selector):
@@ -69,7 +72,7 @@ class Page:
     def logs_in(self, name):
         self.driver.get("about:blank")
         self.go("#session=" + name)
-        self.sees("#found", "of 438 endpoints")
+        self.sees("#found", f"of {endpoints} endpoints")
 
     def sends(self, link, **fields):
         self.go(link)
@@ -97,16 +100,16 @@ def colour_is(page, selector, name):
     assert (red > green) == (name == "red"), f"{selector} is not {name}"
 
 
-# The tests, in this order: each leaves the page as somebody would.
+# The tests, in this order: each begins with the page as the one before has left it.
 
 def loads_in_time_and_hides_the_token(page):
     took = []
-    while len(took) < 3 and min(took, default=9) >= 1.5: # a busy machine may have kept it waiting
+    while len(took) < 3 and min(took, default=9) >= 1.5: # a busy machine may be slow at first
         started = time.monotonic()
         page.logs_in(token)
         took.append(time.monotonic() - started)
     page.at("#placeholders").click()
-    page.sees("#found", "438 of 438")
+    page.sees("#found", f"{endpoints} of {endpoints}")
     page.at("#placeholders").click()
     assert min(took) < 1.5, took
     assert token not in page.driver.current_url
@@ -115,10 +118,10 @@ def loads_in_time_and_hides_the_token(page):
 
 
 def finds_by_key_and_operation(page):
-    for words, path in (("participationMode", "vlan/if-participation"), ("rpcclt_openapiVlanCreate", "vlan/create")):
+    for text, path in (("participationMode", "vlan/if-participation"), ("rpcclt_openapiVlanCreate", "vlan/create")):
         search = page.at("#search")
         search.clear()
-        search.send_keys(words)
+        search.send_keys(text)
         page.sees("#list", path)
     search.clear()
 
@@ -147,7 +150,7 @@ def refuses_what_a_browser_cannot_send(page):
     page.sees("#refusal", "curl line sends them raw")
     assert not page.at("#outcome").is_displayed()
     page.sends("#/vlan/mac-oui-vlan-next", oui="a b")
-    page.sees("#verdict", ": ") # a value that is decoded may hold anything
+    page.sees("#verdict", ": ") # a decoded value may contain anything
     page.sends("#/macal/rule", macalName='a "b"')
     page.sees("#refusal", "macalName goes into the query raw")
 
@@ -192,7 +195,7 @@ def needs_no_mouse(page):
     page.go("#/")
     page.at("#search").click()
     keys = ActionChains(page.driver)
-    keys.send_keys("dot1d-tp-aging", Keys.ENTER, Keys.TAB).perform() # the first that was found has the focus
+    keys.send_keys("dot1d-tp-aging", Keys.ENTER, Keys.TAB).perform() # the first result has the focus
     page.sees("#title", "bridge/db-dot1d-tp-aging-time")
     for _ in range(10):
         if page.driver.switch_to.active_element.text == "Send":
@@ -209,7 +212,7 @@ def is_accessible(page):
             page.driver.execute_cdp_cmd("Emulation.setEmulatedMedia",
                                         {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
             page.go(link)
-            # By the debugger, which the page's policy does not bind.
+            # Through the debugger: the page's policy forbids other scripts.
             page.driver.execute_cdp_cmd("Runtime.evaluate", {"expression": open(os.environ["AXE"]).read()})
             found = page.driver.execute_async_script(
                 "axe.run().then(result => arguments[0](result.violations.map(v => v.id + ': ' + v.nodes[0].html)))")
@@ -281,13 +284,13 @@ def main():
                 name = test.__name__.replace("_", " ")
                 try:
                     print(f"ok      {name} {test(Page(driver)) or ''}", flush=True)
-                except Exception as reason: # what the browser throws is a failure like any other
+                except Exception as reason: # an exception of the browser is a failure as well
                     failed += 1
                     print(f"FAILED  {name}: {reason}", flush=True)
             for line in driver.get_log("browser"):
                 if "Content Security Policy" in line["message"]:
                     failed += 1
-                    print("FAILED  the page breaks its own policy:", line["message"])
+                    print("FAILED  the page violates its content security policy:", line["message"])
         finally:
             driver.quit()
     print(f"{len(tests) - failed} passed, {failed} failed")

@@ -1,15 +1,15 @@
 #!/bin/bash
-# console_test.sh [--shots DIR] - plays a person in front of the console, in a headless Chromium: some minute, once the
-# browser is installed (400 MB). With --shots its two screenshots are left in DIR.
+# console_test.sh [--shots DIR] - uses the console as a person would, in a headless Chromium. Takes about a minute, once
+# the browser is installed (400 MB). With --shots it leaves two screenshots in DIR.
 #
-# Where npm is, accessibility is checked by axe-core as well, which is installed for this run alone.
+# If npm is there, axe-core checks accessibility as well; it is installed for this run alone.
 . "$(dirname "$0")/../../tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
 shots=
 case ${1-} in
     '') ;;
-    --shots) [ -d "${2-}" ] || wrong "--shots takes a directory that is there"; shots=$(cd "$2" && pwd -P) ;;
+    --shots) [ -d "${2-}" ] || wrong "--shots takes an existing directory"; shots=$(cd "$2" && pwd -P) ;;
     *) wrong "there is no option \"$1\"" ;;
 esac
 
@@ -17,7 +17,7 @@ need g++ cmake make libcjson-dev lighttpd curl chromium chromium-driver python3-
 build=$root/build
 compile "$build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF
 scratch
-filesOf "$build" own
+filesOf "$build" private
 makeSessions
 startSwitch switch "$build" --trace "$run/trace"
 startWebServer "$build" "$(anyPorts)" "$preload" "$(consoleFor "$build" "$token" "$writer" "$reader")"

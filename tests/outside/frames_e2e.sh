@@ -1,7 +1,7 @@
 #!/bin/bash
-# frames_e2e.sh BUILD - hosts in network namespaces of its own on the virtual switch's ports, configured with curl
-# through the management port: VLANs, a storm, a cable between two ports, an access list. As root; says so and ends with
-# status 77 where it cannot have hosts.
+# frames_e2e.sh BUILD - tests the virtual switch with hosts in network namespaces on its ports, configured with curl:
+# VLANs, a storm, a cable between two ports, an access list. As root. Where there can be no hosts, it prints why and ends
+# with status 77.
 . "$(dirname "$0")/../../tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
@@ -13,9 +13,9 @@ if why=$(cannotHaveHosts); then
 fi
 
 scratch
-filesOf "$build" own
+filesOf "$build" private
 makeSession
-x=swt$$- # of names that nobody else has
+x=swt$$- # prefix of the namespaces
 plugHosts 0 4
 startSwitch switch "$build" "${plugs[@]}"
 startWebServer "$build" "$(anyPorts)" "$preload"
@@ -25,17 +25,17 @@ makeHost ${x}h2 2 10.0.0.2 02:00:00:00:00:02
 serveBehind ${x}m 10.0.0.254
 base=http://10.0.0.254:$port/api/v2/switching
 
-# check WHAT COMMAND...: says what works; what does not ends the script.
+# check WHAT COMMAND...: prints WHAT if the command succeeds; ends the script if it fails.
 check()
 {
-    "${@:2}" >"$run/output" 2>&1 || { cat "$run/output"; fail "NOT: $1"; }
+    "${@:2}" >"$run/output" 2>&1 || { cat "$run/output"; fail "this does not hold: $1"; }
     echo "$1"
 }
 not() { ! "$@"; }
 pings() { ip netns exec "${x}h$1" ping -q -c 1 -W "${3-5}" "10.0.0.$2"; }
 asks() { ip netns exec "${x}h1" curl -sf --max-time 5 -H "Session: $token" "$@" | tr -d ' \t\r\n'; }
 answers() { [[ "$(asks "$2")" = *"$1"* ]]; }
-# set METHOD TARGET BODY: from the loopback, which no change cuts off
+# set_ METHOD TARGET BODY: through the loopback interface, which works whatever is configured.
 set_() { curl -sf --max-time 5 -H "Session: $token" -X "$1" -d "$3" "http://127.0.0.1:$port/api/v2/switching/$2" | grep -q success; }
 within() { # within SECONDS COMMAND...
     local try
@@ -59,12 +59,12 @@ for port_ in 1 2; do
 done
 for port_ in 1 2; do set_ PUT "vlan/if-pvid?ifNum=$port_" '{"vlanNum": 1}'; done
 
-# A storm of 2000 broadcasts: what h2 gets and what the port discards are all of them.
+# A storm of 2000 broadcasts: h2 receives some, the port discards the others.
 set_ PUT "storm-control/threshold?rateUnit=pps" '{"stormCtrlMode": "broadcast", "threshold": 100}'
 set_ PUT storm-control/mode '{"stormCtrlMode": "broadcast", "state": "enable"}'
 counter() { asks "$base/bridge/dot1d-tp-port-in-discards?port=1" | sed 's/.*inDiscards":\([0-9]*\).*/\1/'; }
 got() { ip netns exec "${x}h2" cat /sys/class/net/eth0/statistics/rx_packets; }
-knows() { ip -n "$x$1" neigh replace "10.0.0.$2" lladdr "$3" dev eth0 nud permanent; } # who asks nobody meanwhile
+knows() { ip -n "$x$1" neigh replace "10.0.0.$2" lladdr "$3" dev eth0 nud permanent; } # no ARP meanwhile
 knows h1 254 02:A0:C9:00:00:01
 knows h1 2 02:00:00:00:00:02
 knows h2 1 02:00:00:00:00:01
@@ -76,7 +76,7 @@ wire = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)
 wire.bind(("eth0", 0))
 for number in range(2000):
     wire.send(bytes.fromhex("ffffffffffff02000000000188b5") + bytes(46))
-    if number % 200 == 199: # an interface holds some hundreds
+    if number % 200 == 199: # the queue of an interface holds some hundreds
         subprocess.run([sys.argv[1], "settle"], check=True)
 END
 discarded=$(counter)
@@ -84,7 +84,7 @@ check "of a storm of 2000, $(($(got) + discarded - before)) are received or disc
 check "and most are discarded ($discarded)" [ "$discarded" -gt 1000 ]
 set_ PUT storm-control/mode '{"stormCtrlMode": "broadcast", "state": "disable"}'
 
-# A cable from port 3 to port 4, which loop protection guards.
+# A cable from port 3 to port 4, with loop protection on both.
 set_ PUT loop-protect/admin-mode '{"adminMode": 1}'
 for port_ in 3 4; do
     set_ PUT "loop-protect/port-action?ifNum=$port_" '{"mode": 1}'
@@ -101,7 +101,7 @@ sleep 1
 check "and only one" shut
 check "h1 reaches h2 beside it" pings 1 2
 
-# An access list that lets h1 in.
+# An access list that permits h1.
 makeRule() { set_ POST "macal/$1" "{\"macalName\": \"mgmt\", \"macalRulePrio\": 1$2}"; }
 set_ POST macal/list '{"macalName": "mgmt"}'
 makeRule rule-entry ''
@@ -111,6 +111,6 @@ visits() { ip netns exec "${x}h$1" curl -s -o /dev/null --max-time 2 "$base/"; }
 check "h2 comes through to the REST server" visits 2
 check "the list is activated" set_ POST macal/activate '{"macalName": "mgmt"}'
 check "h2 is cut off" not visits 2
-"$build/vswitch" pass 60 # that is how often it is reported
+"$build/vswitch" pass 60 # the counters are reported once a minute
 check "h1 is not" answers '"filtPackets":' "$base/macal/stats-packets-filtered"
 check "what was denied is counted" not answers '"filtPackets":0}' "$base/macal/stats-packets-filtered"

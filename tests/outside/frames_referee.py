@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""frames_referee.py BUILD [SEED...] [--frames N] - has Open vSwitch's datapath in user space judge the virtual switch.
+"""frames_referee.py BUILD [SEED...] [--frames N] - compares the virtual switch with Open vSwitch's datapath in user space.
 
-Random access, trunk and native settings are made through the REST interface and in Open vSwitch, random frames sent
-through both, and every delivery compared: port, tag and content. Needs Debian's openvswitch-switch, no root; everything
-is private, and gone afterwards. BUILD is a directory in which everything is built.
+Makes random access, trunk and native settings through the REST interface and in Open vSwitch, sends random frames through
+both, and compares every delivery: port, tag and content. Needs Debian's openvswitch-switch, but no root, and leaves
+nothing behind. BUILD is a directory in which everything is built.
 """
 import argparse, json, os, random, shutil, socket, struct, subprocess, sys, tempfile, time
 
@@ -14,7 +14,7 @@ PORTS, VLANS = range(1, 6), (1, 10, 20, 30)
 
 
 class Hosts:
-    """The hosts of one switch: a socket a port, each frame behind its length (in struct's words)."""
+    """The hosts of one switch: a socket for each port. Before each frame comes its length, in struct's format `length`."""
 
     def __init__(self, path_of, length):
         self.length, self.prefix = length, struct.calcsize(length)
@@ -46,10 +46,10 @@ class Hosts:
 
 
 class VirtualSwitch(Switch):
-    """To be used in a `with`; its sockets lie in the directory `run`."""
+    """Runs inside a `with`; its sockets are in the directory `run`."""
 
     def __init__(self, build, run):
-        super().__init__(build, *(word for port in PORTS for word in ("--plug", f"{port}=unix:{run}/v{port}")))
+        super().__init__(build, *(argument for port in PORTS for argument in ("--plug", f"{port}=unix:{run}/v{port}")))
         self.run = run
 
     def __enter__(self):
@@ -58,7 +58,7 @@ class VirtualSwitch(Switch):
         return self
 
     def settle(self):
-        self.tell("settle")
+        self.command("settle")
 
     def set(self, method, target, body=None):
         answer = self.request(method, "/api/v2/switching/" + target, json.dumps(body) if body else "")
@@ -77,7 +77,7 @@ class VirtualSwitch(Switch):
 
 
 class OpenVSwitch:
-    """To be used in a `with`; all it makes lies in the directory `run`."""
+    """Runs inside a `with`; all its files are in the directory `run`."""
 
     def __init__(self, run, settings=""):
         self.run, self.settings, self.processes = run, settings, []
@@ -128,7 +128,7 @@ class OpenVSwitch:
         sys.exit(open(log.name).read())
 
     def settle(self):
-        """Its loop goes round, and with it the frames; how often it takes, it does not say."""
+        """Waits until frames are forwarded: some rounds of its main loop. (It does not say how many it needs.)"""
         for turn in range(10):
             self.control.sendall(json.dumps({"method": "version", "params": [], "id": turn}).encode())
             while not self.control.recv(4096).count(b'"id":'):
@@ -157,7 +157,7 @@ def settings_of(chance):
 
 
 def frame_of(chance, number):
-    """To one of a few stations, which live on a port but roam, or to a group."""
+    """A random frame to a station or a group, and its port. A station mostly sends from the same port."""
     station = chance.randint(0, 7)
     port = chance.choice(PORTS) if chance.random() < 0.2 else 1 + station % len(PORTS)
     to = chance.choice([f"0200000000{chance.randint(0, 7):02x}"] * 4 + ["ffffffffffff", "01005e000001", "0180c2000000"])
@@ -169,7 +169,7 @@ def frame_of(chance, number):
 
 
 def judge(seed, frames, ours, theirs):
-    """How many frames were delivered to how many ports; ends the process at the first difference."""
+    """Compares the deliveries of random frames; ends the process at the first difference."""
     chance = random.Random(seed)
     settings, delivered = settings_of(chance), 0
     for number in range(frames):
@@ -202,7 +202,7 @@ def main():
         print("skipped: this needs Debian's openvswitch-switch")
         sys.exit(77)
     with tempfile.TemporaryDirectory() as run, VirtualSwitch(arguments.build, run) as ours, \
-            OpenVSwitch(run, "other_config:flow-limit=0") as theirs:  # every frame is decided anew
+            OpenVSwitch(run, "other_config:flow-limit=0") as theirs:  # no cached decisions
         for vlan in VLANS[1:]:
             ours.set("POST", f"vlan/create?vlanNum={vlan}")
         for seed in arguments.seeds:

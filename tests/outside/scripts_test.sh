@@ -1,6 +1,5 @@
 #!/bin/bash
-# scripts_test.sh BUILD - the scripts as people meet them: help, wrong words, and an end by whatever signal, of which
-# nothing is left. Prints what differs and fails.
+# scripts_test.sh BUILD - tests the scripts: --help, wrong arguments, and that nothing is left when a signal ends one.
 . "$(dirname "$0")/../../tools/script.sh"
 builtIn "${1-}" switching_v2.cgi vswitch lib/libsandbox.so
 cd "$root"
@@ -14,10 +13,10 @@ for script in serve.sh test.sh bench/*.sh deploy/[cp]*.sh tests/outside/*_test.s
     grep -q "^${script##*/}" "$run/out" && [ ! -s "$run/err" ] || complain "$script --help: $(cat "$run/out" "$run/err")"
 done
 
-while read -r script words; do
+while read -r script arguments; do
     # shellcheck disable=SC2086
-    timeout 20 "./$script" $words >"$run/out" 2>"$run/err" </dev/null && complain "$script $words is no error"
-    [ $? = 2 ] && [ "$(wc -l <"$run/err")" = 1 ] && [ ! -s "$run/out" ] || complain "$script $words: $(cat "$run/out" "$run/err")"
+    timeout 20 "./$script" $arguments >"$run/out" 2>"$run/err" </dev/null && complain "$script $arguments is no error"
+    [ $? = 2 ] && [ "$(wc -l <"$run/err")" = 1 ] && [ ! -s "$run/out" ] || complain "$script $arguments: $(cat "$run/out" "$run/err")"
 done <<END
 serve.sh --port 70000
 serve.sh --port
@@ -37,8 +36,8 @@ tools/tidy.sh nowhere
 tools/install.sh
 END
 
-# Ended at moments that are worse and worse: while it starts, when it serves, and again and again while it cleans up.
-# Only where the test has the signals; a shell's child in the background ignores SIGINT.
+# Signals at different moments: while the script starts, while it serves, and repeatedly while it cleans up. (Not SIGINT,
+# which a shell's background process ignores.)
 port=$(shuf -i 20000-32000 -n 1)
 for signals in "0.05 TERM" "0.4 HUP" "1.5 HUP TERM HUP" "3 TERM TERM TERM TERM"; do
     read -r pause first more <<<"$signals"

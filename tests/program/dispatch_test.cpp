@@ -25,7 +25,7 @@ static const char *priority = "/api/v2/switching/bridge/dot1d-stp-priority";
 
 TEST_F(Dispatch, findsTheHandler)
 {
-    const std::string answer = "Content-Type: application/json\r\n\r\n" + success(R"("bridge":{"priority":32768})");
+    const std::string answer = header + success(R"("bridge":{"priority":32768})");
     EXPECT_EQ(ask(priority, "GET").output, answer);
     EXPECT_EQ(ask(priority, "get").output, answer);
     EXPECT_EQ(ask("/api/v2/switching//bridge/dot1d-stp-priority?x=1", "GET").output, answer);
@@ -63,7 +63,7 @@ TEST_F(Dispatch, answersNothingToWhatItDoesNotKnow)
     EXPECT_NE(text.find("] method not found:/\n\n\n"), std::string::npos) << text;
 }
 
-/* What a client sends steers nobody's terminal from the log; nor does it find an endpoint by being masked. */
+/* Control bytes of a client do not reach a terminal that shows the log. A masked path is no endpoint either. */
 TEST_F(Dispatch, masksControlBytesInTheLog)
 {
     ask((std::string(priority) + "\033").c_str(), "GET");
@@ -77,6 +77,7 @@ TEST_F(Dispatch, masksControlBytesInTheLog)
 TEST_F(Dispatch, namesAPathWithoutASlash)
 {
     EXPECT_EQ(ask("nonsense", "GET").output, "Invalid request path 'nonsense'\n");
-    EXPECT_EQ(ask(std::string(3000, 'x').c_str(), "GET").output, "Invalid request path '" + std::string(1023, 'x') + "'\n");
+    EXPECT_EQ(ask(std::string(3000, 'x').c_str(), "GET").output,
+              "Invalid request path '" + std::string(1023, 'x') + "'\n");
     EXPECT_EQ(ask(("/" + std::string(3000, 'x')).c_str(), "GET").output, "");
 }

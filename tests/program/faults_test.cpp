@@ -1,7 +1,7 @@
 /*
  * faults_test.cpp - what happens when things break: the server, the log, the session file, standard output, memory.
- * Every fault ends in its stated way, by itself and in time: no crash, no hang, nobody let in who should not be, and
- * either the right answer, a failure, or no body at all.
+ * In every case the program ends by itself and in time, without a crash; serves nobody without a session; and answers
+ * correctly, with a failure, or without a body.
  */
 #include <fcntl.h>
 #include <poll.h>
@@ -18,15 +18,14 @@
 #include <regex>
 #include <thread>
 
-#include "platform/openclt/wire.h"
 #include "tests/support/driver.h"
+#include "tests/support/rpc.h"
 
 #define OP "rpcclt_openapi"
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-static const std::string header = "Content-Type: application/json\r\n\r\n";
 static const std::string refused = "Status:403\r\n\r\n";
 static const std::string priority = "bridge/dot1d-stp-priority";
 static const std::string priorityData = success(R"("bridge":{"priority":32768})");
@@ -34,7 +33,7 @@ static const std::string priorityAnswer = header + priorityData;
 static const std::string freshSession = "admin\n0\n";
 static const Environment impatient = {{"OPENCLT_TIMEOUT_MS", "300"}, {"SANDBOX_SLEEP_MS", "1"}};
 
-/* As many ids as a list can hold. */
+/* The longest list of ids. */
 static std::string longestList(const std::string &id)
 {
     std::string ids = id;
@@ -45,7 +44,7 @@ static std::string longestList(const std::string &id)
 
 enum Kind { FILE_OF, DIRECTORY, PIPE, LINK_TO, SECOND_NAME_OF };
 
-/* Puts that, and nothing else, at the path. */
+/* Replaces the path by a file of that kind. */
 static void put(const std::string &path, Kind kind, const std::string &content = "")
 {
     std::filesystem::remove_all(path);
@@ -66,7 +65,7 @@ protected:
         return more;
     }
 
-    /* What the process printed, which must have ended by itself. */
+    /* The output of a process that must have ended by itself. */
     static std::string outputOf(const Outcome &outcome, int exitStatus = 0)
     {
         EXPECT_EQ(outcome.signal, 0);
@@ -75,7 +74,7 @@ protected:
         return outcome.output;
     }
 
-    /* The same of the request's process, or of another command; it must end in time. */
+    /* The output of the program, or of another command, which must end in time. */
     std::string outputOf(const Environment &environment, const std::string &body = "", int exitStatus = 0,
                          const std::vector<std::string> &command = programCommand())
     {
@@ -85,7 +84,7 @@ protected:
         return outputOf(outcome, exitStatus);
     }
 
-    /* The same behind what a shell does first: "$@" is the program. `command` starts the shell. */
+    /* The output of a shell script in which "$@" is the program. `command` starts the shell. */
     std::string outputAfter(const std::string &script, Environment environment, std::vector<std::string> command = {})
     {
         /* the sandbox is not for the shell, which can be of another processor */
@@ -96,18 +95,18 @@ protected:
         return outputOf(environment, "", 0, command);
     }
 
-    /* Gives the file to another user. Only root can: others do without what is tested by it. */
+    /* Gives the file to another user. False for a user who is not root: the test leaves this case out. */
     static bool giveAway(const std::string &path) { return chown(path.c_str(), 65534, (gid_t)-1) == 0; }
 
     std::string session() const { return readFile(tmp("session/token")); }
 
-    /* As it was given, or with the stamp the program wrote into it. */
+    /* The session file is as it was, or has the stamp of the program. */
     void expectSessionIsWhole()
     {
         EXPECT_TRUE(std::regex_match(session(), std::regex(R"(admin\n(0\n|\d+\ntoken))"))) << session();
     }
 
-    /* A virtual switch besides the test's own, to be killed. From now on it is the one that is told and asked. */
+    /* Starts a second switch, to be killed. Commands and requests go to this one from now on. */
     Process startVictim()
     {
         socket = directory + "/victim.sock";
@@ -121,25 +120,25 @@ protected:
         EXPECT_EQ(finishProcess(victim).signal, SIGKILL);
     }
 
-    /* Until the switch has been asked for that operation. */
-    void awaitCall(const std::string &operation)
-    {
-        for (int i = 0; i < 4000 && readFile(directory + "/trace").find(operation + " ") == std::string::npos; i++)
-            usleep(5000);
-    }
-
-    /* How often the log says that there is no server yet. */
+    /* How many times the log says that there is no server yet. */
     auto warnings() const
     {
-        static const std::regex warning(R"(\(WARN\): kelt_cgi: \[initHandler:\d+\] RPC call can fail until server starts\. Keep trying \(result = -1\)\n)");
+        static const std::regex warning(R"(\(WARN\): kelt_cgi: \[initHandler:\d+\] RPC call can fail until server )"
+                                        R"(starts\. Keep trying \(result = -1\)\n)");
         const std::string text = log();
         return std::distance(std::sregex_iterator(text.begin(), text.end(), warning), std::sregex_iterator());
     }
 };
 
+using ServerFault = Faults;
+using LogFault = Faults;
+using FileSystemFault = Faults;
+using SessionFault = Faults;
+using StreamFault = Faults;
+
 /* The server */
 
-TEST_F(Faults, serverKilledBefore)
+TEST_F(ServerFault, killedBeforeTheRequest)
 {
     murder(startVictim()); /* its socket stays behind */
     EXPECT_EQ(outputOf(get(priority, impatient), "", 255), "");
@@ -147,7 +146,7 @@ TEST_F(Faults, serverKilledBefore)
     EXPECT_EQ(session(), freshSession);
 }
 
-TEST_F(Faults, serverKilledDuringACall)
+TEST_F(ServerFault, killedDuringACall)
 {
     const struct { std::string operation, logged; } rows[] = {
         {OP "NetworkOSVersionGet", R"(\(ERROR\): kelt_cgi: \[initHandler:\d+\] Network OS Version retrieve error\n)"},
@@ -157,7 +156,7 @@ TEST_F(Faults, serverKilledDuringACall)
     for (const auto &[operation, logged] : rows) {
         SCOPED_TRACE(operation);
         Process victim = startVictim();
-        tell("fault " + operation + " delay=60000");
+        command("fault " + operation + " delay=60000");
         Process process = startProcess(programCommand(), get(priority), "");
         awaitCall(operation);
         murder(victim);
@@ -167,29 +166,29 @@ TEST_F(Faults, serverKilledDuringACall)
     }
 }
 
-TEST_F(Faults, serverFailsInOneOfTwoCalls)
+TEST_F(ServerFault, failsInOneOfTwoCalls)
 {
     for (const std::string trouble : {"hangup", "rubbish", "delay=60000", "code=-1"})
         for (const std::string &first : {std::string("code=0"), trouble}) {
             SCOPED_TRACE(trouble + " after " + first);
-            tell("fault " OP "ProtectedPortGroupIntfCountGet count=2 " + first);
-            tell("fault " OP "ProtectedPortGroupIntfListGet " + trouble);
+            command("fault " OP "ProtectedPortGroupIntfCountGet count=2 " + first);
+            command("fault " OP "ProtectedPortGroupIntfListGet " + trouble);
             EXPECT_EQ(outputOf(get("protectedport/group-intf-list?groupId=1", impatient)), header + failure(10000));
         }
-    /* a list longer than can be stated is not asked for */
-    tell("clear");
-    tell("fault " OP "ProtectedPortGroupIntfCountGet code=0 count=4294967295");
+    /* a list that is too long is not requested */
+    command("clear");
+    command("fault " OP "ProtectedPortGroupIntfCountGet code=0 count=4294967295");
     takeTrace();
     EXPECT_EQ(outputOf(get("protectedport/group-intf-list?groupId=1")), header + failure(10000));
     EXPECT_EQ(takeTrace().find("ListGet"), std::string::npos);
-    /* both modes are asked for whatever becomes of the first; the first failure is the answer */
-    tell("fault " OP "VoipIntfModeGet type=1 code=-24");
-    tell("fault " OP "VoipIntfModeGet type=2 code=-28");
+    /* both modes are requested even if the first fails; the answer is the first failure */
+    command("fault " OP "VoipIntfModeGet type=1 code=-24");
+    command("fault " OP "VoipIntfModeGet type=2 code=-28");
     EXPECT_EQ(outputOf(get("voip/intf-mode?ifNum=3")), header + failure(10011));
     EXPECT_NE(takeTrace().find("type=2"), std::string::npos);
 }
 
-TEST_F(Faults, serverFailsAtTheStart)
+TEST_F(ServerFault, failsAtTheStart)
 {
     const struct { const char *fault; int warnings; std::string output; } rows[] = {
         {OP "ConnectivityCheck hangup times=6", 6, priorityAnswer},
@@ -204,31 +203,23 @@ TEST_F(Faults, serverFailsAtTheStart)
     for (const auto &row : rows) {
         SCOPED_TRACE(row.fault);
         unlink(tmp("zt731.log").c_str());
-        tell("clear");
-        tell(std::string("fault ") + row.fault);
+        command("clear");
+        command(std::string("fault ") + row.fault);
         EXPECT_EQ(outputOf(get(priority, impatient), "", row.output.empty() ? 255 : 0), row.output);
         EXPECT_EQ(warnings(), row.warnings);
     }
 }
 
-/* A server that does what the virtual switch never does. */
+/* A server that sends what the virtual switch never sends. */
 
-static std::string bytesOf(uint32_t value) { return {(const char *)&value, sizeof value}; }
-static std::string frame(const std::string &content) { return bytesOf((uint32_t)content.size()) + content; }
-static std::string reply(int code, const std::string &rest = "") { return frame(bytesOf((uint32_t)code) + rest); }
 static std::string number(uint32_t value) { return "N" + bytesOf(value); }
 static std::string list(size_t used, const std::string &bytes) { return "L" + bytesOf((uint32_t)used) + bytes; }
 
-static std::string text(uint32_t size, uint32_t used, const std::string &bytes)
-{
-    return "T" + bytesOf(size) + bytesOf(used) + bytes;
-}
-
-/* What the server does once it has the request of an operation. */
+/* What the server sends in reply to the call of an operation, and what it does then. */
 struct Script {
     std::string bytes;
     enum { STAYS, HANGS_UP } then = STAYS;
-    useconds_t pause = 0; /* before each byte, all at once without one */
+    useconds_t pause = 0; /* before each byte; 0: all bytes at once */
 };
 
 static void sendBytes(int connection, const Script &script)
@@ -241,7 +232,7 @@ static void sendBytes(int connection, const Script &script)
     }
 }
 
-/* Serves one client: the start-up's three requests as it should be, then the script. */
+/* Serves one client: correct replies to the three start-up calls, then the script. */
 static void serveClient(int listener, const Script &script)
 {
     int connection = accept(listener, nullptr, nullptr);
@@ -249,7 +240,7 @@ static void serveClient(int listener, const Script &script)
     auto isAsked = [&] { return recv(connection, request, sizeof request, 0) > 0; };
     for (int code : {OPEN_OK, OPEN_FAILED, OPEN_FAILED})
         if (isAsked())
-            sendBytes(connection, {reply(code)});
+            sendBytes(connection, {replyOf(code)});
     if (isAsked())
         sendBytes(connection, script);
     while (script.then == Script::STAYS && isAsked())
@@ -257,9 +248,9 @@ static void serveClient(int listener, const Script &script)
     close(connection);
 }
 
-class StrangeServer : public Faults {
+class ServerReply : public Faults {
 protected:
-    /* What the switch would be is the test itself. */
+    /* The test itself listens in place of the switch. */
     int listenInstead()
     {
         sockaddr_un address = {};
@@ -273,7 +264,7 @@ protected:
         return listener;
     }
 
-    /* What the program answers when its operation meets the script. */
+    /* What the program answers to each reply. */
     struct Row { const char *what; Script script; std::string answer; };
     void expectAnswers(const std::string &target, const std::vector<Row> &rows)
     {
@@ -282,71 +273,71 @@ protected:
             int listener = listenInstead();
             std::thread server(serveClient, listener, row.script);
             EXPECT_EQ(outputOf(get(target, {{"OPENCLT_TIMEOUT_MS", "2000"}})), header + row.answer);
-            shutdown(listener, SHUT_RDWR); /* in case nobody came */
+            shutdown(listener, SHUT_RDWR); /* if the program never connected */
             server.join();
             close(listener);
         }
     }
 };
 
-TEST_F(StrangeServer, answersANumber)
+TEST_F(ServerReply, isAnOddNumber)
 {
-    const std::string good = reply(0, number(7)), right = success(R"("bridge":{"priority":7})");
+    const std::string good = replyOf(0, number(7)), right = success(R"("bridge":{"priority":7})");
     const std::string failed = failure(10000);
     expectAnswers(priority, {
         {"the number", {good}, right},
-        {"the number, in drops", {good, Script::STAYS, 2000}, right},
+        {"the number, byte by byte", {good, Script::STAYS, 2000}, right},
         {"half a length", {good.substr(0, 3), Script::HANGS_UP}, failed},
-        {"half a frame", {good.substr(0, 7), Script::HANGS_UP}, failed},
-        {"half a frame, and stays", {good.substr(0, 10)}, failed},
-        {"drops without an end", {frame(std::string(2000, 'x')), Script::STAYS, 20000}, failed},
-        {"an empty frame", {frame("")}, failed},
-        {"half a code", {frame(std::string(2, 0))}, failed},
-        {"half a number", {reply(0, number(7).substr(0, 3))}, failed},
-        {"a number of another kind", {reply(0, "H" + bytesOf(7))}, failed},
-        {"two numbers", {reply(0, number(7) + number(8))}, failed},
-        {"two frames", {good + good}, failed},
-        {"a frame of 4 GiB", {bytesOf(0xFFFFFFFF) + "xxxx"}, failed},
-        {"a frame above the limit", {bytesOf(WIRE_FRAME_MAX + 1) + "xxxx"}, failed},
-        {"a frame at the limit", {frame(std::string(WIRE_FRAME_MAX, 0))}, failed},
-        {"a refusal", {reply(-22)}, failure(10003)},
-        {"a refusal with the number", {reply(-22, number(7))}, failure(10003)},
-        {"a refusal with half of it", {reply(-22, "N")}, failed},
-        {"a code that is none", {reply(1)}, failed},
+        {"half a message", {good.substr(0, 7), Script::HANGS_UP}, failed},
+        {"half a message, and stays", {good.substr(0, 10)}, failed},
+        {"bytes without an end", {messageOf(std::string(2000, 'x')), Script::STAYS, 20000}, failed},
+        {"an empty message", {messageOf("")}, failed},
+        {"half a code", {messageOf(std::string(2, 0))}, failed},
+        {"half a number", {replyOf(0, number(7).substr(0, 3))}, failed},
+        {"a number of another kind", {replyOf(0, "H" + bytesOf(7))}, failed},
+        {"two numbers", {replyOf(0, number(7) + number(8))}, failed},
+        {"two messages", {good + good}, failed},
+        {"a message of 4 GiB", {bytesOf(0xFFFFFFFF) + "xxxx"}, failed},
+        {"a message above the limit", {bytesOf(WIRE_FRAME_MAX + 1) + "xxxx"}, failed},
+        {"a message at the limit", {messageOf(std::string(WIRE_FRAME_MAX, 0))}, failed},
+        {"a refusal", {replyOf(-22)}, failure(10003)},
+        {"a refusal with the number", {replyOf(-22, number(7))}, failure(10003)},
+        {"a refusal with half of it", {replyOf(-22, "N")}, failed},
+        {"a code that is none", {replyOf(1)}, failed},
     });
 }
 
-TEST_F(StrangeServer, answersAText)
+TEST_F(ServerReply, isAnOddText)
 {
     const std::string full(18, 'A'), failed = failure(10000), head = R"("bridge":{"bridgeAddress":")";
     expectAnswers("bridge/dot1d-base-bridge-address", {
-        {"a text without an end", {reply(0, text(18, 18, full))}, success(head + full + "\"}")},
-        {"an empty text", {reply(0, text(18, 0, ""))}, success(head + "\"}")},
-        {"a text of another size", {reply(0, text(19, 18, full))}, failed},
-        {"more than was offered", {reply(0, text(18, 19, full + "A"))}, failed},
-        {"less than it says", {reply(0, text(18, 18, "A"))}, failed},
-        {"as much as there is no room for", {reply(0, text(18, 0xFFFFFFFF, full))}, failed},
-        {"no size", {reply(0, text(0, 0, ""))}, failed},
+        {"a text without an end", {replyOf(0, textArgument(18, 18, full))}, success(head + full + "\"}")},
+        {"an empty text", {replyOf(0, textArgument(18, 0, ""))}, success(head + "\"}")},
+        {"a text of another size", {replyOf(0, textArgument(19, 18, full))}, failed},
+        {"more than was offered", {replyOf(0, textArgument(18, 19, full + "A"))}, failed},
+        {"less than it says", {replyOf(0, textArgument(18, 18, "A"))}, failed},
+        {"as much as there is no room for", {replyOf(0, textArgument(18, 0xFFFFFFFF, full))}, failed},
+        {"no size", {replyOf(0, textArgument(0, 0, ""))}, failed},
     });
 }
 
-TEST_F(StrangeServer, answersAList)
+TEST_F(ServerReply, isAnOddList)
 {
     const std::string count = bytesOf(0xFFFFFFFF), longest = count + std::string(sizeof(VlanIdList) - count.size(), 0);
     const std::string head = R"("vlan":{"numOfElements":7,"vidList":[)";
     const std::string zeros = success(head + longestList("0") + "]}"), none = success(head + "]}");
-    const std::string failed = failureLine(10003); /* this endpoint's word for every failure */
+    const std::string failed = failureLine(10003); /* this endpoint's code for every failure */
     expectAnswers("vlan/vid-list?intfNum=1", {
-        {"more ids than there can be", {reply(0, list(4, count) + number(7))}, zeros},
-        {"as long as it can be", {reply(0, list(longest.size(), longest) + number(7))}, zeros},
-        {"no ids", {reply(0, list(0, "") + number(7))}, none},
-        {"longer than it can be", {reply(0, list(longest.size() + 1, longest + "x") + number(7))}, failed},
-        {"shorter than it says", {reply(0, list(longest.size(), "x"))}, failed},
+        {"more ids than there can be", {replyOf(0, list(4, count) + number(7))}, zeros},
+        {"as long as it can be", {replyOf(0, list(longest.size(), longest) + number(7))}, zeros},
+        {"no ids", {replyOf(0, list(0, "") + number(7))}, none},
+        {"longer than it can be", {replyOf(0, list(longest.size() + 1, longest + "x") + number(7))}, failed},
+        {"shorter than it says", {replyOf(0, list(longest.size(), "x"))}, failed},
     });
 }
 
-/* Somebody listens on the socket, but answers nothing and never will. */
-TEST_F(StrangeServer, isSilent)
+/* A process listens on the socket, but never replies. */
+TEST_F(ServerReply, neverComes)
 {
     int listener = listenInstead();
     for (int backlog : {8, 0}) { /* clients beyond the backlog do not even get a connection */
@@ -358,13 +349,13 @@ TEST_F(StrangeServer, isSilent)
 
 /* The log */
 
-/* A line of the log among what the program printed. */
+/* A log entry on the standard output. */
 static const std::regex notFoundLine(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \(ERROR\): kelt_cgi: )"
                                      R"(\[httpdProcessRequest:\d+\] method not found:/api/v2/switching/nothing\n)"
                                      R"(switching\nnothing\n)");
 
-/* What counts as a log or a level file, and what stands there as if there was none. */
-TEST_F(Faults, logFiles)
+/* A file that is not regular, or has a second name, is not used as a log or level file. */
+TEST_F(LogFault, isNoRegularFile)
 {
     const char *logFile = "zt731.log", *levelFile = "devmgr_log_level";
     const std::string others = "what must stay as it is";
@@ -404,8 +395,8 @@ TEST_F(Faults, logFiles)
     }
 }
 
-/* A neighbour's lease would make others wait for 45 seconds, and what is his cannot be had by O_CREAT. */
-TEST_F(Faults, logFilesOfANeighbour)
+/* Another user's lease must not delay requests for 45 seconds; O_CREAT cannot open another user's file. */
+TEST_F(LogFault, belongsToAnotherUser)
 {
     signal(SIGIO, SIG_IGN);
     for (const char *file : {"zt731.log", "devmgr_log_level"}) {
@@ -420,8 +411,8 @@ TEST_F(Faults, logFilesOfANeighbour)
     EXPECT_NE(log().find("] method not found:"), std::string::npos) << log();
 }
 
-/* The content is given up: it must not grow for ever. */
-TEST_F(Faults, logThatCannotBeRotated)
+/* The log loses its content: it must not grow for ever. */
+TEST_F(LogFault, cannotBeRotated)
 {
     std::filesystem::create_directories(tmp("zt731.log.old/in the way"));
     writeFile(tmp("devmgr_log_level"), "7");
@@ -431,8 +422,8 @@ TEST_F(Faults, logThatCannotBeRotated)
     EXPECT_NE(log().find("Open API Version"), std::string::npos);
 }
 
-/* Nor does somebody who may only read it stop it by the lock of those that rotate it. */
-TEST_F(Faults, logLockedByANeighbour)
+/* A process that can only read the log cannot stop rotation with a lock. */
+TEST_F(LogFault, isLockedByAnotherProcess)
 {
     writeFile(tmp("zt731.log"), std::string(0x100000, 'x'));
     int held = open(tmp("zt731.log").c_str(), O_RDONLY | O_CLOEXEC);
@@ -444,10 +435,10 @@ TEST_F(Faults, logLockedByANeighbour)
 }
 
 /* As a shell does on the way to a new digit: echo 7 >/tmp/devmgr_log_level */
-TEST_F(Faults, levelFileCutOffWhileRunning)
+TEST_F(LogFault, levelFileIsTruncatedWhileRunning)
 {
     writeFile(tmp("devmgr_log_level"), "7");
-    tell("fault " OP "NetworkOSVersionGet delay=500");
+    command("fault " OP "NetworkOSVersionGet delay=500");
     Process process = startProcess(programCommand(), get(priority), "");
     awaitCall(OP "NetworkOSVersionGet");
     EXPECT_EQ(truncate(tmp("devmgr_log_level").c_str(), 0), 0);
@@ -455,8 +446,8 @@ TEST_F(Faults, levelFileCutOffWhileRunning)
     EXPECT_EQ(log().find("ORNIS"), std::string::npos); /* no digit is 6 */
 }
 
-/* A session that cannot be opened for its new stamp is refused; the log's lines go where the answer goes. */
-TEST_F(Faults, readOnlyFileSystem)
+/* A session that cannot be opened for writing is refused; log entries go to the standard output. */
+TEST_F(FileSystemFault, isReadOnly)
 {
     const Environment readOnly = {{"SANDBOX_READ_ONLY", "1"}};
     std::string output = outputOf(get(priority, readOnly));
@@ -467,8 +458,8 @@ TEST_F(Faults, readOnlyFileSystem)
     EXPECT_EQ(access(tmp("zt731.log").c_str(), F_OK), -1);
 }
 
-/* No file grows and none is written. What the session needs is there already, so it counts. */
-TEST_F(Faults, fullFileSystem)
+/* No file can grow. The session is valid: its file needs no more space. */
+TEST_F(FileSystemFault, isFull)
 {
     const std::string full = "trap '' XFSZ; ulimit -f 0; exec \"$@\"";
     for (const char *level : {"", "7"}) {
@@ -483,8 +474,8 @@ TEST_F(Faults, fullFileSystem)
     EXPECT_EQ(access(tmp("session/token").c_str(), F_OK), -1);
 }
 
-/* A file system in memory that is full gives a new file a size, but no byte to keep. */
-TEST_F(Faults, fullFileSystemInMemory)
+/* In a full tmpfs, a new file gets a size, but no memory for its bytes. */
+TEST_F(FileSystemFault, isFullAndInMemory)
 {
     if (runProcess({"unshare", "-rm", "true"}).exitStatus != 0)
         GTEST_SKIP() << "mounting is not allowed here";
@@ -497,7 +488,7 @@ TEST_F(Faults, fullFileSystemInMemory)
 
 /* The session file */
 
-TEST_F(Faults, sessionFile)
+TEST_F(SessionFault, hasOddContent)
 {
     const std::string huge(5'000'000, 'x');
     const struct { const char *what; bool served; std::string content; Kind kind = FILE_OF; } rows[] = {
@@ -528,8 +519,8 @@ TEST_F(Faults, sessionFile)
     EXPECT_EQ(outputOf(get(priority)), refused);
 }
 
-/* Who makes the directory, or a file in it, logs himself in: only root and the program's own user may. */
-TEST_F(Faults, sessionOfANeighbour)
+/* A user who can make session files could log in: only those of root and of the program's user count. */
+TEST_F(SessionFault, belongsToAnotherUser)
 {
     const struct { const char *what; std::string path; Kind kind; std::string content, logged; } rows[] = {
         {"his directory", "session", DIRECTORY, "", "/tmp/session is refused: it belongs to user 65534, not to root"},
@@ -556,8 +547,8 @@ TEST_F(Faults, sessionOfANeighbour)
     }
 }
 
-/* Ten seconds, and no answer: what holds the lock may hang for ever. A web server can have blocked the timer's signal. */
-TEST_F(Faults, sessionLockedForLongerThanTheLimit)
+/* After ten seconds the request is refused, also if the web server has blocked the signal of the timer. */
+TEST_F(SessionFault, isLockedForLongerThanTheLimit)
 {
     int held = open(tmp("session/token").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(held, LOCK_EX), 0);
@@ -578,8 +569,8 @@ TEST_F(Faults, sessionLockedForLongerThanTheLimit)
     close(held);
 }
 
-/* Nobody keeps the others out by locking the session again as soon as he has let it go. */
-TEST_F(Faults, sessionLockedAgainAndAgain)
+/* A process that locks the session again and again does not keep other requests out. */
+TEST_F(SessionFault, isLockedAgainAndAgain)
 {
     int held = open(tmp("session/token").c_str(), O_RDWR | O_CLOEXEC);
     std::atomic<bool> served = false;
@@ -598,7 +589,7 @@ TEST_F(Faults, sessionLockedAgainAndAgain)
 
 /* Standard streams */
 
-TEST_F(Faults, streams)
+TEST_F(StreamFault, isClosedOrFull)
 {
     const struct { const char *what, *script; std::string output; } rows[] = {
         {"output closed", "exec \"$@\" >&-", ""},
@@ -619,12 +610,12 @@ TEST_F(Faults, streams)
             expectSessionIsWhole();
         }
 
-    /* a body that cannot be read has ended before it began */
+    /* a body that cannot be read is an empty one */
     EXPECT_EQ(outputAfter("exec \"$@\" <&-", request("PUT", "bridge/db-dot1d-tp-aging-time", "{}")),
               header + failureLine(10003));
 }
 
-TEST_F(Faults, outputNobodyReads)
+TEST_F(StreamFault, outputHasNoReader)
 {
     Process process = startProcess(programCommand(), get(priority), "");
     close(process.output);
@@ -632,16 +623,15 @@ TEST_F(Faults, outputNobodyReads)
     outputOf(finishProcess(process)); /* no SIGPIPE */
 }
 
-/* What was done is answered, whatever happens on the way out. */
-TEST_F(Faults, tearDownThatCrashes)
+/* The answer is out before the connection is closed. */
+TEST_F(ServerFault, tearDownCrashes)
 {
     Outcome outcome = run(get(priority, {{"SANDBOX_TEAR_DOWN_CRASHES", "1"}}));
     EXPECT_EQ(outcome.signal, SIGABRT);
     EXPECT_EQ(outcome.output, priorityAnswer);
 }
 
-/* A body that ends early, however much was announced. */
-TEST_F(Faults, body)
+TEST_F(StreamFault, bodyEndsEarly)
 {
     for (const char *length : {"17", "1000", "300000000", "-1", "x", ""}) {
         SCOPED_TRACE(length);
@@ -654,21 +644,20 @@ TEST_F(Faults, body)
 
 /* Memory */
 
-/* One request, and what should become of it. */
+/* One request, and the calls and the answer it leads to. */
 struct Exchange {
     const char *method;
     std::string target;   /* below /api/v2/switching/, with its query */
     std::string body;
-    std::string asked;    /* the trace's lines, without those of the start-up; "" when the switch is not to be asked */
-    std::string answered; /* the whole body of the answer */
+    std::string asked;    /* the trace's lines, without those of the start-up */
+    std::string answered; /* the body of the answer */
 };
 
-class Memory : public Faults {
+class MemoryFault : public Faults {
 protected:
     /*
-     * Runs the request again and again, each time with another allocation failing, until there are no more. What it
-     * may end in: the right answer; nothing behind the header, and a line in the log that says why; a refusal; nothing
-     * at all. The switch is asked for what it should be asked for, or for nothing.
+     * Runs the request once for each of its allocations, which fails. The program answers correctly; or only the
+     * header, and the log says why; or a refusal; or nothing. The switch gets the right calls or none.
      */
     void failEveryAllocation(const Exchange &exchange)
     {
@@ -689,11 +678,11 @@ protected:
             EXPECT_EQ(outcome.errors, "");
             EXPECT_TRUE(asked == exchange.asked || (asked.empty() && output != right)) << asked;
             EXPECT_TRUE(output == right || silent || (asked.empty() && output == refused)) << output;
-            /* the fixed buffer's builder says only that it could not print: established behaviour */
+            /* the builder with a fixed buffer logs only a failed print: established behaviour */
             bool inFixedBuffer = exchange.answered == success("");
+            const std::string logged = log() + readFile(tmp("zt731.log.old"));
             EXPECT_TRUE(output != header || (inFixedBuffer && !asked.empty()) ||
-                        (log() + readFile(tmp("zt731.log.old")) + outcome.output).find("] [MEM] Failed to ") !=
-                            std::string::npos) << log();
+                        logged.find("] [MEM] Failed to ") != std::string::npos) << logged;
             EXPECT_TRUE(outcome.exitStatus == 0 || (outcome.exitStatus == 1 && asked.empty() && silent))
                 << outcome.exitStatus << ", signal " << outcome.signal;
             expectSessionIsWhole();
@@ -702,7 +691,7 @@ protected:
     }
 };
 
-TEST_F(Memory, runsOut)
+TEST_F(MemoryFault, failsAtEveryAllocation)
 {
     const struct { const char *operation, *fault; Exchange exchange; } rows[] = {
         {"Dot1dStpPriorityGet", "value=32768", {"GET", priority, "", "value=0 -> 0 value=32768", priorityData}},
@@ -718,7 +707,7 @@ TEST_F(Memory, runsOut)
         {"Dot1qSwPortTrunkAllowedVlanListSet", "",
          {"PUT", "vlan/dot1q-sw-port-trunk-allowed-vlan-list", R"({"intf": 2, "vidList": [10, 20]})",
           "ifNum=2 vidList=2(10 20) -> 0 vidList=2(10 20)", success("")}},
-        /* a parameter that was lost is not one that was not there: the default would be another database, or VLAN */
+        /* no default for a parameter that was lost: it would mean another database, or VLAN */
         {"FdbAddrAgingTimeoutGet", "timeOut=77",
          {"GET", "fdb/addr-aging-timeout?a&b&c&d&e&f&g&h&i&j&k&fdbId=2", "", "fdbId=2 timeOut=0 -> 0 timeOut=77",
           success(R"("fdb":{"timeOut":77})")}},
@@ -738,7 +727,7 @@ TEST_F(Memory, runsOut)
           success(R"("vlan":{"nextOui":"00:11:22","vlanId":5})")}},
     };
     for (auto [operation, fault, exchange] : rows) {
-        tell(std::string("fault " OP) + operation + " code=0 " + fault);
+        command(std::string("fault " OP) + operation + " code=0 " + fault);
         exchange.asked = std::string(OP) + operation + " " + exchange.asked;
         failEveryAllocation(exchange);
     }

@@ -8,12 +8,13 @@
 
 #include "tests/support/driver.h"
 
-class Lifecycle : public SwitchTest {};
+using StartUp = SwitchTest;
+using CrashRecord = SwitchTest;
+using Libraries = SwitchTest;
 
-/* How often it tries at most, and what it says meanwhile, is shown with the faults. */
-TEST_F(Lifecycle, pausesThreeSecondsBetweenChecks)
+TEST_F(StartUp, pausesThreeSecondsBetweenChecks)
 {
-    tell("fault rpcclt_openapiConnectivityCheck code=-1 times=2");
+    command("fault rpcclt_openapiConnectivityCheck code=-1 times=2");
     Environment environment = request("GET", "bridge/dot1d-stp-priority");
     environment["SANDBOX_SLEEP_MS"] = "1";
     EXPECT_NE(run(environment).output.find("32768"), std::string::npos);
@@ -21,7 +22,7 @@ TEST_F(Lifecycle, pausesThreeSecondsBetweenChecks)
     EXPECT_NE(readFile(directory + "/trace").find("NetworkOSVersionGet version=[100]\"\" -> 0"), std::string::npos);
 }
 
-TEST_F(Lifecycle, endsWhenItCannotRegister)
+TEST_F(StartUp, endsWithoutARegistration)
 {
     Environment environment = request("GET", "bridge/dot1d-stp-priority");
     environment["SANDBOX_REGISTER_FAILS"] = "1";
@@ -31,36 +32,36 @@ TEST_F(Lifecycle, endsWhenItCannotRegister)
     EXPECT_NE(log().find("] \nFailed to initialize RPC to OpEN. Exiting (result = -1)\n"), std::string::npos) << log();
 }
 
-TEST_F(Lifecycle, leavesARecordWhenItCrashes)
+TEST_F(CrashRecord, isWrittenForAFatalSignal)
 {
     for (int signal : {SIGSEGV, SIGABRT}) {
-        tell("fault rpcclt_openapiDot1dStpPriorityGet delay=5000");
+        command("fault rpcclt_openapiDot1dStpPriorityGet delay=5000");
         takeTrace();
         Process process = startProcess(programCommand(), request("GET", "bridge/dot1d-stp-priority"), "");
-        while (takeTrace().empty()) /* it is in the middle of its call */
-            usleep(10000);
-        std::string name = readFile("/proc/" + std::to_string(process.pid) + "/comm"); /* its emulator's, if it has one */
+        awaitCall("rpcclt_openapiDot1dStpPriorityGet"); /* which takes 5 seconds */
+        std::string name = readFile("/proc/" + std::to_string(process.pid) + "/comm"); /* the emulator's, with one */
         name = name.substr(0, name.find('\n'));
         kill(process.pid, signal);
         EXPECT_EQ(finishProcess(process).signal, signal);
         std::string record = readFile(tmp("crashlog.txt"));
-        EXPECT_NE(record.find(" UTC process " + name + " (" + std::to_string(process.pid) + ") died of signal " +
-                              std::to_string(signal)), std::string::npos) << record;
+        const std::string what = " UTC process " + name + " (" + std::to_string(process.pid) + ") died of signal ";
+        EXPECT_NE(record.find(what + std::to_string(signal)), std::string::npos) << record;
         EXPECT_NE(record.find("rpcclt_openapiDot1dStpPriorityGet\n"), std::string::npos) << record;
         EXPECT_NE(record.find("switching_v2.cgi+0x"), std::string::npos) << record;
     }
 }
 
-/* What the program needs at run time, and that the switch's own libraries take the stand-ins' place. */
-TEST_F(Lifecycle, needsOnlyItsFourLibraries)
+/* The run-time libraries; those of the switch can take the place of the stand-ins. */
+TEST_F(Libraries, areTheFourOfTheSwitch)
 {
     std::string dynamic = runProcess({"readelf", "-d", programCommand().back()}).output;
     if (dynamic.find("asan") != std::string::npos)
         GTEST_SKIP() << "a sanitizer build brings its own";
     std::string needed;
-    for (size_t at = dynamic.find("Shared library: ["); at != std::string::npos; at = dynamic.find("Shared library: [", at + 1))
-        needed += dynamic.substr(at + 17, dynamic.find(']', at) - at - 17) + " ";
-    const std::string loader = "ld-linux-aarch64.so.1 "; /* where it, not the C library, owns the stack guard */
+    const std::string mark = "Shared library: [";
+    for (size_t at = 0; (at = dynamic.find(mark, at)) != std::string::npos; at++)
+        needed += dynamic.substr(at + mark.size(), dynamic.find(']', at) - at - mark.size()) + " ";
+    const std::string loader = "ld-linux-aarch64.so.1 "; /* where the stack guard is in the loader */
     if (needed.ends_with(loader))
         needed.resize(needed.size() - loader.size());
     EXPECT_EQ(needed, "libopenclt.so libproc_libs.so libcjson.so.1 libc.so.6 ");

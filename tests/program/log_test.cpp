@@ -8,7 +8,7 @@
 
 #include "tests/support/driver.h"
 
-class Log : public SwitchTest {
+class LogFile : public SwitchTest {
 protected:
     /* A request that logs one ERROR line, and DEBUG lines besides. */
     Outcome logOnce() { return run(request("GET", "nothing")); }
@@ -16,7 +16,9 @@ protected:
     static size_t lines(const std::string &text) { return (size_t)std::count(text.begin(), text.end(), '\n'); }
 };
 
-TEST_F(Log, writesWhatTheLevelFileLetsThrough)
+using LogLevel = LogFile;
+
+TEST_F(LogLevel, choosesTheEntries)
 {
     logOnce();
     EXPECT_EQ(level(), std::string("6\0\0\0", 4));
@@ -26,7 +28,9 @@ TEST_F(Log, writesWhatTheLevelFileLetsThrough)
     logOnce();
     EXPECT_EQ(level(), std::string("7\0\0\0", 4));
     std::string text = log();
-    EXPECT_TRUE(std::regex_search(text, std::regex(R"(\(DEBUG\): kelt_cgi: \[initHandler:\d+\] Register RPC to OpEN success. \(client name = switching_v2.cgi_\d+\)\n)"))) << text;
+    const std::regex registered(R"(\(DEBUG\): kelt_cgi: \[initHandler:\d+\] Register RPC to OpEN success. )"
+                                R"(\(client name = switching_v2.cgi_\d+\)\n)");
+    EXPECT_TRUE(std::regex_search(text, registered)) << text;
     EXPECT_NE(text.find("] ORNIS Version = 9.1.0.4\n"), std::string::npos);
     EXPECT_NE(text.find("] Open API Version = 1.26.0.1\n"), std::string::npos);
 
@@ -41,7 +45,7 @@ TEST_F(Log, writesWhatTheLevelFileLetsThrough)
     EXPECT_EQ(level(), std::string("6\0\0\0", 4));
 }
 
-TEST_F(Log, stampsItsLines)
+TEST_F(LogFile, hasATimeOnEachLine)
 {
     auto now = [] {
         char text[32];
@@ -52,11 +56,11 @@ TEST_F(Log, stampsItsLines)
     std::string before = now();
     logOnce();
     EXPECT_TRUE(log().starts_with(before) || log().starts_with(now())) << log();
-    EXPECT_TRUE(std::regex_search(log().substr(before.size()), std::regex(R"(^\d\d\.\d{3} \(ERROR\): kelt_cgi: \[)"))) << log();
+    const std::regex seconds(R"(^\d\d\.\d{3} \(ERROR\): kelt_cgi: \[)");
+    EXPECT_TRUE(std::regex_search(log().substr(before.size()), seconds)) << log();
 }
 
-/* Its neighbours run as other users. */
-TEST_F(Log, sharesItsFiles)
+TEST_F(LogFile, canBeWrittenByOtherUsers)
 {
     mode_t mask = umask(0);
     logOnce();
@@ -68,7 +72,7 @@ TEST_F(Log, sharesItsFiles)
     }
 }
 
-TEST_F(Log, rotatesWhenItIsFull)
+TEST_F(LogFile, isRotatedWhenItIsFull)
 {
     std::string full(0x100000, 'x');
     writeFile(tmp("zt731.log"), full);

@@ -1,5 +1,5 @@
 /*
- * session_test.cpp - whom the session check lets in, and what it leaves in the session file and the log.
+ * session_test.cpp - which requests the session check allows, and what it writes to the session file and the log.
  */
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 
 class Session : public SwitchTest {
 protected:
-    /* Sends a request under `token`; true when it was served, false when it got the 403. Anything else fails the test. */
+    /* Sends a request with `token`. True when it is served, false for the 403; else the test fails. */
     bool served(const std::string &token, const char *method = "GET", const Environment &more = {})
     {
         Environment environment = request(method, "bridge/db-dot1d-tp-aging-time", R"({"agingTime":300})");
@@ -33,14 +33,15 @@ protected:
     /* "LEVEL text" */
     bool logged(const std::string &line) const
     {
-        const std::string text = log(), level = line.substr(0, line.find(' ')), what = "] " + line.substr(level.size() + 1);
+        const std::string text = log(), level = line.substr(0, line.find(' '));
+        const std::string what = "] " + line.substr(level.size() + 1);
         size_t at = text.find(what), start = text.rfind(" (" + level + "): kelt_cgi: [checkSessionX:", at);
         return at != std::string::npos && start != std::string::npos && text.find(']', start) == at;
     }
     void logEverything() { writeFile(tmp("devmgr_log_level"), "7"); }
 };
 
-TEST_F(Session, weighsTheRoleAgainstTheMethod)
+TEST_F(Session, allowsTheMethodsOfTheRole)
 {
     EXPECT_TRUE(servedWith("admin\n7000\ns"));
     EXPECT_TRUE(servedWith("admin\n7000\ns", "PUT"));
@@ -56,7 +57,7 @@ TEST_F(Session, weighsTheRoleAgainstTheMethod)
     EXPECT_TRUE(logged("ERROR Invalid priviledged level in user session\n"));
 }
 
-TEST_F(Session, slidesTheStampForward)
+TEST_F(Session, renewsItsStamp)
 {
     EXPECT_TRUE(servedWith("admin\n7000\ns"));
     EXPECT_EQ(file(), "admin\n7300\ns");
@@ -75,7 +76,8 @@ TEST_F(Session, endsAfterTwoHours)
     EXPECT_TRUE(servedWith("joe\n100\nrw\ns"));
     EXPECT_FALSE(servedWith("joe\n99\nrw\ns"));
     EXPECT_EQ(access(tmp("session/s").c_str(), F_OK), -1);
-    EXPECT_TRUE(logged("INFO Token timeout(7300 - 99).please login again. (userName: joe\n timestamp: 99\n)\r\n")) << log();
+    EXPECT_TRUE(logged("INFO Token timeout(7300 - 99).please login again. "
+                       "(userName: joe\n timestamp: 99\n)\r\n")) << log();
     EXPECT_FALSE(served("s"));
     EXPECT_TRUE(servedWith("joe\n0\nrw\ns"));
     EXPECT_TRUE(servedWith("joe\nsoon\nrw\ns"));
@@ -105,7 +107,7 @@ TEST_F(Session, isAFileDirectlyInItsDirectory)
     EXPECT_TRUE(logged("DEBUG /tmp/session/(null) file not exsits, ignore\n"));
 }
 
-/* Anybody can write lines into the shared log that read as a session: the path of an unknown endpoint is logged so. */
+/* Any client can write lines into the log that look like a session: the path of an unknown endpoint is logged. */
 TEST_F(Session, isNotTheLog)
 {
     Environment environment = request("GET", "0/rw");
@@ -128,12 +130,12 @@ TEST_F(Session, logsTheRefresh)
     EXPECT_EQ(readFile(tmp("session/\033")), "admin\n7300\n\033");
 }
 
-/* Also for its turn behind who only reads. */
-TEST_F(Session, waitsForItsTurn)
+/* Also while another process holds a shared lock. */
+TEST_F(Session, waitsForTheLock)
 {
     writeFile(tmp("session/s"), "admin\n7000\ns");
-    Process holder = startProcess({"flock", "-s", tmp("session/s"), "sh", "-c", "echo locked; sleep 1; touch " + tmp("done")},
-                                  {}, "");
+    const std::string held = "echo locked; sleep 1; touch " + tmp("done");
+    Process holder = startProcess({"flock", "-s", tmp("session/s"), "sh", "-c", held}, {}, "");
     char line[16];
     ASSERT_GT(read(holder.output, line, sizeof line), 0);
     EXPECT_TRUE(served("s"));
@@ -142,7 +144,7 @@ TEST_F(Session, waitsForItsTurn)
     EXPECT_EQ(file(), "admin\n7300\ns");
 }
 
-/* 199 bytes of a name and of a stamp, 15 of a role, 255 of what is written. */
+/* The limits: 199 bytes of a name and of a stamp, 15 of a role, 255 of the text that is written. */
 TEST_F(Session, holdsTheLongestLines)
 {
     const std::string user = std::string(198, 'u') + "\n", role = "rw" + std::string(12, 'r') + "\n";

@@ -1,17 +1,25 @@
-"""described.py - what the description says of an operation, as predictions: what the switch is asked, what is answered."""
+"""described.py - reads an operation's description as predictions: which calls the switch gets, and what is answered.
+
+It repeats on purpose what api/describe.py and the program know, such as OpEN's codes and how JSON is printed: what is to
+be proved must not prove itself. (Only the harness is shared: tools/description.py and tools/switch.py.)
+"""
 import json
+import os
 import sys
 
-OPEN_RESULTS = {0: 0, -22: 10003, -24: 10011, -28: 17002, -29: 10023}  # of what is mapped; any other is 10000
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from description import operations_of  # noqa: E402
+
+OPEN_RESULTS = {0: 0, -22: 10003, -24: 10011, -28: 17002, -29: 10023}  # the rule "mapped"; any other code is 10000
 UNKNOWN_WORD = "no-word-of-any"
 
 
 class Key:
-    """A key of a request: where it stands, and what of the switch it reaches."""
+    """A key of a request: its place in the request, and what it becomes for the switch."""
 
     def __init__(self, place, name, schema, required, index):
         self.place, self.name, self.schema, self.required = place, name, schema, required
-        self.number = 11 * (index + 1)  # what its values are made of, unlike those of the others
+        self.number = 11 * (index + 1)  # its values are made from this; each key has another
         self.words = schema.get("x-codes")
         self.kind = "word" if self.words else schema.get("x-conversion", schema["type"])
         self.lookup = schema["x-lookup"] if place == "query" else {"form": "loose"}.get(place, "json")
@@ -20,13 +28,13 @@ class Key:
         assert self.words or ("default" in schema) == (not required)
         if self.kind == "integer" and place != "json":
             assert (schema["minimum"], schema["maximum"]) == (int(required), (1 << schema.get("x-bits", 32)) - 1)
-        if self.words:  # of the words for one code, the enumeration has the first
+        if self.words:  # of several words for one code, "enum" lists the first
             usual = [word for word, code in self.words.items() if code == schema["x-default"]]
             assert schema["type"] == "string" and schema.get("default") == (usual[0] if usual and not required else None)
             assert schema["enum"] == list({code: word for word, code in reversed(self.words.items())}.values())[::-1]
 
     def understood(self, value):
-        """The value, or what a JSON value of another type than the key's counts as; None stands for no key at all."""
+        """The value; for a JSON value of another type, what it counts as. None: the key is missing."""
         json_type = {"integer": int, "boolean": bool, "array": list}.get(self.kind, str)
         if value is None or self.lookup != "json" or type(value) is json_type:
             return value
@@ -34,7 +42,7 @@ class Key:
         return self.schema.get("x-true", otherwise) if value is True else otherwise
 
     def reached(self, value):
-        """What `value` is when it reaches the operand."""
+        """What the operand is when the key has this value."""
         value = self.understood(value)
         if self.kind == "word":
             if self.schema.get("x-number-too") and str(value).isdigit():
@@ -55,7 +63,7 @@ class Key:
         return value % (1 << self.schema.get("x-bits", 32))
 
     def samples(self):
-        """Values that together show what the key does, one of another JSON type among them."""
+        """Values that together show what the key does; of a JSON key, some have another type."""
         others = ["7", True] if self.kind == "integer" else [7]
         return self.values() + (others if self.lookup == "json" else [])
 
@@ -73,12 +81,12 @@ class Key:
         if self.kind == "array":
             longest = list(range(1, self.schema["maxItems"] + 2))
             return [[number, number + 1], [number + 2], [], [self.schema["items"]["maximum"] + number],
-                    *([longest] if self.place == "json" else [])]  # a query cannot be that long
+                    *([longest] if self.place == "json" else [])]  # too long for a query
         low = [self.schema["minimum"], self.schema["minimum"] - (self.place != "query")]
         return [number, number + 1, high, high + 1, *low]
 
     def is_refused(self, value):
-        """Whether the request is, for want of this key."""
+        """Whether the request is refused because this key is missing or empty."""
         least = self.schema.get("minimum", self.schema.get("minLength"))
         return self.required and (self.understood(value) is None or (least == 1 and not self.reached(value)))
 
@@ -88,7 +96,7 @@ def ipv4(number):
 
 
 def inlined(description, node):
-    """The description without references."""
+    """The node, with each reference replaced by what it refers to."""
     if isinstance(node, list):
         return [inlined(description, item) for item in node]
     if not isinstance(node, dict):
@@ -102,7 +110,7 @@ def inlined(description, node):
 
 
 def alternatives(schema):
-    """The schemas of which one holds."""
+    """The schemas of which exactly one holds."""
     return [one for part in schema["oneOf"] for one in alternatives(part)] if "oneOf" in schema else [schema]
 
 
@@ -147,21 +155,21 @@ class Operation:
             self.add_key(place, name, one, name in schema.get("required", []))
 
     def members_in(self, schema, path):
-        """(path, schema) of every member of a success' data."""
+        """(path, schema) of every member of the data of a success."""
         for name, one in schema["properties"].items():
             if one["type"] == "object" and name != "resp":
                 yield from self.members_in(one, (*path, name))
             elif name != "resp":
                 yield ".".join((*path, name)), one
 
-    def request(self, values, rename=lambda key: key.name, besides=()):
-        """Query and body that carry {key: value}, and pairs besides, wherever something could look for them."""
-        pairs = [f"{name}={value}" for name, value in besides]
+    def request(self, values, rename=lambda key: key.name, extra=()):
+        """Query and body with the {key: value}. Further (name, value) pairs stand wherever the program could look."""
+        pairs = [f"{name}={value}" for name, value in extra]
         place = {where: [(rename(key), values[key]) for key in self.keys if key.place == where and key in values]
                  for where in ("query", "form", "json", "json-query")}
         query = "&".join([f"{name}={value}" for name, value in place["query"]] + pairs)
         known = {key.name.lower() for key in self.keys if key.place == self.json_place}
-        more = {name: value for name, value in besides if name.lower() not in known}
+        more = {name: value for name, value in extra if name.lower() not in known}
         if self.json_place == "json-query":
             query = json.dumps({**dict(place["json-query"]), **more}) + "&" + query
         if self.json_place == "json":
@@ -171,21 +179,15 @@ class Operation:
         return query, json.dumps(more) if more and self.method in ("PUT", "POST") else ""
 
     def example_values(self):
-        """The example's values, by key."""
+        """The example's values, by key (without those of JSON in a query)."""
         values = {key: key.schema["example"] for key in self.keys if key.place == "query"}
         bodies = [media["example"] for media in self.entry.get("requestBody", {"content": {}})["content"].values()]
         values.update((key, bodies[0][key.name]) for key in self.keys if bodies and key.name in bodies[0] and
                       key.place in ("json", "form"))
         return values
 
-    def example(self):
-        """Query and body of the example, and the answer it got."""
-        query, body = self.request(self.example_values())
-        query = self.entry.get("x-query-string", {}).get("example", query)
-        return query, body, self.entry["responses"]["200"]["content"]["application/json"]["example"]
-
     def sent(self, index, call, values, outputs):
-        """What the operands of the call must be, as the trace shows them, when the calls before it returned the outputs."""
+        """The operands that the call must get, as the trace shows them. `outputs` is what each call returns."""
         expected = {}
         for name, found in call.sent.items():
             value = self.constants.get(name)
@@ -202,28 +204,28 @@ class Operation:
         return expected
 
     def size(self, name, text, outputs):
-        """The size that the descriptor of a text states."""
+        """The size that a text's descriptor must state."""
         size = self.entry["x-text-sizes"][name]
         if isinstance(size, dict):
             return max(size["least"], outputs[0][size["operand"]] * size["each"] + size["plus"])
         return {"length": len(text), "length+1": len(text) + 1}.get(size, size)
 
     def counted(self):
-        """Operands whose value decides on the size of a text."""
+        """Operands whose value determines the size of a text."""
         return [size["operand"] for size in self.entry.get("x-text-sizes", {}).values() if isinstance(size, dict)]
 
     def operands_reached(self):
         return {name for key in self.keys for name in key.schema["x-operand"]}
 
     def outcome(self, code):
-        """What becomes of OpEN's code."""
-        own = {one for _, schema in self.members for codes in schema["x-source"].get("code", {}).values() for one in codes}
+        """The result code for OpEN's code."""
+        reported = {one for _, schema in self.members for codes in schema["x-source"].get("code", {}).values() for one in codes}
         mapped = OPEN_RESULTS.get(code, 10000)
-        return {"mapped": mapped, "own": 0 if code in own else mapped, "invalid": 10003 if code else 0, "raw": code,
+        return {"mapped": mapped, "own": 0 if code in reported else mapped, "invalid": 10003 if code else 0, "raw": code,
                 "never": 0}[self.rule]
 
     def answer(self, outcome, situation, values, outputs, code):
-        """The whole text of an answer. `outputs` are those of each call, {operand: value}."""
+        """The whole text of an answer. `outputs` has {operand: value} for each call."""
         answer = {}
         if outcome == 0:
             answer = {name: self.data(schema, values, outputs, code)
@@ -256,8 +258,12 @@ class Operation:
         return value
 
 
+def described_operations(description):
+    return [Operation(*row) for row in operations_of(inlined(description, description))]
+
+
 def printed(value, depth=1):
-    """JSON as the program sets it: a member a line, tabs, arrays on one line; a number as a double has it."""
+    """JSON as the program prints it: one member a line, tabs, arrays on one line, large numbers as doubles."""
     if isinstance(value, dict):
         rows = ",\n".join("\t" * depth + f'"{key}":\t' + printed(item, depth + 1) for key, item in value.items())
         return "{\n" + rows + "\n" + "\t" * (depth - 1) + "}"

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""Proves api/openapi.json true of the program, and the program of it.
+"""Proves that api/openapi.json describes the program exactly.
 
-Nothing is known here but the description. It says what a request makes the program ask the switch, and how the answer
-follows from what the switch says: so each call and each answer is foretold whole, and compared to the byte. The switch
-is the virtual one, with answers that are made up for each operation.
+The proof knows nothing but the description. That says which calls a request makes to the switch, and how the answer
+follows from what the switch returns. So the proof predicts each call and each answer as a whole, and compares them to
+the byte. The switch is the virtual one; its answers are simulated for each operation (vswitch fault).
 """
 import argparse
 import json
@@ -16,34 +16,34 @@ import sys
 
 import jsonschema
 
-ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../..")
-sys.path.insert(0, os.path.join(ROOT, "tools"))
-from described import Operation, inlined  # noqa: E402
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from described import described_operations  # noqa: E402
+from description import DESCRIPTION, SceneFailed, example_answer, example_request, load, set_scene  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
 
 HEADER = b"Content-Type: application/json\r\n\r\n"
 NOT_ADMITTED = b"Status:403\r\n\r\n"
-MARK = 77777  # stands where nobody is to look
+MARK = 77777  # the value of keys that the program must not read
 
 
 class Wrong(Exception):
-    """What the description says and the program does not, or the other way round."""
+    """The program does not do what the description says."""
 
 
-def same(what, found, said):
-    if found != said:
-        raise Wrong(f"{what}: {found!r:.600} where the description says {said!r:.600}")
+def same(what, found, described):
+    if found != described:
+        raise Wrong(f"{what}: {found!r:.600} where the description says {described!r:.600}")
 
 
 class Proof:
-    """Of one operation, before a switch. `data` is the program's, in which every key must stand."""
+    """Proves one operation. `data` is the program's read-only data, in which every key must occur."""
 
     def __init__(self, operation, switch, data):
         self.operation, self.switch, self.data = operation, switch, data
         self.base = {key: key.samples()[0] for key in operation.keys}
         self.outputs = [{} for _ in operation.calls]
-        self.kinds = [{} for _ in operation.calls]  # a value of each output as the trace shows it
-        self.inputs = set()                         # operands that are only sent
+        self.kinds = [{} for _ in operation.calls]  # of each call: {output: a value as the trace shows it}
+        self.inputs = set()                         # operands that are sent and not returned
         self.outcomes, self.answers, self.requests = set(), set(), 0
         self.validator = jsonschema.Draft202012Validator(operation.schema)
 
@@ -62,7 +62,7 @@ class Proof:
         else:
             same("what a placeholder must have", (operation.entry["deprecated"], operation.rule, operation.keys), (True, "none", []))
             self.check({}, self.send())
-        self.send_besides()
+        self.send_undescribed_keys()
         same("the result codes", self.outcomes, set(operation.messages))
         self.compare_extent()
 
@@ -70,19 +70,20 @@ class Proof:
         self.requests += 1
         return self.switch.ask(self.operation.method, self.operation.path, query, body, session)
 
-    def tell(self, values, **how):
+    def try_values(self, values, **how):
+        """Sends the request with these values, and checks what it does."""
         self.check(values, self.send(*self.operation.request(values, **how)))
 
     def arrange(self, code=0, only=None):
-        """The switch answers the outputs, and `code` to the call at index `only`, or to all."""
+        """Makes the switch return the outputs, and `code` from the call at index `only` (None: from all calls)."""
         for i, call in enumerate(self.operation.calls):
             outputs = [f"{name}={','.join(map(str, value)) if isinstance(value, list) else value}"
                        for name, value in self.outputs[i].items()]
-            told_apart = [f"{name}={values[i]}" for name, values in self.operation.constants.items() if isinstance(values, list)]
-            self.switch.tell("fault", call, *told_apart, f"code={code if only in (None, i) else 0}", *outputs)
+            condition = [f"{name}={values[i]}" for name, values in self.operation.constants.items() if isinstance(values, list)]
+            self.switch.command("fault", call, *condition, f"code={code if only in (None, i) else 0}", *outputs)
 
     def learn_outputs(self):
-        """That the calls are those that are said, and what they return."""
+        """Checks that the calls are those described, and finds out what they return."""
         self.arrange()
         calls = self.send(*self.operation.request(self.base))[1]
         same("the operations", [call.name for call in calls], self.operation.calls)
@@ -96,13 +97,13 @@ class Proof:
         self.arrange()
 
     def vary_keys(self):
-        """Each value of each key reaches its operands, and only them; so does the default of a key that is not there."""
-        self.tell({})
+        """Each value of each key reaches its operands, and only them; so does the default of a missing key."""
+        self.try_values({})
         for key in self.operation.keys:
             others = {one: value for one, value in self.base.items() if one is not key}
-            self.tell(others)
+            self.try_values(others)
             for value in key.samples():
-                self.tell({**self.base, key: value})
+                self.try_values({**self.base, key: value})
             found = self.base if key.lookup == "loose" else others
             prefixed = self.operation.request(self.base, rename=lambda one: "x" + one.name if one is key else one.name)
             self.check(found, self.send(*prefixed))
@@ -122,34 +123,34 @@ class Proof:
             self.check({**self.base, key: 7 if decoded else 0}, self.send(*escaped))
 
     def vary_json(self):
-        """The case of its keys does not matter; what is no JSON is refused, where it has to be some."""
+        """The case of JSON keys does not matter; text that is not JSON is refused where JSON is required."""
         operation = self.operation
         if not operation.json_place:
             return
-        self.tell(self.base, rename=lambda key: key.name if key.place == "query" else key.name.swapcase())
+        self.try_values(self.base, rename=lambda key: key.name if key.place == "query" else key.name.swapcase())
         rest = {key: value for key, value in self.base.items() if key.place == "query"}
         query, body = operation.request(rest)
         broken = (query.replace("{}", "{", 1), "") if operation.json_place == "json-query" else (query, "{")
         self.check(rest, self.send(*broken), refused=operation.needs_json)
 
-    def send_besides(self):
-        """Nothing that is not described matters: no text of the program that could be a key, whatever its value. (Of a text
-        that is the end of another, the linker keeps only that one.)"""
+    def send_undescribed_keys(self):
+        """No key that is not described changes anything: tries every text of the program that could be a key. (The linker
+        stores a text that is the end of another text inside that one.)"""
         for key in self.operation.keys:
             same(f"{key.name} in the program", key.name.encode() + b"\0" in self.data, True)
         known = {key.name for key in self.operation.keys}
         texts = {text.decode() for text in re.findall(rb"(?=([A-Za-z]\w{1,40})\0)", self.data)}
         words = sorted(texts - known)
         marks = [MARK, str(MARK), True]
-        if self.inputs - self.operation.operands_reached():  # what reaches those could be the word of a hidden key
+        if self.inputs - self.operation.operands_reached():  # an undescribed key with words could reach those
             marks += ["enable", "protocol", "remark", "permit", "pps", "telnet", "tx", "broadcast", "shutdown"]
-        step = 250 if self.operation.json_place == "json-query" else len(words)  # of a longer one the end is cut off
+        step = 250 if self.operation.json_place == "json-query" else len(words)  # a longer query is cut off
         for mark in marks:
             for i in range(0, len(words), step):
-                self.tell(self.base, besides=[(word, mark) for word in words[i:i + step]])
+                self.try_values(self.base, extra=[(word, mark) for word in words[i:i + step]])
 
     def vary_outputs(self):
-        """Each member follows its own output and no other."""
+        """Each member follows its output and no other."""
         for i, kinds in enumerate(self.kinds):
             for n, (name, kind) in enumerate(kinds.items()):
                 members = [schema for _, schema in self.operation.members if schema["x-source"].get("operand") == name]
@@ -160,7 +161,7 @@ class Proof:
                         self.arrange()
                     except Refused:  # the operand cannot be that
                         continue
-                    self.tell(self.base)
+                    self.try_values(self.base)
                 self.outputs[i][name] = before
         self.arrange()
 
@@ -172,7 +173,7 @@ class Proof:
         self.arrange()
 
     def check(self, values, got, code=0, refused=None):
-        """Compares the calls and the whole answer with what follows from the values, the outputs and OpEN's code."""
+        """Compares the calls and the whole answer with the prediction from the values, the outputs and OpEN's code."""
         output, calls = got
         operation = self.operation
         what = " ".join(f"{key.name}={value!r:.40}" for key, value in values.items()) or "no keys"
@@ -185,8 +186,10 @@ class Proof:
         else:
             outcome = operation.outcome(code)
             situation = "failure" if outcome else "success"
-        said = [] if refused else operation.calls
-        same(f"{what}: the operations", [call.name for call in calls], said[:len(calls)] if outcome and calls else said)
+        predicted = [] if refused else operation.calls
+        if outcome and calls:  # a failure can end the calls early
+            predicted = predicted[:len(calls)]
+        same(f"{what}: the operations", [call.name for call in calls], predicted)
         for i, call in enumerate(calls):
             same(f"{what}: {call.name}", call.sent, operation.sent(i, call, values, self.outputs))
         self.outcomes.add(outcome)
@@ -197,7 +200,7 @@ class Proof:
             self.validator.validate(json.loads(text))
 
     def compare_extent(self):
-        """The schema allows what has occurred, and no more."""
+        """The schema allows the values that have occurred, and no others."""
         seen = {}
         for text in self.answers:
             for path, _ in self.operation.members:
@@ -218,7 +221,8 @@ class Proof:
 
 
 def output_samples(kind, schemas, n):
-    """Values for an output, of the kind that the trace shows, at which the members made of it show all they can be."""
+    """Values for an output that bring the members made from it (their schemas) to all their values and limits. `kind` is
+    a value as the trace shows it."""
     if kind.startswith("["):
         longest = [schema.get("maxLength", 1000) for schema in schemas]
         return ["", f"p{n}", *("q" * (length + more) for length in longest for more in (0, 1))]
@@ -240,7 +244,7 @@ def output_samples(kind, schemas, n):
 
 
 def closed(schema):
-    """Objects say all their members, and that there are no others."""
+    """Checks that the schema of every object lists all members and forbids others."""
     for one in schema.get("oneOf", []):
         closed(one)
     if "properties" in schema:
@@ -262,7 +266,7 @@ def data_of(program):
 
 
 def prove_all(switch, operations, report):
-    """Proves one after the other; `report` gets the name of each, what is wrong or None, and how many requests it took."""
+    """Proves the operations. `report` gets (name, what is wrong or None, number of requests) of each."""
     data = data_of(switch.program)
     for operation in operations:
         proof, wrong = Proof(operation, switch, data), None
@@ -271,74 +275,66 @@ def prove_all(switch, operations, report):
         except (Wrong, jsonschema.ValidationError) as error:
             wrong = getattr(error, "message", str(error))
         except (AssertionError, LookupError, TypeError, ValueError, AttributeError, Refused) as error:
-            wrong = f"the description makes no sense: {error!r}"
-        switch.tell("clear")
+            wrong = f"the description contradicts itself or the switch: {error!r}"
+        switch.command("clear")
         report((operation.name, wrong, proof.requests))
 
 
-def operations_of(description):
-    base, = [server["url"] for server in description["servers"]]
-    return [Operation(base + path, method, entry)
-            for path, methods in inlined(description, description["paths"]).items() for method, entry in methods.items()]
-
-
-def set_scene(switch, scene):
-    switch.tell("reset")
-    switch.tell("hold")  # what counts seconds stands still
-    for request in scene:
-        switch.request(request["method"], request["target"], request["body"])
-
-
 def prove_examples(switch, scene, operations, report):
-    """Behind the scene, on a switch just started, every example is answered as it says."""
+    """Sends every example to a switch in the state of the scene, and compares the answer with the example's."""
     set_scene(switch, scene)
     for operation in sorted(operations, key=lambda operation: operation.method != "GET"):
         if operation.method != "GET" and operation.calls:
             set_scene(switch, scene)
-        query, body, said = operation.example()
-        output, wrong = switch.ask(operation.method, operation.path, query, body)[0], None
+        answer, wrong = switch.request(operation.method, *example_request(operation.path, operation.entry)), None
+        described = example_answer(operation.entry)["example"]
         try:
-            same("the example", json.loads(output.partition(b"\r\n\r\n")[2]), said)
-            same("whether the example succeeds", said["resp"]["respCode"] == 0, bool(operation.calls))
+            same("the example", json.loads(answer), described)
+            same("whether the example succeeds", described["resp"]["respCode"] == 0, bool(operation.calls))
         except (Wrong, ValueError) as error:
-            wrong = f"{error} in {output!r:.300}"
+            wrong = f"{error} in {answer!r:.300}"
         report((operation.name, wrong, 1))
 
 
 def left_behind_reset(switch, scene, operations):
-    """The reads, by name, that a reset does not bring back to what they answer at the start, whatever was written."""
+    """Names of the reads that answer otherwise after writes and a reset than they did at the start."""
     reads = [operation for operation in operations if operation.method == "GET" and operation.calls]
 
+    def send(operation):
+        return switch.request(operation.method, *example_request(operation.path, operation.entry))
+
     def answers():
-        switch.tell("reset")
-        switch.tell("hold")
-        return [switch.ask(operation.method, operation.path, *operation.example()[:2])[0] for operation in reads]
+        set_scene(switch, [])
+        return [send(read) for read in reads]
 
     at_start = answers()
     set_scene(switch, scene)
     for operation in operations:
         if operation.method in ("PUT", "POST") and operation.calls:
-            switch.ask(operation.method, operation.path, *operation.example()[:2])
+            send(operation)
     return [read.name for read, before, behind in zip(reads, at_start, answers()) if before != behind]
 
 
 def work(build, scene, operations, report):
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # the switch ends as well
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # ends the switch as well
     with Switch(build) as switch:
         prove_all(switch, operations, report)
-        prove_examples(switch, scene, operations, report)
+        try:
+            prove_examples(switch, scene, operations, report)
+        except SceneFailed as error:
+            sys.exit(f"proof.py: {error}")
 
 
 def main():
     arguments = argparse.ArgumentParser(description=__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
     arguments.add_argument("build")
-    arguments.add_argument("description", nargs="?", default=ROOT + "/api/openapi.json")
-    arguments.add_argument("operation", nargs="*", help='only those that hold one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
+    arguments.add_argument("description", nargs="?", default=DESCRIPTION)
+    arguments.add_argument("operation", nargs="*",
+                           help='prove only operations whose name contains one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
     options = arguments.parse_args()
-    with open(options.description, encoding="utf-8") as file:
-        description = json.load(file)
-    operations = [one for one in operations_of(description)
+    description = load(options.description)
+    operations = [one for one in described_operations(description)
                   if not options.operation or any(text in one.name for text in options.operation)]
     workers = os.cpu_count() or 1
     processes, results = [], []
@@ -347,9 +343,9 @@ def main():
         processes.append(multiprocessing.Process(target=work, args=(options.build, description["x-scene"],
                                                                     operations[i::workers], report.send)))
         processes[-1].start()
-        report.close()  # so that who has ended, in whatever way, is seen to have
+        report.close()  # then the pipe ends when the process ends, however it does
         results.append(result)
-    left, sent = {operation.name: 2 for operation in operations}, 0  # how often each has still to be found right
+    left, sent = {operation.name: 2 for operation in operations}, 0  # successes that each needs: proof, example
     while results:
         for result in multiprocessing.connection.wait(results):
             try:
@@ -369,7 +365,7 @@ def main():
     with Switch(options.build) as switch:
         for name in left_behind_reset(switch, description["x-scene"], operations):
             left[name] += 1
-            print(f"{name}: a reset of the virtual switch leaves something behind")
+            print(f"{name}: a reset of the virtual switch does not bring back its first answer")
     right = list(left.values()).count(0)
     print(f"{right} of {len(operations)} operations are as described ({sent} requests)")
     sys.exit(right != len(operations))

@@ -8,6 +8,8 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,7 +27,7 @@ static std::string setting(const char *name, const std::string &otherwise)
     return value && *value ? value : otherwise;
 }
 
-static std::vector<std::string> wordsOf(const std::string &text)
+static std::vector<std::string> argumentsOf(const std::string &text)
 {
     std::istringstream stream(text);
     return {std::istream_iterator<std::string>(stream), {}};
@@ -38,7 +40,7 @@ std::string buildDirectory()
 
 std::vector<std::string> programCommand()
 {
-    std::vector<std::string> command = wordsOf(setting("TEST_LAUNCHER", ""));
+    std::vector<std::string> command = argumentsOf(setting("TEST_LAUNCHER", ""));
     command.push_back(setting("TEST_PROGRAM", buildDirectory() + "/switching_v2.cgi"));
     return command;
 }
@@ -88,16 +90,16 @@ static std::vector<char *> pointersOf(std::vector<std::string> &texts)
 
 Process startProcess(const std::vector<std::string> &command, const Environment &environment, const std::string &input)
 {
-    /* The input comes from a file, so that a process that does not read it disturbs nobody. */
+    /* from a file: a process that does not read its input cannot block the test */
     static int inputs = 0;
     std::string inputPath = scratchDirectory() + "/input-" + std::to_string(inputs++);
     writeFile(inputPath, input);
 
-    std::vector<std::string> words = command;
+    std::vector<std::string> arguments = command;
     std::vector<std::string> variables = {"PATH=" + setting("PATH", "/usr/bin:/bin")};
     for (const auto &[name, value] : environment)
         variables.push_back(name + "=" + value);
-    std::vector<char *> argv = pointersOf(words), envp = pointersOf(variables);
+    std::vector<char *> argv = pointersOf(arguments), envp = pointersOf(variables);
 
     int output[2], errors[2];
     Process process;
@@ -153,6 +155,19 @@ Outcome finishProcess(Process process)
     return outcome;
 }
 
+int connectTo(const std::string &path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    EXPECT_LT(path.size(), sizeof address.sun_path) << path;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    int connection = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(connection, (sockaddr *)&address, sizeof address), 0) << path << ": " << strerror(errno);
+    timeval limit = {5, 0}; /* a server that does not answer fails the test, and does not stop it */
+    setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    return connection;
+}
+
 /* Compact JSON as the answers' printer sets it. That each byte is what it should be is shown by the proof. */
 static std::string formatted(const std::string &compact)
 {
@@ -198,8 +213,8 @@ std::string failureLine(int code, const std::string &message)
 
 void SwitchTest::SetUp()
 {
-    const auto *info = ::testing::UnitTest::GetInstance()->current_test_info();
-    directory = scratchDirectory() + "/" + info->name();
+    static int tests = 0;
+    directory = scratchDirectory() + "/" + std::to_string(tests++);
     socket = directory + "/vswitch.sock";
     fs::create_directories(tmp("session"));
     writeFile(tmp("session/token"), "admin\n0\n");
@@ -211,10 +226,10 @@ void SwitchTest::TearDown()
     stopSwitch();
 }
 
-std::vector<std::string> SwitchTest::switchCommand(const std::vector<std::string> &words) const
+std::vector<std::string> SwitchTest::switchCommand(const std::vector<std::string> &arguments) const
 {
     std::vector<std::string> command = {buildDirectory() + "/vswitch", "--socket", socket};
-    command.insert(command.end(), words.begin(), words.end());
+    command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
 }
 
@@ -231,9 +246,9 @@ void SwitchTest::startSwitch(const std::vector<std::string> &options)
     stopSwitch();
     traceRead = 0;
     writeFile(directory + "/trace", "");
-    std::vector<std::string> words = {"--trace", directory + "/trace"};
-    words.insert(words.end(), options.begin(), options.end());
-    vswitch = launchSwitch(words);
+    std::vector<std::string> all = {"--trace", directory + "/trace"};
+    all.insert(all.end(), options.begin(), options.end());
+    vswitch = launchSwitch(all);
 }
 
 void SwitchTest::stopSwitch()
@@ -246,10 +261,10 @@ void SwitchTest::stopSwitch()
     EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
 }
 
-void SwitchTest::tell(const std::string &command)
+void SwitchTest::command(const std::string &line)
 {
-    Outcome outcome = runProcess(switchCommand(wordsOf(command)));
-    ASSERT_EQ(outcome.exitStatus, 0) << command << ": " << outcome.errors;
+    Outcome outcome = runProcess(switchCommand(argumentsOf(line)));
+    ASSERT_EQ(outcome.exitStatus, 0) << line << ": " << outcome.errors;
 }
 
 Environment SwitchTest::request(const std::string &method, const std::string &target, const std::string &body)
@@ -277,8 +292,6 @@ Outcome SwitchTest::run(const Environment &environment, const std::string &body)
     return runProcess(programCommand(), environment, body);
 }
 
-static const std::string header = "Content-Type: application/json\r\n\r\n";
-
 std::string SwitchTest::send(const std::string &method, const std::string &target, const std::string &body)
 {
     Outcome outcome = run(request(method, target, body), body);
@@ -296,14 +309,16 @@ static std::string squeezed(std::string text)
 void SwitchTest::play(const std::string &steps)
 {
     std::istringstream lines(steps);
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string line, more; std::getline(lines, line);) {
+        while (strchr("|{", (lines >> std::ws).peek()) && std::getline(lines, more))
+            line += " " + more;
         size_t start = line.find_first_not_of(' '), bar = line.find(" | ");
         if (start == std::string::npos)
             continue;
         std::string expected = bar == std::string::npos ? "" : line.substr(bar + 3), method, target, body;
         std::string step = line.substr(start, bar == std::string::npos ? bar : bar - start);
         if (islower((unsigned char)step[0])) {
-            Outcome outcome = runProcess(switchCommand(wordsOf(step)));
+            Outcome outcome = runProcess(switchCommand(argumentsOf(step)));
             EXPECT_EQ(outcome.exitStatus, expected.empty() ? 0 : 2) << line << ": " << outcome.errors;
             EXPECT_NE(outcome.errors.find(expected), std::string::npos) << line << ": " << outcome.errors;
             continue;
@@ -319,6 +334,18 @@ void SwitchTest::play(const std::string &steps)
     }
 }
 
+void SwitchTest::awaitCall(const std::string &operation) const
+{
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (readFile(directory + "/trace").find(operation + " ", traceRead) == std::string::npos) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << "the program did not call " << operation << " within 20 seconds";
+            return;
+        }
+        usleep(5000);
+    }
+}
+
 std::string SwitchTest::takeTrace()
 {
     std::string all = readFile(directory + "/trace");
@@ -327,7 +354,7 @@ std::string SwitchTest::takeTrace()
     std::string text;
     for (std::string line; std::getline(added, line);) {
         if (line[0] == '[')
-            line.erase(0, line.find("] ") + 2); /* the process that asked */
+            line.erase(0, line.find("] ") + 2); /* the process that called */
         bool startUp = line.starts_with("rpcclt_openapiConnectivityCheck") ||
                        line.starts_with("rpcclt_openapiNetworkOSVersionGet") ||
                        line.starts_with("rpcclt_openapiApiVersionGet");

@@ -1,5 +1,5 @@
 /*
- * driver.h - runs the real program against a virtual switch of the test's own, and says what was asked and answered.
+ * driver.h - runs the real program in front of a virtual switch that each test starts, and collects calls and answers.
  */
 #ifndef TESTS_SUPPORT_DRIVER_H
 #define TESTS_SUPPORT_DRIVER_H
@@ -30,7 +30,7 @@ std::string buildDirectory();
  *   TEST_PROGRAM     the path of another build of it, say one for the switch's processor
  *   TEST_LIBRARIES   the directory of its platform libraries, for one without a run path
  *   TEST_SANDBOX     the sandbox library of its kind
- *   TEST_LAUNCHER    words to put before it, say an emulator, which has to leave LD_PRELOAD to the program
+ *   TEST_LAUNCHER    the command to start it with, say an emulator, which has to leave LD_PRELOAD to the program
  */
 std::vector<std::string> programCommand();
 
@@ -56,16 +56,22 @@ inline Outcome runProcess(const std::vector<std::string> &command, const Environ
     return finishProcess(startProcess(command, environment, input));
 }
 
+/* A connection to the server on a Unix-domain socket. The test fails without one. */
+int connectTo(const std::string &path);
+
 /* A directory of this test process, removed at its end. */
 const std::string &scratchDirectory();
 
 std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 
-/* The tests' idea of the answers. `data` is compact JSON without the outer braces. */
-std::string success(const std::string &data);             /* no line end */
-std::string successLine();                                /* no data, line end */
-std::string failure(int code, const std::string &message = "");     /* no line end; messages of the common codes are known */
+/* What stands before the body of every answer. */
+inline const std::string header = "Content-Type: application/json\r\n\r\n";
+
+/* The expected bodies. `data` is compact JSON without the outer braces. */
+std::string success(const std::string &data); /* no line end */
+std::string successLine();                    /* no data, line end */
+std::string failure(int code, const std::string &message = ""); /* no line end; knows the messages of common codes */
 std::string failureLine(int code, const std::string &message = "");
 
 /* A virtual switch for each test, and the program in front of it. */
@@ -78,28 +84,31 @@ protected:
     void startSwitch(const std::vector<std::string> &options = {});
     void stopSwitch();
 
-    /* The command that starts a switch on the socket, or tells the running one something. */
-    std::vector<std::string> switchCommand(const std::vector<std::string> &words) const;
+    /* The command line of a switch on the socket, or of a command to the running one. */
+    std::vector<std::string> switchCommand(const std::vector<std::string> &arguments) const;
 
-    /* A switch that serves, which whoever starts it has to end. */
+    /* Starts a switch and waits until it serves. The caller ends it. */
     Process launchSwitch(const std::vector<std::string> &options);
 
-    /* A command to the running switch: "fault ...", "clear", "reset". */
-    void tell(const std::string &command);
+    /* Sends a command to the running switch: "fault ...", "clear", "reset". */
+    void command(const std::string &command);
 
-    /* What a request's CGI environment looks like; the query is taken from the target. */
+    /* The CGI environment of a request; the query is taken from the target. */
     Environment request(const std::string &method, const std::string &target, const std::string &body = "");
     Outcome run(const Environment &environment, const std::string &body = "");
 
     /*
-     * Plays steps, one a line: a request and, behind a "|", what its answer holds (white space does not count) or its
-     * code, success when nothing is said; or a command to the switch (in small letters), which is refused with what is
-     * behind a "|".
+     * Plays steps, one a line. A request must succeed, or answer the code or contain the text behind " | " (white space
+     * does not count). A command to the switch, in small letters, must succeed, or be refused with the text behind
+     * " | ". A line that begins with "|" or "{" continues the line before.
      */
     void play(const std::string &steps);
 
-    /* Sends the request and returns its body, for steps that only lead somewhere. */
+    /* Sends the request and returns the body of its answer. */
     std::string send(const std::string &method, const std::string &target, const std::string &body = "");
+
+    /* Waits, at most 20 seconds, until the trace shows a call of the operation. The test fails without one. */
+    void awaitCall(const std::string &operation) const;
 
     /* The trace's lines since the last call, without those of the start-up. */
     std::string takeTrace();
@@ -109,9 +118,9 @@ protected:
 
     std::string directory; /* tmp/ in it stands for /tmp */
     std::string socket;
+    Process vswitch;
 
 private:
-    Process vswitch;
     size_t traceRead = 0;
 };
 

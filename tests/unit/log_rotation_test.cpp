@@ -18,7 +18,7 @@ static std::string message(int writer, int number)
     return mark + std::string(ENTRY_BYTES, (char)('a' + number)) + mark + "\n";
 }
 
-/* Each entry as a process of its own would write it. */
+/* Opens and closes the log for each entry, as processes with one entry each do. */
 static void writeEntries(int writer)
 {
     for (int number = 0; number < ENTRIES; number++) {
@@ -28,7 +28,7 @@ static void writeEntries(int writer)
     }
 }
 
-/* All the while somebody tries to get his link into the place of the log. */
+/* All writers begin together. Meanwhile, a symbolic link must never take the place of the log. */
 static void writeAtOnce(const std::string &log)
 {
     int start[2];
@@ -37,7 +37,7 @@ static void writeAtOnce(const std::string &log)
         if (fork() == 0) {
             char byte;
             close(start[1]);
-            if (read(start[0], &byte, 1) == 0) /* all are there */
+            if (read(start[0], &byte, 1) == 0) /* until all writers are there */
                 writeEntries(writer);
             _exit(0);
         }
@@ -47,7 +47,7 @@ static void writeAtOnce(const std::string &log)
         EXPECT_NE(symlink("/nowhere", log.c_str()), 0);
 }
 
-/* What was in the full log is in the old one, and every entry is whole in the one or the other. */
+/* The old log keeps the content of the full one, and every entry is whole in one of the two. */
 TEST(LogRotation, losesAndTearsNothing)
 {
     const std::string tmp = scratchDirectory() + "/rotation", full(0x100000 - 400'000, '\n');

@@ -1,5 +1,5 @@
 /*
- * request_test.cpp - the readers of query string, parameter list and body, each tested hard once.
+ * request_test.cpp - the readers of query string, parameter list and body, and the names of the methods.
  */
 #include <gtest/gtest.h>
 #include <stdio.h>
@@ -10,6 +10,7 @@
 #include "common/open_client.h"
 #include "common/request_input.h"
 #include "common/request_values.h"
+#include "httpd/route_tree.h"
 
 /* Makes the CGI environment of one request; null leaves a variable out. The body becomes standard input. */
 static void arrange(const char *method, const char *query, const char *contentLength, const std::string &body = "")
@@ -48,7 +49,8 @@ TEST(RequestInput, comesFromTheQueryOrTheBodyByMethod)
         {"POST", "a=1", nullptr, "xyz", ""}, {"POST", "a=1", "", "xyz", ""}, {"POST", "a=1", "-1", "xyz", ""},
         {"POST", "a=1", "0", "xyz", ""}, {"POST", "a=1", "abc", "xyz", ""},
         /* more than there can be: no input, which is not an empty one */
-        {"POST", "a=1", "9223372036854775807", "xyz", "(null)"}, {"PUT", "a=1", "99999999999999999999", "xyz", "(null)"},
+        {"POST", "a=1", "9223372036854775807", "xyz", "(null)"},
+        {"PUT", "a=1", "99999999999999999999", "xyz", "(null)"},
     };
     for (const auto &row : rows) {
         arrange(row.method, row.query, row.length, row.body);
@@ -208,6 +210,11 @@ TEST(Body, readsVlanIds)
             read += (i ? "," : "") + std::to_string(list.ids[i]);
         EXPECT_EQ(read, ids);
     }
+}
+
+TEST(HttpMethod, hasANameForAnyCode)
+{
+    EXPECT_STREQ(httpMethodName(4), "Invalid method '4'");
 }
 
 TEST(OpenText, keepsAnEndBehindWhatIsOffered)

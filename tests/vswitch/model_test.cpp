@@ -1,11 +1,19 @@
 /*
- * model_test.cpp - what the virtual switch makes of what is set and of what happens: its tables notice each other.
+ * model_test.cpp - how features of the virtual switch act on each other, and what time and events change.
  */
 #include "tests/support/driver.h"
 
-class Model : public SwitchTest {};
+using Fdb = SwitchTest;
+using SwitchPort = SwitchTest;
+using VoiceVlan = SwitchTest;
+using LoopProtection = SwitchTest;
+using StaticFilter = SwitchTest;
+using VlanRegistration = SwitchTest;
+using StormControl = SwitchTest;
+using Lag = SwitchTest;
+using AccessList = SwitchTest;
 
-TEST_F(Model, stationsTalkWhileTheirPortIsUp)
+TEST_F(Fdb, learnsStationsWhileTheirPortIsUp)
 {
     startSwitch({"--stations", "28"});
     play(R"(
@@ -29,7 +37,7 @@ TEST_F(Model, stationsTalkWhileTheirPortIsUp)
     )");
 }
 
-TEST_F(Model, stationsAppearMoveAndFallSilent)
+TEST_F(Fdb, followsStationsThatMoveAndForgetsSilentOnes)
 {
     play(R"(
         hold
@@ -56,7 +64,7 @@ TEST_F(Model, stationsAppearMoveAndFallSilent)
     )");
 }
 
-TEST_F(Model, keepsWhatATrunkAllowsAsItWasSet)
+TEST_F(SwitchPort, keepsTheAllowedVlansOfATrunkAsTheyWereSet)
 {
     play(R"(
         PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":2}
@@ -79,7 +87,7 @@ TEST_F(Model, keepsWhatATrunkAllowsAsItWasSet)
     )");
 }
 
-TEST_F(Model, keepsTheSettingsOfGeneralModeInOthers)
+TEST_F(SwitchPort, keepsTheSettingsOfGeneralModeInOtherModes)
 {
     play(R"(
         POST vlan/create?vlanNum=10
@@ -109,7 +117,7 @@ TEST_F(Model, keepsTheSettingsOfGeneralModeInOthers)
     )");
 }
 
-TEST_F(Model, addressesFollowLinksAndMembership)
+TEST_F(Fdb, forgetsAddressesWhenLinkOrMembershipEnds)
 {
     play(R"(
         hold
@@ -134,7 +142,7 @@ TEST_F(Model, addressesFollowLinksAndMembership)
     )");
 }
 
-TEST_F(Model, theVoiceVlanIsTaggedAndEndsWithItsVlan)
+TEST_F(VoiceVlan, isTaggedAndEndsWithItsVlan)
 {
     play(R"(
         POST vlan/create?vlanNum=10
@@ -154,7 +162,7 @@ TEST_F(Model, theVoiceVlanIsTaggedAndEndsWithItsVlan)
     )");
 }
 
-TEST_F(Model, aLoopShutsThePortEverywhere)
+TEST_F(LoopProtection, shutsThePortForEveryFeature)
 {
     play(R"(
         hold
@@ -203,7 +211,7 @@ TEST_F(Model, aLoopShutsThePortEverywhere)
     )");
 }
 
-TEST_F(Model, aFilterIsInForceWhileFiltersAre)
+TEST_F(StaticFilter, appliesWhileFilteringIsEnabled)
 {
     play(R"(
         hold
@@ -228,7 +236,7 @@ TEST_F(Model, aFilterIsInForceWhileFiltersAre)
     )");
 }
 
-TEST_F(Model, neighboursRegisterVlansWhereAProtocolRuns)
+TEST_F(VlanRegistration, createsVlansWhereMvrpOrGvrpRuns)
 {
     play(R"(
         hold
@@ -287,7 +295,7 @@ TEST_F(Model, neighboursRegisterVlansWhereAProtocolRuns)
     )");
 }
 
-TEST_F(Model, limitsStormsByThePortAndThenByTheSwitch)
+TEST_F(StormControl, appliesThePortLimitBeforeTheSwitchLimit)
 {
     play(R"(
         hold
@@ -321,7 +329,7 @@ TEST_F(Model, limitsStormsByThePortAndThenByTheSwitch)
     )");
 }
 
-TEST_F(Model, lagsAreInterfaces)
+TEST_F(Lag, isAnInterface)
 {
     play(R"(
         hold
@@ -340,7 +348,7 @@ TEST_F(Model, lagsAreInterfaces)
     )");
 }
 
-TEST_F(Model, accessListsCountWhoKnocks)
+TEST_F(AccessList, countsPermittedAndFilteredPackets)
 {
     play(R"(
         hold

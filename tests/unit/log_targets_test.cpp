@@ -1,6 +1,5 @@
 /*
- * logger_test.cpp - the logger's ways besides the program's own: standard output, syslog, and no logOpen at all. And
- * what a session is asked for where an endpoint asks for more or less than this program's do.
+ * log_targets_test.cpp - the targets of the log that no request uses: standard output, syslog, and no logOpen at all.
  */
 #include <stdarg.h>
 #include <sys/wait.h>
@@ -9,11 +8,10 @@
 
 #include <filesystem>
 
-#include "httpd/session.h"
 #include "log/log.h"
 #include "tests/support/driver.h"
 
-/* What would go to syslog, in place of the C library's. */
+/* What the C library would send to syslog. */
 static std::string logged;
 
 extern "C" void openlog(const char *identity, int, int facility)
@@ -28,12 +26,13 @@ extern "C" __attribute__((format(printf, 2, 0))) void vsyslog(int priority, cons
     logged += std::to_string(priority) + " " + text;
 }
 
-extern "C" __attribute__((format(printf, 3, 0))) void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
+extern "C" __attribute__((format(printf, 3, 0)))
+void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
 {
     vsyslog(priority, format, arguments);
 }
 
-/* What a process of its own, with a logger that nobody has used, prints, and then what went to syslog. */
+/* Runs `use` in a new process, whose log is not open yet. Returns what it prints, "|", and what it sends to syslog. */
 static std::string printed(void (*use)())
 {
     int output[2];
@@ -56,21 +55,12 @@ static std::string printed(void (*use)())
     return text;
 }
 
-class Logger : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        std::filesystem::create_directories(tmp + "/session");
-        setenv("SANDBOX_TMP", tmp.c_str(), 1);
-    }
-    void TearDown() override { unsetenv("SANDBOX_TMP"); }
-
-    const std::string tmp = scratchDirectory() + "/logger";
-};
-
-TEST_F(Logger, goesWhereItIsTold)
+TEST(LogTargets, getTheEntriesMeantForThem)
 {
     using ::testing::MatchesRegex;
+    const std::string tmp = scratchDirectory() + "/logger";
+    std::filesystem::create_directories(tmp);
+    setenv("SANDBOX_TMP", tmp.c_str(), 1);
     EXPECT_THAT(printed([] { logWrite(LEVEL_WARN, "%d\n", 7); }), MatchesRegex(".* \\(WARN\\): : 7\n\\|"));
     EXPECT_THAT(printed([] {
                     logOpen(LOG_TO_STDOUT | LOG_TO_SYSLOG, LOG_DAEMON, "me");
@@ -83,25 +73,10 @@ TEST_F(Logger, goesWhereItIsTold)
                 MatchesRegex(".* \\(INFO\\): me: 7\n\\|me 24: 6 7\nunit_tests 8: 5 8\n"));
     EXPECT_THAT(printed([] {
                     logOpen(LOG_TO_FILE, LOG_USER, nullptr);
-                    unlink("/tmp/zt731.log"); /* somebody cleans up */
+                    unlink("/tmp/zt731.log"); /* another process deletes the log */
                     logWrite(LEVEL_ERROR, "9\n");
                     logClose();
                 }), "|");
     EXPECT_THAT(readFile(tmp + "/zt731.log"), MatchesRegex(".* \\(ERROR\\): unit_tests: 9\n"));
-}
-
-TEST_F(Logger, checksSessionsForWhatIsNeeded)
-{
-    const struct { const char *content; uint32_t method, need; int result; } rows[] = {
-        {"admin\n0\nt", HTTP_PUT, SESSION_ADMIN, 0}, {"joe\n0\nrw\nt", HTTP_GET, SESSION_ADMIN, -1},
-        {"joe\n0\nro\nt", HTTP_GET, SESSION_ADMIN, -1}, {"joe\n0\nrw\nt", HTTP_DELETE, SESSION_NONE, 0},
-        {"joe\n0\nro\nt", HTTP_DELETE, SESSION_NONE, -1}, {"joe\n0\nro\nt", HTTP_GET, SESSION_NONE, 0},
-    };
-    for (const auto &row : rows) {
-        writeFile(tmp + "/session/t", row.content);
-        logOpen(LOG_TO_FILE, LOG_USER, "");
-        RouteEntry entry = {"", row.method, row.need, nullptr, nullptr};
-        EXPECT_EQ(checkSessionX("t", nullptr, &entry), row.result) << row.content << " " << row.need;
-        logClose();
-    }
+    unsetenv("SANDBOX_TMP");
 }

@@ -1,5 +1,6 @@
 /*
- * recording_words.cpp - the request and answer words of common/, noting what is looked for and what is answered.
+ * recording_values.cpp - replaces the request and answer functions of common/: records which keys a handler reads,
+ * gives them the values of the scenario, and records the answer.
  */
 #include <arpa/inet.h>
 #include <cjson/cJSON.h>
@@ -11,14 +12,14 @@
 #include "common/answer.h"
 #include "common/request_values.h"
 
-/* The key, noted when it is new. */
+/* Finds the key, or adds it. */
 static Key &keyOf(const char *name, const char *source, const char *rule, uint32_t size = 0,
-                  const NameTable *words = nullptr)
+                  const NameTable *names = nullptr)
 {
     for (Key &key : keys)
         if (key.name == name && strcmp(key.source, source) == 0)
             return key;
-    keys.push_back({name, source, rule, size, words});
+    keys.push_back({name, source, rule, size, names});
     return keys.back();
 }
 
@@ -33,7 +34,7 @@ static Value valueOf(const Key &key)
     return found == recording.scenario.values.end() ? Value{} : found->second;
 }
 
-static bool isThere(const Key &key)
+static bool isGiven(const Key &key)
 {
     return valueOf(key).kind != Value::ABSENT;
 }
@@ -42,34 +43,39 @@ static uint32_t numberFor(const Key &key)
 {
     switch (valueOf(key).kind) {
     case Value::NOTHING: return 0;
-    case Value::OTHER: return 2001 + (uint32_t)indexOf(key);
+    case Value::OTHER: return numberMarker(indexOf(key)) + 1000;
     case Value::LARGEST: return UINT32_MAX;
-    default: return 1001 + (uint32_t)indexOf(key);
+    default: return numberMarker(indexOf(key));
     }
 }
 
-/* Of as few characters as the smallest storage of a text holds. */
 static std::string textFor(const Key &key)
 {
-    Value::Kind kind = valueOf(key).kind;
-    return kind == Value::NOTHING ? "" : (kind == Value::OTHER ? "other" : "text") + std::to_string(indexOf(key));
+    switch (valueOf(key).kind) {
+    case Value::NOTHING: return "";
+    case Value::OTHER: return "other" + std::to_string(indexOf(key));
+    default: return textMarker(indexOf(key));
+    }
 }
 
-/* The word of the run's row: the first where nothing else is said; a row behind the last, or 0, is an unknown word. */
-static const char *wordFor(const Key &key)
+/*
+ * USUAL: the first name. NAME: the name of that row. OTHER: the last name, if there are several. Everything else is an
+ * unknown name: NOTHING, a row after the last, and OTHER of a single name.
+ */
+static const char *nameFor(const Key &key)
 {
     Value value = valueOf(key);
-    uint32_t row = value.kind == Value::WORD ? value.word : value.kind == Value::OTHER ? key.words->count - 1 : 0;
-    bool known = value.kind != Value::NOTHING && row < key.words->count && !(value.kind == Value::OTHER && row == 0);
-    return known ? key.words->rows[row].name : "no word of these";
+    uint32_t row = value.kind == Value::NAME ? value.row : value.kind == Value::OTHER ? key.names->count - 1 : 0;
+    bool known = value.kind != Value::NOTHING && row < key.names->count && !(value.kind == Value::OTHER && row == 0);
+    return known ? key.names->rows[row].name : "none of these names";
 }
 
 /* The query string */
 
 uint32_t queryUintExact(const char *key)
 {
-    const Key &seen = keyOf(key, "exact", "uint");
-    return isThere(seen) ? numberFor(seen) : 0;
+    const Key &known = keyOf(key, "exact", "uint");
+    return isGiven(known) ? numberFor(known) : 0;
 }
 
 uint16_t queryUint16Exact(const char *key)
@@ -77,30 +83,30 @@ uint16_t queryUint16Exact(const char *key)
     return (uint16_t)queryUintExact(key);
 }
 
-uint32_t queryCodeExact(const char *key, const NameTable &words, uint32_t fallback)
+uint32_t queryCodeExact(const char *key, const NameTable &names, uint32_t fallback)
 {
-    const Key &seen = keyOf(key, "exact", "word", 0, &words);
-    return isThere(seen) ? codeOf(words, wordFor(seen), fallback) : fallback;
+    const Key &known = keyOf(key, "exact", "name", 0, &names);
+    return isGiven(known) ? codeOf(names, nameFor(known), fallback) : fallback;
 }
 
-uint32_t queryCodeOrUintExact(const char *key, const NameTable &words)
+uint32_t queryCodeOrUintExact(const char *key, const NameTable &names)
 {
-    const Key &seen = keyOf(key, "exact", "word or number", 0, &words);
-    return isThere(seen) ? codeOf(words, wordFor(seen), 0) : 0;
+    const Key &known = keyOf(key, "exact", "name or number", 0, &names);
+    return isGiven(known) ? codeOf(names, nameFor(known), 0) : 0;
 }
 
 bool queryTextDecoded(const char *key, char *text, uint32_t size)
 {
-    const Key &seen = keyOf(key, "decoded", "text", size);
-    if (isThere(seen))
-        snprintf(text, size, "%s", textFor(seen).c_str());
-    return isThere(seen);
+    const Key &known = keyOf(key, "decoded", "text", size);
+    if (isGiven(known))
+        snprintf(text, size, "%s", textFor(known).c_str());
+    return isGiven(known);
 }
 
 uint32_t queryUintDecoded(const char *key)
 {
-    const Key &seen = keyOf(key, "decoded", "uint");
-    return isThere(seen) ? numberFor(seen) : 0;
+    const Key &known = keyOf(key, "decoded", "uint");
+    return isGiven(known) ? numberFor(known) : 0;
 }
 
 bool readParams(std::initializer_list<Param> params)
@@ -110,15 +116,15 @@ bool readParams(std::initializer_list<Param> params)
     for (const Param &param : params) {
         if (param.text) {
             const Key &key = keyOf(param.key, source, "text", param.size);
-            if (isThere(key))
+            if (isGiven(key))
                 snprintf(param.text, param.size, "%s", textFor(key).c_str());
         } else if (param.names) {
-            const Key &key = keyOf(param.key, source, "word", 0, param.names);
-            if (isThere(key))
-                *param.number = codeOf(*param.names, wordFor(key), *param.number);
+            const Key &key = keyOf(param.key, source, "name", 0, param.names);
+            if (isGiven(key))
+                *param.number = codeOf(*param.names, nameFor(key), *param.number);
         } else {
             const Key &key = keyOf(param.key, source, "uint");
-            if (isThere(key))
+            if (isGiven(key))
                 *param.number = numberFor(key);
         }
     }
@@ -135,7 +141,7 @@ static const char *ruleName(Member::Rule rule)
     case Member::SATURATED: return "uint copy";
     case Member::TEXT: return "text";
     case Member::LONG_TEXT: return "long text";
-    case Member::CODE: return "word";
+    case Member::CODE: return "name";
     case Member::TRUE_LITERAL: return "true";
     case Member::IPV4: return "ipv4";
     case Member::VLAN_IDS: return "ids";
@@ -143,20 +149,20 @@ static const char *ruleName(Member::Rule rule)
     abort();
 }
 
-static void takeIds(const Key &key, VlanIdList *list)
+static void storeIds(const Key &key, VlanIdList *list)
 {
     for (uint32_t i = 0; i < 3 && valueOf(key).kind != Value::NOTHING; i++)
         list->ids[list->count++] = (uint16_t)(numberFor(key) + i);
 }
 
-static void takeLongText(const Key &key, LongText *text)
+static void storeLongText(const Key &key, LongText *text)
 {
     std::string value = textFor(key);
     if (longTextReserve(*text, value.size() + 1))
         memcpy(text->bytes, value.data(), value.size());
 }
 
-static void takeMember(const Key &key, const Member &member)
+static void storeMember(const Key &key, const Member &member)
 {
     uint32_t *number = (uint32_t *)member.value;
     switch (member.rule) {
@@ -165,10 +171,10 @@ static void takeMember(const Key &key, const Member &member)
     case Member::SATURATED:
     case Member::IPV4: *number = numberFor(key); break;
     case Member::TEXT: snprintf((char *)member.value, member.size, "%s", textFor(key).c_str()); break;
-    case Member::LONG_TEXT: takeLongText(key, (LongText *)member.value); break;
-    case Member::CODE: *number = codeOf(*member.names, wordFor(key), *number); break;
+    case Member::LONG_TEXT: storeLongText(key, (LongText *)member.value); break;
+    case Member::CODE: *number = codeOf(*member.names, nameFor(key), *number); break;
     case Member::TRUE_LITERAL: *number = valueOf(key).kind == Value::USUAL ? 1 : 0; break;
-    case Member::VLAN_IDS: takeIds(key, (VlanIdList *)member.value); break;
+    case Member::VLAN_IDS: storeIds(key, (VlanIdList *)member.value); break;
     }
 }
 
@@ -178,8 +184,8 @@ bool parseBody(std::initializer_list<Member> members)
     bool complete = recording.scenario.body;
     for (const Member &member : members) {
         const Key &key = keyOf(member.key, source, ruleName(member.rule), member.size, member.names);
-        if (recording.scenario.body && isThere(key))
-            takeMember(key, member);
+        if (recording.scenario.body && isGiven(key))
+            storeMember(key, member);
         else if (member.required)
             complete = false;
     }
@@ -204,7 +210,7 @@ static cJSON *idsOf(const VlanIdList &list)
     return ids;
 }
 
-static cJSON *wordValue(const Datum &datum)
+static cJSON *nameValue(const Datum &datum)
 {
     for (uint32_t row = 0; row < datum.names->count; row++)
         recording.reported.insert(datum.names->rows[row].code);
@@ -231,7 +237,7 @@ static cJSON *valueOf(const Datum &datum)
     switch (datum.kind) {
     case Datum::NUMBER: return cJSON_CreateNumber(datum.number);
     case Datum::STRING: return cJSON_CreateString(datum.text);
-    case Datum::NAME: return wordValue(datum);
+    case Datum::NAME: return nameValue(datum);
     case Datum::BOOLEAN: return cJSON_CreateBool(datum.code != 0);
     case Datum::YES_NO: return cJSON_CreateString(datum.code ? "true" : "false");
     case Datum::IPV4: return addressValue(datum.code);
