@@ -12,15 +12,18 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "common/memory.h"
 #include "log/log.h"
 
 enum { RECEIVE_MILLIS = 10'000 };
-enum : size_t { LENGTH_DIGITS = 5, KEPT_MAX = 64 * 1024, DROPPED_MAX = 4 * (size_t)SCGI_BODY_MAX };
+enum : size_t { LENGTH_DIGITS = 6, KEPT_MAX = 64 * 1024, DROPPED_MAX = 4 * (size_t)SCGI_BODY_MAX };
 
-static_assert(SCGI_VARIABLES_MAX < 100'000); /* has at most LENGTH_DIGITS digits */
+static_assert(SCGI_VARIABLES_MAX < 1'000'000); /* has at most LENGTH_DIGITS digits */
 
-/* The current request. Only the pages that a request touches take memory. */
-alignas(4096) static char received[LENGTH_DIGITS + (size_t)SCGI_VARIABLES_MAX + 2 + SCGI_BODY_MAX];
+enum : size_t { RECEIVED_MAX = LENGTH_DIGITS + (size_t)SCGI_VARIABLES_MAX + 2 + SCGI_BODY_MAX };
+
+/* The current request. It has pages of its own, and only those that a request touches take memory. */
+static char *received;
 static size_t receivedSize; /* in bytes */
 
 static bool isDigit(char c)
@@ -136,15 +139,26 @@ static ScgiOutcome lost(size_t size)
     return SCGI_LOST;
 }
 
+static bool reservePages()
+{
+    if (!received) {
+        void *pages = mmap(nullptr, RECEIVED_MAX, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        received = pages == MAP_FAILED ? nullptr : (char *)pages;
+    }
+    return received;
+}
+
 ScgiOutcome scgiReceive(int connection, Request *request, const char **wrong)
 {
     int64_t deadline = millisNow() + RECEIVE_MILLIS;
+    if (!reservePages())
+        exitWithoutMemory("receive a request");
     ScgiHead head = {};
     size_t &size = receivedSize;
     ssize_t got = 1;
     size = 0;
     auto receiveMore = [&] { /* false: nothing more comes */
-        got = receiveSome(connection, received + size, sizeof received - size, deadline);
+        got = receiveSome(connection, received + size, RECEIVED_MAX - size, deadline);
         size += got > 0 ? (size_t)got : 0;
         return got > 0;
     };
@@ -176,5 +190,5 @@ void scgiEnd(int connection, int millis)
         got = receiveSome(connection, received, KEPT_MAX, deadline);
     close(connection);
     if (receivedSize > KEPT_MAX)
-        madvise(received, sizeof received, MADV_DONTNEED); /* the memory goes back to the system */
+        madvise(received, RECEIVED_MAX, MADV_DONTNEED); /* the memory goes back to the system */
 }

@@ -10,7 +10,7 @@
 #include "common/request.h"
 
 /* Limits in bytes: of all variables together, and of the body. */
-enum : size_t { SCGI_VARIABLES_MAX = 64 * 1024, SCGI_BODY_MAX = 1024 * 1024 };
+enum : size_t { SCGI_VARIABLES_MAX = 256 * 1024, SCGI_BODY_MAX = 1024 * 1024 };
 
 /* A head. The values of the variables point into the bytes that it was read from. */
 struct ScgiHead {

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""refusals.py BUILD [--write] - sends every example of the description with one value replaced by a number or a name
+"""refusals.py BUILD [--write | --resident] - sends every example of the description with one value replaced by a number or a name
 that does not exist, and compares the result codes with refusals.txt. --write writes that file: read the difference, as
-clients will notice it.
+clients will notice it. --resident: sends them to one worker of a resident program.
 """
 import difflib
 import json
@@ -34,15 +34,15 @@ def refusals(switch, scene, operation):
 
 
 def main():
-    if sys.argv[2:] not in ([], ["--write"]) or len(sys.argv) < 2:
+    if sys.argv[2:] not in ([], ["--write"], ["--resident"]) or len(sys.argv) < 2:
         sys.exit(__doc__)
     description = load()
     scene = description["x-scene"]
-    with Switch(sys.argv[1]) as switch:
+    with Switch(sys.argv[1], workers=int(sys.argv[2:] == ["--resident"])) as switch:
         set_scene(switch, scene)
         lines = [line for operation in described_operations(description) if operation.calls
                  for line in refusals(switch, scene, operation)]
-    if sys.argv[2:]:
+    if sys.argv[2:] == ["--write"]:
         with open(HERE + "/refusals.txt", "w", encoding="utf-8") as file:
             file.writelines(lines)
         return
