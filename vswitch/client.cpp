@@ -1,5 +1,5 @@
 /*
- * client.cpp - sends a command and prints the answer. It needs the registry of commands, but builds no switch.
+ * client.cpp - sends a command to a running switch, and prints the answer.
  */
 #include "vswitch/client.h"
 
@@ -19,21 +19,19 @@
 #include "vswitch/base/messages.h"
 #include "vswitch/base/sockets.h"
 
-/* Reads a whole reply. */
+/* Receives a reply. Returns its content; empty: the connection ended, or 30 s passed. */
 static std::string receiveReply(int connection)
 {
     std::string bytes;
-    uint32_t length = 0;
+    uint32_t length;
     char buffer[64 * 1024];
-    while (bytes.size() < sizeof length || bytes.size() - sizeof length < length) {
-        ssize_t got = recv(connection, buffer, sizeof buffer, 0);
-        if (got <= 0)
-            return "";
+    for (ssize_t got; (got = recv(connection, buffer, sizeof buffer, 0)) > 0;) {
         bytes.append(buffer, (size_t)got);
-        if (bytes.size() >= sizeof length)
-            memcpy(&length, bytes.data(), sizeof length);
+        MessageSource source = {bytes};
+        if (wireTake(source, &length) && source.left.size() >= length)
+            return std::string(source.left);
     }
-    return bytes.substr(sizeof length);
+    return "";
 }
 
 /* Prints the answer of a command. Returns the exit status. */
@@ -50,7 +48,7 @@ static int sendCommand(const char *path, const std::string &line)
 {
     int connection = connectTo(path);
     if (connection < 0) {
-        fprintf(stderr, "vswitch: no virtual switch serves on %s: %s\n", path, strerror(errno));
+        fprintf(stderr, "vswitch: no virtual switch is serving on %s: %s\n", path, strerror(errno));
         return 1;
     }
     timeval limit = {30, 0}; /* some commands wait for something */
@@ -62,15 +60,15 @@ static int sendCommand(const char *path, const std::string &line)
     bool answered = sent && readCommandReply(receiveReply(connection), &code, &answer);
     close(connection);
     if (!answered) {
-        fprintf(stderr, "vswitch: what serves on %s did not answer the command\n", path);
+        fprintf(stderr, "vswitch: the virtual switch on %s did not answer the command\n", path);
         return 1;
     }
     return report(answer, code == 0);
 }
 
 /*
- * Has the switch write a port's frames into a FIFO, which is removed as soon as both ends are open, and copies them to
- * standard output until the switch stops or the reader has gone.
+ * Makes the switch write the frames of a port to a FIFO, and copies them to standard output until the switch stops or
+ * the reader of standard output has gone. The FIFO is removed as soon as both ends are open.
  */
 static int captureToOutput(const char *path, const std::string &port)
 {
@@ -85,7 +83,7 @@ static int captureToOutput(const char *path, const std::string &port)
     if (status)
         return status;
     signal(SIGPIPE, SIG_IGN);
-    pollfd ends[] = {{frames, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}; /* a pipe that nobody reads fails */
+    pollfd ends[] = {{frames, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}; /* POLLERR: the reader has gone */
     char bytes[64 * 1024];
     while (poll(ends, 2, -1) > 0 && !ends[1].revents) {
         ssize_t got = read(frames, bytes, sizeof bytes);

@@ -6,7 +6,7 @@
 
 #include "vswitch/base/commands.h"
 
-/* Runs the command args[0], prints what it answers, and returns the exit status. After all commands were registered. */
+/* Runs the command args[0], prints the answer, and returns the exit status. Call it after registerAll(). */
 int runClient(const char *socketPath, const Args &args);
 
 #endif

@@ -27,18 +27,18 @@ static const char synopsis[] =
     "  vswitch [OPTIONS] [serve]           serve until stopped\n"
     "    --ports N                         ports of the switch (28)\n"
     "    --stations N                      learned addresses at start (8)\n"
-    "    --silent N                        so many of them never speak again: they age (2, a quarter at most)\n"
+    "    --silent N                        so many of them send nothing more: they age (2, at most a quarter)\n"
     "    --station-vlans N                 VLANs 1 to N exist at start and share the stations (1)\n"
     "    --trace FILE                      write a line for every operation (- is standard output):\n"
     "      [4711] OPERATION NAME=VALUE... -> CODE NAME=VALUE...\n"
-    "      process of the client, what was sent, the result, what was returned. A text is [size]\"bytes\", a VLAN list\n"
-    "      its count and as many ids, 2(10 20), an IPv4 address 192.0.2.1.\n"
+    "      client's process, values sent, result, values returned. A text is [size]\"bytes\", a VLAN list is its\n"
+    "      count and the ids, 2(10 20), an IPv4 address is 192.0.2.1.\n"
     "    --trace-no-start                  without the three calls that the program makes at its start\n"
-    "    --plug PORT=tap:NAME              plug in an interface of this machine, which is made if there is none\n"
-    "    --plug PORT=unix:PATH             let a host connect there: each frame behind its length, 32 bits, big endian\n"
-    "      Port 0 is the management port. Once something is plugged in, all traffic is real.\n"
+    "    --plug PORT=tap:NAME              plug in a TAP interface of this machine; it is created if it is missing\n"
+    "    --plug PORT=unix:PATH             let a host connect there; a frame follows its length: 32 bits, big endian\n"
+    "      Port 0 is the management port. With the first plug, all traffic is real.\n"
     "\n"
-    "  vswitch [OPTIONS] COMMAND [ARG...] send a command to a switch that is running\n"
+    "  vswitch [OPTIONS] COMMAND [ARG...] send a command to a running switch\n"
     "    --socket PATH                     its socket (OPENCLT_SOCKET in the environment, or " WIRE_DEFAULT_SOCKET ")\n"
     "\n"
     "  --help, --version                   this text; the version\n"
@@ -65,7 +65,7 @@ static bool plugAll(const Args &plugs)
             return false;
         }
     if (!plugs.empty())
-        resetAll(); /* without the simulated traffic */
+        resetAll(); /* now without simulated traffic */
     return true;
 }
 
@@ -80,7 +80,7 @@ static int serve(const char *path, const Args &plugs, const char *traceFile)
     return status;
 }
 
-/* What the options in front of a command, or behind "serve", ask for. */
+/* The options before a command, and after "serve". */
 struct Options {
     DeviceOptions device;
     const char *socket = WIRE_DEFAULT_SOCKET;
@@ -89,17 +89,16 @@ struct Options {
     bool help = false, version = false;
 };
 
-/* Reads options up to the first argument that is none. False when one is wrong; getopt has said which. */
+/* Reads options up to the first other argument. False: one is wrong, and getopt has printed which. */
 static bool readOptions(int argc, char **argv, Options *options)
 {
     enum { SOCKET, PORTS, STATIONS, STATION_VLANS, SILENT, TRACE, TRACE_NO_START, PLUG, HELP, VERSION };
     static const option names[] = {
-        {"socket", required_argument, nullptr, SOCKET},     {"ports", required_argument, nullptr, PORTS},
-        {"stations", required_argument, nullptr, STATIONS}, {"station-vlans", required_argument, nullptr, STATION_VLANS},
-        {"silent", required_argument, nullptr, SILENT},
-        {"trace", required_argument, nullptr, TRACE},       {"trace-no-start", no_argument, nullptr, TRACE_NO_START},
-        {"help", no_argument, nullptr, HELP},               {"version", no_argument, nullptr, VERSION},
-        {"plug", required_argument, nullptr, PLUG},         {nullptr, 0, nullptr, 0},
+        {"socket", required_argument, nullptr, SOCKET}, {"ports", required_argument, nullptr, PORTS},
+        {"stations", required_argument, nullptr, STATIONS}, {"silent", required_argument, nullptr, SILENT},
+        {"station-vlans", required_argument, nullptr, STATION_VLANS}, {"plug", required_argument, nullptr, PLUG},
+        {"trace", required_argument, nullptr, TRACE}, {"trace-no-start", no_argument, nullptr, TRACE_NO_START},
+        {"help", no_argument, nullptr, HELP}, {"version", no_argument, nullptr, VERSION}, {nullptr, 0, nullptr, 0},
     };
     for (int found; (found = getopt_long(argc, argv, "+", names, nullptr)) != -1;) {
         switch (found) {
@@ -125,7 +124,7 @@ int main(int argc, char **argv)
     const char *path = getenv("OPENCLT_SOCKET");
     if (path && *path)
         options.socket = path;
-    argv[0] = program; /* in what getopt says */
+    argv[0] = program; /* in the messages of getopt */
     if (!readOptions(argc, argv, &options))
         return 2;
     bool serves = !argv[optind] || strcmp(argv[optind], "serve") == 0;

@@ -51,7 +51,6 @@ template <> struct WireTagOf<OpenApiVersion *> { static constexpr WireTag tag = 
 
 /* Limits in bytes, so that a broken peer cannot make the other end allocate without bound. */
 enum : uint32_t { WIRE_TEXT_MAX = 1u << 20, WIRE_MESSAGE_MAX = 4u << 20 };
-enum : uint32_t { WIRE_FRAME_MAX = WIRE_MESSAGE_MAX }; /* the old name, until the server uses the new one */
 
 /* The socket's path, unless OPENCLT_SOCKET names another. */
 #define WIRE_DEFAULT_SOCKET "/tmp/vswitch.sock"
@@ -149,12 +148,17 @@ template <class Source> bool wireTakeTag(Source &from, WireTag tag)
     return wireTake(from, &taken) && taken == tag;
 }
 
-/* The head of a request's content. `name` has at most 255 characters. */
+/* The head of a request's content; the name follows. */
+struct WireHead {
+    uint8_t version, nameLength;
+};
+
+/* `name` has at most 255 characters. */
 template <class Sink> void wirePutHead(Sink &to, const char *name)
 {
-    uint8_t head[2] = {WIRE_VERSION, (uint8_t)strlen(name)};
+    WireHead head = {WIRE_VERSION, (uint8_t)strlen(name)};
     wirePut(to, head);
-    to.put(name, head[1]);
+    to.put(name, head.nameLength);
 }
 
 #endif

@@ -175,13 +175,19 @@ protected:
     void SetUp() override
     {
         SwitchTest::SetUp();
+        startWithHosts(5);
+    }
+
+    /* Starts a switch with a host on each port from 0 to `last`. */
+    void startWithHosts(int last)
+    {
         std::vector<std::string> options;
-        for (int port = 0; port <= 5; port++)
+        for (int port = 0; port <= last; port++)
             for (const std::string &word : {std::string("--plug"), std::to_string(port) + "=unix:" + path(port)})
                 options.push_back(word);
         startSwitch(options);
         command("hold");
-        for (int port = 0; port <= 5; port++)
+        for (int port = 0; port <= last; port++)
             connectHost(port);
         command("settle");
     }
@@ -333,9 +339,9 @@ TEST_F(Forwarding, sendsFramesWhereTheirAddressWasLearned)
         {"", "0 s>A", "1 s>A"},
         {"", "0 s>C", "1 s>C, 2 s>C, 3 s>C, 4 s>C, 5 s>C"},
         {"", "1 A>b", ""},
-        {"", "1 s>B", "! it bears the switch's own address"},
-        {"", "1 *>B", "! FF:FF:FF:FF:FF:FF is no station's address"},
-        {"", "1 0>B", "! 00:00:00:00:00:00 is no station's address"},
+        {"", "1 s>B", "! its source is the switch's own address"},
+        {"", "1 *>B", "! FF:FF:FF:FF:FF:FF is not a valid source"},
+        {"", "1 0>B", "! 00:00:00:00:00:00 is not a valid source"},
         {"", "1 A>B:13", "! a frame of 13 bytes"},
         {"", "1 A>B@1:17", "! a tag that is cut off"},
         {"", "1 A>B:1514", "2 A>B"},
@@ -402,10 +408,10 @@ TEST_F(PrivateVlanFrames, reachOnlyTheirCommunityAndThePromiscuousPort)
         {"", "5 E>D", "4 E>D"},
         {"", "1 A>B", "2 A>B"}, /* learned in the secondary VLAN, found from the primary one */
         {"", "2 B>A", "1 B>A"},
-        {"", "3 C>B", "! port 2 is kept apart from private VLAN 101"},
-        {"", "3 C>D", "! port 4 is kept apart from private VLAN 101"},
+        {"", "3 C>B", "! port 2 is separated from private VLAN 101"},
+        {"", "3 C>D", "! port 4 is separated from private VLAN 101"},
         {"promiscuous 1 100 102", "1 A>*", "4 A>*, 5 A>*"},
-        {"", "2 B>A", "! port 1 is kept apart from private VLAN 101"},
+        {"", "2 B>A", "! port 1 is separated from private VLAN 101"},
         {"mode 4 2; mode 1 2", "1 A>*@100p1", "4 A>*@102p1, 5 A>*"}, /* trunks, with their VLANs' tags */
         {"", "4 D>A@102", "1 D>A@100"},
         {"", "4 D>A@100", "! private VLAN 100 not admitted: the port sends in VLAN 102"},
@@ -478,13 +484,40 @@ TEST_F(MvrpGvrpFrames, registerVlans)
     EXPECT_EQ(send("GET", "mvrp/intf-traffic-pdu-counter?intIfNum=1&type=2"), success("\"mvrp\":{\"counter\":1}"));
 }
 
+/* A neighbour that trunks all VLANs joins them in one PDU; here all neighbours do, and one sends many LeaveAlls. */
+TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
+{
+    enum { PORTS = 28, MOST_MILLIS = 20 /* for a frame */ };
+    startWithHosts(PORTS);
+    configure("mvrp");
+    for (int port = 1; port <= PORTS; port++)
+        configure("mvrpport " + std::to_string(port) + " enable");
+    const std::string to = addressOf('r') + addressOf('A') + std::string("\x88\xf5\0\1\2", 5), end(4, '\0');
+    std::string all = std::string("\x0f\xfe\0\1", 4) + std::string(4094 / 3 + 1, 43), leaves;
+    for (int i = 0; i < 280; i++)
+        leaves += std::string("\x20\1\0\1\x24", 5); /* LeaveAll, and VLAN 1 joins */
+    clockid_t cpu;
+    timespec before, after;
+    ASSERT_EQ(clock_getcpuclockid(vswitch.pid, &cpu) + clock_gettime(cpu, &before), 0);
+    for (int port = 1; port <= PORTS; port++) {
+        put(port, to + all + end);
+        command("settle");
+        collect();
+    }
+    put(1, to + leaves + end);
+    command("settle");
+    clock_gettime(cpu, &after);
+    EXPECT_LT((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1000000, PORTS * MOST_MILLIS);
+    EXPECT_EQ(send("GET", "vlan/dynamic-vlan-entries"), success("\"vlan\":{\"val\":4093}"));
+}
+
 TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)
 {
     forward({
         {"filters enable; filter " A_MAC " 1; to " A_MAC " 1 4", "2 B>A", "4 B>A"},
         {"", "1 A>*", "0 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"}, /* A sends from another port: the filter does not move */
         {"", "2 B>A", "4 B>A"},
-        {"from " A_MAC " 1 3", "2 B>A", "! the filter of 02:00:00:00:00:41 has other sources"},
+        {"from " A_MAC " 1 3", "2 B>A", "! the filter of 02:00:00:00:00:41 does not name the port as source"},
         {"", "3 C>A", "4 C>A"},
         {"filters disable", "2 B>C", "3 B>C"},
         {"filters enable; filter " M_MAC " 1; never " M_MAC " 1 4,5", "1 D>m", "0 D>m, 2 D>m, 3 D>m"},
@@ -493,7 +526,7 @@ TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)
         {"filter 02:00:00:00:00:43 1; never 02:00:00:00:00:43 1 3", "1 D>C",
          "! the filter of 02:00:00:00:00:43 keeps it from port 3"},
         {"filtering 1 filter_unregistered", "1 D>m", "2 D>m, 3 D>m"},
-        {"filters disable", "1 D>m", "! nobody has registered 01:00:5E:00:00:01 in VLAN 1"},
+        {"filters disable", "1 D>m", "! 01:00:5E:00:00:01 is not registered in VLAN 1"},
         {"", "1 D>*", "0 D>*, 2 D>*, 3 D>*, 4 D>*, 5 D>*"},
         {"filtering 1 forward_unregistered", "1 D>m", "0 D>m, 2 D>m, 3 D>m, 4 D>m, 5 D>m"},
         {"protect 1 1; protect 2 1; protect 3 2", "1 D>*", "0 D>*, 3 D>*, 4 D>*, 5 D>*"},

@@ -45,7 +45,7 @@ TEST_F(VswitchSocket, isServedByOneProcess)
 {
     Outcome second = runProcess(switchCommand({"serve"}));
     EXPECT_EQ(second.exitStatus, 1);
-    EXPECT_EQ(second.errors, "vswitch: somebody serves on " + socket + "; stop him or choose another path\n");
+    EXPECT_EQ(second.errors, "vswitch: another process is serving on " + socket + "; stop it or choose another path\n");
     expectAlive();
     stopSwitch(); /* checks for exit status 0 */
     EXPECT_EQ(access(socket.c_str(), F_OK), -1);
@@ -231,7 +231,7 @@ TEST_F(VswitchTrace, countsTheLinesThatASlowReaderMissed)
         ASSERT_EQ(exchange(client, asked), replyOf(-22)) << i;
 
     std::string trace;
-    for (size_t told; (told = trace.find(" lines are missing here: nobody took them)\n")) == std::string::npos;) {
+    while (trace.find(" lines dropped: the reader was too slow)\n") == std::string::npos) {
         ssize_t got = read(unread.output, bytes, sizeof bytes);
         ASSERT_GT(got, 0);
         trace.append(bytes, (size_t)got);
@@ -268,7 +268,7 @@ TEST_F(VswitchClock, jumpsFarInOneStep)
 /* Clients with large unfinished messages are disconnected; clients with small or complete ones are served. */
 TEST_F(VswitchServer, limitsTheMemoryOfUnfinishedMessages)
 {
-    const std::string huge = callOf("rpcclt_openapiNoSuchThing", std::string(WIRE_FRAME_MAX - 64, 'x'));
+    const std::string huge = callOf("rpcclt_openapiNoSuchThing", std::string(WIRE_MESSAGE_MAX - 64, 'x'));
     const std::string check = callOf("rpcclt_openapiConnectivityCheck");
     int small = connectTo(socket);
     ::send(small, check.data(), 3, MSG_NOSIGNAL);

@@ -1,5 +1,5 @@
 /*
- * clock.cpp - the monotonic clock of the machine, plus what was advanced, unless it is held.
+ * clock.cpp - the machine's monotonic clock, which commands advance and hold.
  */
 #include "vswitch/base/clock.h"
 
@@ -8,7 +8,7 @@
 #include "vswitch/base/commands.h"
 
 static uint64_t startedMillis, advancedMillis;
-static uint64_t heldMillis; /* the machine's clock when it was stopped; 0 while it runs */
+static uint64_t heldMillis; /* the machine's clock when it was held; 0: it runs */
 
 static uint64_t machineMillis()
 {
@@ -53,7 +53,7 @@ void registerClock()
 {
     static const Command commands[] = {
         {.group = SWITCH_COMMANDS, .name = "advance", .formerName = "pass", .usage = "SECONDS", .fewest = 1, .most = 1,
-         .help = "advance the clock: what ages, ages", .run = advance},
+         .help = "advance the clock: timers run, addresses age", .run = advance},
         {.group = SWITCH_COMMANDS, .name = "hold", .usage = "", .fewest = 0, .most = 0,
          .help = "stop the clock: from now on only \"advance\" moves it, until \"reset\"", .run = hold},
     };

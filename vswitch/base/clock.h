@@ -1,19 +1,19 @@
 /*
- * clock.h - the virtual switch's time: it runs by itself, can be advanced, and can be stopped.
+ * clock.h - the virtual switch's clock: it runs by itself; commands advance and hold it.
  */
 #ifndef VSWITCH_CLOCK_H
 #define VSWITCH_CLOCK_H
 
 #include <stdint.h>
 
-/* Since the last reset. */
+/* The time since the last reset. */
 uint64_t uptimeSeconds();
 uint64_t uptimeMillis();
 
-/* Uptime is 0, and the clock runs. */
+/* Sets the uptime to 0, and lets the clock run. */
 void resetClock();
 
-/* The commands that advance and stop the clock. Once. */
+/* Registers the commands `advance` and `hold`. Call it once. */
 void registerClock();
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * commands.cpp - the registry of commands, and how a line is read.
+ * commands.cpp - the registry of commands; splits and checks lines.
  */
 #include "vswitch/base/commands.h"
 
@@ -18,7 +18,7 @@ void registerCommands(std::span<const Command> commands)
         registry().push_back(&command);
 }
 
-const Command *findCommand(const std::string &name)
+static const Command *findCommand(const std::string &name)
 {
     for (const Command *command : registry())
         if (name == command->name || (command->formerName && name == command->formerName))
@@ -29,7 +29,7 @@ const Command *findCommand(const std::string &name)
 std::string commandHelp()
 {
     static const char *const headings[] = {"faults:", "the switch:", "what happens:", "frames:"};
-    const size_t column = 34; /* of what a command does */
+    const size_t column = 34; /* where the help of a command begins */
     std::vector<const Command *> sorted = registry();
     std::stable_sort(sorted.begin(), sorted.end(), [](auto *one, auto *other) { return one->group < other->group; });
     std::string text;
@@ -50,7 +50,7 @@ std::string commandHelp()
 bool splitArgs(const std::string &line, Args *args)
 {
     args->clear();
-    bool within = false; /* an argument, which may be empty between quotes */
+    bool within = false; /* inside an argument, which can be empty quotes */
     char quote = 0;
     for (size_t i = 0; i < line.size(); i++) {
         char c = line[i];
@@ -99,8 +99,8 @@ const Command *readCommand(const std::string &line, Args *args, std::string *ans
     args->erase(args->begin());
     if (args->size() >= command->fewest && args->size() <= command->most)
         return command;
-    refuse(answer, "\"" + name + "\" takes " + (command->most ? std::string("the arguments ") + command->usage : "no arguments") +
-                       ", not " + std::to_string(args->size()));
+    std::string takes = command->most ? std::string("the arguments ") + command->usage : "no arguments";
+    refuse(answer, "\"" + name + "\" takes " + takes + ", not " + std::to_string(args->size()));
     return nullptr;
 }
 

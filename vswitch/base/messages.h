@@ -1,5 +1,5 @@
 /*
- * messages.h - the bytes of calls and replies (wire.h), decoded and encoded. All that comes from a client is untrusted.
+ * messages.h - the server's side of the RPC format (wire.h), and a command's two messages.
  */
 #ifndef VSWITCH_MESSAGES_H
 #define VSWITCH_MESSAGES_H
@@ -11,20 +11,23 @@
 
 #include "vswitch/base/operations.h"
 
-/* Takes `size` bytes off the front of `from`. An empty view when there are not as many. */
-std::string_view takeBytes(std::string_view *from, size_t size);
+/* A source for wire.h: the bytes that are not taken yet. It owns nothing. */
+struct MessageSource {
+    std::string_view left;
 
-/* Is an argument of that kind returned, or only sent? */
-bool isReturned(WireTag tag);
+    const char *take(size_t size); /* null: fewer are left */
+};
 
-/* Decodes the arguments of a call. False when they are not those that `tags` says. */
-bool takeArguments(std::string_view from, const std::string &tags, Arguments *arguments);
+/* Takes the arguments of a call, or of a reply. False: they are not the ones that `tags` describes, or more follows. */
+bool takeArguments(MessageSource from, const std::string &tags, Arguments *arguments);
 
 /* A whole reply, its length in front: the code, and the arguments that are returned. */
 std::string replyMessage(int32_t code, const Arguments &arguments);
 
-/* A whole request for a command of the virtual switch; and the code and the text of the reply, false for no such reply. */
-std::string commandRequest(const std::string &command);
-bool readCommandReply(std::string_view reply, int *code, std::string *answer);
+/* A whole request that carries a command to the virtual switch. */
+std::string commandRequest(std::string command);
+
+/* Takes the code and the text of the reply to a command. `reply` is without its length. False: it is no such reply. */
+bool readCommandReply(std::string_view reply, int32_t *code, std::string *answer);
 
 #endif

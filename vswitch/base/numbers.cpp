@@ -1,5 +1,5 @@
 /*
- * numbers.cpp - the words of numbers.def, and the list of operations with them.
+ * numbers.cpp - looks up what numbers mean; lists the operations with these meanings.
  */
 #include "vswitch/base/numbers.h"
 
@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <map>
-
-#include "vswitch/base/messages.h"
 
 static const std::vector<Meaning> &meanings()
 {
@@ -26,7 +24,7 @@ static const std::vector<Meaning> &meanings()
     return all;
 }
 
-/* QUOTE_EACH(a, b) is "a", "b"; the outer expansions are as many as the longest list needs. */
+/* QUOTE_EACH(a, b) expands to "a", "b". EXPAND_64 expands more often than the longest list needs. */
 #define QUOTE_EACH(...) __VA_OPT__(EXPAND_64(QUOTE_FIRST(__VA_ARGS__)))
 #define QUOTE_FIRST(first, ...) #first __VA_OPT__(, QUOTE_REST PARENTHESES (__VA_ARGS__))
 #define QUOTE_REST() QUOTE_FIRST
@@ -36,7 +34,7 @@ static const std::vector<Meaning> &meanings()
 #define EXPAND_4(...) EXPAND_1(EXPAND_1(EXPAND_1(EXPAND_1(__VA_ARGS__))))
 #define EXPAND_1(...) __VA_ARGS__
 
-/* The parameters of a kind: in these operations, or ("") in all that no other row names. */
+/* What the parameter of these operations means; "": of all operations that no other row names. */
 static const struct {
     const char *type, *parameter;
     std::vector<const char *> operations;
@@ -54,7 +52,7 @@ static const Meaning *meaningNamed(const char *type)
     return nullptr;
 }
 
-/* By operation and parameter; the operation is "" where a parameter means the same in all others. */
+/* The meaning by operation and parameter. The operation "" stands for all that have no entry. */
 static const std::map<std::pair<std::string, std::string>, const Meaning *> &meaningIndex()
 {
     static const auto index = [] {
@@ -93,7 +91,8 @@ void checkNumbers()
                                                })
                                  : hasParameter(operationNamed(name), parameter);
         if (!meaning || !fits) {
-            fprintf(stderr, "vswitch: numbers.def is wrong about %s of \"%s\"\n", parameter.c_str(), name.c_str());
+            fprintf(stderr, "vswitch: numbers.def: \"%s\" has no parameter %s, or its meaning does not exist\n",
+                    name.c_str(), parameter.c_str());
             exit(1);
         }
     }
@@ -129,7 +128,7 @@ static const char *typeOf(char tag)
     }
 }
 
-/* "0 auto, 1 include, 2 exclude", or what the quantity is. */
+/* "0 auto, 1 include, 2 exclude"; for a quantity, what it is. */
 static std::string meaningText(const Meaning &meaning)
 {
     std::string text;
@@ -148,7 +147,7 @@ std::string operationsText(const std::string &part)
         for (size_t i = 0; i < operation.parameters.size(); i++) {
             char line[64];
             snprintf(line, sizeof line, "    %-18s %-5s %-7s", operation.parameters[i],
-                     isReturned((WireTag)operation.tags[i]) ? "inout" : "in", typeOf(operation.tags[i]));
+                     wireIsReturned((WireTag)operation.tags[i]) ? "inout" : "in", typeOf(operation.tags[i]));
             const Meaning *meaning = meaningOf(operation, i);
             text += meaning ? std::string(line) + " " + meaningText(*meaning) : line;
             text.erase(text.find_last_not_of(' ') + 1) += "\n";
@@ -157,7 +156,7 @@ std::string operationsText(const std::string &part)
     return text;
 }
 
-/* "key": "value"; the texts of the lists need no escapes. */
+/* "key": "value". No text in the tables needs escapes. */
 static std::string member(const char *key, const std::string &value)
 {
     return std::string("\"") + key + "\": \"" + value + "\"";
@@ -167,7 +166,7 @@ static std::string parameterJson(const Operation &operation, size_t i)
 {
     const Meaning *meaning = meaningOf(operation, i);
     return "{" + member("name", operation.parameters[i]) + ", " +
-           member("direction", isReturned((WireTag)operation.tags[i]) ? "inout" : "in") + ", " +
+           member("direction", wireIsReturned((WireTag)operation.tags[i]) ? "inout" : "in") + ", " +
            member("type", typeOf(operation.tags[i])) + (meaning ? ", " + member("meaning", meaning->type) : "") + "}";
 }
 

@@ -1,5 +1,5 @@
 /*
- * numbers.h - what the numbers mean that pass through OpEN: the enumerations of numbers.def, and their words.
+ * numbers.h - what the numbers in arguments mean: the enumerations of numbers.def, and the names of their values.
  */
 #ifndef VSWITCH_NUMBERS_H
 #define VSWITCH_NUMBERS_H
@@ -21,31 +21,31 @@ struct Number {
     const char *name, *about;
 };
 
-/* A kind of number or text. */
+/* What a parameter stands for: an enumeration or a quantity of numbers.def. */
 struct Meaning {
     const char *type, *about;
-    std::vector<Number> numbers; /* none for a quantity */
+    std::vector<Number> numbers; /* of an enumeration; empty for a quantity */
 };
 
-/* What the parameter of the operation means; null for a count, or a text that says itself. */
+/* What the parameter of the operation means. Null: numbers.def does not say, such as for a plain count. */
 const Meaning *meaningOf(const Operation &operation, size_t parameter);
 
-/* Ends the process with a message when the list names an operation or a parameter that does not exist. */
+/* Ends the process with a message if numbers.def names an operation or a parameter that does not exist. */
 void checkNumbers();
 
-/* Whether the number is an IPv4 address, four bytes in network order; and such a number as text and back. */
+/* Is the number an IPv4 address, in network order? And conversions of such a number. */
 bool isIpv4Address(const Operation &operation, size_t parameter);
 std::string ipv4Text(uint32_t address);
 bool parseIpv4(const std::string &text, uint32_t *address);
 
-/* The operations whose names hold `part` (letters' case does not matter), with what their parameters mean. */
+/* The operations whose names contain `part` (upper or lower case), with what their parameters mean. */
 std::string operationsText(const std::string &part);
 
 /*
- * The same of all operations as JSON: {"operations": [{"name", "modelled", "parameters": [{"name", "direction", "type",
- * "meaning"}]}], "meanings": {"...": {"about", "numbers": [{"value", "word", "about"}]}}}. "direction" is "in" (only sent)
- * or "inout" (sent and returned), "type" uint32, uint16, uint64, text, list or version; "meaning" is a key of "meanings"
- * and can be missing.
+ * All operations as JSON: {"operations": [{"name", "modelled", "parameters": [{"name", "direction", "type",
+ * "meaning"}]}], "meanings": {"...": {"about", "numbers": [{"value", "word", "about"}]}}}. "word" is the name
+ * of the value, "direction" is "in" (only sent) or "inout" (sent and returned), "type" is uint32, uint16, uint64, text,
+ * list or version. "meaning" is a key of "meanings", and can be missing.
  */
 std::string operationsJson();
 

@@ -1,5 +1,5 @@
 /*
- * operations.cpp - the table of operations, made from the list the client library is made from.
+ * operations.cpp - the table of operations, made from openclt_operations.def, like the client library.
  */
 #include "vswitch/base/operations.h"
 
@@ -41,7 +41,7 @@ Operation &operationNamed(const std::string &name)
 {
     Operation *operation = findOperation(name);
     if (!operation) {
-        fprintf(stderr, "vswitch: %s is registered, and is no operation\n", name.c_str());
+        fprintf(stderr, "vswitch: %s is registered, but is not an operation\n", name.c_str());
         exit(1);
     }
     return *operation;

@@ -15,7 +15,7 @@
 
 #include "wire.h"
 
-/* One argument of a call, as it was sent and as it is returned. */
+/* One argument of a call: the value that was sent, then the one that is returned. */
 struct Argument {
     WireTag tag;
     union {
@@ -33,22 +33,22 @@ using Arguments = std::vector<Argument>;
 
 struct Operation {
     const char *name;
-    std::string tags;               /* one WireTag a parameter, in order */
+    std::string tags;               /* the WireTag of each parameter */
     std::vector<const char *> parameters;
-    std::function<int(Arguments &)> run = {}; /* empty: the virtual switch lacks this operation */
-    bool asks = false;                        /* it changes nothing */
+    std::function<int(Arguments &)> run = {}; /* empty: not implemented */
+    bool asks = false;                        /* it only reads; false: it can change something */
 };
 
-/* Every operation, in the order of the list. */
+/* All operations, in the order of openclt_operations.def. */
 std::vector<Operation> &operations();
 
 /* The operation of that name, null when there is none. */
 Operation *findOperation(const std::string &name);
 
-/* As findOperation, but ends the process with a message when a table names an operation that does not exist. */
+/* The same for a name in a table: ends the process with a message when there is none. */
 Operation &operationNamed(const std::string &name);
 
-/* Whether the program calls it at its start, before it does what was asked of it. */
+/* Is it one of the three operations that the program calls at its start, before the request is handled? */
 bool isStartCall(const Operation &operation);
 
 template <class T> T argumentAs(Argument &argument)
@@ -91,8 +91,8 @@ template <class... T> struct Registration<int(OpenClient *, T...)> {
 };
 
 /*
- * Register the function that answers an operation: ASK one that changes nothing, DO any other. The function has the
- * operation's prototype without the client, which is checked; a lambda without captures will do.
+ * Register the function that answers an operation: ASK if it only reads, DO if it can change something. The function
+ * has the operation's prototype without the client handle; the compiler checks it.
  */
 #define ASK(operation, ...) Registration<decltype(operation)>::add(#operation, true, __VA_ARGS__)
 #define DO(operation, ...) Registration<decltype(operation)>::add(#operation, false, __VA_ARGS__)

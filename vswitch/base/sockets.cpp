@@ -1,5 +1,5 @@
 /*
- * sockets.cpp - Unix-domain sockets, from both sides.
+ * sockets.cpp - Unix-domain sockets: listening and connecting.
  */
 #include "vswitch/base/sockets.h"
 
@@ -31,7 +31,7 @@ int connectTo(const char *path)
 {
     sockaddr_un address;
     int client = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1;
-    timeval limit = {5, 0}; /* a server that hangs must not make its callers hang */
+    timeval limit = {5, 0}; /* a server that hangs must not block its client */
     if (client >= 0) {
         setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
         setsockopt(client, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
@@ -45,26 +45,25 @@ int connectTo(const char *path)
     return client;
 }
 
-/* Makes sure that nothing is at `path`: a socket nobody listens on is removed. */
+/* Removes a socket that no process listens on. False with a message: something else is at `path`. */
 static bool clearPath(const char *path)
 {
     struct stat status;
     if (lstat(path, &status) != 0)
         return true;
     if (!S_ISSOCK(status.st_mode)) {
-        fprintf(stderr, "vswitch: %s is in the way and is no socket; remove it or choose another path\n",
-                path);
+        fprintf(stderr, "vswitch: %s exists and is not a socket; remove it or choose another path\n", path);
         return false;
     }
     int other = connectTo(path);
     if (other < 0 && errno == ECONNREFUSED)
         return unlink(path) == 0;
     if (other < 0) {
-        fprintf(stderr, "vswitch: cannot tell who serves on %s: %s\n", path, strerror(errno));
+        fprintf(stderr, "vswitch: cannot find out whether a process serves on %s: %s\n", path, strerror(errno));
         return errno == ENOENT; /* it has just gone */
     }
     close(other);
-    fprintf(stderr, "vswitch: somebody serves on %s; stop him or choose another path\n", path);
+    fprintf(stderr, "vswitch: another process is serving on %s; stop it or choose another path\n", path);
     return false;
 }
 
@@ -78,8 +77,7 @@ static int bindTo(const char *path)
     return -1;
 }
 
-/* The directory is locked meanwhile: of two switches that start at one moment, one must not take the other's new socket
- * for a stale one. */
+/* Locks the directory: if two switches start at once, one must not take the other's new socket for a stale one. */
 int listenOn(const char *path)
 {
     std::string directory(path);

@@ -1,16 +1,16 @@
 /*
- * sockets.h - Unix-domain sockets, from both sides.
+ * sockets.h - Unix-domain sockets: listening and connecting.
  */
 #ifndef VSWITCH_SOCKETS_H
 #define VSWITCH_SOCKETS_H
 
 /*
- * A listening socket at `path`, or -1 with a message. A stale socket is cleaned up; a path that is being served, or is
- * something else than a socket, is refused.
+ * Returns a listening socket at `path`, or -1 with a message on standard error. It replaces a socket that no process
+ * listens on; it does not replace one that is in use, or anything else.
  */
 int listenOn(const char *path);
 
-/* Connects to the socket at `path`; nothing on it takes longer than 5 s. A descriptor, or -1 with errno set. */
+/* Connects to the socket at `path`. Returns a descriptor whose reads and writes end after 5 s, or -1 with errno set. */
 int connectTo(const char *path);
 
 #endif

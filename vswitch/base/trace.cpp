@@ -1,5 +1,5 @@
 /*
- * trace.cpp - lines into a file or a pipe, without ever waiting for whoever reads them.
+ * trace.cpp - writes lines to a file or a pipe, and never waits for the reader.
  */
 #include "vswitch/base/trace.h"
 
@@ -18,16 +18,16 @@ static const size_t WAITING_MAX = 1 << 20;
 
 static int file = -1;
 static std::string waiting; /* lines that are not written yet */
-static uint64_t dropped;    /* lines; once one was, others are as well until nothing waits */
-static uint64_t confessed;  /* dropped lines that a line in `waiting` tells of */
+static uint64_t dropped;    /* lines since the last notice; from the first on, all until `waiting` is empty */
+static uint64_t noticed;    /* dropped lines that the notice at the start of `waiting` counts; 0: there is no notice */
 
 bool openTrace(const char *path)
 {
-    /* Standard output is opened again, so that it stays as it is for those who share it. */
+    /* Opens standard output again: O_NONBLOCK on the shared one would affect other processes. */
     bool standard = strcmp(path, "-") == 0;
     const int flags = O_APPEND | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
     file = open(standard ? "/proc/self/fd/1" : path, O_WRONLY | O_CREAT | flags, 0666);
-    if (file < 0 && errno == ENXIO) /* a named pipe that nobody reads yet */
+    if (file < 0 && errno == ENXIO) /* a FIFO without a reader */
         file = open(path, O_RDWR | flags);
     if (file < 0 && standard && fcntl(1, F_SETFL, fcntl(1, F_GETFL) | O_NONBLOCK) == 0)
         file = 1;
@@ -39,22 +39,22 @@ bool tracing()
     return file >= 0;
 }
 
-static void confess()
+static void insertNotice()
 {
-    waiting = "(" + std::to_string(dropped) + " lines are missing here: nobody took them)\n" + waiting;
-    confessed = dropped;
+    waiting = "(" + std::to_string(dropped) + " lines dropped: the reader was too slow)\n" + waiting;
+    noticed = dropped;
     dropped = 0;
 }
 
-/* A full disk, or a pipe without a reader: perhaps there is room for the next line. */
+/* After a write error (the disk is full, or the reader has gone): drops what waits, so that the next line is tried. */
 static void dropWaiting()
 {
-    dropped += (uint64_t)std::count(waiting.begin(), waiting.end(), '\n') + confessed - (confessed ? 1 : 0);
-    confessed = 0;
+    dropped += (uint64_t)std::count(waiting.begin(), waiting.end(), '\n') + noticed - (noticed ? 1 : 0);
+    noticed = 0;
     waiting.clear();
 }
 
-/* Writes what waits, as far as there is room, and the rest when there is some. */
+/* Writes what waits. If the pipe is full, the rest follows when there is room. */
 static void writeWaiting()
 {
     while (!waiting.empty()) {
@@ -65,9 +65,9 @@ static void writeWaiting()
             dropWaiting();
         } else if (written > 0) {
             waiting.erase(0, (size_t)written);
-            confessed = waiting.empty() ? 0 : confessed;
+            noticed = waiting.empty() ? 0 : noticed;
             if (waiting.empty() && dropped)
-                confess();
+                insertNotice();
         }
     }
     unwatch(file);
@@ -80,7 +80,7 @@ void traceLine(const std::string &line)
         return;
     }
     if (dropped)
-        confess();
+        insertNotice();
     waiting += line + "\n";
     writeWaiting();
 }

@@ -1,24 +1,24 @@
 /*
- * trace.h - what the virtual switch writes while it runs: the trace of what it was asked and did, and errors.
+ * trace.h - what the virtual switch writes while it runs: the trace, and error messages.
  */
 #ifndef VSWITCH_TRACE_H
 #define VSWITCH_TRACE_H
 
 #include <string>
 
-/* From now on traceLine() writes to the file ("-": standard output), behind what is there. False with errno set. */
+/* Makes traceLine() append to the file ("-": standard output). False: the file cannot be opened; errno says why. */
 bool openTrace(const char *path);
 
-/* Whether anybody wants lines: what is not wanted need not be made. */
+/* Was a trace opened? If not, callers need not build lines. */
 bool tracing();
 
 /*
- * Writes a line, given without its end. It has been written when this returns, unless nobody takes it: then lines wait,
- * up to a MiB; what comes after that is dropped, and a line says how many when there is room again.
+ * Writes a line, given without its end. The line is written when this returns, unless the reader is slow: then up to a
+ * MiB of lines waits. Lines beyond that are dropped, and a notice in the trace says how many.
  */
 void traceLine(const std::string &line);
 
-/* Writes "vswitch: MESSAGE" to standard error; drops it when the pipe there is full, so that no client can stop the switch. */
+/* Writes "vswitch: MESSAGE" to standard error. Drops it if the pipe there is full: errors must not block the switch. */
 void printError(const std::string &message);
 
 #endif

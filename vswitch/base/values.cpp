@@ -1,5 +1,5 @@
 /*
- * values.cpp - addresses as text and back, texts in descriptors, lists of VLANs.
+ * values.cpp - converts addresses, texts and VLAN lists.
  */
 #include "vswitch/base/values.h"
 

@@ -1,5 +1,5 @@
 /*
- * values.h - the values that operations exchange: MAC addresses, OUIs, texts, lists of VLANs.
+ * values.h - the values in arguments: MAC addresses, OUIs, texts, VLAN lists.
  */
 #ifndef VSWITCH_VALUES_H
 #define VSWITCH_VALUES_H
@@ -16,9 +16,9 @@
 std::string macText(uint64_t mac);
 std::string ouiText(uint32_t oui);
 
-/* Read six octets, or three, as hexadecimal digits with ":" or "-" between them. False for anything else. */
+/* Read six or three octets in hexadecimal with ":" or "-" between them. False for any other text. */
 bool parseMac(const std::string &text, uint64_t *mac);
-bool parseOui(const std::string &text, uint32_t *oui); /* false for group addresses, too */
+bool parseOui(const std::string &text, uint32_t *oui); /* also false for groups */
 
 /* Is it a group address: multicast or broadcast? */
 inline bool isGroup(uint64_t mac)
@@ -29,29 +29,29 @@ inline bool isGroup(uint64_t mac)
 /* The text in a descriptor, up to its first zero byte. */
 std::string textOf(const OpenBufferDesc *desc);
 
-/* Puts `text` and a zero byte into a descriptor. OPEN_OK, or OPEN_FAILED when it does not fit. */
+/* Stores a text and its zero byte. OPEN_OK, or OPEN_FAILED if it does not fit. */
 int setText(OpenBufferDesc *desc, const std::string &text);
 
-/* Puts `ids` into a list; those beyond VLAN_ID_LIST_MAX are dropped. */
+/* Stores the first VLAN_ID_LIST_MAX ids. */
 void setList(VlanIdList *list, const std::vector<uint16_t> &ids);
 
-/* The ids of a list from a client, whose count may be too large. */
+/* The ids of a list. Its count is untrusted and can be too large. */
 std::set<uint16_t> idsOf(const VlanIdList &list);
 
-/* Stores the result of an operation. Always OPEN_OK. */
+/* Stores the result of an operation. Returns OPEN_OK. */
 inline int store(uint32_t value, uint32_t *result)
 {
     *result = value;
     return OPEN_OK;
 }
 
-/* The same for a step of a walk: OPEN_FAILED when there is no next one (0). */
+/* The same for "next" operations: OPEN_FAILED when there is no next one (0). */
 inline int storeNext(uint32_t next, uint32_t *result)
 {
     return next ? store(next, result) : (int)OPEN_FAILED;
 }
 
-/* The value of a key in a map, or `otherwise`; the map stays as it is. */
+/* The value of a key in a map, or `otherwise`. Unlike operator[], it does not insert the key. */
 template <class Map>
 typename Map::mapped_type valueIn(const Map &map, const typename Map::key_type &key,
                                   typename Map::mapped_type otherwise = {})

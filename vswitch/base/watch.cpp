@@ -1,5 +1,5 @@
 /*
- * watch.cpp - what is watched, by descriptor.
+ * watch.cpp - the watched descriptors, each with its function.
  */
 #include "vswitch/base/watch.h"
 
@@ -31,10 +31,10 @@ void appendWatched(std::vector<pollfd> *polled)
 void callWatched(const pollfd *polled, size_t count)
 {
     for (size_t i = 0; i < count; i++) {
-        auto found = all.find(polled[i].fd); /* an earlier call may have ended it */
+        auto found = all.find(polled[i].fd); /* an earlier `ready` may have unwatched it */
         if (!polled[i].revents || found == all.end())
             continue;
-        std::function<void(short)> ready = found->second.ready; /* it may end itself */
+        std::function<void(short)> ready = found->second.ready; /* a copy: it may unwatch its descriptor */
         ready(polled[i].revents);
     }
 }

@@ -1,5 +1,5 @@
 /*
- * watch.h - descriptors that the server's loop looks at besides its clients: ports of the switch, timers (timerfd).
+ * watch.h - descriptors that the server's loop polls besides its clients: plugs, a timer, the trace.
  */
 #ifndef VSWITCH_WATCH_H
 #define VSWITCH_WATCH_H
@@ -10,16 +10,16 @@
 #include <vector>
 
 /*
- * Until unwatch(), `ready` is called with what poll() says of the descriptor when it has one of `events` (POLLIN,
- * POLLOUT), has failed or was hung up on; now and then without need, too. It must not wait, nor take longer than a few
- * milliseconds: clients are served between two calls. Watching a descriptor again replaces events and function.
+ * Calls `ready` with the events that poll() returns for the descriptor: one of `events` (POLLIN, POLLOUT), POLLERR or
+ * POLLHUP. `ready` must not block nor take longer than a few milliseconds: clients wait for it. It may be called with
+ * nothing to do. Watching a descriptor again replaces its events and its function.
  */
 void watch(int descriptor, short events, std::function<void(short)> ready);
 
-/* Before the descriptor is closed. A function may unwatch its own. */
+/* Call it before the descriptor is closed. `ready` may call it, too. */
 void unwatch(int descriptor);
 
-/* For the loop: appends what is watched; and calls, once poll() has looked at what was appended. */
+/* For the loop: appends the watched descriptors; calls the functions of those that poll() has found ready. */
 void appendWatched(std::vector<pollfd> *polled);
 void callWatched(const pollfd *polled, size_t count);
 

@@ -1,8 +1,8 @@
 /*
- * capture.cpp - pcapng: a section, the port as its interface, and a block a frame.
+ * capture.cpp - writes pcapng: a section header, the port as its interface, and one block for each frame.
  *
- * A block is written at once or not at all: a FIFO takes up to 4 KiB so (PIPE_BUF), which is more than a block with a
- * frame of the longest kind that ports take. Longer ones are cut, and the block says how long they were.
+ * A block is written at once or not at all: a FIFO guarantees that up to 4 KiB (PIPE_BUF), and the block of the
+ * longest frame that a port accepts is shorter. Longer frames are cut; the block has their full length.
  */
 #include "vswitch/frames/capture.h"
 
@@ -45,7 +45,7 @@ static void putOption(std::string *to, uint16_t option, std::string_view value)
     putPadded(to, value);
 }
 
-/* A block has its length in front and behind. */
+/* A block: type, length, body, and the length again. */
 static std::string blockOf(uint32_t type, const std::string &body)
 {
     std::string block;
@@ -62,7 +62,7 @@ static std::string headerOf(uint32_t port)
     std::string section, interface;
     put(&section, ORDER_OF_BYTES);
     put(&section, (uint32_t)1);  /* version 1.0 */
-    put(&section, UINT64_MAX);   /* of a length that is not known */
+    put(&section, UINT64_MAX);   /* section length: unknown */
     put(&interface, (uint32_t)LINKTYPE_ETHERNET);
     put(&interface, (uint32_t)SNAP_LENGTH);
     putOption(&interface, OPTION_NAME, port ? "port " + std::to_string(port) : "management port");
@@ -76,7 +76,7 @@ static std::string packetOf(Direction direction, std::string_view frame, const s
     clock_gettime(CLOCK_REALTIME, &now);
     uint64_t micros = (uint64_t)now.tv_sec * 1000000 + (uint64_t)now.tv_nsec / 1000;
     std::string packet;
-    put(&packet, (uint32_t)0); /* the interface */
+    put(&packet, (uint32_t)0); /* interface number */
     put(&packet, (uint32_t)(micros >> 32));
     put(&packet, (uint32_t)micros);
     put(&packet, (uint32_t)std::min<size_t>(frame.size(), SNAP_LENGTH));

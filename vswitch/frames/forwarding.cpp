@@ -1,11 +1,6 @@
 /*
- * forwarding.cpp - the way of a frame through the switch. What was set, and what follows from it, is asked of state.h
- * for each frame; kept here is only what frames themselves leave behind: the buckets of storms, the turn of probes.
- *
- * The order: the port is up; the frame is one; those that end at the switch do; the VLAN (of an untagged frame: by
- * address, OUI, protocol, port) and whether the port may send in it; storm control; learning; the static filter, the
- * group's mode or the address table say where to; private VLANs and protected ports where not; the port's tag. What was
- * decided on the way stands in DECISIONS.md.
+ * forwarding.cpp - the way of a frame through the switch. README.md has its steps, DECISIONS.md the reasons. Each
+ * frame asks state.h what is in force. The only state here is what frames leave behind: the buckets of storm control.
  */
 #include "vswitch/frames/forwarding.h"
 
@@ -24,7 +19,7 @@ enum : uint32_t { TYPE_IPV4 = 0x0800, TYPE_VLAN = 0x8100 };
 enum : uint32_t { MANAGEMENT_VLAN = 1, RESERVED_VLAN = 4095 };
 enum : uint64_t { BROADCAST = 0xFFFFFFFFFFFF, REGISTRATION_GROUP = 0x0180C2000021 };
 
-/* Why the frame at hand was discarded, if anybody wants to know. */
+/* Where the reason goes if the current frame is discarded; null: the caller does not need it. */
 static std::string *reason;
 
 template <class T> static void append(std::string *to, const T &part)
@@ -35,7 +30,7 @@ template <class T> static void append(std::string *to, const T &part)
         to->append(part);
 }
 
-/* Sets the reason, for the case that the frame is discarded. Takes texts and numbers, and joins them only when asked. */
+/* Sets the reason, in case the frame is discarded. Joins texts and numbers, but only if the caller needs it. */
 template <class... T> static void explain(const T &...parts)
 {
     if (!reason)
@@ -44,14 +39,14 @@ template <class... T> static void explain(const T &...parts)
     (append(reason, parts), ...);
 }
 
-/* The frame is discarded for this reason. Always false. */
+/* The frame is discarded for this reason. Returns false. */
 template <class... T> static bool discard(const T &...parts)
 {
     explain(parts...);
     return false;
 }
 
-/* Reading */
+/* Parsing */
 
 static uint16_t defaultPriority(uint32_t port)
 {
@@ -93,13 +88,13 @@ static bool fitsPort(const Frame &frame)
 static bool hasGoodSource(const Frame &frame)
 {
     if (frame.source == bridgeMac() && frame.port != MANAGEMENT_PORT)
-        return discard("it bears the switch's own address");
+        return discard("its source is the switch's own address");
     if (isGroup(frame.source) || frame.source == 0)
-        return discard(macText(frame.source), " is no station's address");
+        return discard(macText(frame.source), " is not a valid source");
     return true;
 }
 
-/* Into a VLAN */
+/* Classification into a VLAN */
 
 static uint32_t vlanOfUntagged(const Frame &frame)
 {
@@ -122,8 +117,8 @@ static bool sendsInPrivateVlan(const Frame &frame)
     const PrivatePort *association = privatePort(frame.port);
     if (!association || privateVlanType(frame.vlan) == PRIVATE_NONE)
         return true;
-    uint32_t own = association->role == HOST ? *association->secondaries.begin() : association->primary;
-    return frame.vlan == own || discard("private VLAN ", frame.vlan, " not admitted: the port sends in VLAN ", own);
+    uint32_t vlan = association->role == HOST ? *association->secondaries.begin() : association->primary;
+    return frame.vlan == vlan || discard("private VLAN ", frame.vlan, " not admitted: the port sends in VLAN ", vlan);
 }
 
 static void prioritise(Frame *frame)
@@ -153,7 +148,7 @@ static bool enterVlan(Frame *frame)
     return sendsInPrivateVlan(*frame);
 }
 
-/* Where an address is, in the VLAN or in those that make up a private VLAN with it: as it was heard last. */
+/* Finds an address in the VLAN, or in all VLANs of the same private VLAN: the entry that was heard last. */
 static const FdbEntry *whereIs(uint32_t vlan, uint64_t mac)
 {
     const FdbEntry *found = fdbFind(vlan, mac);
@@ -172,11 +167,11 @@ static const FdbEntry *whereIs(uint32_t vlan, uint64_t mac)
     return found;
 }
 
-/* Storms: a bucket for each port and kind holds what may pass in a second, and fills in as much time. */
+/* Storm control: a token bucket for each port and kind of traffic. It holds the packets of one second. */
 
 struct Bucket {
     double packets;
-    uint64_t filled; /* when, in milliseconds */
+    uint64_t filled; /* the last time, in milliseconds of uptime */
 };
 static std::map<std::pair<uint32_t, uint32_t>, Bucket> buckets;
 
@@ -206,9 +201,9 @@ static bool passesStormControl(const Frame &frame, bool known)
     return discard(kinds[kind], " storm: more than ", limit.packetsPerSecond, " packets a second");
 }
 
-/* Out of the switch */
+/* Egress */
 
-/* The VLAN in which a frame leaves the port, 0 if it does not: only in a private VLAN is it another than the frame's. */
+/* The VLAN in which a frame leaves the port: another than the frame's in a private VLAN only. 0: it does not leave. */
 static uint32_t vlanAt(uint32_t port, const Frame &frame)
 {
     const PrivatePort *association = privatePort(port);
@@ -219,20 +214,20 @@ static uint32_t vlanAt(uint32_t port, const Frame &frame)
         bool carries = frame.vlan == association->primary || association->secondaries.contains((uint16_t)frame.vlan);
         return carries ? association->primary : 0;
     }
-    uint16_t own = *association->secondaries.begin();
+    uint16_t secondary = *association->secondaries.begin();
     const PrivatePort *from = privatePort(frame.port);
     if (frame.vlan == association->primary)
-        return !from || from->secondaries.contains(own) ? own : 0;
-    return frame.vlan == own && type == PRIVATE_COMMUNITY ? own : 0;
+        return !from || from->secondaries.contains(secondary) ? secondary : 0;
+    return frame.vlan == secondary && type == PRIVATE_COMMUNITY ? secondary : 0;
 }
 
 static bool leavesPort(const Frame &frame, uint32_t port)
 {
     uint32_t group = protectedGroup(port), vlan = vlanAt(port, frame);
     if (!vlan && privateVlanType(frame.vlan) == PRIVATE_NONE)
-        return false; /* as most ports of a flood */
+        return false; /* no reason: this is so for most ports of a flood */
     if (!vlan)
-        return discard("port ", port, " is kept apart from private VLAN ", frame.vlan);
+        return discard("port ", port, " is separated from private VLAN ", frame.vlan);
     if (group && frame.port != MANAGEMENT_PORT && group == protectedGroup(frame.port))
         return discard("port ", port, " is in the same protected group");
     if (!portIsUp(port))
@@ -241,7 +236,7 @@ static bool leavesPort(const Frame &frame, uint32_t port)
     return true;
 }
 
-/* What comes to the switch itself is judged by the active access list. */
+/* Does the active access list permit the frame to the management port? */
 static bool isPermitted(const Frame &frame)
 {
     std::string_view packet = frame.rest.substr(2);
@@ -284,14 +279,14 @@ static bool forward(const Frame &frame, const FdbEntry *known)
 {
     const Filter *filter = filterFor(frame.vlan, frame.destination);
     if (filter && !filter->sources.empty() && !filter->sources.contains(frame.port))
-        return discard("the filter of ", macText(frame.destination), " has other sources");
-    explain("no other port is in VLAN ", frame.vlan); /* unless a port says otherwise */
+        return discard("the filter of ", macText(frame.destination), " does not name the port as source");
+    explain("no other port is in VLAN ", frame.vlan); /* a port can replace this reason */
     if (filter && !filter->destinations.empty())
         return flood(frame, &filter->destinations, &filter->filtered);
     const PortSet *never = filter ? &filter->filtered : nullptr;
     if (isGroup(frame.destination)) {
         if (!filter && frame.destination != BROADCAST && filteringMode(frame.vlan) == FILTER_UNREGISTERED)
-            return discard("nobody has registered ", macText(frame.destination), " in VLAN ", frame.vlan);
+            return discard(macText(frame.destination), " is not registered in VLAN ", frame.vlan);
         return flood(frame, nullptr, never);
     }
     if (frame.destination == bridgeMac()) {
@@ -313,7 +308,7 @@ void resetForwarding()
     buckets.clear();
 }
 
-/* The whole way. False when the frame was discarded. */
+/* The whole way of a frame. False: it was discarded. */
 static bool forwardFrame(uint32_t port, std::string_view bytes)
 {
     Frame frame;
@@ -321,11 +316,11 @@ static bool forwardFrame(uint32_t port, std::string_view bytes)
         return discard("it is ", portStatusText(port));
     if (!readFrame(port, bytes, &frame) || !fitsPort(frame))
         return false;
-    if ((frame.destination & ~0xFull) == 0x0180C2000000 || takeProbe(frame))
+    if ((frame.destination & ~0xFull) == 0x0180C2000000 || handleProbe(frame))
         return true;
     if (!hasGoodSource(frame))
         return false;
-    if (frame.destination == REGISTRATION_GROUP && port != MANAGEMENT_PORT && takeRegistration(port, frame.rest))
+    if (frame.destination == REGISTRATION_GROUP && port != MANAGEMENT_PORT && handleRegistration(port, frame.rest))
         return true;
     if (!enterVlan(&frame))
         return false;

@@ -1,5 +1,5 @@
 /*
- * forwarding.h - what becomes of a frame that a host has sent.
+ * forwarding.h - forwards or discards the frames that hosts send.
  */
 #ifndef VSWITCH_FORWARDING_H
 #define VSWITCH_FORWARDING_H
@@ -9,13 +9,10 @@
 #include <string>
 #include <string_view>
 
-/*
- * Forwards or discards a frame of any size and content that came in at a port. When it is discarded and `why` is not null,
- * stores the reason there.
- */
+/* Forwards or discards an untrusted frame from a port. If it is discarded, stores the reason in *why unless null. */
 void receiveFrame(uint32_t port, std::string_view frame, std::string *why);
 
-/* Forgets how much of each storm passed. */
+/* Empties the state of storm control. */
 void resetForwarding();
 
 #endif

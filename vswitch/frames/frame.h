@@ -1,5 +1,5 @@
 /*
- * frame.h - an Ethernet frame on its way through the switch, and its numbers, which are big endian.
+ * frame.h - an Ethernet frame in the switch, and the big-endian numbers in it.
  */
 #ifndef VSWITCH_FRAME_H
 #define VSWITCH_FRAME_H
@@ -11,27 +11,27 @@
 #include <string>
 #include <string_view>
 
-enum : uint32_t { MANAGEMENT_PORT = 0 }; /* behind it is what manages the switch: its web server */
+enum : uint32_t { MANAGEMENT_PORT = 0 }; /* the switch's web server is behind it */
 
 enum : size_t {
     ETHERNET_HEADER = 14, /* two addresses and a type */
     VLAN_TAG = 4,
-    SHORTEST_REST = 48,   /* of a frame with a tag, behind its addresses */
-    FRAME_MAX = 1514      /* what a port takes, without the check sequence; 4 bytes more with a tag */
+    SHORTEST_REST = 48,   /* padded length of a tagged frame, without its addresses */
+    FRAME_MAX = 1514      /* the longest frame, without FCS and tag */
 };
 
 struct Frame {
     uint32_t port; /* where it came in */
     std::string_view bytes;
     uint64_t destination, source;
-    bool tagged;           /* with a VLAN; a frame with a priority alone counts as untagged */
-    uint16_t priority;     /* as it stands in a tag: the topmost four bits */
-    uint32_t vlan;         /* of its tag, then the one it was put into */
-    uint32_t type;         /* EtherType or length, behind the tag */
+    bool tagged;           /* has a tag with a VLAN; a priority tag does not count */
+    uint16_t priority;     /* the topmost four bits of a tag: PCP and DEI */
+    uint32_t vlan;         /* of the tag, then the VLAN that it is classified into */
+    uint32_t type;         /* EtherType or length, after the tag */
     std::string_view rest; /* from the type on */
 };
 
-/* The number of `size` bytes there; bytes behind the end do not count. */
+/* The big-endian number of `size` bytes at an offset; bytes beyond the end are left out. */
 inline uint64_t numberAt(std::string_view bytes, size_t at, size_t size)
 {
     uint64_t number = 0;

@@ -1,5 +1,5 @@
 /*
- * frames.cpp - puts the parts together: the plugs call the forwarding for each frame, and what sends by itself for each tick.
+ * frames.cpp - connects the parts: plugs call forwarding for each frame, and probes and mrp on each tick.
  */
 #include "vswitch/frames/frames.h"
 

@@ -1,13 +1,13 @@
 /*
- * frames.h - Ethernet frames through the switch, from the plugged ports and to them.
+ * frames.h - starts and resets the floor of Ethernet frames.
  */
 #ifndef VSWITCH_FRAMES_H
 #define VSWITCH_FRAMES_H
 
-/* The commands on frames, and what happens when a frame comes and when 100 ms have passed. Once. */
+/* Registers the commands on frames, and the functions that plugs call for each frame and every 100 ms. Call it once. */
 void registerFrames();
 
-/* Forgets what frames have left behind: how much of each storm passed, what was sent when, what neighbours were told. */
+/* Resets the state that frames leave behind in storm control, probes and mrp. */
 void resetFrames();
 
 #endif

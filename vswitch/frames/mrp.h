@@ -1,6 +1,5 @@
 /*
- * mrp.h - GVRP and MVRP with the neighbours that are plugged in: what they declare is registered, and they are told
- * what the port has.
+ * mrp.h - GVRP and MVRP with plugged neighbours: registers their VLANs, and declares the ports' VLANs to them.
  */
 #ifndef VSWITCH_MRP_H
 #define VSWITCH_MRP_H
@@ -10,12 +9,12 @@
 #include <string_view>
 
 /*
- * Takes a frame to the protocols' address, given from its type or length on. False when its protocol does not run on the
- * port: it is a frame to a group like others.
+ * Handles a frame to the protocols' group address, given from its type or length on. False: its protocol does not run
+ * on the port, so the frame is forwarded like one to any group.
  */
-bool takeRegistration(uint32_t port, std::string_view frame);
+bool handleRegistration(uint32_t port, std::string_view frame);
 
-/* Sends what is due by now, and lets go what was not declared again. */
+/* Sends the PDUs that are due, and ends the registrations whose leave timer has run out. */
 void sendDueRegistrations();
 
 void resetMrp();

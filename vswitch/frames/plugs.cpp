@@ -1,9 +1,9 @@
 /*
- * plugs.cpp - hosts come and go, frames come in and go out.
+ * plugs.cpp - connects hosts to ports, receives their frames, and sends frames to them.
  *
- * A turn of the loop takes no more from a host than TURN_BYTES, or TURN_FRAMES from an interface, and what a host does not
- * take in time is kept up to QUEUE_BYTES: nobody keeps the others waiting. A port that the switch has shut has no
- * carrier: an interface is told so; a socket is hung up on, and nobody may connect until the port is open again.
+ * No host can make the others wait: a turn reads at most TURN_BYTES from a socket or TURN_FRAMES from an interface, and
+ * a socket's queue holds at most QUEUE_BYTES. A port that the switch has shut has no carrier: an interface shows it to
+ * its host; a socket's host is disconnected, and cannot connect until the port is up again.
  */
 #include "vswitch/frames/plugs.h"
 
@@ -32,23 +32,23 @@
 #include "vswitch/switch/state.h"
 
 enum : size_t {
-    LONGEST_LENGTH = 65536, /* what is called longer is no frame: the host is not in step */
+    LONGEST_LENGTH = 65536, /* the highest length before a frame; more means that the host is out of step */
     TURN_BYTES = 8192,
     TURN_FRAMES = 64,
     QUEUE_BYTES = 262144, /* a port's queue */
     FLUSH_BYTES = 65536,
-    TRACED_DISCARDS = 100 /* a second: lines of frames that were discarded */
+    TRACED_DISCARDS = 100 /* lines a second */
 };
 enum : long { TICK_NANOSECONDS = 100000000 };
 
 struct Plug {
     uint32_t port;
-    std::string path;   /* of a socket; empty for an interface */
+    std::string path;   /* of a socket; empty: an interface */
     int listener = -1;  /* of a socket */
     int host = -1;      /* the connected socket, or the interface */
-    bool isUp = false;  /* the interface is up; a socket that is connected is */
+    bool isUp = false;  /* the interface is up, or a host is connected to the socket */
     bool hasCarrier = true;
-    std::string input;  /* of a socket: the beginning of a frame */
+    std::string input;  /* of a socket: an incomplete frame */
     std::string output; /* of a socket: not sent yet */
 };
 static std::map<uint32_t, Plug> plugs;
@@ -86,20 +86,20 @@ static void closeHost(Plug *plug)
     plug->output.clear();
 }
 
-/* The host has gone, or has to. */
-static void hangUp(Plug *plug)
+/* Disconnects the host. */
+static void disconnect(Plug *plug)
 {
     closeHost(plug);
     setUp(plug, false);
 }
 
-/* Does the switch itself keep the port from its host? */
+/* Is the host there, but the port shut by the switch? */
 static bool isShut(const Plug &plug)
 {
     return plug.port != MANAGEMENT_PORT && plug.isUp && !portIsUp(plug.port);
 }
 
-/* In */
+/* Receiving */
 
 static void traceDiscard(uint32_t port, const std::string &why)
 {
@@ -113,7 +113,7 @@ static void traceDiscard(uint32_t port, const std::string &why)
         traceLine("port " + std::to_string(port) + ": " + why);
 }
 
-static void receiveFrame(uint32_t port, std::string_view frame)
+static void frameArrived(uint32_t port, std::string_view frame)
 {
     bool captured = portIsCaptured(port);
     std::string why;
@@ -124,7 +124,7 @@ static void receiveFrame(uint32_t port, std::string_view frame)
         traceDiscard(port, why);
 }
 
-/* Deals with the whole frames of a socket's input. False when the host makes no sense. */
+/* Handles the complete frames in a socket's input. False: the length before a frame is invalid. */
 static bool receiveFrames(Plug *plug)
 {
     std::string_view input = plug->input;
@@ -136,14 +136,14 @@ static bool receiveFrames(Plug *plug)
             return false;
         if (input.size() - sizeof length < length)
             break;
-        receiveFrame(plug->port, input.substr(sizeof length, length));
+        frameArrived(plug->port, input.substr(sizeof length, length));
         input.remove_prefix(sizeof length + length);
     }
     plug->input.erase(0, plug->input.size() - input.size());
     return true;
 }
 
-/* Reads what has come through a socket, up to `most` bytes. How many there were; 0 also when the host has gone. */
+/* Reads up to `most` bytes from a socket. Returns how many; 0: none are there, or the host has gone. */
 static size_t readSocket(Plug *plug, size_t most)
 {
     char bytes[TURN_BYTES];
@@ -154,33 +154,33 @@ static size_t readSocket(Plug *plug, size_t most)
         plug->input.append(bytes, (size_t)got);
         if (receiveFrames(plug))
             return (size_t)got;
-        printError("port " + std::to_string(plug->port) + ": what its host sends is no frame; hanging up");
+        printError("port " + std::to_string(plug->port) + ": its host sent an invalid length; disconnecting it");
     }
-    hangUp(plug);
+    disconnect(plug);
     return 0;
 }
 
-/* Reads a frame off an interface. False when there is none. */
+/* Reads a frame from an interface. False: there is none. */
 static bool readInterface(Plug *plug)
 {
     char bytes[LONGEST_LENGTH];
     ssize_t got = read(plug->host, bytes, sizeof bytes);
     if (got <= 0)
         return false;
-    receiveFrame(plug->port, {bytes, (size_t)got});
+    frameArrived(plug->port, {bytes, (size_t)got});
     return true;
 }
 
-/* Out */
+/* Sending */
 
-/* Sends what is queued for a socket, as far as it goes. */
+/* Sends as much of a socket's queue as the host takes now. */
 static void flush(Plug *plug)
 {
     if (plug->path.empty() || plug->host < 0 || plug->output.empty())
         return;
     ssize_t sent = send(plug->host, plug->output.data(), plug->output.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent < 0 && errno != EAGAIN && errno != EINTR)
-        return hangUp(plug);
+        return disconnect(plug);
     plug->output.erase(0, sent > 0 ? (size_t)sent : 0);
 }
 
@@ -192,7 +192,7 @@ static void watchHost(Plug *plug)
           [plug](short events) { serveHost(plug, events); });
 }
 
-/* What the frames of a turn have led to. */
+/* Sends the frames that a turn has queued. */
 static void flushAll()
 {
     for (auto &[port, plug] : plugs) {
@@ -236,7 +236,7 @@ void sendFrame(uint32_t port, const OutgoingFrame &frame)
         ++(sent ? countersOf(port).outFrames : countersOf(port).outDiscards);
     if (portIsCaptured(port)) {
         std::string whole(frame.addresses);
-        captureFrame(port, FRAME_OUT, whole.append(tag).append(frame.rest), sent ? "" : "the host does not take it");
+        captureFrame(port, FRAME_OUT, whole.append(tag).append(frame.rest), sent ? "" : "the host is too slow");
     }
 }
 
@@ -258,7 +258,7 @@ static void serveHost(Plug *plug, short events)
     flushAll();
 }
 
-/* A port has one host: others are turned away. */
+/* Accepts one host; refuses others, and all while the port is shut. */
 static void acceptHosts(Plug *plug)
 {
     int host;
@@ -273,18 +273,18 @@ static void acceptHosts(Plug *plug)
     }
 }
 
-/* As a cable shows it: whether the host's side is up, and to the host, whether the switch's is. */
-static void lookAtLink(Plug *plug)
+/* Does what a cable does: shows each side whether the other side is up. */
+static void updateLink(Plug *plug)
 {
     bool shut = isShut(*plug);
     if (!plug->path.empty()) {
         if (shut && plug->host >= 0)
-            closeHost(plug); /* the cable is still there */
+            closeHost(plug); /* isUp stays: the cable is still there */
         else if (!shut && plug->host < 0)
             setUp(plug, false);
         return;
     }
-    pollfd writable = {plug->host, POLLOUT, 0}; /* not while it is down, in whatever name space it is */
+    pollfd writable = {plug->host, POLLOUT, 0}; /* not while the interface is down, in any network namespace */
     setUp(plug, poll(&writable, 1, 0) == 1 && (writable.revents & POLLOUT));
     if (plug->hasCarrier == shut) {
         int carrier = !shut;
@@ -297,12 +297,12 @@ static void tick()
 {
     bringUpToNow();
     for (auto &[port, plug] : plugs)
-        lookAtLink(&plug);
+        updateLink(&plug);
     onTick();
     flushAll();
 }
 
-/* Every frame that was sent before: as much as a socket holds now, and what an interface gives. */
+/* Handles every frame that hosts have sent by now: all that a socket holds, and what an interface has queued. */
 static CommandOutcome settle(const Args &, std::string *)
 {
     for (auto &[port, plug] : plugs) {
@@ -329,7 +329,7 @@ static CommandOutcome capture(const Args &args, std::string *answer)
                                   std::to_string(deviceOptions().ports) + ", not \"" + args[0] + "\"");
     std::string explanation;
     if (args.size() < 2)
-        explanation = "it takes a FILE";
+        explanation = "\"capture\" takes a FILE as second argument";
     else
         startCapture((uint32_t)port, args[1], &explanation);
     return explanation.empty() ? COMMAND_DONE : refuse(answer, explanation);
@@ -339,9 +339,9 @@ void registerPlugs(FrameHook frameHook, TickHook tickHook)
 {
     static const Command commands[] = {
         {.group = FRAME_COMMANDS, .name = "settle", .usage = "", .fewest = 0, .most = 0,
-         .help = "return when every frame that was sent before has been dealt with", .run = settle},
+         .help = "return when every frame that hosts have sent by now was handled", .run = settle},
         {.group = FRAME_COMMANDS, .name = "capture", .usage = "PORT [FILE]", .fewest = 1, .most = 2,
-         .help = "write the port's frames to FILE, for tcpdump and Wireshark, while the switch runs\n"
+         .help = "write the port's frames to FILE, for tcpdump and Wireshark, until the switch stops\n"
                  "without FILE: to standard output, until it is closed", .run = capture},
     };
     registerCommands(commands);
@@ -356,7 +356,7 @@ static bool openInterface(Plug *plug, const std::string &name, std::string *wron
     ifreq request = {};
     plug->host = open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (plug->host < 0) {
-        *wrong = std::string("cannot make interfaces: /dev/net/tun: ") + strerror(errno);
+        *wrong = std::string("cannot create interfaces: /dev/net/tun: ") + strerror(errno);
         return false;
     }
     if (name.empty() || name.size() >= sizeof request.ifr_name) {
@@ -367,8 +367,8 @@ static bool openInterface(Plug *plug, const std::string &name, std::string *wron
     request.ifr_flags = IFF_TAP | IFF_NO_PI;
     if (ioctl(plug->host, TUNSETIFF, &request) == 0)
         return true;
-    *wrong = "cannot make the interface " + name + ": " + strerror(errno) +
-             (errno == EPERM ? " (only root may)" : errno == EBUSY ? " (somebody has it)" : "");
+    *wrong = "cannot create the interface " + name + ": " + strerror(errno) +
+             (errno == EPERM ? " (only root may)" : errno == EBUSY ? " (another process uses it)" : "");
     return false;
 }
 
@@ -415,8 +415,8 @@ bool plugPort(const std::string &plug, std::string *wrong)
         made->path = name;
         made->listener = listenOn(name.c_str());
         if (made->listener < 0) {
-            made->path.clear(); /* somebody else's */
-            *wrong = "port " + std::to_string(port) + " cannot be plugged there";
+            made->path.clear(); /* not this process's: unplugPorts() must not remove it */
+            *wrong = "port " + std::to_string(port) + " cannot be plugged into " + name;
             return false;
         }
         watch(made->listener, POLLIN, [made](short) { acceptHosts(made); });

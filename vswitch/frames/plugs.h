@@ -1,9 +1,9 @@
 /*
- * plugs.h - what is plugged into the virtual switch's ports: TAP interfaces of this machine, and sockets of hosts (tests,
- * virtual machines). Everything that a host sends is untrusted.
+ * plugs.h - hosts in the virtual switch's ports: TAP interfaces of this machine, and sockets (for tests and virtual
+ * machines). Everything that a host sends is untrusted.
  *
- * While nothing is plugged in, links, stations and counters are simulated. Once something is, a port is what is
- * plugged into it, and one with nothing in it is down.
+ * While nothing is plugged in, links, stations and counters are simulated. With the first plug, all traffic is real,
+ * and a port with nothing in it is down.
  */
 #ifndef VSWITCH_PLUGS_H
 #define VSWITCH_PLUGS_H
@@ -16,21 +16,21 @@
 #include "vswitch/frames/frame.h"
 
 /*
- * Plugs "PORT=tap:NAME" (the interface is made if there is none) or "PORT=unix:PATH" (listens there; one host at a time,
- * each frame behind its length as 32 bits, big endian). False with a line that says what is wrong.
+ * Plugs "PORT=tap:NAME" (creates the interface if it is missing) or "PORT=unix:PATH" (listens there for one host;
+ * each frame follows its length: 32 bits, big endian). False: *wrong says why.
  */
 bool plugPort(const std::string &plug, std::string *wrong);
 
-/* Lets go of everything: hosts, interfaces, captures. */
+/* Closes all hosts, interfaces and captures. */
 void unplugPorts();
 
 /* Is a host plugged into the management port: connected, or its interface up? */
 bool managementHasHost();
 
-/* The plugged port after `port`, UINT32_MAX behind the last one. Start with UINT32_MAX. */
+/* The plugged port after `port`; UINT32_MAX: there is none. Start with UINT32_MAX. */
 uint32_t nextPlugged(uint32_t port);
 
-/* A frame on its way out: the addresses, the tag's 16 bits if it has one, and what follows. */
+/* A frame to send: addresses, the 16 bits of the tag if it is tagged, and the rest. */
 struct OutgoingFrame {
     std::string_view addresses; /* 12 bytes */
     bool tagged;
@@ -38,16 +38,16 @@ struct OutgoingFrame {
     std::string_view rest; /* from the EtherType on */
 };
 
-/* Queues the frame for the port's host. What the host does not take in time is discarded and counted. */
+/* Sends a frame to the port's host. If the host is too slow, discards and counts it. */
 void sendFrame(uint32_t port, const OutgoingFrame &frame);
 
-/* Deals with a frame from a host; when it is discarded and `why` is not null, stores the reason there. */
+/* Handles a frame from a host. If it is discarded, stores the reason in *why unless null. */
 using FrameHook = void (*)(uint32_t port, std::string_view frame, std::string *why);
 
-/* Sends what is due by itself; called every 100 ms. */
+/* Sends the frames that are due; called every 100 ms. */
 using TickHook = void (*)();
 
-/* The commands settle and capture, and what the plugs call. Once, before anything is plugged in. */
+/* Registers the commands settle and capture, and sets the hooks. Call it once, before plugPort(). */
 void registerPlugs(FrameHook frameHook, TickHook tickHook);
 
 #endif

@@ -1,6 +1,6 @@
 /*
- * probes.cpp - detection frames go from the switch to a group of its own, with the port that sends them and a number that
- * no host can know before it has received one.
+ * probes.cpp - sends and recognises detection frames. A frame carries the port that sent it and a random key, so that
+ * no host can forge one before it has received one. They go to a group address made of the switch's address.
  */
 #include "vswitch/frames/probes.h"
 
@@ -15,7 +15,7 @@
 
 enum : uint32_t { TYPE_PROBE = 0x9000 };
 
-static std::map<uint32_t, uint64_t> nextProbes; /* when, in milliseconds since start, by port */
+static std::map<uint32_t, uint64_t> nextProbes; /* when the port sends again, in milliseconds of uptime */
 
 static uint64_t probeKey()
 {
@@ -45,8 +45,8 @@ static void sendProbe(uint32_t port, const LoopProbe &probe)
     loopFrameSent(port);
 }
 
-/* Tells the port that sent it, unless that has been shut in the meantime: there is no loop any more. */
-bool takeProbe(const Frame &frame)
+/* Reports the loop to the port that sent the frame, unless it is down by now: there is no loop any more. */
+bool handleProbe(const Frame &frame)
 {
     if (frame.destination != probeGroup() || frame.source != bridgeMac())
         return false;

@@ -1,5 +1,5 @@
 /*
- * probes.h - the detection frames of loop protection: sent to the ports, and found again when they come back.
+ * probes.h - the detection frames of loop protection: a frame that comes back shows a loop.
  */
 #ifndef VSWITCH_PROBES_H
 #define VSWITCH_PROBES_H
@@ -9,8 +9,8 @@
 /* Sends the detection frames that are due. */
 void sendDueProbes();
 
-/* Takes a detection frame of this switch that came back. False for any other frame. */
-bool takeProbe(const Frame &frame);
+/* Handles a detection frame of this switch that came back. False: it is another frame. */
+bool handleProbe(const Frame &frame);
 
 void resetProbes();
 

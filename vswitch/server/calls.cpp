@@ -1,5 +1,5 @@
 /*
- * calls.cpp - decodes and answers calls. All that comes from a client is untrusted.
+ * calls.cpp - decodes, answers and traces calls. Everything in a request is untrusted.
  */
 #include "vswitch/server/calls.h"
 
@@ -26,8 +26,8 @@ void leaveOutStart()
 }
 
 /*
- * A text as the trace shows it: between quotes, bytes that do not print as \xNN, without the zeros at its end. Of more
- * than a request of the program can hold only the beginning is shown, and "..." behind it.
+ * A text as the trace shows it: in quotes, without the zeros at its end, with \xNN for bytes that do not print. It is
+ * cut after SHOWN_MAX bytes, more than a request of the program can hold; "..." follows then.
  */
 static std::string quoted(const std::string &bytes)
 {
@@ -48,7 +48,7 @@ static std::string quoted(const std::string &bytes)
     return text + (used > SHOWN_MAX ? "\"..." : "\"");
 }
 
-/* The value of an argument: 5, [18]"00:11:22:33:44:55" (the size offered in front), 3(10 20 30) (the list's count). */
+/* The value of an argument: 5, [18]"00:11:22:33:44:55" (size of the buffer), 3(10 20 30) (count of the list). */
 static std::string valueText(const Operation &operation, size_t parameter, const Argument &argument)
 {
     switch (argument.tag) {
@@ -78,12 +78,12 @@ static std::string traceText(const Operation &operation, const Arguments &argume
 {
     std::string text;
     for (size_t i = 0; i < arguments.size(); i++)
-        if (!onlyReturned || isReturned(arguments[i].tag))
+        if (!onlyReturned || wireIsReturned(arguments[i].tag))
             text += std::string(" ") + operation.parameters[i] + "=" + valueText(operation, i, arguments[i]);
     return text;
 }
 
-/* A line reads: [process] operation and what it was called with -> code, and what it returned when it succeeded. */
+/* Writes "[process] OPERATION SENT -> code RETURNED". What is returned is shown after OPEN_OK only. */
 static void traceCall(pid_t client, const Operation &operation, const std::string &sent, int code,
                       const Arguments &arguments)
 {
@@ -106,11 +106,11 @@ __attribute__((format(printf, 1, 2))) static Reply refuse(const char *format, ..
     return reply;
 }
 
-static Reply answerOperation(const Operation &operation, std::string_view rest, pid_t client)
+static Reply answerOperation(const Operation &operation, MessageSource rest, pid_t client)
 {
     Arguments arguments;
     if (!takeArguments(rest, operation.tags, &arguments))
-        return refuse("%s came with other arguments than (%s): client and server are of different builds",
+        return refuse("a call of %s does not have the arguments (%s): client and server are of different builds",
                       operation.name, operation.tags.c_str());
     bool traced = tracing() && !(startLeftOut && isStartCall(operation));
     std::string sent = traced ? traceText(operation, arguments, false) : "";
@@ -130,11 +130,11 @@ static Reply answerOperation(const Operation &operation, std::string_view rest, 
     return reply;
 }
 
-static Reply answerControl(std::string_view rest)
+static Reply answerCommand(MessageSource rest)
 {
     Arguments arguments;
-    if (!takeArguments(rest, std::string(1, WIRE_TEXT), &arguments))
-        return refuse("a command came in another form than this build's");
+    if (!takeArguments(rest, {WIRE_TEXT}, &arguments))
+        return refuse("a command is not one text: client and server are of different builds");
     std::string answer;
     CommandOutcome outcome = runCommand(textOf(&arguments[0].text), &answer);
     arguments[0].bytes = answer;
@@ -149,21 +149,23 @@ static Reply answerControl(std::string_view rest)
 
 Reply answerRequest(std::string_view request, pid_t client)
 {
-    std::string_view head = takeBytes(&request, 2);
-    if (head.empty())
-        return refuse("a request without a head");
-    if (head[0] != WIRE_VERSION)
-        return refuse("a request of protocol version %d; this build speaks %d", head[0], WIRE_VERSION);
-    if (request.size() < (uint8_t)head[1])
-        return refuse("a request that ends within its name");
-    std::string name(takeBytes(&request, (uint8_t)head[1]));
+    MessageSource source = {request};
+    WireHead head;
+    if (!wireTake(source, &head))
+        return refuse("a request ends within its head");
+    if (head.version != WIRE_VERSION)
+        return refuse("a request has protocol version %d; this build speaks %d", head.version, WIRE_VERSION);
+    const char *bytes = source.take(head.nameLength);
+    if (!bytes)
+        return refuse("a request ends within the operation's name");
+    std::string name(bytes, head.nameLength);
     if (name == WIRE_CONTROL)
-        return answerControl(request);
+        return answerCommand(source);
     if (const Operation *operation = findOperation(name))
-        return answerOperation(*operation, request, client);
+        return answerOperation(*operation, source, client);
 
     Reply reply;
-    printError("no operation of the name " + quoted(name) + ": client and server are of different builds");
+    printError("there is no operation " + quoted(name) + ": client and server are of different builds");
     reply.message = replyMessage(OPEN_NO_SUCH_OPERATION, {});
     return reply;
 }

@@ -1,5 +1,5 @@
 /*
- * calls.h - one request of a client: decoded, served (or made to fail), traced, encoded.
+ * calls.h - one request of a client: decode it, answer it or make it fail, trace it, encode the reply.
  */
 #ifndef VSWITCH_CALLS_H
 #define VSWITCH_CALLS_H
@@ -10,19 +10,19 @@
 #include <string>
 #include <string_view>
 
-/* What becomes of a request. */
+/* What the server does with a request. */
 struct Reply {
-    enum { SEND, HANG_UP, AGAIN } action = SEND; /* AGAIN: nothing yet, the request is to be answered once more */
-    std::string message;  /* what is sent: the length and as many bytes */
-    uint32_t delayMs = 0; /* and how much later */
+    enum { SEND, HANG_UP, AGAIN } action = SEND; /* AGAIN: no reply yet, answer the request once more */
+    std::string message;  /* to SEND, its length in front */
+    uint32_t delayMs = 0; /* wait so long before the action */
 };
 
-/* Lets the trace leave out the calls that the program makes at its start, before the request's own. */
+/* Makes the trace leave out the three calls that the program makes at its start. */
 void leaveOutStart();
 
 /*
- * Serves the bytes of one request (without its length) that the process `client` sent. A request that makes no sense is
- * hung up on, with a message on standard error.
+ * Answers a request, given without its length, of the process `client`. For an invalid request the action is HANG_UP,
+ * and a message goes to standard error.
  */
 Reply answerRequest(std::string_view request, pid_t client);
 

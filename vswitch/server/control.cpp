@@ -1,5 +1,5 @@
 /*
- * control.cpp - starts and resets what the floors below have, and runs commands.
+ * control.cpp - registers and resets everything, and runs commands.
  */
 #include "vswitch/server/control.h"
 
@@ -27,7 +27,7 @@ void registerAll()
 {
     static const Command commands[] = {
         {.group = SWITCH_COMMANDS, .name = "reset", .usage = "", .fewest = 0, .most = 0,
-         .help = "back to the state at start, without faults", .run = reset},
+         .help = "reset to the state at start, without faults", .run = reset},
         {.group = SWITCH_COMMANDS, .name = "operations", .usage = "[PART | --json]", .fewest = 0, .most = 1,
          .help = "the operations (with PART in their names) and what their numbers mean", .run = listOperations,
          .local = true},

@@ -1,5 +1,5 @@
 /*
- * control.h - the virtual switch as a whole: its start, its reset, and the commands that clients send.
+ * control.h - the virtual switch as a whole: start, reset, commands.
  */
 #ifndef VSWITCH_CONTROL_H
 #define VSWITCH_CONTROL_H
@@ -8,13 +8,13 @@
 
 #include "vswitch/base/commands.h"
 
-/* Registers all operations and commands. Once. Nothing is built yet: resetAll() does that. */
+/* Registers all operations and commands. Call it once; resetAll() then builds the state. */
 void registerAll();
 
-/* The switch as it left the factory: without faults, at uptime 0. */
+/* Back to factory settings, without faults, at uptime 0. */
 void resetAll();
 
-/* Runs the command of a line. *answer is what it prints, or what is wrong: lines, each with its end. */
+/* Runs a command line. Stores what it prints, or what is wrong: lines, each with its line end. */
 CommandOutcome runCommand(const std::string &line, std::string *answer);
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * faults.cpp - which calls meet a fault, what it does to them, and the commands for it.
+ * faults.cpp - finds the fault for a call, changes its outputs, and has the commands for faults.
  */
 #include "vswitch/server/faults.h"
 
@@ -10,15 +10,14 @@
 #include <list>
 
 #include "vswitch/base/commands.h"
-#include "vswitch/base/messages.h"
 #include "vswitch/base/numbers.h"
 
-static std::map<std::string, std::list<Fault>> faults; /* by operation, "*" for all; the one given last is first */
-static Fault current; /* the fault of the call being served, also when it was its last time */
+static std::map<std::string, std::list<Fault>> faults; /* by operation, "*" for all; the latest is first */
+static Fault current; /* a copy: the last call of `times` removes the fault */
 
 /* Values */
 
-/* A decimal number, an IPv4 address where it is one, or one of the words that the parameter's numbers have. */
+/* Reads a decimal number, the name of a value, or an IPv4 address, as the parameter has it. */
 static bool readNumberOf(const Operation &operation, size_t parameter, const std::string &text, uint64_t highest,
                          uint64_t *number)
 {
@@ -37,7 +36,7 @@ static bool readNumberOf(const Operation &operation, size_t parameter, const std
     return read.ec == std::errc() && read.ptr == text.data() + text.size() && *number <= highest;
 }
 
-/* As the trace has it, "2(10 20)"; the count may be missing, and commas stand for blanks: "10,20". */
+/* Reads "2(10 20)", as the trace shows it, or "10,20" without the count. */
 static bool readList(const std::string &text, VlanIdList *list)
 {
     *list = {};
@@ -63,7 +62,7 @@ static bool readList(const std::string &text, VlanIdList *list)
     return true;
 }
 
-/* Puts the value into the argument, which has the parameter's tag. A text is cut to the room there is. */
+/* Stores the value in the argument, whose tag is set. A text that is too long is cut. */
 static bool readValue(const Operation &operation, size_t parameter, const std::string &text, Argument *argument)
 {
     uint64_t number = 0;
@@ -81,7 +80,7 @@ static bool readValue(const Operation &operation, size_t parameter, const std::s
         return true;
     case WIRE_OUT64:
         return readNumberOf(operation, parameter, text, UINT64_MAX, &argument->number64);
-    case WIRE_TEXT: /* without a zero at the end if it fills the buffer */
+    case WIRE_TEXT: /* a text that fills the buffer has no zero at its end */
         std::fill(argument->bytes.begin(), argument->bytes.end(), 0);
         std::copy_n(text.begin(), std::min(text.size(), argument->bytes.size()), argument->bytes.begin());
         return true;
@@ -110,7 +109,7 @@ static bool isValue(const Operation &operation, size_t parameter, const std::str
     return readValue(operation, parameter, text, &argument);
 }
 
-/* Whether the argument, as it was sent, is the value. */
+/* Was the value sent in the argument? */
 static bool isSent(const Operation &operation, size_t parameter, const std::string &text, const Argument &argument)
 {
     if (argument.tag == WIRE_TEXT)
@@ -186,7 +185,7 @@ static std::string parameterNames(const Operation &operation)
     return names.empty() ? "it has none" : "it has " + names;
 }
 
-/* "NAME=VALUE" or "NAME==VALUE" of a fault for all operations: calls with such a parameter. */
+/* NAME=VALUE or NAME==VALUE of a fault for all operations: a condition. */
 static CommandOutcome readGeneralCondition(const std::string &arg, const std::string &name, const std::string &value,
                                            Fault *fault, std::string *answer)
 {
@@ -198,7 +197,7 @@ static CommandOutcome readGeneralCondition(const std::string &arg, const std::st
     return refuseArg(answer, arg, "no operation has a parameter \"" + name + "\"");
 }
 
-/* The same for one operation: what is only sent is a condition, what is returned is so with "==". */
+/* NAME=VALUE or, if `sent`, NAME==VALUE of a fault for one operation: a condition or an output. */
 static CommandOutcome readParameter(const Operation &operation, const std::string &arg, const std::string &name,
                                     const std::string &value, bool sent, Fault *fault, std::string *answer)
 {
@@ -208,7 +207,7 @@ static CommandOutcome readParameter(const Operation &operation, const std::strin
                                             parameterNames(operation) + "), nor is it code, times or delay");
     if (!isValue(operation, parameter, value))
         return refuseArg(answer, arg, "\"" + value + "\" is no value of " + name + " (see \"operations\")");
-    (sent || !isReturned((WireTag)operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
+    (sent || !wireIsReturned((WireTag)operation.tags[parameter]) ? fault->conditions : fault->outputs)[name] = value;
     return COMMAND_DONE;
 }
 
@@ -298,22 +297,22 @@ void registerFaults()
     static const Command commands[] = {
         {.group = FAULT_COMMANDS, .name = "fault", .usage = "OPERATION [ARG...]", .fewest = 1, .most = ANY_NUMBER,
          .help =
-         "make calls of OPERATION fail; '*' is all but those at the program's start\n"
-         "code=N           answer this code; the switch is not asked and nothing changes\n"
+         "make calls of OPERATION fail; '*': all calls except the three at the program's start\n"
+         "code=N           answer this code; the operation does not run, and nothing changes\n"
          "NAME=VALUE       NAME is only sent (in): only calls that send VALUE meet the fault\n"
-         "                 NAME is returned (inout): return VALUE (with code=0: without asking the switch)\n"
+         "                 NAME is returned (inout): return VALUE (with code=0, the operation does not run)\n"
          "NAME==VALUE      only calls that send VALUE meet the fault, also where NAME is returned\n"
-         "delay=MS         answer late\n"
+         "delay=MS         answer so many milliseconds later\n"
          "hangup, garbage  close the connection; answer with bytes that are no message\n"
-         "times=N          for so many calls (until cleared)\n"
-         "VALUE is a number or its name, a text, an IPv4 address, or a VLAN list as in the trace, '2(10 20)', or 10,20.\n"
-         "Of several faults that a call meets, the one given last counts; one with the same conditions takes the other's\n"
-         "place. Those of the operation come before those of '*'.",
+         "times=N          only for the next N calls that meet it (default: until \"clear\")\n"
+         "VALUE is a number or its name, a text, an IPv4 address, or a VLAN list: 10,20 or '2(10 20)'.\n"
+         "If a call meets several faults, the latest counts; faults of the operation come before those of '*'.\n"
+         "A fault replaces an earlier one with the same conditions.",
          .run = addFault},
         {.group = FAULT_COMMANDS, .name = "faults", .usage = "", .fewest = 0, .most = 0,
-         .help = "list them, and how many calls met each", .run = listFaults},
+         .help = "list the faults, and how many calls met each", .run = listFaults},
         {.group = FAULT_COMMANDS, .name = "clear", .usage = "[OPERATION]", .fewest = 0, .most = 1,
-         .help = "end faults", .run = clear},
+         .help = "remove all faults, or those of OPERATION", .run = clear},
     };
     registerCommands(commands);
 }

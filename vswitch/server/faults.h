@@ -1,5 +1,5 @@
 /*
- * faults.h - faults on demand: operations that answer a given code or given values, late, garbage, or not at all.
+ * faults.h - faults on demand: operations answer a given code, given values, late, with garbage, or not at all.
  */
 #ifndef VSWITCH_FAULTS_H
 #define VSWITCH_FAULTS_H
@@ -12,31 +12,31 @@
 #include "vswitch/base/commands.h"
 #include "vswitch/base/operations.h"
 
-using ValuesByName = std::map<std::string, std::string>; /* of parameters, as they were given */
+using ValuesByName = std::map<std::string, std::string>; /* by parameter, as the user wrote them */
 
 struct Fault {
-    Args args;              /* as it was given, but for "times" */
-    ValuesByName conditions; /* the calls it meets send these values */
-    ValuesByName outputs;    /* what they return */
-    bool hasCode = false;    /* the code is answered and the model is not asked */
+    Args args;               /* as the user wrote them, without times=N */
+    ValuesByName conditions; /* only calls that send these values meet the fault */
+    ValuesByName outputs;    /* the values that these calls return */
+    bool hasCode = false;    /* answer `code`; the operation does not run */
     int code = 0;
-    long long times = -1;    /* for so many calls; -1 until cleared */
-    uint64_t met = 0;        /* calls so far */
+    long long times = -1;    /* calls that are left; -1: no limit */
+    uint64_t met = 0;        /* calls that met it */
     uint32_t delayMs = 0;
     bool hangUp = false;
     bool garbage = false;
 };
 
-/* The fault this call of the operation meets, null for none; counts the call. Valid until the next call. */
+/* Finds the fault that this call meets, and counts the call. Null: none. Valid until the next takeFault(). */
 const Fault *takeFault(const Operation &operation, const Arguments &arguments);
 
-/* Puts the fault's values into the arguments. */
+/* Stores the fault's outputs in the arguments. */
 void overrideOutputs(const Fault &fault, const Operation &operation, Arguments *arguments);
 
-/* All of them end. */
+/* Ends all faults. */
 void clearFaults();
 
-/* The commands that make and end faults. Once. */
+/* Registers the commands fault, faults and clear. Call it once. */
 void registerFaults();
 
 #endif

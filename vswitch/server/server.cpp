@@ -1,5 +1,5 @@
 /*
- * server.cpp - one thread, many clients. Nothing a client does or leaves undone keeps another one waiting.
+ * server.cpp - one thread serves many clients. No client can make another one wait.
  */
 #include "vswitch/server/server.h"
 
@@ -19,24 +19,24 @@
 #include <string>
 #include <vector>
 
+#include "vswitch/base/messages.h"
 #include "vswitch/base/sockets.h"
 #include "vswitch/base/trace.h"
 #include "vswitch/base/watch.h"
 #include "vswitch/server/calls.h"
-#include "wire.h"
 
-/* What all clients together may have sent or be owed; several times what a request can be long. */
-static const size_t HELD_MAX = (size_t)4 * WIRE_FRAME_MAX;
+/* Memory limit for the requests and replies of all clients together: four of the longest messages. */
+static const size_t HELD_MAX = (size_t)4 * WIRE_MESSAGE_MAX;
 
 struct Client {
     int socket;
     pid_t process;
-    int64_t since;        /* when what it has sent or is owed began, in milliseconds of the monotonic clock */
-    std::string input;    /* received, not yet served */
-    std::string output;   /* to be sent, from `holdUntil` on */
-    int64_t holdUntil;    /* on the same clock */
-    bool hangUp;          /* once the output is sent and its time has come */
-    bool again;           /* its first request could not be answered yet; it is tried again when the time has come */
+    int64_t since;      /* the start of its current request or reply, in milliseconds of the monotonic clock */
+    std::string input;  /* received, not yet answered */
+    std::string output; /* replies that are not sent yet */
+    int64_t holdUntil;  /* nothing is sent or tried again before; the same clock */
+    bool hangUp;        /* close the connection then */
+    bool again;         /* its first request could not be answered: try again then */
 };
 
 static int64_t millisNow()
@@ -46,16 +46,14 @@ static int64_t millisNow()
     return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
 }
 
-/* Whether the client's input holds a whole request, or the beginning of what cannot be one; its length in *length. */
+/* Does the input begin with a whole request, or with a length above the limit? Stores the length. */
 static bool hasRequest(const Client &client, uint32_t *length)
 {
-    if (client.input.size() < sizeof *length)
-        return false;
-    memcpy(length, client.input.data(), sizeof *length);
-    return *length > WIRE_FRAME_MAX || client.input.size() - sizeof *length >= *length;
+    MessageSource source = {client.input};
+    return wireTake(source, length) && (*length > WIRE_MESSAGE_MAX || source.left.size() >= *length);
 }
 
-/* Whether it has to get its answer before anything else is done for it. */
+/* Is its last request still without a complete reply? */
 static bool isBusy(const Client &client)
 {
     return client.hangUp || client.again || !client.output.empty();
@@ -66,18 +64,18 @@ static size_t heldBy(const Client &client)
     return client.input.capacity() + client.output.capacity();
 }
 
-/* Gives back the memory of a large message that has been dealt with. */
+/* Frees the memory of a large message that is done. */
 static void trim(std::string *bytes)
 {
     if (bytes->capacity() > 65536 && bytes->size() < bytes->capacity() / 4)
         bytes->shrink_to_fit();
 }
 
-/* Serves the client's next request. False when it must be hung up on at once. */
+/* Answers the client's next request. False: close its connection at once. */
 static bool serveRequest(Client *client, uint32_t length)
 {
-    if (length > WIRE_FRAME_MAX) {
-        printError("a client sent what is no request");
+    if (length > WIRE_MESSAGE_MAX) {
+        printError("process " + std::to_string(client->process) + " sent a request of invalid length");
         return false;
     }
     Reply reply = answerRequest(std::string_view(client->input).substr(sizeof length, length), client->process);
@@ -105,7 +103,7 @@ static bool receiveFrom(Client *client)
     return got > 0 || (got < 0 && (errno == EAGAIN || errno == EINTR));
 }
 
-/* Sends what is due. False when the client is finished with. */
+/* Sends what is due. False: close the connection. */
 static bool sendTo(Client *client)
 {
     if (client->holdUntil > millisNow())
@@ -121,8 +119,8 @@ static bool sendTo(Client *client)
 }
 
 /*
- * One turn of a client whose socket has `events`. At most one request is served, so that nobody waits for another one's
- * pile, and none before the last answer is out. False when the client is to be closed.
+ * One turn for a client whose socket has `events`. Answers at most one request, so that a client with many requests
+ * does not delay the others, and none before the last reply is sent. False: close the connection.
  */
 static bool attend(Client *client, short events)
 {
@@ -140,7 +138,7 @@ static bool attend(Client *client, short events)
     return serveRequest(client, length) && sendTo(client);
 }
 
-/* How long to wait for the descriptors from `now` on; -1 for ever. What only waits for its client to read is polled. */
+/* How many milliseconds poll() may wait; -1: until a descriptor is ready. */
 static int waitMillis(const std::list<Client> &clients, int64_t now)
 {
     int64_t due = INT64_MAX;
@@ -154,7 +152,7 @@ static int waitMillis(const std::list<Client> &clients, int64_t now)
     return due == INT64_MAX ? -1 : (int)std::clamp<int64_t>(due - now, 0, 60000);
 }
 
-/* What to poll the client's socket for. */
+/* The events to poll the client's socket for. */
 static short eventsOf(const Client &client, int64_t now)
 {
     uint32_t length;
@@ -171,7 +169,7 @@ static pid_t processBehind(int socket)
     return peer.pid;
 }
 
-/* False when there is no room for another client. */
+/* False: no descriptor is left for another client. */
 static bool acceptClients(int listener, std::list<Client> *clients)
 {
     int socket;
@@ -191,7 +189,7 @@ static void limitHeld(std::list<Client> *clients)
         for (auto client = clients->begin(); client != clients->end(); ++client)
             if (heldBy(*client) * clients->size() >= held && (worst == clients->end() || client->since < worst->since))
                 worst = client;
-        printError("too much is under way: hung up on process " + std::to_string(worst->process));
+        printError("too much memory in messages: closed the connection of process " + std::to_string(worst->process));
         held -= heldBy(*worst);
         close(worst->socket);
         clients->erase(worst);

@@ -5,8 +5,8 @@
 #define VSWITCH_SERVER_H
 
 /*
- * Serves on the socket at `path` until SIGTERM or SIGINT, then removes it. A stale socket is cleaned up; a path that is
- * being served, or is something else than a socket, is refused with a message. Returns the exit status.
+ * Serves on the socket at `path` until SIGTERM or SIGINT, then removes it. Returns the exit status: 1, with a message,
+ * if it cannot listen there.
  */
 int serveOn(const char *path);
 

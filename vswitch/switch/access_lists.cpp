@@ -1,5 +1,5 @@
 /*
- * access_lists.cpp - the virtual switch's management access lists: who may manage it, from where and with what.
+ * access_lists.cpp - management access lists: which packets to the switch itself are permitted, which denied?
  */
 #include <arpa/inet.h>
 
@@ -13,7 +13,7 @@
 
 enum : uint32_t { LISTS = 8, LIST_NAME_LENGTH = 32, PRIORITIES = 64, ANY_PRIORITY = 65535 };
 
-/* A rule matches by the fields that it was given, and denies until it is told to permit. */
+/* A rule matches packets that match all its fields. */
 struct Rule {
     uint32_t action = DENY;
     std::map<uint32_t, uint32_t> fields; /* values by RuleField */
@@ -22,13 +22,12 @@ struct Rule {
 using Rules = std::map<uint32_t, Rule>; /* by priority, from 1 */
 
 static std::map<std::string, Rules> lists;
-static std::string activeList, vrf; /* empty for none, and for the VRF that every switch has */
-static uint64_t denied, reported; /* packets; in all, and when the last interval ended */
-static uint64_t countedUntil, nextReport;
+static std::string activeList, vrf; /* empty: none, the default VRF */
+static uint64_t denied, reported;   /* packets: until now, at the last report */
+static uint64_t countedUntil, nextReport; /* uptime in seconds */
 
-/* Seconds between two reports of what was denied; 0 for no reports. */
-static Setting denyInterval = {.get = "rpcclt_openapiMacalDenyCounterIntervalGet",
-    .set = "rpcclt_openapiMacalDenyCounterIntervalSet", .initial = 60, .highest = 3600};
+/* Seconds between two reports of the denied packets; 0: no reports. */
+static Setting denyInterval = {.name = "MacalDenyCounterInterval", .initial = 60, .highest = 3600};
 static uint64_t intervalInForce;
 
 static Rules *rulesOf(const OpenBufferDesc *name)
@@ -60,13 +59,13 @@ static int createList(OpenBufferDesc *name)
     return OPEN_OK;
 }
 
-/* The active list stays until it is deactivated. */
+/* The active list cannot be deleted. */
 static int deleteList(OpenBufferDesc *name)
 {
     return textOf(name) != activeList && lists.erase(textOf(name)) ? OPEN_OK : OPEN_FAILED;
 }
 
-/* Takes the place of the list that is active. */
+/* Replaces the active list. */
 static int activateList(OpenBufferDesc *name)
 {
     if (!rulesOf(name))
@@ -85,7 +84,7 @@ static int deactivateList(OpenBufferDesc *name)
 
 /* Rules */
 
-/* The priority behind the last rule, or the first that is free; 0 when all are taken. */
+/* The priority after the last rule, else the lowest that is free; 0 when all are taken. */
 static uint32_t nextFreePriority(const Rules &rules)
 {
     uint32_t priority = rules.empty() ? 1 : rules.rbegin()->first + 1;
@@ -121,17 +120,16 @@ static int removeRule(OpenBufferDesc *name, uint32_t priority)
     return rules && rules->erase(priority) ? OPEN_OK : OPEN_FAILED;
 }
 
-/* The first rule behind `priority`; 0 starts a walk. */
+/* The first rule after `priority`; 0 starts a walk. */
 static int ruleAfter(OpenBufferDesc *name, uint32_t priority, uint32_t *next)
 {
     Rules *rules = rulesOf(name);
     if (!rules || rules->upper_bound(priority) == rules->end())
         return OPEN_FAILED;
-    *next = rules->upper_bound(priority)->first;
-    return OPEN_OK;
+    return store(rules->upper_bound(priority)->first, next);
 }
 
-/* Fields: one that is given again has the new value. */
+/* Fields of a rule; a second value replaces the first */
 
 static int setField(OpenBufferDesc *name, uint32_t priority, RuleField field, bool valid, uint32_t value)
 {
@@ -149,8 +147,7 @@ static int readField(OpenBufferDesc *name, uint32_t priority, RuleField field, u
     Rule *rule = ruleOf(name, priority);
     if (!rule || !rule->fields.contains(field))
         return OPEN_FAILED;
-    *value = rule->fields[field];
-    return OPEN_OK;
+    return store(rule->fields.at(field), value);
 }
 
 template <RuleField F> static int fieldGet(OpenBufferDesc *name, uint32_t priority, uint32_t *value)
@@ -158,7 +155,7 @@ template <RuleField F> static int fieldGet(OpenBufferDesc *name, uint32_t priori
     return readField(name, priority, F, value);
 }
 
-/* Four bytes in network order are a mask when all ones stand before all zeros. */
+/* Four bytes in network order: ones, then zeros. */
 static bool isMask(uint32_t mask)
 {
     uint32_t hostBits = ~ntohl(mask);
@@ -177,7 +174,7 @@ static int getSource(OpenBufferDesc *name, uint32_t priority, uint32_t *address,
     return rc == OPEN_OK ? readField(name, priority, FIELD_SOURCE_MASK, mask) : rc;
 }
 
-/* A rule that is for the service port no more has lost the field. */
+/* Flag 0 removes the field. */
 static int setServicePort(OpenBufferDesc *name, uint32_t priority, uint32_t flag)
 {
     int rc = setField(name, priority, FIELD_SERVICE_PORT, flag <= 1, flag);
@@ -193,8 +190,7 @@ static int isFieldConfigured(OpenBufferDesc *name, uint32_t priority, uint32_t f
         return OPEN_FAILED;
     if (field < FIELD_SERVICE || field > FIELD_TCP_UDP_PORT || (field & (field - 1)))
         return OPEN_BAD_ARGUMENT;
-    *flag = rule->fields.contains(field);
-    return OPEN_OK;
+    return store(rule->fields.contains(field), flag);
 }
 
 static void registerFields()
@@ -210,10 +206,7 @@ static void registerFields()
     });
     ASK(rpcclt_openapiMacalRuleActionGet, [](OpenBufferDesc *name, uint32_t priority, uint32_t *action) -> int {
         Rule *rule = ruleOf(name, priority);
-        if (!rule)
-            return OPEN_FAILED;
-        *action = rule->action;
-        return OPEN_OK;
+        return rule ? store(rule->action, action) : (int)OPEN_FAILED;
     });
     DO(rpcclt_openapiMacalRuleServiceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t service) {
         return setField(name, priority, FIELD_SERVICE, service >= TELNET && service <= CUSTOM_PORT, service);
@@ -240,9 +233,9 @@ static void registerFields()
     ASK(rpcclt_openapiMacalIsFieldConfigured, isFieldConfigured);
 }
 
-/* What the rules do */
+/* Packets */
 
-/* The port that a service answers on; a port of the user's own is the rule's TCP/UDP port. */
+/* The TCP or UDP port of a service. */
 static uint32_t portOfService(uint32_t service)
 {
     static const uint32_t ports[] = {0, 23, 80, 443, 161, 22, 69, 123, 4242, 123, 0};
@@ -293,17 +286,18 @@ bool managementPermits(const ManagementPacket &packet, uint64_t count)
     return false;
 }
 
-static void knock(uint64_t until)
+/* Simulated: one packet a second from each of four clients. */
+static void countSimulated(uint64_t until)
 {
-    const ManagementPacket visitors[] = {
+    const ManagementPacket packets[] = {
         {0, 0, htonl(0xC000020A), true, 22, 64},  /* 192.0.2.10 by SSH */
         {0, 0, htonl(0xC0000214), true, 443, 64}, /* 192.0.2.20 by HTTPS */
         {0, 0, htonl(0xC6336407), true, 161, 64}, /* 198.51.100.7 by SNMP */
         {0, 0, htonl(0xCB007109), true, 23, 64},  /* 203.0.113.9 by Telnet */
     };
     if (trafficIsSimulated() && until > countedUntil)
-        for (const ManagementPacket &visitor : visitors)
-            managementPermits(visitor, until - countedUntil);
+        for (const ManagementPacket &packet : packets)
+            managementPermits(packet, until - countedUntil);
     countedUntil = until;
 }
 
@@ -311,29 +305,28 @@ void advanceAccessLists(uint64_t now)
 {
     uint64_t interval = denyInterval.value();
     if (interval != intervalInForce)
-        nextReport = now + interval; /* it was set just now */
+        nextReport = now + interval;
     intervalInForce = interval;
     if (interval && nextReport <= now) {
         uint64_t last = nextReport + (now - nextReport) / interval * interval;
-        knock(last);
+        countSimulated(last);
         reported = denied;
         nextReport = last + interval;
     }
-    knock(now);
+    countSimulated(now);
 }
 
-/* Counters are shown of the rules for the service port. */
+/* Only rules for the service port have statistics. */
 static int statistics(OpenBufferDesc *name, uint32_t priority, uint32_t *packets, uint32_t *bytes)
 {
     Rule *rule = ruleOf(name, priority);
     if (!rule || !rule->fields.contains(FIELD_SERVICE_PORT))
         return OPEN_FAILED;
     *packets = (uint32_t)rule->packets;
-    *bytes = (uint32_t)rule->bytes;
-    return OPEN_OK;
+    return store((uint32_t)rule->bytes, bytes);
 }
 
-/* What was filtered in all stays counted. */
+/* Clears the counters of the rules; `denied` and `reported` stay. */
 static int clearStatistics()
 {
     for (auto &[name, rules] : lists)
@@ -359,7 +352,7 @@ void registerAccessLists()
     ASK(rpcclt_openapiMacalActiveListGet, [](OpenBufferDesc *name) -> int {
         return activeList.empty() ? (int)OPEN_FAILED : setText(name, activeList);
     });
-    /* the first in the order of names: lists cannot be walked */
+    /* There is no walk over lists: always the first name. */
     ASK(rpcclt_openapiMacalNameGet, [](OpenBufferDesc *name) -> int {
         return lists.empty() ? (int)OPEN_FAILED : setText(name, lists.begin()->first);
     });
@@ -369,13 +362,13 @@ void registerAccessLists()
     DO(rpcclt_openapiMacalRuleEntryAdd, addRule);
     DO(rpcclt_openapiMacalRuleRemove, removeRule);
     ASK(rpcclt_openapiMacalRuleFirstGet,
-          [](OpenBufferDesc *name, uint32_t *first) { return ruleAfter(name, 0, first); });
+        [](OpenBufferDesc *name, uint32_t *first) { return ruleAfter(name, 0, first); });
     ASK(rpcclt_openapiMacalRuleNextGet, ruleAfter);
     ASK(rpcclt_openapiMacalRuleExists, [](OpenBufferDesc *name, uint32_t priority, uint32_t *flag) -> int {
         *flag = ruleOf(name, priority) != nullptr;
         return rulesOf(name) ? OPEN_OK : OPEN_FAILED;
     });
-    /* the priority that a rule gets that states none */
+    /* The priority that addRule() gives for ANY_PRIORITY. */
     ASK(rpcclt_openapiMacalRulePriorityIndexGet, [](OpenBufferDesc *name, uint32_t *priority) -> int {
         Rules *rules = rulesOf(name);
         *priority = rules ? nextFreePriority(*rules) : 0;
@@ -393,10 +386,8 @@ void registerAccessLists()
         return OPEN_OK;
     });
     ASK(rpcclt_openapiMacalListVrfGet, [](OpenBufferDesc *name) { return setText(name, vrf); });
-    ASK(rpcclt_openapiMacalVrfNameValid, [](OpenBufferDesc *name, uint32_t *flag) -> int {
-        *flag = isVrf(textOf(name));
-        return OPEN_OK;
-    });
+    ASK(rpcclt_openapiMacalVrfNameValid,
+        [](OpenBufferDesc *name, uint32_t *flag) { return store(isVrf(textOf(name)), flag); });
     ASK(rpcclt_openapiMacalIsNetFilterTablesFeatureSupported, [](uint32_t *flag) { return store(1, flag); });
 }
 

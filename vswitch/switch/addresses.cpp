@@ -1,5 +1,5 @@
 /*
- * addresses.cpp - the address table: its entries, in two orders, and when they age.
+ * addresses.cpp - the address table: its entries in two orders, and the queue in which they age.
  */
 #include "vswitch/switch/addresses.h"
 
@@ -11,7 +11,7 @@
 
 static Fdb entries;
 static std::set<std::pair<uint64_t, uint32_t>> addresses; /* the same, by address and VLAN */
-static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> ageing; /* not seen before this uptime; VLAN; address */
+static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> ageing; /* seen at this uptime; VLAN; address */
 static uint32_t mostEntries, badAdds;
 static void (*removedHook)(uint32_t vlan, uint64_t mac);
 
@@ -87,7 +87,7 @@ void fdbAge(uint32_t vlan, uint64_t mac, uint64_t seen)
     ageing.insert({seen, vlan, mac});
 }
 
-/* A station that was heard since it was noted is looked at again later; one that sends by itself does not age. */
+/* An entry that was renewed goes back into the queue with its new time. */
 void fdbRemoveAged(uint64_t now, uint64_t limit, bool (*sends)(uint32_t vlan, uint64_t mac))
 {
     while (!ageing.empty()) {

@@ -1,6 +1,6 @@
 /*
- * addresses.h - the address table itself, for those who write to it or walk through it: learning, simulated stations,
- * static filters. Everybody else asks state.h.
+ * addresses.h - the address table, for the files that write to it or walk through it: learning, simulated stations,
+ * static filters. Other files use the questions in state.h.
  */
 #ifndef VSWITCH_ADDRESSES_H
 #define VSWITCH_ADDRESSES_H
@@ -16,12 +16,12 @@
 
 inline constexpr uint32_t MAX_ADDRESSES = 32768;
 
-/* Ordered by VLAN, then address, so that a step of a walk is a search and not a scan; and by address, then VLAN. */
+/* The entries in two orders: by VLAN and address, and by address and VLAN. */
 using Fdb = std::map<std::pair<uint32_t, uint64_t>, FdbEntry>;
 const Fdb &fdbEntries();
 const std::set<std::pair<uint64_t, uint32_t>> &fdbByAddress();
 
-/* Since start, or since it was reset: the highest number of entries. Since start: entries that found the table full. */
+/* The highest number of entries since start or fdbResetMostEntries(); how often an entry found the table full. */
 uint32_t fdbMostEntries();
 void fdbResetMostEntries();
 uint32_t fdbBadAdds();
@@ -38,19 +38,19 @@ inline bool isLearned(const Fdb::value_type &entry)
 /* Removes the learned entries that match. */
 void fdbFlush(const std::function<bool(const Fdb::value_type &)> &matches);
 
-/* Removes what was learned on the port. */
+/* Removes the entries that were learned on the port. */
 void fdbForgetPort(uint32_t port);
 
-/* From now on the entry ages, unless the station is heard after `seen`, an uptime in seconds. */
+/* Lets the entry age from `seen` on, an uptime in seconds. A frame that the station sends later renews it. */
 void fdbAge(uint32_t vlan, uint64_t mac, uint64_t seen);
 
-/* Removes the learned entries that have aged for `limit` seconds at `now`, except those of stations that `sends` names. */
+/* Removes learned entries that are `limit` seconds old at `now`, except of stations that sends() says still send. */
 void fdbRemoveAged(uint64_t now, uint64_t limit, bool (*sends)(uint32_t vlan, uint64_t mac));
 
-/* Calls `removed` from now on for each entry that is erased. */
+/* Registers the function that runs for each erased entry. */
 void onAddressRemoved(void (*removed)(uint32_t vlan, uint64_t mac));
 
-/* An address that no static filter may have: zero, broadcast, a bridge group address, the switch's own. */
+/* Addresses without static filters: zero, broadcast, bridge group addresses, the address of the switch. */
 bool macRestricted(uint64_t mac);
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * bridge.cpp - the virtual switch's 802.1D bridge: a root bridge. Its ports are those with a socket; the spanning tree
+ * bridge.cpp - the 802.1D bridge. It is the root of its spanning tree. The bridge has the ports only; the spanning tree
  * has the LAGs as well.
  */
 #include "vswitch/base/clock.h"
@@ -8,35 +8,34 @@
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
-/* The root's timers are its own, in hundredths of a second. */
+/* Timers in hundredths of a second. */
 enum : uint32_t { MAX_AGE = 2000, HELLO_TIME = 200, HOLD_TIME = 100, FORWARD_DELAY = 1500 };
 
 static const uint32_t STP_PORT_PRIORITY = 128;
 
-static Setting baseType = {.get = "rpcclt_openapiDot1dBaseTypeGet", .initial = BRIDGE_TRANSPARENT};
-static Setting maxInfo = {.get = "rpcclt_openapiDot1dTpPortMaxInfoGet", .scope = FOR_PORT, .initial = 1518};
-static Setting stpProtocol = {.get = "rpcclt_openapiDot1dStpProtocolSpecificationGet", .initial = STP_802_1D};
-static Setting priority = {.get = "rpcclt_openapiDot1dStpPriorityGet", .initial = 32768};
-static Setting rootCost = {.get = "rpcclt_openapiDot1dStpRootCostGet"};
-static Setting rootPort = {.get = "rpcclt_openapiDot1dStpRootPortGet"};
-static Setting maxAge = {.get = "rpcclt_openapiDot1dStpMaxAgeGet", .initial = MAX_AGE};
-static Setting helloTime = {.get = "rpcclt_openapiDot1dStpHelloTimeGet", .initial = HELLO_TIME};
-static Setting holdTime = {.get = "rpcclt_openapiDot1dStpHoldTimeGet", .initial = HOLD_TIME};
-static Setting forwardDelay = {.get = "rpcclt_openapiDot1dStpForwardDelayGet", .initial = FORWARD_DELAY};
-static Setting bridgeMaxAge = {.get = "rpcclt_openapiDot1dStpBridgeMaxAgeGet", .initial = MAX_AGE};
-static Setting bridgeHelloTime = {.get = "rpcclt_openapiDot1dStpBridgeHelloTimeGet", .initial = HELLO_TIME};
-static Setting bridgeForwardDelay = {.get = "rpcclt_openapiDot1dStpBridgeForwardDelayGet", .initial = FORWARD_DELAY};
-static Setting portPriority = {.get = "rpcclt_openapiDot1dStpPortPriorityGet", .scope = FOR_INTERFACE,
-    .initial = STP_PORT_PRIORITY};
-static Setting pathCost = {.get = "rpcclt_openapiDot1dStpPortPathCostGet", .scope = FOR_INTERFACE, .initial = 20000};
-static Setting designatedCost = {.get = "rpcclt_openapiDot1dStpPortDesignatedCostGet", .scope = FOR_INTERFACE};
+static Setting baseType = {.name = "Dot1dBaseType", .initial = BRIDGE_TRANSPARENT};
+static Setting maxInfo = {.name = "Dot1dTpPortMaxInfo", .scope = FOR_PORT, .initial = 1518};
+static Setting stpProtocol = {.name = "Dot1dStpProtocolSpecification", .initial = STP_802_1D};
+static Setting priority = {.name = "Dot1dStpPriority", .initial = 32768};
+static Setting rootCost = {.name = "Dot1dStpRootCost"};
+static Setting rootPort = {.name = "Dot1dStpRootPort"};
+static Setting maxAge = {.name = "Dot1dStpMaxAge", .initial = MAX_AGE};
+static Setting helloTime = {.name = "Dot1dStpHelloTime", .initial = HELLO_TIME};
+static Setting holdTime = {.name = "Dot1dStpHoldTime", .initial = HOLD_TIME};
+static Setting forwardDelay = {.name = "Dot1dStpForwardDelay", .initial = FORWARD_DELAY};
+static Setting bridgeMaxAge = {.name = "Dot1dStpBridgeMaxAge", .initial = MAX_AGE};
+static Setting bridgeHelloTime = {.name = "Dot1dStpBridgeHelloTime", .initial = HELLO_TIME};
+static Setting bridgeForwardDelay = {.name = "Dot1dStpBridgeForwardDelay", .initial = FORWARD_DELAY};
+static Setting portPriority = {.name = "Dot1dStpPortPriority", .scope = FOR_INTERFACE, .initial = STP_PORT_PRIORITY};
+static Setting pathCost = {.name = "Dot1dStpPortPathCost", .scope = FOR_INTERFACE, .initial = 20000};
+static Setting designatedCost = {.name = "Dot1dStpPortDesignatedCost", .scope = FOR_INTERFACE};
 
 static int validInterface(uint32_t port)
 {
     return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
 }
 
-/* What the model gives as a bridge identifier: the address. */
+/* Only the address of the bridge, without a priority. */
 static int bridgeIdentifier(OpenBufferDesc *identifier)
 {
     return setText(identifier, macText(bridgeMac()));
@@ -52,13 +51,13 @@ static void registerBase()
     ASK(rpcclt_openapiDot1dBaseBridgeAddressGet, bridgeIdentifier);
     ASK(rpcclt_openapiDot1dBaseNumPortsGet, [](uint32_t *numPorts) { return store(deviceOptions().ports, numPorts); });
     ASK(rpcclt_openapiDot1dBasePortEntryGet,
-          [](uint32_t port) -> int { return portExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
+        [](uint32_t port) -> int { return portExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
     ASK(rpcclt_openapiDot1dBasePortCircuitGet, [](uint32_t port, OpenBufferDesc *circuit) -> int {
         return portExists(port) ? setText(circuit, "0.0." + std::to_string(port)) : OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiDot1dBasePortIfIndexGet, ofPort<[](uint32_t port) { return port; }>);
     ASK(rpcclt_openapiDot1dBasePortEntryNextGet,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
     ASK(rpcclt_openapiDot1dIsValidIntf, validInterface);
 
     ASK(rpcclt_openapiDot1dBasePortDelayExceededDiscardsGet,
@@ -90,14 +89,14 @@ static void registerSpanningTree()
     ASK(rpcclt_openapiDot1dStpPortForwardTransitionsGet, ofInterface<forwardTransitions>);
     ASK(rpcclt_openapiDot1dIsInterfaceInCurrentInstance, ofInterface<[](uint32_t) { return 1; }>);
     ASK(rpcclt_openapiDot1dInstanceMemberGetNext,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextInterface(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextInterface(port), next); });
 }
 
 void registerBridge()
 {
-    registerSettings({&baseType, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort,
-                   &maxAge, &helloTime, &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay,
-                   &portPriority, &pathCost, &designatedCost});
+    registerSettings({&baseType, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort, &maxAge, &helloTime,
+                      &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay, &portPriority,
+                      &pathCost, &designatedCost});
     registerBase();
     registerSpanningTree();
 }

@@ -1,6 +1,6 @@
 /*
- * classification.cpp - the virtual switch's ways to find the VLAN of untagged frames: by their source's address, by
- * the address' OUI (its first three octets), and by their protocol, in groups.
+ * classification.cpp - which VLAN does an untagged frame belong to? By its source address, by the address's OUI (its
+ * first three octets), or by its protocol, in groups.
  */
 #include <algorithm>
 #include <map>
@@ -13,12 +13,12 @@
 static std::map<uint64_t, uint32_t> vlanOfMac;
 static std::map<uint32_t, uint32_t> vlanOfOui;
 
-/* A protocol is an Ethernet type; a group's protocols as one text are decimal, with commas between. */
+/* A protocol is an EtherType. */
 enum : uint32_t { HIGHEST_GROUP = 128, MOST_PROTOCOLS = 16, LOWEST_ETHERTYPE = 0x0600, HIGHEST_ETHERTYPE = 0xFFFF };
 
 struct ProtocolGroup {
-    std::string name;  /* empty while it has none */
-    uint32_t vlan = 0; /* 0 while it has none */
+    std::string name;  /* empty: none */
+    uint32_t vlan = 0; /* 0: none */
     std::set<uint32_t> protocols;
     PortSet ports;
 };
@@ -41,8 +41,8 @@ uint32_t vlanOfProtocol(uint32_t port, uint32_t etherType)
     return 0;
 }
 
-/* The key that follows `after`, which need not be there. */
-template <class Container> static int stepBehind(const Container &container, uint32_t after, uint32_t *next)
+/* The first key > `after`, which need not exist. */
+template <class Container> static int stepAfter(const Container &container, uint32_t after, uint32_t *next)
 {
     auto found = container.upper_bound(after);
     if (found == container.end())
@@ -73,7 +73,7 @@ static int getMac(OpenBufferDesc *text, uint32_t *vlan)
     return found == vlanOfMac.end() ? (int)OPEN_FAILED : store(found->second, vlan);
 }
 
-/* Only from the VLAN it is bound to. */
+/* Refused unless `vlan` is the VLAN of the entry. */
 static int deleteMac(OpenBufferDesc *text, uint32_t vlan)
 {
     uint64_t mac = 0;
@@ -86,7 +86,7 @@ static int deleteMac(OpenBufferDesc *text, uint32_t vlan)
     return OPEN_OK;
 }
 
-/* A step of a walk, from the empty text to the first entry. The address need not be in the table. */
+/* A step of a walk; the empty text starts it. The address need not be in the table. */
 static int nextMac(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
 {
     uint64_t mac = 0;
@@ -100,7 +100,7 @@ static int nextMac(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
     return setText(next, macText(found->first));
 }
 
-/* By OUI; several may lead to one VLAN, and go with it. */
+/* By OUI */
 
 static int addOui(OpenBufferDesc *text, uint32_t vlan)
 {
@@ -110,6 +110,7 @@ static int addOui(OpenBufferDesc *text, uint32_t vlan)
     return vlanOfOui.insert({oui, vlan}).second ? OPEN_OK : OPEN_EXISTS;
 }
 
+/* Deletes all OUIs of the VLAN. */
 static int deleteOuis(uint32_t vlan)
 {
     if (!vlanExists(vlan))
@@ -149,13 +150,12 @@ static void registerSources()
     DO(rpcclt_openapiVlanMacOuiVlanDelete, deleteOuis);
     ASK(rpcclt_openapiVlanMacOuiVlanFirstGet, firstOui);
     ASK(rpcclt_openapiVlanMacOuiVlanNextGet, nextOui);
-    ASK(rpcclt_openapiVlanMacOuiVlanCountGet,
-          [](uint32_t *count) { return store((uint32_t)vlanOfOui.size(), count); });
+    ASK(rpcclt_openapiVlanMacOuiVlanCountGet, [](uint32_t *count) { return store((uint32_t)vlanOfOui.size(), count); });
 }
 
 /* By protocol */
 
-/* Runs `use` on the group, if there is one. */
+/* Runs `use` on the group. OPEN_FAILED when it does not exist. */
 template <class Use> static int inGroup(uint32_t id, Use use)
 {
     if (id < 1 || id > HIGHEST_GROUP)
@@ -164,7 +164,7 @@ template <class Use> static int inGroup(uint32_t id, Use use)
     return found == groups.end() ? (int)OPEN_FAILED : use(found->second);
 }
 
-/* A new group applies to every port: nothing that a client can reach adds one. */
+/* A new group has every port, because no endpoint adds ports to a group. */
 static int createGroup(uint32_t id)
 {
     if (id < 1 || id > HIGHEST_GROUP)
@@ -195,7 +195,7 @@ static int idOfName(OpenBufferDesc *name, uint32_t *id)
     return OPEN_FAILED;
 }
 
-/* A name is one group's only; the empty one takes a group's name away. */
+/* Names are unique; an empty one removes the group's name. */
 static int setName(uint32_t id, OpenBufferDesc *name)
 {
     return inGroup(id, [=](ProtocolGroup &group) -> int {
@@ -228,6 +228,7 @@ static int deleteProtocol(uint32_t id, uint32_t protocol)
     });
 }
 
+/* Decimal, with commas between. */
 static int listProtocols(uint32_t id, OpenBufferDesc *list)
 {
     return inGroup(id, [=](const ProtocolGroup &group) {
@@ -282,8 +283,8 @@ static int deletePort(uint32_t id, uint32_t port)
 
 static void registerProtocolGroups()
 {
-    ASK(rpcclt_openapiPbVlanGroupGetFirst, [](uint32_t *first) { return stepBehind(groups, 0, first); });
-    ASK(rpcclt_openapiPbVlanGroupGetNext, [](uint32_t id, uint32_t *next) { return stepBehind(groups, id, next); });
+    ASK(rpcclt_openapiPbVlanGroupGetFirst, [](uint32_t *first) { return stepAfter(groups, 0, first); });
+    ASK(rpcclt_openapiPbVlanGroupGetNext, [](uint32_t id, uint32_t *next) { return stepAfter(groups, id, next); });
     DO(rpcclt_openapiPbVlanGroupCreate, createGroup);
     DO(rpcclt_openapiPbVlanGroupDelete, deleteGroup);
     ASK(rpcclt_openapiPbVlanGroupIdGet, idOfName);
@@ -295,7 +296,7 @@ static void registerProtocolGroups()
     DO(rpcclt_openapiPbVlanGroupProtocolDelete, deleteProtocol);
     ASK(rpcclt_openapiPbVlanGroupProtocolGet, listProtocols);
     ASK(rpcclt_openapiPbVlanGroupProtocolGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
-        return inGroup(id, [=](const ProtocolGroup &group) { return stepBehind(group.protocols, after, next); });
+        return inGroup(id, [=](const ProtocolGroup &group) { return stepAfter(group.protocols, after, next); });
     });
     DO(rpcclt_openapiPbVlanGroupVlanIDAdd, addVlan);
     DO(rpcclt_openapiPbVlanGroupVlanIDDelete, removeVlan);
@@ -305,10 +306,10 @@ static void registerProtocolGroups()
     DO(rpcclt_openapiPbVlanGroupPortAdd, addPort);
     DO(rpcclt_openapiPbVlanGroupPortDelete, deletePort);
     ASK(rpcclt_openapiPbVlanGroupPortGetNext, [](uint32_t id, uint32_t after, uint32_t *next) {
-        return inGroup(id, [=](const ProtocolGroup &group) { return stepBehind(group.ports, after, next); });
+        return inGroup(id, [=](const ProtocolGroup &group) { return stepAfter(group.ports, after, next); });
     });
     ASK(rpcclt_openapiPbVlanIntfValidate,
-          [](uint32_t port) -> int { return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
+        [](uint32_t port) -> int { return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
 }
 
 static void forgetVlan(uint32_t vlan)

@@ -1,12 +1,15 @@
 /*
- * device.cpp - what was chosen at start, and two facts about the whole switch.
+ * device.cpp - the options of the start, and whether traffic is simulated or something has changed.
  */
 #include "vswitch/switch/device.h"
+
+#include "vswitch/base/commands.h"
 
 static const uint32_t LAGS = 8;
 
 static DeviceOptions options;
 static bool simulated = true, changed;
+static uint64_t changeCount;
 
 void setDeviceOptions(const DeviceOptions &chosen)
 {
@@ -48,6 +51,17 @@ uint32_t nextInterface(uint32_t port)
     return port < highestInterface() ? port + 1 : 0;
 }
 
+bool readPort(const std::string &text, uint32_t highest, uint32_t *port, std::string *answer)
+{
+    long long number;
+    if (!readNumber(text, 1, highest, &number)) {
+        refuse(answer, "there is no port \"" + text + "\"; use 1 to " + std::to_string(highest));
+        return false;
+    }
+    *port = (uint32_t)number;
+    return true;
+}
+
 bool trafficIsSimulated()
 {
     return simulated;
@@ -61,6 +75,12 @@ void setTrafficSimulated(bool isSimulated)
 void stateChanged()
 {
     changed = true;
+    changeCount++;
+}
+
+uint64_t changeNumber()
+{
+    return changeCount;
 }
 
 bool takeStateChanged()

@@ -1,5 +1,5 @@
 /*
- * families.cpp - the switch as a whole: its families, and the order in which time passes for them.
+ * families.cpp - the table of families, and the order in which time advances for them.
  */
 #include "vswitch/switch/families.h"
 
@@ -24,7 +24,7 @@ static void nothing()
 {
 }
 
-/* In the order in which they are reset: the stations come last, as they live in VLANs, on ports, in the address table. */
+/* In the order of reset. The stations are last: they need VLANs, ports and the address table. */
 static const struct {
     void (*registerIt)(), (*reset)();
 } families[] = {
@@ -61,8 +61,9 @@ void resetFamilies()
 }
 
 /*
- * The order has a meaning: what shuts or opens a port comes before the ports, which count changes; the VLANs that
- * neighbours register follow from the ports; where a station is heard follows from both. Then what a change leads to.
+ * The order has a meaning. Loop protection and storm control shut ports down, so they come before the ports, which
+ * count changes. Registered VLANs depend on the ports; where a station is heard depends on both. settleStations() then
+ * handles all changes.
  */
 void bringUpToNow()
 {

@@ -1,5 +1,5 @@
 /*
- * families.h - the families of the switch: each one registers its operations and commands once, and resets its state.
+ * families.h - the families of the switch: how each is registered and reset, and how time advances for it.
  */
 #ifndef VSWITCH_FAMILIES_H
 #define VSWITCH_FAMILIES_H
@@ -8,22 +8,22 @@
 
 #include "vswitch/base/operations.h"
 
-/* Registers the operations and commands of all families. Once. */
+/* Registers the operations and commands of all families. To be called once. */
 void registerFamilies();
 
-/* All families are as the switch left the factory. After resetClock(). */
+/* Gives all families their factory state. To be called after resetClock(). */
 void resetFamilies();
 
-/* Answers a call of an operation: brings the state up to now before it, and after one that changes something. */
+/* Runs an operation and returns its code. Brings the state up to now before, and after an operation that changes it. */
 int runOperation(const Operation &operation, Arguments &arguments);
 
 /*
- * Works out what time has brought since the last call, and what follows from a change. runOperation() does it; commands
- * and frames do it before they look at the state, and after they have changed it.
+ * Computes what follows from the time since the last call, and from changes. runOperation() calls it; commands and
+ * frames call it before they read the state, and after they have changed it.
  */
 void bringUpToNow();
 
-/* A family's two functions, in the table of families.cpp. */
+/* For the table of families.cpp. */
 void registerAccessLists();
 void resetAccessLists();
 void registerBridge();
@@ -55,7 +55,7 @@ void resetVlans();
 void registerVoice();
 void resetVoice();
 
-/* Families in which time changes something. `now` is the uptime in seconds. bringUpToNow() calls them in its order. */
+/* For bringUpToNow(): advance the families that time changes. `now` is the uptime in seconds. */
 void advanceAccessLists(uint64_t now);
 void advanceLoopProtection(uint64_t now);
 void advancePorts(uint64_t now);
@@ -64,7 +64,7 @@ void advanceStations(uint64_t now);
 void advanceStormControl();
 void advanceVlans();
 
-/* What follows for the stations and the address table from a change of anything. */
+/* For bringUpToNow(): adapts stations and address table to a change. */
 void settleStations(uint64_t now);
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * fdb.cpp - learning, and the operations on the address table: what the bridge shows of it, the walks through it.
+ * fdb.cpp - learning, and the operations that read, walk, count and flush the address table.
  */
 #include "vswitch/switch/fdb.h"
 
@@ -12,11 +12,10 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 
-static Setting ageingTime = {.get = "rpcclt_openapiDbDot1dTpAgingTimeGet", .set = "rpcclt_openapiDbDot1dTpAgingTimeSet",
-    .initial = 300, .lowest = 10, .highest = 1000000};
-static Setting maxEntries = {.get = "rpcclt_openapiFdbMaxTableEntriesGet", .initial = MAX_ADDRESSES};
-static Setting hardwareLimit = {.get = "rpcclt_openapiFdbMacMaxHwLimitGet", .initial = MAX_ADDRESSES};
-static Setting learningType = {.get = "rpcclt_openapiFdbTypeOfVLGet", .initial = LEARNING_INDEPENDENT};
+static Setting ageingTime = {.name = "DbDot1dTpAgingTime", .initial = 300, .lowest = 10, .highest = 1000000};
+static Setting maxEntries = {.name = "FdbMaxTableEntries", .initial = MAX_ADDRESSES};
+static Setting hardwareLimit = {.name = "FdbMacMaxHwLimit", .initial = MAX_ADDRESSES};
+static Setting learningType = {.name = "FdbTypeOfVL", .initial = LEARNING_INDEPENDENT};
 
 bool mayLearn(uint32_t vlan, uint64_t mac, uint32_t port)
 {
@@ -41,9 +40,9 @@ bool fdbLearn(uint32_t vlan, uint64_t mac, uint32_t port)
     return true;
 }
 
-/* The bridge's view: addresses without VLANs */
+/* The bridge operations: addresses without VLANs */
 
-/* The entry of an address in whatever VLAN it is known first; null when it is not known. */
+/* The entry of an address in its lowest VLAN, null when there is none. */
 static const FdbEntry *entryOf(const OpenBufferDesc *address)
 {
     uint64_t mac;
@@ -57,7 +56,7 @@ static int addressNext(OpenBufferDesc *address)
 {
     uint64_t mac;
     std::string text = textOf(address);
-    auto found = fdbByAddress().begin(); /* an empty text asks for the first address */
+    auto found = fdbByAddress().begin(); /* an empty text starts the walk */
     if (!text.empty()) {
         if (!parseMac(text, &mac))
             return OPEN_BAD_ARGUMENT;
@@ -73,7 +72,7 @@ static uint32_t bridgeStatus(FdbType type)
 
 /* Walking */
 
-/* The ports on which an entry shows. */
+/* The ports that an entry is counted on: the destinations of a static filter, or the port. */
 static PortSet portsOf(uint32_t vlan, uint64_t mac, const FdbEntry &entry)
 {
     const Filter *filter = entry.type == FDB_STATIC ? filterFor(vlan, mac) : nullptr;
@@ -148,7 +147,8 @@ template <bool dynamic> static int countInVlan(uint32_t vlan, uint32_t *count)
     if (!vlanExists(vlan))
         return OPEN_BAD_ARGUMENT;
     auto from = fdbEntries().lower_bound({vlan, 0}), to = fdbEntries().lower_bound({vlan + 1, 0});
-    return store((uint32_t)std::count_if(from, to, [](const auto &entry) { return isLearned(entry) == dynamic; }), count);
+    auto matches = [](const auto &entry) { return isLearned(entry) == dynamic; };
+    return store((uint32_t)std::count_if(from, to, matches), count);
 }
 
 template <bool dynamic> static int countOnPort(uint32_t port, uint32_t *count)
@@ -192,7 +192,7 @@ static int flushByPort(uint32_t port)
     return OPEN_OK;
 }
 
-/* Asks once for each VLAN and port. */
+/* Computes membership once for each VLAN and port: the table can have 32768 entries. */
 void fdbForgetUnreachable()
 {
     uint32_t ofVlan = 0;
@@ -210,7 +210,7 @@ void fdbForgetUnreachable()
     });
 }
 
-/* Deletes the entry that stands exactly there. */
+/* Deletes a learned entry, if it is on that port. */
 static int deleteEntry(OpenBufferDesc *address, uint32_t vlan, uint32_t port)
 {
     uint64_t mac;
@@ -227,7 +227,7 @@ static void registerBridgeView()
 {
     ASK(rpcclt_openapiDot1dTpFdbEntryNextGet, addressNext);
     ASK(rpcclt_openapiDot1dTpFdbEntryGet,
-          [](OpenBufferDesc *address) -> int { return entryOf(address) ? OPEN_OK : OPEN_FAILED; });
+        [](OpenBufferDesc *address) -> int { return entryOf(address) ? OPEN_OK : OPEN_FAILED; });
     ASK(rpcclt_openapiDot1dTpFdbPortGet, [](OpenBufferDesc *address, uint32_t *port) -> int {
         const FdbEntry *entry = entryOf(address);
         return entry ? store(entry->port, port) : OPEN_FAILED;
@@ -260,7 +260,8 @@ static void registerDatabases()
 
 static void registerCounts()
 {
-    ASK(rpcclt_openapiActiveAddrEntriesGet, [](uint32_t *count) { return store((uint32_t)fdbEntries().size(), count); });
+    ASK(rpcclt_openapiActiveAddrEntriesGet,
+        [](uint32_t *count) { return store((uint32_t)fdbEntries().size(), count); });
     ASK(rpcclt_openapiFdbMaxCountGet, [](uint32_t *count) { return store(fdbMostEntries(), count); });
     DO(rpcclt_openapiMaxCountReset, []() -> int {
         fdbResetMostEntries();
@@ -269,7 +270,7 @@ static void registerCounts()
     ASK(rpcclt_openapiFdbBadAddsGet, [](uint32_t *count) { return store(fdbBadAdds(), count); });
     ASK(rpcclt_openapiFdbDynamicEntriesGet, [](uint32_t *count) { return countEntries(count, isLearned); });
     ASK(rpcclt_openapiFdbInternalEntriesGet,
-          [](uint32_t *count) { return countEntries(count, std::not_fn(isLearned)); });
+        [](uint32_t *count) { return countEntries(count, std::not_fn(isLearned)); });
     ASK(rpcclt_openapiFdbVlanDynamicEntriesGet, countInVlan<true>);
     ASK(rpcclt_openapiFdbVlanInternalEntriesGet, countInVlan<false>);
     ASK(rpcclt_openapiFdbIntfDynamicEntriesGet, countOnPort<true>);

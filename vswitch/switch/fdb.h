@@ -1,21 +1,21 @@
 /*
- * fdb.h - learning, for simulated stations. Everybody else asks state.h.
+ * fdb.h - learning and ageing, for simulated stations. Other files use the questions in state.h.
  */
 #ifndef VSWITCH_FDB_H
 #define VSWITCH_FDB_H
 
 #include <stdint.h>
 
-/* Could the station be learned there? */
+/* Would fdbLearn() learn the address there, if the table has room? */
 bool mayLearn(uint32_t vlan, uint64_t mac, uint32_t port);
 
-/* After so many seconds without a frame a learned entry goes. */
+/* A learned entry is removed after this time without a frame. */
 uint64_t fdbAgeingSeconds();
 
-/* Removes what was learned on ports that are down, or that are not in the VLAN any more. */
+/* Removes the entries that were learned on ports that are now down or no longer in the VLAN. */
 void fdbForgetUnreachable();
 
-/* Puts the static filters in force into the address table, and takes the others out (filters.cpp). */
+/* Adds the static filters in force to the address table, and removes the others (filters.cpp). */
 void showFilters();
 
 #endif

@@ -1,5 +1,5 @@
 /*
- * filters.cpp - the virtual switch's static MAC filters: by address and VLAN, from which ports to which.
+ * filters.cpp - static MAC filters: from which ports to which may frames to an address in a VLAN go?
  */
 #include <algorithm>
 #include <map>
@@ -13,17 +13,15 @@
 
 static const size_t MAX_FILTERS = 256;
 using FilterKey = std::pair<uint64_t, uint32_t>; /* address, VLAN */
-
 using Filters = std::map<FilterKey, Filter>;
 
 static Filters filters;
-static uint32_t commonMode; /* of the VLANs that were given none of their own */
+static uint32_t commonMode; /* of the VLANs that are not in vlanFilteringModes */
 static std::map<uint32_t, uint32_t> vlanFilteringModes;
 
-/* On from the start, so that a filter has its effect when it is made. */
-static Setting adminMode = {.get = "rpcclt_openapiFilterAdminModeGet", .set = "rpcclt_openapiFilterAdminModeSet",
-    .initial = 1, .highest = 1};
-static Setting size = {.get = "rpcclt_openapiFilterSizeGet", .initial = MAX_FILTERS};
+/* On from the start, so that a new filter takes effect at once. */
+static Setting adminMode = {.name = "FilterAdminMode", .initial = 1, .highest = 1};
+static Setting size = {.name = "FilterSize", .initial = MAX_FILTERS};
 
 const Filter *filterFor(uint32_t vlan, uint64_t mac)
 {
@@ -33,8 +31,7 @@ const Filter *filterFor(uint32_t vlan, uint64_t mac)
 
 FilteringMode filteringMode(uint32_t vlan)
 {
-    auto own = vlanFilteringModes.find(vlan);
-    return (FilteringMode)(own == vlanFilteringModes.end() ? commonMode : own->second);
+    return (FilteringMode)valueIn(vlanFilteringModes, vlan, commonMode);
 }
 
 static void forgetVlan(uint32_t vlan)
@@ -51,7 +48,7 @@ static int readKey(const OpenBufferDesc *address, uint32_t vlan, FilterKey *key)
     return OPEN_OK;
 }
 
-static std::set<FilterKey> shown; /* in the forwarding database */
+static std::set<FilterKey> shown; /* in the address table */
 
 void showFilters()
 {
@@ -78,7 +75,7 @@ static int findFilter(const OpenBufferDesc *address, uint32_t vlan, Filters::ite
     return *found == filters.end() ? OPEN_FAILED : OPEN_OK;
 }
 
-/* Runs `use` on the filter of that key, if there is one. */
+/* Runs `use` on the filter. Otherwise returns the code of findFilter(). */
 template <class Use> static int withFilter(const OpenBufferDesc *address, uint32_t vlan, Use use)
 {
     Filters::iterator found;
@@ -118,7 +115,7 @@ static int storeKey(Filters::const_iterator filter, OpenBufferDesc *address, uin
     return setText(address, macText(filter->first.first));
 }
 
-/* The given filter need not exist (any more). */
+/* The filter need not exist. */
 static int nextFilter(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *nextAddress, uint32_t *nextVlan)
 {
     uint64_t mac;
@@ -127,12 +124,12 @@ static int nextFilter(OpenBufferDesc *address, uint32_t vlan, OpenBufferDesc *ne
     return storeKey(filters.upper_bound({mac, vlan}), nextAddress, nextVlan);
 }
 
-/* Its ports */
+/* Ports of a filter */
 
 template <PortSet Filter::*ports>
 static int storePorts(OpenBufferDesc *address, uint32_t vlan, uint32_t *count, OpenBufferDesc *list)
 {
-    return withFilter(address, vlan, [=](Filter &filter) -> int {
+    return withFilter(address, vlan, [=](const Filter &filter) {
         *count = (uint32_t)(filter.*ports).size();
         return setText(list, portListText(filter.*ports));
     });
@@ -178,8 +175,8 @@ template <PortSet Filter::*ports> static int removePort(OpenBufferDesc *address,
 }
 
 /*
- * The lists of a call about several destinations; `port`, unless it is 0, is one more to forward to. False for a list
- * that is none, and for a port in both.
+ * Reads the port lists of an operation on several destinations. `port`, unless it is 0, joins *forwardPorts. False when
+ * a list is malformed, or a port is in both.
  */
 static bool readDestinations(uint32_t port, const OpenBufferDesc *forward, const OpenBufferDesc *filter,
                              PortSet *forwardPorts, PortSet *filterPorts)
@@ -193,6 +190,7 @@ static bool readDestinations(uint32_t port, const OpenBufferDesc *forward, const
                         [=](uint32_t forwarded) { return filterPorts->contains(forwarded); });
 }
 
+/* A port is a destination or filtered, not both. */
 static void add(const PortSet &ports, PortSet &to, PortSet &other)
 {
     for (uint32_t port : ports) {
@@ -214,7 +212,7 @@ static int addDestinations(OpenBufferDesc *address, uint32_t vlan, uint32_t port
     });
 }
 
-/* Ports of the lists that the filter does not have do not matter. */
+/* Ignores ports that the filter does not have. */
 static int removeDestinations(OpenBufferDesc *address, uint32_t vlan, uint32_t port, OpenBufferDesc *forward,
                               OpenBufferDesc *filter)
 {
@@ -249,20 +247,13 @@ static void registerFilterPorts()
     DO(rpcclt_openapiFilterDstIntfListAdd, addDestinations);
     DO(rpcclt_openapiFilterDstIntfListDelete, removeDestinations);
 
-    ASK(rpcclt_openapiFilterIsIntfInAnyFilter, [](uint32_t port, uint32_t *flag) -> int {
-        if (!interfaceExists(port))
-            return OPEN_BAD_ARGUMENT;
-        *flag = isInAnyFilter(port);
-        return OPEN_OK;
-    });
+    ASK(rpcclt_openapiFilterIsIntfInAnyFilter, ofInterface<isInAnyFilter>);
     ASK(rpcclt_openapiFilterPortParmCanSet, [](uint32_t port, uint32_t *flag) -> int {
-        *flag = 1; /* nothing that a port can be here keeps it from being in filters */
+        *flag = 1; /* every port can be in filters */
         return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
     });
-    ASK(rpcclt_openapiFilterIsValidIntf, [](uint32_t port, uint32_t *flag) -> int {
-        *flag = interfaceExists(port);
-        return OPEN_OK;
-    });
+    ASK(rpcclt_openapiFilterIsValidIntf,
+        [](uint32_t port, uint32_t *flag) { return store(interfaceExists(port), flag); });
 }
 
 static void registerModes()
@@ -307,17 +298,12 @@ void registerFilters()
     });
     ASK(rpcclt_openapiFilterCheckMacAddrTypeMulticast, [](OpenBufferDesc *address, uint32_t *flag) -> int {
         uint64_t mac;
-        if (!parseMac(textOf(address), &mac))
-            return OPEN_BAD_ARGUMENT;
-        *flag = isGroup(mac);
-        return OPEN_OK;
+        return parseMac(textOf(address), &mac) ? store(isGroup(mac), flag) : OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiFilterIsConfigured, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *flag) -> int {
         FilterKey key;
-        if (int rc = readKey(address, vlan, &key))
-            return rc;
-        *flag = filters.contains(key);
-        return OPEN_OK;
+        int rc = readKey(address, vlan, &key);
+        return rc == OPEN_OK ? store(filters.contains(key), flag) : rc;
     });
     DO(rpcclt_openapiFilterStreamSet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t stream) -> int {
         return withFilter(address, vlan, [=](Filter &filter) -> int {
@@ -325,11 +311,8 @@ void registerFilters()
             return OPEN_OK;
         });
     });
-    ASK(rpcclt_openapiFilterStreamGet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *stream) -> int {
-        return withFilter(address, vlan, [=](Filter &filter) -> int {
-            *stream = filter.stream;
-            return OPEN_OK;
-        });
+    ASK(rpcclt_openapiFilterStreamGet, [](OpenBufferDesc *address, uint32_t vlan, uint32_t *stream) {
+        return withFilter(address, vlan, [=](const Filter &filter) { return store(filter.stream, stream); });
     });
 }
 

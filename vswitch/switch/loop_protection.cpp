@@ -1,5 +1,20 @@
 /*
- * loop_protection.cpp - the virtual switch's loop protection: frames that are due, and those that come back.
+ * loop_protection.cpp - loop protection: when is a detection frame due on a port, and what follows when it comes back?
+ *
+ * A port is in one of four states:
+ *
+ *     OFF        loop protection is off for the switch or the port, or the port has no link
+ *     LISTENING  on; no frame is due here, as transmission is off or probes.cpp sends to real hosts
+ *     SENDING    on; simulated traffic: a frame is due at `nextFrame`
+ *     SHUT       loop protection shut the port down until `shutUntil`
+ *
+ * Transitions:
+ *
+ *     any            -> OFF        turnOff: protection or the link went
+ *     OFF, SENDING   -> LISTENING  listen: protection is on, transmission off
+ *     OFF, LISTENING -> SENDING    startSending: both are on
+ *     any but SHUT   -> SHUT       shutDown: enough frames came back, and the action is not LOOP_LOG
+ *     SHUT           -> SENDING    reopen: `shutUntil` has come; with transmission off, listen follows at once
  */
 #include <vector>
 
@@ -10,147 +25,169 @@
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
+enum State { OFF, LISTENING, SENDING, SHUT };
+
 struct LoopPort {
-    uint32_t tpid = 0x8100, vlan = 0; /* of its frames; VLAN 0 is no tag */
-    bool loop = false;                /* made up: each frame comes back */
-    bool cameBack = false;            /* the last frame that was really sent */
-    bool sending = false, detected = false, shut = false;
+    uint32_t tpid = 0x8100, vlan = 0; /* of its frames; VLAN 0: untagged */
+    bool looped = false;              /* simulated: every frame comes back */
+    State state = OFF;
     uint64_t nextFrame = 0, shutUntil = 0; /* uptime in seconds */
+    bool cameBack = false;                 /* the last frame */
+    bool detected = false;                 /* a loop, and it has not ended */
     uint32_t pending = 0;                  /* frames that came back since the last action */
     uint64_t sent = 0, received = 0, loops = 0, lastLoop = 0;
 };
 
 static std::vector<LoopPort> loopPorts; /* by port */
 
-static Setting adminMode = {.get = "rpcclt_openapiLoopProtectAdminModeGet",
-    .set = "rpcclt_openapiLoopProtectAdminModeSet", .highest = 1};
-static Setting txTimer = {.get = "rpcclt_openapiLoopProtectTxTimerGet", .set = "rpcclt_openapiLoopProtectTxTimerSet",
-    .initial = 5, .lowest = 1, .highest = 10};
-static Setting maxReceived = {.get = "rpcclt_openapiLoopProtectMaxPduReceiveGet",
-    .set = "rpcclt_openapiLoopProtectMaxPduReceiveSet", .initial = 1, .lowest = 1, .highest = 10};
-static Setting disableTimer = {.get = "rpcclt_openapiLoopProtectDisableTimerGet",
-    .set = "rpcclt_openapiLoopProtectDisableTimerSet", .highest = 604800};
-static Setting portTxMode = {.get = "rpcclt_openapiLoopProtectPortTxModeGet",
-    .set = "rpcclt_openapiLoopProtectPortTxModeSet", .scope = FOR_PORT, .initial = 1, .highest = 1};
-static Setting portAdminMode = {.get = "rpcclt_openapiLoopProtectPortAdminModeGet",
-    .set = "rpcclt_openapiLoopProtectPortAdminModeSet", .scope = FOR_PORT, .highest = 1};
-static Setting portAction = {.get = "rpcclt_openapiLoopProtectPortActionGet",
-    .set = "rpcclt_openapiLoopProtectPortActionSet", .scope = FOR_PORT, .initial = LOOP_SHUT_DOWN,
-    .lowest = LOOP_SHUT_DOWN, .highest = LOOP_BOTH};
+static Setting adminMode = {.name = "LoopProtectAdminMode", .highest = 1};
+static Setting txTimer = {.name = "LoopProtectTxTimer", .initial = 5, .lowest = 1, .highest = 10};
+static Setting maxReceived = {.name = "LoopProtectMaxPduReceive", .initial = 1, .lowest = 1, .highest = 10};
+static Setting disableTimer = {.name = "LoopProtectDisableTimer", .highest = 604800};
+static Setting portTxMode = {.name = "LoopProtectPortTxMode", .scope = FOR_PORT, .initial = 1, .highest = 1};
+static Setting portAdminMode = {.name = "LoopProtectPortAdminMode", .scope = FOR_PORT, .highest = 1};
+static Setting portAction = {.name = "LoopProtectPortAction", .scope = FOR_PORT,
+                             .initial = LOOP_SHUT_DOWN, .lowest = LOOP_SHUT_DOWN, .highest = LOOP_BOTH};
 
-static void setShut(uint32_t port, bool shut)
+static bool isProtected(uint32_t number)
 {
-    loopPorts[port].shut = shut;
-    setPortShut(port, PORT_LOOP_SHUT, shut);
+    return adminMode.value() && portAdminMode.value(number) && portHasLink(number);
 }
 
-static bool isGuarded(uint32_t port)
+LoopProbe loopProbe(uint32_t number)
 {
-    return adminMode.value() && portAdminMode.value(port) && portHasLink(port);
-}
-
-LoopProbe loopProbe(uint32_t port)
-{
-    if (!portExists(port))
+    if (!portExists(number))
         return {};
-    bool sends = isGuarded(port) && portTxMode.value(port) && !loopPorts[port].shut;
-    return {sends, loopPorts[port].tpid, loopPorts[port].vlan, (uint32_t)txTimer.value()};
+    const LoopPort &port = loopPorts[number];
+    bool sends = isProtected(number) && portTxMode.value(number) && port.state != SHUT;
+    return {sends, port.tpid, port.vlan, (uint32_t)txTimer.value()};
 }
 
-void loopFrameSent(uint32_t port)
+/* Transitions */
+
+static void turnOff(uint32_t number)
 {
-    LoopPort &own = loopPorts[port];
-    own.sent++;
-    own.detected &= own.cameBack;
-    own.cameBack = false;
+    loopPorts[number].state = OFF;
+    loopPorts[number].detected = false;
+    setPortShut(number, PORT_LOOP_SHUT, false);
 }
 
-/* So many frames come back, the last of them at `when`; no more than make one loop unless the action is only to log it. */
-static void receive(uint32_t port, uint64_t frames, uint64_t when)
+static void listen(uint32_t number)
 {
-    LoopPort &own = loopPorts[port];
-    uint64_t needed = maxReceived.value(), together = own.pending + frames;
-    own.received += frames;
-    own.cameBack = true;
-    own.pending = (uint32_t)(together % needed);
-    if (together < needed)
-        return;
-    own.loops += together / needed;
-    own.lastLoop = when;
-    own.detected = true;
-    if (portAction.value(port) == LOOP_LOG)
-        return;
-    own.pending = 0;
-    setShut(port, true);
-    own.shutUntil = disableTimer.value() ? when + disableTimer.value() : UINT64_MAX;
+    loopPorts[number].state = LISTENING;
+}
+
+static void startSending(uint32_t number, uint64_t now)
+{
+    LoopPort &port = loopPorts[number];
+    port.state = SENDING;
+    port.nextFrame = std::max(port.nextFrame, now);
+}
+
+static void shutDown(uint32_t number, uint64_t when)
+{
+    LoopPort &port = loopPorts[number];
+    port.state = SHUT;
+    port.pending = 0;
+    port.shutUntil = disableTimer.value() ? when + disableTimer.value() : UINT64_MAX;
+    setPortShut(number, PORT_LOOP_SHUT, true);
     advancePorts(when);
     stateChanged();
 }
 
-void loopFrameReceived(uint32_t port)
+static void reopen(uint32_t number)
 {
-    if (isGuarded(port) && !loopPorts[port].shut)
-        receive(port, 1, uptimeSeconds());
+    LoopPort &port = loopPorts[number];
+    port.state = SENDING;
+    port.nextFrame = port.shutUntil;
+    setPortShut(number, PORT_LOOP_SHUT, false);
+    advancePorts(port.shutUntil);
 }
 
-/* The frames that are due up to `now`, or up to the next action. */
-static void sendDue(uint32_t port, uint64_t now)
+/* Frames */
+
+void loopFrameSent(uint32_t number)
 {
-    LoopPort &own = loopPorts[port];
-    uint64_t interval = txTimer.value(), due = (now - own.nextFrame) / interval + 1;
-    if (own.loop && portAction.value(port) != LOOP_LOG) {
-        uint64_t needed = maxReceived.value() > own.pending ? maxReceived.value() - own.pending : 1;
+    LoopPort &port = loopPorts[number];
+    port.sent++;
+    port.detected &= port.cameBack;
+    port.cameBack = false;
+}
+
+/* `frames` came back, the last one at `when`. Each `maxReceived` of them are one loop. */
+static void receive(uint32_t number, uint64_t frames, uint64_t when)
+{
+    LoopPort &port = loopPorts[number];
+    uint64_t needed = maxReceived.value(), together = port.pending + frames;
+    port.received += frames;
+    port.cameBack = true;
+    port.pending = (uint32_t)(together % needed);
+    if (together < needed)
+        return;
+    port.loops += together / needed;
+    port.lastLoop = when;
+    port.detected = true;
+    if (portAction.value(number) != LOOP_LOG)
+        shutDown(number, when);
+}
+
+void loopFrameReceived(uint32_t number)
+{
+    if (isProtected(number) && loopPorts[number].state != SHUT)
+        receive(number, 1, uptimeSeconds());
+}
+
+/* Sends the frames that are due until `now`. Stops at the frame that shuts the port down. */
+static void sendDue(uint32_t number, uint64_t now)
+{
+    LoopPort &port = loopPorts[number];
+    uint64_t interval = txTimer.value(), due = (now - port.nextFrame) / interval + 1;
+    if (port.looped && portAction.value(number) != LOOP_LOG) {
+        uint64_t needed = maxReceived.value() > port.pending ? maxReceived.value() - port.pending : 1;
         due = std::min(due, needed);
     }
-    uint64_t last = own.nextFrame + (due - 1) * interval;
-    own.sent += due;
-    own.nextFrame = last + interval;
-    own.detected &= own.loop; /* a frame that does not come back: the loop is gone */
-    if (own.loop)
-        receive(port, due, last);
+    uint64_t last = port.nextFrame + (due - 1) * interval;
+    port.sent += due;
+    port.nextFrame = last + interval;
+    port.detected &= port.looped; /* a frame that does not come back ends the loop */
+    if (port.looped)
+        receive(number, due, last);
 }
 
-/* A port that opens finds the loop again, and is shut again: all but the last of these rounds at once. */
-static void skipRounds(uint32_t port, uint64_t now)
+/* After a long jump of the clock, accounts for all but the last rounds of SENDING and SHUT in one step. */
+static void skipRounds(uint32_t number, uint64_t now)
 {
-    LoopPort &own = loopPorts[port];
+    LoopPort &port = loopPorts[number];
     uint64_t frames = maxReceived.value(), round = (frames - 1) * txTimer.value() + disableTimer.value();
-    if (!own.loop || !disableTimer.value() || !portTxMode.value(port) || now < own.shutUntil + 2 * round ||
-        portAction.value(port) == LOOP_LOG)
+    if (!port.looped || !disableTimer.value() || !portTxMode.value(number) || now < port.shutUntil + 2 * round ||
+        portAction.value(number) == LOOP_LOG)
         return;
-    uint64_t rounds = (now - own.shutUntil) / round - 1;
-    own.sent += rounds * frames;
-    own.received += rounds * frames;
-    own.loops += rounds;
-    own.lastLoop += rounds * round;
-    own.shutUntil += rounds * round;
+    uint64_t rounds = (now - port.shutUntil) / round - 1;
+    port.sent += rounds * frames;
+    port.received += rounds * frames;
+    port.loops += rounds;
+    port.lastLoop += rounds * round;
+    port.shutUntil += rounds * round;
 }
 
-static void advancePort(uint32_t port, uint64_t now)
+static void advancePort(uint32_t number, uint64_t now)
 {
-    LoopPort &own = loopPorts[port];
-    if (!isGuarded(port)) {
-        own.sending = own.detected = false;
-        setShut(port, false);
-        return;
-    }
-    if (own.shut && own.shutUntil <= now)
-        skipRounds(port, now);
-    while (true) {
-        if (own.shut && own.shutUntil > now)
+    LoopPort &port = loopPorts[number];
+    if (!isProtected(number))
+        return turnOff(number);
+    bool sends = trafficIsSimulated() && portTxMode.value(number);
+    if (port.state == SHUT && port.shutUntil <= now)
+        skipRounds(number, now);
+    while (port.state != SHUT || port.shutUntil <= now) {
+        if (port.state == SHUT)
+            reopen(number);
+        if (!sends)
+            return listen(number);
+        if (port.state != SENDING)
+            startSending(number, now);
+        if (port.nextFrame > now)
             return;
-        if (own.shut) {
-            setShut(port, false);
-            own.nextFrame = own.shutUntil;
-            advancePorts(own.shutUntil);
-        }
-        bool sends = trafficIsSimulated() && portTxMode.value(port);
-        if (sends && !own.sending)
-            own.nextFrame = std::max(own.nextFrame, now);
-        own.sending = sends;
-        if (!sends || own.nextFrame > now)
-            return;
-        sendDue(port, now);
+        sendDue(number, now);
     }
 }
 
@@ -162,29 +199,25 @@ void advanceLoopProtection(uint64_t now)
 
 /* Operations */
 
-template <uint64_t LoopPort::*count> static int storeCount(uint32_t port, uint32_t *result)
+/* Clears the counters only: the state and the timers stay. */
+static int clearStats(uint32_t number)
 {
-    return portExists(port) ? store((uint32_t)(loopPorts[port].*count), result) : (int)OPEN_BAD_ARGUMENT;
-}
-
-template <bool LoopPort::*state> static int storeState(uint32_t port, uint32_t *result)
-{
-    return portExists(port) ? store(loopPorts[port].*state, result) : (int)OPEN_BAD_ARGUMENT;
-}
-
-/* Counters only: what the port is and waits for stays. */
-static int clearStats(uint32_t port)
-{
-    if (!portExists(port))
+    if (!portExists(number))
         return OPEN_BAD_ARGUMENT;
-    LoopPort &own = loopPorts[port];
-    own.sent = own.received = own.loops = 0;
+    LoopPort &port = loopPorts[number];
+    port.sent = port.received = port.loops = 0;
     return OPEN_OK;
+}
+
+/* 0 as well when there was no loop. */
+static uint64_t secondsSinceLoop(uint32_t port)
+{
+    return loopPorts[port].lastLoop ? uptimeSeconds() - loopPorts[port].lastLoop : 0;
 }
 
 static int setVlanProperties(uint32_t port, uint32_t tpid, uint32_t vlan)
 {
-    if (!portExists(port) || tpid < 0x600 || tpid > 0xFFFF || vlan > HIGHEST_VLAN) /* below 0x600 it is no EtherType */
+    if (!portExists(port) || tpid < 0x600 || tpid > 0xFFFF || vlan > HIGHEST_VLAN) /* lengths are below 0x600 */
         return OPEN_BAD_ARGUMENT;
     loopPorts[port].tpid = tpid;
     loopPorts[port].vlan = vlan;
@@ -201,12 +234,12 @@ static int getVlanProperties(uint32_t port, uint32_t *tpid, uint32_t *vlan)
 
 static CommandOutcome loop(const Args &args, std::string *answer)
 {
-    long long port;
-    if (!readNumber(args[0], 1, deviceOptions().ports, &port))
-        return refuse(answer, "there is no port \"" + args[0] + "\"");
+    uint32_t port;
+    if (!readPort(args[0], deviceOptions().ports, &port, answer))
+        return COMMAND_REFUSED;
     if (args[1] != "on" && args[1] != "off")
         return refuse(answer, "a loop is \"on\" or \"off\", not \"" + args[1] + "\"");
-    loopPorts[(size_t)port].loop = args[1] == "on";
+    loopPorts[port].looped = args[1] == "on";
     return COMMAND_DONE;
 }
 
@@ -215,21 +248,19 @@ void registerLoopProtection()
     registerSettings({&adminMode, &txTimer, &maxReceived, &disableTimer, &portTxMode, &portAdminMode, &portAction});
     static const Command commands[] = {
         {.group = EVENT_COMMANDS, .name = "loop", .usage = "PORT on|off", .fewest = 2, .most = 2,
-         .help = "a loop behind the port comes or goes", .run = loop},
+         .help = "connects a loop to the port, or removes it", .run = loop},
     };
     registerCommands(commands);
 
     DO(rpcclt_openapiLoopProtectPortVlanPropertiesSet, setVlanProperties);
     ASK(rpcclt_openapiLoopProtectPortVlanPropertiesGet, getVlanProperties);
-    ASK(rpcclt_openapiLoopProtectPortPacketTxCountGet, storeCount<&LoopPort::sent>);
-    ASK(rpcclt_openapiLoopProtectPortPacketRxCountGet, storeCount<&LoopPort::received>);
-    ASK(rpcclt_openapiLoopProtectPortloopDetectCountGet, storeCount<&LoopPort::loops>);
-    ASK(rpcclt_openapiLoopProtectIsLoopDetected, storeState<&LoopPort::detected>);
-    ASK(rpcclt_openapiLoopProtectIsPortDisabled, storeState<&LoopPort::shut>);
-    /* Seconds; 0 as well when there was none. */
+    ASK(rpcclt_openapiLoopProtectPortPacketTxCountGet, ofPort<[](uint32_t port) { return loopPorts[port].sent; }>);
+    ASK(rpcclt_openapiLoopProtectPortPacketRxCountGet, ofPort<[](uint32_t port) { return loopPorts[port].received; }>);
+    ASK(rpcclt_openapiLoopProtectPortloopDetectCountGet, ofPort<[](uint32_t port) { return loopPorts[port].loops; }>);
+    ASK(rpcclt_openapiLoopProtectIsLoopDetected, ofPort<[](uint32_t port) { return loopPorts[port].detected; }>);
+    ASK(rpcclt_openapiLoopProtectIsPortDisabled, ofPort<[](uint32_t port) { return loopPorts[port].state == SHUT; }>);
     ASK(rpcclt_openapiLoopProtectPortTimeSinceLastLoopGet, [](uint32_t port, uint32_t *time, uint32_t) {
-        uint64_t last = portExists(port) ? loopPorts[port].lastLoop : 0;
-        return portExists(port) ? store(last ? (uint32_t)(uptimeSeconds() - last) : 0, time) : (int)OPEN_BAD_ARGUMENT;
+        return ofPort<secondsSinceLoop>(port, time);
     });
     DO(rpcclt_openapiLoopProtectPortStatsClear, clearStats);
     DO(rpcclt_openapiLoopProtectAllStatsClear, []() -> int {
@@ -240,9 +271,9 @@ void registerLoopProtection()
 
     ASK(rpcclt_openapiLoopProtectValidIntfFirstGet, [](uint32_t *first) { return store(nextPort(0), first); });
     ASK(rpcclt_openapiLoopProtectValidIntfNextGet,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
     ASK(rpcclt_openapiLoopProtectIsValidIntf,
-          [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
+        [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
 }
 
 void resetLoopProtection()

@@ -1,5 +1,5 @@
 /*
- * membership.cpp - which ports are in which VLANs, and how: what is in force, of all that was set and registered.
+ * membership.cpp - which VLANs is a port in, and how? It follows from what was set and what neighbours registered.
  */
 #include <algorithm>
 
@@ -7,6 +7,7 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/switchport.h"
 
+/* Otherwise participation and tagging, as set for each VLAN, decide. */
 static bool modeDecides(uint32_t port)
 {
     return switchportMode(port) != MODE_GENERAL || privatePort(port);
@@ -22,21 +23,34 @@ uint32_t portPvid(uint32_t port)
     return vlanExists(vlan) ? vlan : 1;
 }
 
-bool portMayRegister(uint32_t port, uint32_t vlan)
+VlanBits registrableVlans(uint32_t port)
 {
+    VlanBits vlans;
     if (privatePort(port) || switchportMode(port) == MODE_ACCESS)
-        return false;
-    return switchportMode(port) == MODE_TRUNK ? isAllowed(port, vlan) : !isForbidden(port, vlan);
+        return vlans;
+    const Switchport &set = switchport(port);
+    bool trunk = switchportMode(port) == MODE_TRUNK;
+    if (!trunk || set.allowsAll)
+        vlans.set();
+    if (trunk && !set.allowsAll)
+        for (uint16_t vlan : set.allowed)
+            vlans.set(vlan);
+    if (!trunk)
+        for (auto [vlan, participation] : set.participation)
+            vlans.set(vlan, participation != PARTICIPATION_EXCLUDE);
+    return vlans;
 }
 
 bool isAdded(uint32_t port, uint32_t vlan)
 {
     if (!vlanRegistered(port, vlan))
         return false;
-    return switchportMode(port) == MODE_TRUNK ? vlanIsDynamic(vlan) : participationSet(port, vlan) == PARTICIPATION_AUTO;
+    if (switchportMode(port) == MODE_TRUNK)
+        return vlanIsDynamic(vlan);
+    return participationSet(port, vlan) == PARTICIPATION_AUTO;
 }
 
-/* A port with an association is in no other private VLAN. */
+/* A port with a private VLAN association is in no other private VLAN. */
 static bool modeIncludes(uint32_t port, uint32_t vlan)
 {
     const PrivatePort *association = privatePort(port);
@@ -56,7 +70,7 @@ bool portInVlan(uint32_t port, uint32_t vlan)
     return included || isAdded(port, vlan) || voiceVlan(port) == vlan;
 }
 
-/* In general mode, and for the endpoint that reads the setting. */
+/* In force in general mode; in other modes only VlanTaggedSetGet returns it. */
 static uint32_t taggingIn(uint32_t port, uint32_t vlan)
 {
     return valueIn(switchport(port).tagging, vlan, isAdded(port, vlan) ? TAGGED : UNTAGGED);
@@ -71,7 +85,7 @@ bool portTags(uint32_t port, uint32_t vlan)
     return taggingIn(port, vlan) == TAGGED;
 }
 
-/* A trunk takes all; other ports whose mode decides are for stations, which send untagged. */
+/* A trunk accepts all frames; access and private ports connect stations, which send untagged frames. */
 AcceptedFrames acceptedFrames(uint32_t port)
 {
     if (modeDecides(port))
@@ -101,13 +115,13 @@ static bool isNormalAllowed(uint32_t port, uint32_t vlan)
     return isAllowed(port, vlan) && !privateVlanType(vlan);
 }
 
-/* The VLANs there are of which `holds` is true for the port. */
-static int listVlans(uint32_t port, bool (*holds)(uint32_t port, uint32_t vlan), VlanIdList *list)
+/* Lists the existing VLANs for which `holds` is true. */
+template <bool (*holds)(uint32_t port, uint32_t vlan)> static int listVlans(uint32_t port, VlanIdList *list)
 {
     if (!interfaceExists(port))
         return OPEN_BAD_ARGUMENT;
     std::vector<uint16_t> ids = existingVlans();
-    std::erase_if(ids, [&](uint16_t vlan) { return !holds(port, vlan); });
+    std::erase_if(ids, [=](uint16_t vlan) { return !holds(port, vlan); });
     setList(list, ids);
     return OPEN_OK;
 }
@@ -115,24 +129,20 @@ static int listVlans(uint32_t port, bool (*holds)(uint32_t port, uint32_t vlan),
 void registerMembership()
 {
     ASK(rpcclt_openapiVlanTaggedSetGet, [](uint32_t vlan, uint32_t port, uint32_t *tagged) {
-        return vlanExists(vlan) && interfaceExists(port) ? store(taggingIn(port, vlan), tagged) : (int)OPEN_BAD_ARGUMENT;
+        bool exist = vlanExists(vlan) && interfaceExists(port);
+        return exist ? store(taggingIn(port, vlan), tagged) : (int)OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiVlanVIDListGet, [](uint32_t port, VlanIdList *list, uint32_t *count) {
-        int rc = listVlans(port, portInVlan, list);
+        int rc = listVlans<portInVlan>(port, list);
         return rc == OPEN_OK ? store(list->count, count) : rc;
     });
     ASK(rpcclt_openapiQportsCurrentIngressFilteringGet, ofInterface<filtersIngress>);
-    /* Whatever the mode: where the port's untagged frames go. */
+    /* In every mode, not only as a trunk. */
     ASK(rpcclt_openapiPvlanIntfTrunkNativeVlanGet, ofInterface<portPvid>);
 
-    ASK(rpcclt_openapiDot1qSwPortForbiddenVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isForbidden, list); });
-    ASK(rpcclt_openapiDot1qSwPortUntaggedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isUntaggedMember, list); });
-    ASK(rpcclt_openapiDot1qSwPortTaggedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isTaggedMember, list); });
-    ASK(rpcclt_openapiDot1qSwPortDynamicallyAddedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isAdded, list); });
-    ASK(rpcclt_openapiPvlanIntfTrunkAllowedVlanListGet,
-          [](uint32_t port, VlanIdList *list) { return listVlans(port, isNormalAllowed, list); });
+    ASK(rpcclt_openapiDot1qSwPortForbiddenVlanListGet, listVlans<isForbidden>);
+    ASK(rpcclt_openapiDot1qSwPortUntaggedVlanListGet, listVlans<isUntaggedMember>);
+    ASK(rpcclt_openapiDot1qSwPortTaggedVlanListGet, listVlans<isTaggedMember>);
+    ASK(rpcclt_openapiDot1qSwPortDynamicallyAddedVlanListGet, listVlans<isAdded>);
+    ASK(rpcclt_openapiPvlanIntfTrunkAllowedVlanListGet, listVlans<isNormalAllowed>);
 }

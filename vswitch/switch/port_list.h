@@ -1,5 +1,5 @@
 /*
- * port_list.h - sets of ports as text: "1,2,5-8", port numbers and ranges between commas; no ports are no text.
+ * port_list.h - sets of ports as text, such as "1,2,5-8". The empty set is the empty text.
  */
 #ifndef VSWITCH_PORT_LIST_H
 #define VSWITCH_PORT_LIST_H
@@ -13,7 +13,7 @@
 
 #include "vswitch/switch/state.h"
 
-/* Ascending, three ports or more in a row as a range. */
+/* Ascending; three or more ports in a row become a range. */
 inline std::string portListText(const PortSet &ports)
 {
     std::string text;
@@ -28,7 +28,7 @@ inline std::string portListText(const PortSet &ports)
     return text;
 }
 
-/* Ascending, each by itself. */
+/* Ascending, without ranges. */
 inline std::string portsSingly(const PortSet &ports)
 {
     std::string text;
@@ -37,7 +37,7 @@ inline std::string portsSingly(const PortSet &ports)
     return text;
 }
 
-/* In any order, also with repetitions. False for anything but a list of ports (or LAGs) that exist; *ports is then undefined. */
+/* Accepts any order, and repetitions. False when the text is no list of existing ports or LAGs: *ports is undefined. */
 inline bool parsePortList(const std::string &text, PortSet *ports)
 {
     ports->clear();
@@ -51,7 +51,8 @@ inline bool parsePortList(const std::string &text, PortSet *ports)
         uint32_t last = first;
         if (read.ec == std::errc() && read.ptr < end && *read.ptr == '-')
             read = std::from_chars(read.ptr + 1, end, last);
-        if (read.ec != std::errc() || read.ptr != end || first > last || !interfaceExists(first) || !interfaceExists(last))
+        if (read.ec != std::errc() || read.ptr != end || first > last || !interfaceExists(first) ||
+            !interfaceExists(last))
             return false;
         for (uint32_t port = first; port <= last; port++)
             ports->insert(port);

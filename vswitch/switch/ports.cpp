@@ -1,9 +1,9 @@
 /*
- * ports.cpp - the virtual switch's ports and link aggregation groups: which are up, and what passes them.
+ * ports.cpp - which ports and link aggregation groups (LAGs) are up, and how many frames do they carry?
  *
- * At start the lower half of the ports has a link, four at least, and the LAGs have none. Ports 1 and 2 lead to switches,
- * the others to stations. While a port is up, so many frames a second pass it as the rates say. None of this is so once
- * something is plugged in: a port then is what it is plugged into.
+ * At start the lower half of the ports has a link, but at least four ports; the LAGs have none. Ports 1 and 2 lead to
+ * switches, the others to stations. A port that is up carries IN_FRAMES and OUT_FRAMES a second. All this is simulated;
+ * once ports have plugs, the link and the frames are those of the real hosts.
  */
 #include <algorithm>
 #include <vector>
@@ -14,12 +14,12 @@
 #include "vswitch/switch/state.h"
 
 static const uint32_t NEIGHBOURS = 2;
-static const uint64_t IN_FRAMES = 5, OUT_FRAMES = 10; /* a second */
+static const uint64_t IN_FRAMES = 5, OUT_FRAMES = 10; /* simulated, a second */
 
 struct Port {
-    bool link = false;               /* as the `link` command has it */
+    bool link = false;  /* as the `link` command set it */
     bool loopShut = false, stormShut = false;
-    bool wasUp = false;              /* at the last advancePorts() */
+    bool wasUp = false; /* at the last advancePorts() */
     uint32_t transitions = 0;
     PortCounters counters;
 };
@@ -123,12 +123,12 @@ void advancePorts(uint64_t now)
 
 static CommandOutcome link(const Args &args, std::string *answer)
 {
-    long long port;
-    if (!readNumber(args[0], 1, highestInterface(), &port))
-        return refuse(answer, "there is no port \"" + args[0] + "\", only 1 to " + std::to_string(highestInterface()));
+    uint32_t port;
+    if (!readPort(args[0], highestInterface(), &port, answer))
+        return COMMAND_REFUSED;
     if (args[1] != "up" && args[1] != "down")
-        return refuse(answer, "a link goes \"up\" or \"down\", not \"" + args[1] + "\"");
-    ports[(uint32_t)port].link = args[1] == "up";
+        return refuse(answer, "a link is \"up\" or \"down\", not \"" + args[1] + "\"");
+    ports[port].link = args[1] == "up";
     return COMMAND_DONE;
 }
 
@@ -136,7 +136,7 @@ void registerPorts()
 {
     static const Command commands[] = {
         {.group = EVENT_COMMANDS, .name = "link", .usage = "PORT up|down", .fewest = 2, .most = 2,
-         .help = "a port's link, or that of a LAG, comes or goes", .run = link},
+         .help = "sets the link of a port or LAG up or down", .run = link},
     };
     registerCommands(commands);
 }
@@ -146,7 +146,7 @@ void resetPorts()
     ports.assign(highestInterface() + 1, {});
     for (uint32_t port = 1; port <= std::min(std::max(4u, deviceOptions().ports / 2), deviceOptions().ports); port++)
         ports[port].link = ports[port].wasUp = true, ports[port].transitions = 1;
-    if (!trafficIsSimulated()) /* what is plugged in decides, unless the command `link` says "down" */
+    if (!trafficIsSimulated()) /* the plugged hosts decide, unless the command `link` sets "down" */
         for (Port &port : ports)
             port = {}, port.link = true;
     countedUntil = topologyChangedAt = 0;

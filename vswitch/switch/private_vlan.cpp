@@ -1,6 +1,6 @@
 /*
- * private_vlan.cpp - the virtual switch's private VLANs: primary VLANs with the secondary VLANs associated with
- * them, and the ports that are hosts in one secondary VLAN or promiscuous in several.
+ * private_vlan.cpp - private VLANs: which secondary VLANs belong to a primary VLAN, and which ports are hosts (in one
+ * secondary VLAN) or promiscuous (in several)?
  */
 #include <algorithm>
 #include <map>
@@ -11,11 +11,11 @@
 
 struct PrivateVlan {
     PrivateVlanType type;
-    uint32_t primary; /* of a secondary VLAN that is associated with one, else 0 */
+    uint32_t primary; /* of an associated secondary VLAN, else 0 */
 };
 
-static std::map<uint32_t, PrivateVlan> privateVlans; /* without those of type none */
-static std::map<uint32_t, PrivatePort> ports;
+static std::map<uint32_t, PrivateVlan> privateVlans; /* by VLAN; none of type PRIVATE_NONE */
+static std::map<uint32_t, PrivatePort> associations; /* by port */
 
 PrivateVlanType privateVlanType(uint32_t vlan)
 {
@@ -40,24 +40,25 @@ std::vector<uint16_t> secondaryVlans(uint32_t primary)
 
 const PrivatePort *privatePort(uint32_t port)
 {
-    auto found = ports.find(port);
-    return found == ports.end() ? nullptr : &found->second;
+    auto found = associations.find(port);
+    return found == associations.end() ? nullptr : &found->second;
 }
 
 static PrivatePortMode modeOf(uint32_t port)
 {
-    const PrivatePort *own = privatePort(port);
-    if (!own)
+    const PrivatePort *association = privatePort(port);
+    if (!association)
         return PORT_NONE;
     bool trunk = switchportMode(port) == MODE_TRUNK;
-    if (own->role == PROMISCUOUS)
+    if (association->role == PROMISCUOUS)
         return trunk ? PORT_PROMISCUOUS_TRUNK : PORT_PROMISCUOUS;
-    return trunk && privateVlanType(*own->secondaries.begin()) == PRIVATE_ISOLATED ? PORT_ISOLATED_TRUNK : PORT_HOST;
+    bool isolated = privateVlanType(*association->secondaries.begin()) == PRIVATE_ISOLATED;
+    return trunk && isolated ? PORT_ISOLATED_TRUNK : PORT_HOST;
 }
 
 /* VLANs */
 
-/* VLAN 1 is never private; a VLAN that is associated keeps its type. */
+/* VLAN 1 is never private. The type of an associated VLAN cannot change. */
 static int setType(uint32_t vlan, uint32_t type)
 {
     if (!vlanExists(vlan) || vlan == 1 || type > PRIVATE_COMMUNITY)
@@ -74,8 +75,8 @@ static int setType(uint32_t vlan, uint32_t type)
 }
 
 /*
- * All or none of them; those that are associated with it already stay so. A secondary VLAN has one primary VLAN, which has
- * one isolated VLAN at most.
+ * Associates all of the list or none. VLANs that already belong to `primary` stay so. A secondary VLAN has one primary
+ * VLAN; a primary VLAN has at most one isolated VLAN.
  */
 static int associate(uint32_t primary, VlanIdList list)
 {
@@ -97,17 +98,17 @@ static int associate(uint32_t primary, VlanIdList list)
     return OPEN_OK;
 }
 
-/* Ports lose what they had of the secondary VLAN, and with the last one their association. */
+/* Ports leave the secondary VLAN. A port without secondary VLANs loses its association. */
 static void dissociate(uint16_t secondary)
 {
     privateVlans.at(secondary).primary = 0;
-    for (auto &[port, own] : ports)
-        own.secondaries.erase(secondary);
-    std::erase_if(ports, [](const auto &entry) { return entry.second.secondaries.empty(); });
+    for (auto &[port, association] : associations)
+        association.secondaries.erase(secondary);
+    std::erase_if(associations, [](const auto &entry) { return entry.second.secondaries.empty(); });
 }
 
-/* An empty list stands for all of them. */
-static int dissociateAll(uint32_t primary, VlanIdList list)
+/* An empty list stands for all secondary VLANs of `primary`. */
+static int dissociateList(uint32_t primary, VlanIdList list)
 {
     if (privateVlanType(primary) != PRIVATE_PRIMARY)
         return OPEN_BAD_ARGUMENT;
@@ -136,13 +137,10 @@ static void registerPrivateTable()
 {
     DO(rpcclt_openapiDot1qPrivateVlanEnable, setType);
     ASK(rpcclt_openapiDot1qPrivateVlanGet, [](uint32_t vlan, uint32_t *type) -> int {
-        if (!vlanExists(vlan))
-            return OPEN_BAD_ARGUMENT;
-        *type = privateVlanType(vlan);
-        return OPEN_OK;
+        return vlanExists(vlan) ? store(privateVlanType(vlan), type) : OPEN_BAD_ARGUMENT;
     });
     DO(rpcclt_openapiDot1qApiPrivateVlanAssocAdd, associate);
-    DO(rpcclt_openapiDot1qApiPrivateVlanAssocRemove, dissociateAll);
+    DO(rpcclt_openapiDot1qApiPrivateVlanAssocRemove, dissociateList);
     ASK(rpcclt_openapiDot1qPrivateVlanAssociationGet, [](uint32_t vlan, VlanIdList *list) -> int {
         if (!vlanExists(vlan))
             return OPEN_BAD_ARGUMENT;
@@ -153,14 +151,14 @@ static void registerPrivateTable()
 
 /* Ports */
 
-/* Takes the place of the association that the port had, be it as a host or promiscuous. */
+/* Replaces the association that the port had, in either role. */
 static int setAssociation(uint32_t port, const PrivatePort &wanted)
 {
     bool known = std::all_of(wanted.secondaries.begin(), wanted.secondaries.end(),
                              [&](uint16_t id) { return primaryVlan(id) == wanted.primary; });
     if (!interfaceExists(port) || wanted.primary == 0 || wanted.secondaries.empty() || !known)
         return OPEN_BAD_ARGUMENT;
-    ports[port] = wanted;
+    associations[port] = wanted;
     return OPEN_OK;
 }
 
@@ -176,7 +174,7 @@ static int setPromiscuous(uint32_t port, uint32_t primary, VlanIdList secondarie
     return setAssociation(port, {PROMISCUOUS, primary, idsOf(secondaries)});
 }
 
-/* The port's association, if it is in that role; otherwise the code that says why not. */
+/* Finds the association of a port in a role. Otherwise returns the code that says why there is none. */
 static int findAssociation(uint32_t port, PrivateRole role, const PrivatePort **found)
 {
     *found = privatePort(port);
@@ -187,34 +185,33 @@ static int findAssociation(uint32_t port, PrivateRole role, const PrivatePort **
 
 template <PrivateRole role> static int removeAssociation(uint32_t port)
 {
-    const PrivatePort *own;
-    if (int rc = findAssociation(port, role, &own))
+    const PrivatePort *association;
+    if (int rc = findAssociation(port, role, &association))
         return rc;
-    ports.erase(port);
+    associations.erase(port);
     return OPEN_OK;
 }
 
 static int getHost(uint32_t port, uint32_t *primary, uint32_t *secondary)
 {
-    const PrivatePort *own;
-    if (int rc = findAssociation(port, HOST, &own))
+    const PrivatePort *association;
+    if (int rc = findAssociation(port, HOST, &association))
         return rc;
-    *primary = own->primary;
-    *secondary = *own->secondaries.begin();
-    return OPEN_OK;
+    *primary = association->primary;
+    return store(*association->secondaries.begin(), secondary);
 }
 
 static int getPromiscuous(uint32_t port, uint32_t *primary, VlanIdList *secondaries)
 {
-    const PrivatePort *own;
-    if (int rc = findAssociation(port, PROMISCUOUS, &own))
+    const PrivatePort *association;
+    if (int rc = findAssociation(port, PROMISCUOUS, &association))
         return rc;
-    *primary = own->primary;
-    setList(secondaries, {own->secondaries.begin(), own->secondaries.end()});
+    *primary = association->primary;
+    setList(secondaries, {association->secondaries.begin(), association->secondaries.end()});
     return OPEN_OK;
 }
 
-/* A step of the walk over a trunk's primary VLANs, of which there is one at most: is it behind `after`? */
+/* A step of the walk over a trunk's primary VLANs. There is at most one: OPEN_OK if it comes after `after`. */
 static int stepTrunk(uint32_t port, PrivatePortMode mode, uint32_t after)
 {
     if (!interfaceExists(port))
@@ -235,9 +232,9 @@ static void registerPrivatePorts()
         if (!interfaceExists(port))
             return OPEN_BAD_ARGUMENT;
         VlanSet ids;
-        if (const PrivatePort *own = privatePort(port)) {
-            ids = own->secondaries;
-            ids.insert((uint16_t)own->primary);
+        if (const PrivatePort *association = privatePort(port)) {
+            ids = association->secondaries;
+            ids.insert((uint16_t)association->primary);
         }
         setList(list, {ids.begin(), ids.end()});
         return OPEN_OK;
@@ -247,15 +244,15 @@ static void registerPrivatePorts()
 static void registerPrivateTrunks()
 {
     ASK(rpcclt_openapiPvlanIntfPromiscTrunkAssocNextGet,
-          [](uint32_t port, uint32_t after, uint32_t *next, VlanIdList *secondaries) {
-              int rc = stepTrunk(port, PORT_PROMISCUOUS_TRUNK, after);
-              return rc == OPEN_OK ? getPromiscuous(port, next, secondaries) : rc;
-          });
+        [](uint32_t port, uint32_t after, uint32_t *next, VlanIdList *secondaries) {
+            int rc = stepTrunk(port, PORT_PROMISCUOUS_TRUNK, after);
+            return rc == OPEN_OK ? getPromiscuous(port, next, secondaries) : rc;
+        });
     ASK(rpcclt_openapiPvlanIntfIsolatedTrunkAssocNextGet,
-          [](uint32_t port, uint32_t after, uint32_t *next, uint32_t *secondary) {
-              int rc = stepTrunk(port, PORT_ISOLATED_TRUNK, after);
-              return rc == OPEN_OK ? getHost(port, next, secondary) : rc;
-          });
+        [](uint32_t port, uint32_t after, uint32_t *next, uint32_t *secondary) {
+            int rc = stepTrunk(port, PORT_ISOLATED_TRUNK, after);
+            return rc == OPEN_OK ? getHost(port, next, secondary) : rc;
+        });
 }
 
 void registerPrivateVlans()
@@ -269,5 +266,5 @@ void registerPrivateVlans()
 void resetPrivateVlans()
 {
     privateVlans.clear();
-    ports.clear();
+    associations.clear();
 }

@@ -1,5 +1,5 @@
 /*
- * protected_ports.cpp - the virtual switch's protected ports: traffic does not pass between ports of one group.
+ * protected_ports.cpp - protected ports: the ports of one group exchange no frames.
  */
 #include <map>
 
@@ -8,11 +8,11 @@
 #include "vswitch/switch/port_list.h"
 #include "vswitch/switch/state.h"
 
-static const uint32_t GROUPS = 3;          /* numbered from 1; a port is in one of them at most */
-static const size_t GROUP_NAME_MAX = 32; /* bytes; the empty name is none */
+static const uint32_t GROUPS = 3;          /* numbered from 1; a port is in at most one */
+static const size_t GROUP_NAME_MAX = 32; /* bytes; an empty name: none */
 
 static std::map<uint32_t, std::string> groupNames;
-static std::set<std::pair<uint32_t, uint32_t>> memberships; /* (port, group), in which order they are walked */
+static std::set<std::pair<uint32_t, uint32_t>> memberships; /* port, group: the order of the walk */
 
 static bool groupExists(uint32_t group)
 {
@@ -79,7 +79,7 @@ void registerProtectedPorts()
     ASK(rpcclt_openapiProtectedPortGroupIntfCountGet, [](uint32_t group, uint32_t *count) -> int {
         return groupExists(group) ? store((uint32_t)membersOf(group).size(), count) : OPEN_BAD_ARGUMENT;
     });
-    /* The program's buffer has room for each member by itself. */
+    /* Without ranges: the program's buffer has room for every member. */
     ASK(rpcclt_openapiProtectedPortGroupIntfListGet, [](uint32_t group, OpenBufferDesc *list) -> int {
         return groupExists(group) ? setText(list, portsSingly(membersOf(group))) : OPEN_BAD_ARGUMENT;
     });

@@ -1,15 +1,14 @@
 /*
- * registration.cpp - the virtual switch's registration protocols: GMRP and GVRP, MVRP and MMRP.
+ * registration.cpp - GMRP, GVRP, MVRP and MMRP: where does each run, what do neighbours register, what is counted?
  *
- * Each of them is enabled in two places, for the switch and for a port, and runs where both say so, the port is up and a
- * neighbour is. Then a PDU goes either way at once and with every LeaveAll timer; MVRP and MMRP send one every second
- * besides while their periodic state machine is on. Where GVRP or MVRP runs, the neighbour registers its VLANs, unless the
- * port may not be in one: that counts as a failed registration each time. Simulated neighbours have three
- * VLANs, 3001 and 3002 on port 1, 3002 and 3003 on port 2. Real neighbours are those of mrp.cpp.
+ * A protocol runs on a port if it is enabled for the switch and for the port, and the port is up with a neighbour. It
+ * sends a PDU and receives one when it starts and at each LeaveAll timer. MVRP and MMRP send another one every second
+ * while their periodic state machine is on. Where GVRP or MVRP runs, the neighbour registers the VLANs that it
+ * declares. A VLAN that the port may not be in counts as a failed registration each time. Simulated neighbours declare
+ * the VLANs 3001 and 3002 on port 1, 3002 and 3003 on port 2. mrp.cpp handles real neighbours.
  */
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <map>
 
 #include "vswitch/base/clock.h"
@@ -18,37 +17,33 @@
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
-/* Timers in hundredths of a second, in the ranges of the protocol. */
-static Setting joinTime = {.get = "rpcclt_openapiGarpJoinTimeGet", .set = "rpcclt_openapiGarpJoinTimeSet",
-    .scope = FOR_PORT, .initial = 20, .lowest = 10, .highest = 100};
-static Setting leaveTime = {.get = "rpcclt_openapiGarpLeaveTimeGet", .set = "rpcclt_openapiGarpLeaveTimeSet",
-    .scope = FOR_PORT, .initial = 60, .lowest = 20, .highest = 600};
-static Setting leaveAllTime = {.get = "rpcclt_openapiGarpLeaveAllTimeGet", .set = "rpcclt_openapiGarpLeaveAllTimeSet",
-    .scope = FOR_PORT, .initial = 1000, .lowest = 200, .highest = 6000};
-static Setting mvrpPeriodic = {.get = "rpcclt_openapiMvrpPeriodicStateMachineModeGet",
-    .set = "rpcclt_openapiMvrpPeriodicStateMachineModeSet", .highest = 1};
-static Setting mmrpPeriodic = {.get = "rpcclt_openapiMmrpPeriodicStateMachineModeGet",
-    .set = "rpcclt_openapiMmrpPeriodicStateMachineModeSet", .highest = 1};
+/* Timers in hundredths of a second. */
+static Setting joinTime = {.name = "GarpJoinTime", .scope = FOR_PORT, .initial = 20, .lowest = 10, .highest = 100};
+static Setting leaveTime = {.name = "GarpLeaveTime", .scope = FOR_PORT, .initial = 60, .lowest = 20, .highest = 600};
+static Setting leaveAllTime = {.name = "GarpLeaveAllTime", .scope = FOR_PORT,
+                               .initial = 1000, .lowest = 200, .highest = 6000};
+static Setting mvrpPeriodic = {.name = "MvrpPeriodicStateMachineMode", .highest = 1};
+static Setting mmrpPeriodic = {.name = "MmrpPeriodicStateMachineMode", .highest = 1};
 
-/* What is counted, by MrpCounter. */
+/* By MrpCounter. */
 using Counters = std::array<uint64_t, MRP_REGISTRATION_FAILED + 1>;
 
-/* A port that runs a protocol: what is due when, in seconds of uptime. */
+/* A protocol on a port. Times are uptime in seconds. */
 struct Session {
     bool running = false;
-    uint64_t nextLeaveAll = 0, periodicUntil = 0;
+    uint64_t nextLeaveAll = 0, periodicUntil = 0; /* periodic PDUs are counted until then */
 };
 
 struct ProtocolState {
     bool enabled;
-    PortSet ports; /* where it is enabled */
+    PortSet ports; /* that it is enabled on */
     std::map<uint32_t, Session> sessions;
     std::map<uint32_t, Counters> counted;
-    Counters total; /* of the switch: cleared apart from the ports' */
+    Counters total; /* of all ports; cleared separately */
 };
 
 static ProtocolState states[REGISTRATION_PROTOCOLS];
-static std::map<uint32_t, VlanSet> declared; /* by the neighbour on a port */
+static std::map<uint32_t, VlanBits> declared; /* by port: what the neighbour declares */
 
 bool registrationRuns(RegistrationProtocol protocol, uint32_t port)
 {
@@ -60,22 +55,22 @@ bool registrationRuns(RegistrationProtocol protocol, uint32_t port)
 
 void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins)
 {
-    if (joins)
-        declared[port].insert((uint16_t)vlan);
-    else
-        declared[port].erase((uint16_t)vlan);
+    if (declaredVlans(port)[vlan] == joins)
+        return;
+    declared[port].set(vlan, joins);
     stateChanged();
 }
 
 void neighbourHasGone(uint32_t port)
 {
-    declared[port].clear();
+    declared.erase(port);
+    setRegisteredVlans(port, {});
     stateChanged();
 }
 
-const VlanSet &declaredVlans(uint32_t port)
+const VlanBits &declaredVlans(uint32_t port)
 {
-    static const VlanSet none;
+    static const VlanBits none;
     auto found = declared.find(port);
     return found == declared.end() ? none : found->second;
 }
@@ -90,22 +85,18 @@ bool mvrpIsPeriodic()
     return mvrpPeriodic.value();
 }
 
-/* Tells the VLAN table what the neighbours register: what they declare, where a protocol runs and the port may be in it. */
+/* Stores in the VLAN table what neighbours declare, if GVRP or MVRP runs and the port may be in the VLAN. */
 static void registerDeclared()
 {
     for (const auto &[port, vlans] : declared) {
-        VlanSet registered;
-        if (registrationRuns(GVRP, port) || registrationRuns(MVRP, port))
-            std::copy_if(vlans.begin(), vlans.end(), std::inserter(registered, registered.end()),
-                         [port = port](uint16_t vlan) { return portMayRegister(port, vlan); });
-        setRegisteredVlans(port, registered);
+        bool runs = vlans.any() && (registrationRuns(GVRP, port) || registrationRuns(MVRP, port));
+        setRegisteredVlans(port, runs ? vlans & registrableVlans(port) : VlanBits());
     }
 }
 
 static uint32_t refusedVlans(uint32_t port)
 {
-    const VlanSet &vlans = declaredVlans(port);
-    return (uint32_t)std::count_if(vlans.begin(), vlans.end(), [=](uint16_t vlan) { return !portMayRegister(port, vlan); });
+    return (uint32_t)(declaredVlans(port) & ~registrableVlans(port)).count();
 }
 
 /* PDUs */
@@ -116,6 +107,7 @@ void countRegistration(RegistrationProtocol protocol, uint32_t port, MrpCounter 
     states[protocol].total[counter] += number;
 }
 
+/* Simulated neighbours: `rounds` PDUs in each direction. */
 static void exchange(RegistrationProtocol protocol, uint32_t port, uint64_t rounds)
 {
     if (!trafficIsSimulated())
@@ -143,7 +135,7 @@ static void advanceSession(RegistrationProtocol protocol, uint32_t port, uint64_
         session = {true, now + interval, now};
         exchange(protocol, port, 1);
     }
-    session.nextLeaveAll = std::min(session.nextLeaveAll, now + interval); /* the timer may have been made shorter */
+    session.nextLeaveAll = std::min(session.nextLeaveAll, now + interval); /* the timer may now be shorter */
     if (session.nextLeaveAll <= now) {
         uint64_t rounds = (now - session.nextLeaveAll) / interval + 1;
         exchange(protocol, port, rounds);
@@ -164,7 +156,7 @@ void advanceRegistration(uint64_t now)
             advanceSession(protocol, port, now);
 }
 
-/* What all four protocols have; a flag is 0 or 1. */
+/* Operations of all four protocols */
 
 template <RegistrationProtocol P> static int enableGet(uint32_t *flag)
 {
@@ -236,7 +228,7 @@ template <RegistrationProtocol P> static int clearAll()
     return clearTotal<P>();
 }
 
-/* The VLANs that MVRP knows. */
+/* The VLANs that MVRP knows */
 
 static int storeVlans(const std::vector<uint16_t> &known, VlanIdList *vlans, uint32_t *count)
 {
@@ -254,7 +246,7 @@ static int vlansOfSwitch(uint32_t selection, VlanIdList *vlans, uint32_t *count)
     return storeVlans(known, vlans, count);
 }
 
-/* Static: what the port tells its neighbour. Dynamic: what the neighbour registered. */
+/* Dynamic VLANs are those that the neighbour registered on the port. */
 static int vlansOfPort(uint32_t port, uint32_t selection, VlanIdList *vlans, uint32_t *count)
 {
     if (!portExists(port) || selection > MVRP_VLANS_DYNAMIC)
@@ -306,10 +298,9 @@ void registerRegistration()
     DO(rpcclt_openapiMmrpCountersClear, clearAll<MMRP>);
 
     /* MVRP can run on every port. */
-    ASK(rpcclt_openapiMvrpIsValidIntfGet,
-          [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
+    ASK(rpcclt_openapiMvrpIsValidIntfGet, [](uint32_t port, uint32_t *flag) { return store(portExists(port), flag); });
     ASK(rpcclt_openapiMvrpValidIntfNextGet,
-          [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
+        [](uint32_t port, uint32_t *next) { return storeNext(nextPort(port), next); });
     ASK(rpcclt_openapiMvrpVlanArrayGet, vlansOfSwitch);
     ASK(rpcclt_openapiMvrpIntfVlanArrayGet, vlansOfPort);
 }
@@ -320,5 +311,6 @@ void resetRegistration()
         state = {};
     declared.clear();
     if (trafficIsSimulated())
-        declared = {{1, {3001, 3002}}, {2, {3002, 3003}}};
+        for (auto [port, vlan] : {std::pair(1u, 3001u), {1u, 3002u}, {2u, 3002u}, {2u, 3003u}})
+            declared[port].set(vlan);
 }

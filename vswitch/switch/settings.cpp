@@ -1,5 +1,5 @@
 /*
- * settings.cpp - numbers that are set and read back.
+ * settings.cpp - answers the operations that set a number and read it back.
  */
 #include "vswitch/switch/settings.h"
 
@@ -51,15 +51,15 @@ static int writeSetting(Setting &setting, Arguments &arguments)
     return OPEN_OK;
 }
 
-/* A setting must fit its operation: the port if there is one, then the number. */
-static Operation &operationWith(const char *name, Scope scope, const char *resultTags)
+/* The operation, whose parameters must be the port, if the scope has one, and a number with one of `numberTags`. */
+static Operation &operationWith(const std::string &name, Scope scope, const char *numberTags)
 {
     Operation &operation = operationNamed(name);
     size_t keys = scope == FOR_SWITCH ? 0 : 1;
     bool fits = operation.tags.size() == keys + 1 && (keys == 0 || operation.tags[0] == WIRE_IN) &&
-                std::string(resultTags).find(operation.tags.back()) != std::string::npos;
+                std::string(numberTags).find(operation.tags.back()) != std::string::npos;
     if (!fits) {
-        fprintf(stderr, "vswitch: %s is no setting with these keys\n", name);
+        fprintf(stderr, "vswitch: the parameters of %s do not fit a setting of this scope\n", name.c_str());
         exit(1);
     }
     return operation;
@@ -68,11 +68,12 @@ static Operation &operationWith(const char *name, Scope scope, const char *resul
 void registerSettings(std::initializer_list<Setting *> settings)
 {
     for (Setting *setting : settings) {
-        Operation &reader = operationWith(setting->get, setting->scope, "NHQ");
+        std::string name = std::string("rpcclt_openapi") + setting->name;
+        Operation &reader = operationWith(name + "Get", setting->scope, "NHQ");
         reader.asks = true;
         reader.run = [setting](Arguments &arguments) { return readSetting(*setting, arguments); };
-        if (setting->set)
-            operationWith(setting->set, setting->scope, "n").run = [setting](Arguments &arguments) {
+        if (setting->highest)
+            operationWith(name + "Set", setting->scope, "n").run = [setting](Arguments &arguments) {
                 return writeSetting(*setting, arguments);
             };
         registered.push_back(setting);

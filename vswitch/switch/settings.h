@@ -1,5 +1,5 @@
 /*
- * settings.h - the operations that only keep a number: for the switch, or for each port.
+ * settings.h - pairs of operations that set a number and read it back: one for the switch, or one for each port.
  */
 #ifndef VSWITCH_SETTINGS_H
 #define VSWITCH_SETTINGS_H
@@ -9,26 +9,24 @@
 #include <initializer_list>
 #include <map>
 
-/* What a setting is kept for. A port or interface is the operation's first parameter; one that is not is refused. */
+/* What has the number. FOR_PORT, FOR_INTERFACE: the port is the operations' first parameter, and must exist. */
 enum Scope { FOR_SWITCH, FOR_PORT, FOR_INTERFACE };
 
-/* A number with the operation that reads it, and the one that sets it (null: nothing does). */
 struct Setting {
-    const char *get;
-    const char *set = nullptr;
+    const char *name; /* the operations are rpcclt_openapi<name>Get and rpcclt_openapi<name>Set */
     Scope scope = FOR_SWITCH;
     uint64_t initial = 0;
-    uint64_t lowest = 0, highest = 0; /* what may be set; anything else is OPEN_BAD_ARGUMENT */
-    std::map<uint32_t, uint64_t> values = {}; /* by port, 0 for the switch; without those that are as at start */
+    uint64_t lowest = 0, highest = 0; /* Set refuses other values; highest 0: there is no Set */
+    std::map<uint32_t, uint64_t> values = {}; /* that were set: by port, 0 for the switch */
 
     uint64_t value(uint32_t port = 0) const;
     void put(uint32_t port, uint64_t value) { values[port] = value; } /* without the range check */
 };
 
-/* Registers both operations of each, and takes each back to its initial value at a reset. They live as long as the process. */
+/* Registers the operations of each setting, for resetSettings() too. The settings must live as long as the process. */
 void registerSettings(std::initializer_list<Setting *> settings);
 
-/* All settings back to their initial values. */
+/* Gives all settings their initial values. */
 void resetSettings();
 
 #endif

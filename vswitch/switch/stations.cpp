@@ -1,6 +1,5 @@
 /*
- * stations.cpp - the stations behind the virtual switch's ports, which nobody else is there to be: who talks, is
- * heard and learned, and who has fallen silent.
+ * stations.cpp - the simulated stations: which one sends, when does the switch learn its address, which one is silent?
  */
 #include <algorithm>
 #include <tuple>
@@ -13,46 +12,46 @@
 
 struct Station {
     uint32_t port;
-    bool talks;
+    bool sends;
 };
 
 using StationKey = std::pair<uint32_t, uint64_t>; /* VLAN, address */
 
 static std::map<StationKey, Station> stations;
-static std::set<StationKey> unheard;                                  /* those that talk and are not learned */
-static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> willTalk; /* at which uptime */
+static std::set<StationKey> unheard;                                /* send, but are not learned */
+static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> willSend; /* uptime of the next frame; VLAN; address */
 
-static bool stationTalks(uint32_t vlan, uint64_t mac)
+static bool stationSends(uint32_t vlan, uint64_t mac)
 {
     auto found = stations.find({vlan, mac});
-    return found != stations.end() && found->second.talks;
+    return found != stations.end() && found->second.sends;
 }
 
 static void stationWasForgotten(uint32_t vlan, uint64_t mac)
 {
-    if (stationTalks(vlan, mac))
+    if (stationSends(vlan, mac))
         unheard.insert({vlan, mac});
 }
 
 static bool canBeHeard(const StationKey &key)
 {
     auto found = stations.find(key);
-    return found != stations.end() && found->second.talks && mayLearn(key.first, key.second, found->second.port);
+    return found != stations.end() && found->second.sends && mayLearn(key.first, key.second, found->second.port);
 }
 
-/* Two to four seconds from now. */
-static void letTalk(uint64_t now)
+/* Each station that can be heard sends in two to four seconds. */
+static void scheduleFrames(uint64_t now)
 {
     for (auto key = unheard.begin(); key != unheard.end();)
         if (canBeHeard(*key)) {
-            willTalk.insert({now + 2 + key->second % 3, key->first, key->second});
+            willSend.insert({now + 2 + key->second % 3, key->first, key->second});
             key = unheard.erase(key);
         } else {
             ++key;
         }
 }
 
-/* It tries again when something has changed, if it cannot be heard or the table is full. */
+/* A station that cannot be heard, or finds the table full, tries again after the next change. */
 static void hear(uint32_t vlan, uint64_t mac, uint64_t now)
 {
     if (!canBeHeard({vlan, mac}) || !fdbInsert(vlan, mac, {stations.at({vlan, mac}).port, FDB_LEARNED, now}))
@@ -61,10 +60,10 @@ static void hear(uint32_t vlan, uint64_t mac, uint64_t now)
 
 void advanceStations(uint64_t now)
 {
-    fdbRemoveAged(now, fdbAgeingSeconds(), stationTalks);
-    while (!willTalk.empty() && std::get<0>(*willTalk.begin()) <= now) {
-        auto [time, vlan, mac] = *willTalk.begin();
-        willTalk.erase(willTalk.begin());
+    fdbRemoveAged(now, fdbAgeingSeconds(), stationSends);
+    while (!willSend.empty() && std::get<0>(*willSend.begin()) <= now) {
+        auto [time, vlan, mac] = *willSend.begin();
+        willSend.erase(willSend.begin());
         hear(vlan, mac, time);
     }
 }
@@ -73,7 +72,7 @@ void settleStations(uint64_t now)
 {
     fdbForgetUnreachable();
     showFilters();
-    letTalk(now);
+    scheduleFrames(now);
 }
 
 /* Commands */
@@ -89,18 +88,16 @@ static bool readVlan(const std::string &text, uint32_t *vlan)
 
 static CommandOutcome learn(const Args &args, std::string *answer)
 {
-    uint32_t vlan;
+    uint32_t vlan, port;
     uint64_t mac;
-    long long number;
     if (!readVlan(args[0], &vlan))
-        return refuse(answer, "there is no VLAN \"" + args[0] + "\"");
+        return refuse(answer, "there is no VLAN \"" + args[0] + "\"; create it first");
     if (!parseMac(args[1], &mac) || !isStation(mac))
         return refuse(answer, "\"" + args[1] + "\" is no station's address");
-    if (!readNumber(args[2], 1, UINT32_MAX, &number) || !interfaceExists((uint32_t)number))
-        return refuse(answer, "there is no port \"" + args[2] + "\"");
-    uint32_t port = (uint32_t)number;
+    if (!readPort(args[2], highestInterface(), &port, answer))
+        return COMMAND_REFUSED;
     if (!portIsUp(port))
-        return refuse(answer, "port " + args[2] + " is " + portStatusText(port) + ": nothing is heard there");
+        return refuse(answer, "port " + args[2] + " is " + portStatusText(port) + ": no frame arrives there");
     if (!portInVlan(port, vlan))
         return refuse(answer, "port " + args[2] + " is not in VLAN " + args[0]);
     stations[{vlan, mac}] = {port, true};
@@ -112,8 +109,8 @@ static CommandOutcome silence(const Args &args, std::string *answer)
 {
     uint32_t vlan;
     uint64_t mac;
-    if (!readVlan(args[0], &vlan) || !parseMac(args[1], &mac) || !stationTalks(vlan, mac))
-        return refuse(answer, "no station " + args[1] + " talks in VLAN " + args[0]);
+    if (!readVlan(args[0], &vlan) || !parseMac(args[1], &mac) || !stationSends(vlan, mac))
+        return refuse(answer, "no station " + args[1] + " sends in VLAN " + args[0]);
     stations.erase({vlan, mac});
     unheard.erase({vlan, mac});
     const FdbEntry *entry = fdbFind(vlan, mac);
@@ -129,9 +126,9 @@ void registerStations()
 {
     static const Command commands[] = {
         {.group = EVENT_COMMANDS, .name = "learn", .usage = "VLAN MAC PORT", .fewest = 3, .most = 3,
-         .help = "a station appears there, or moves there", .run = learn},
+         .help = "a station appears on the port, or moves to it", .run = learn},
         {.group = EVENT_COMMANDS, .name = "silence", .usage = "VLAN MAC", .fewest = 2, .most = 2,
-         .help = "a station falls silent: it ages", .run = silence},
+         .help = "a station stops sending: its address ages", .run = silence},
     };
     registerCommands(commands);
     onAddressRemoved(stationWasForgotten);
@@ -141,7 +138,7 @@ void resetStations()
 {
     stations.clear();
     unheard.clear();
-    willTalk.clear();
+    willSend.clear();
     if (!trafficIsSimulated())
         return;
     std::vector<uint32_t> linked;
@@ -152,13 +149,13 @@ void resetStations()
     uint32_t silent = std::min(options.silentStations, options.stations / 4);
     for (uint32_t i = 0; i < options.stations; i++) {
         uint32_t vlan = 1 + i % options.stationVlans;
-        uint32_t port = linked[(i + i / linked.size()) % linked.size()]; /* not in step with the VLANs */
+        uint32_t port = linked[(i + i / linked.size()) % linked.size()]; /* gives a port stations of several VLANs */
         uint64_t mac = 0x020000000000 + 257ull * (i + 1);
-        bool talks = i + silent < options.stations;
+        bool sends = i + silent < options.stations;
         if (!fdbInsert(vlan, mac, {port, FDB_LEARNED, 0}))
             continue;
-        stations[{vlan, mac}] = {port, talks};
-        if (!talks)
+        stations[{vlan, mac}] = {port, sends};
+        if (!sends)
             fdbAge(vlan, mac, 0);
     }
 }

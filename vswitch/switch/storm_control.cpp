@@ -1,5 +1,5 @@
 /*
- * storm_control.cpp - the virtual switch's storm control: the switch's, the ports' own, and what is in force.
+ * storm_control.cpp - storm control: what was set for the switch and for its ports, and which limit is in force?
  */
 #include <algorithm>
 #include <map>
@@ -20,22 +20,21 @@ struct SwitchControl {
 };
 
 struct PortControl {
-    std::optional<uint32_t> state, action; /* what was not set is the switch's */
+    std::optional<uint32_t> state, action; /* not set: as for the switch */
     std::optional<Threshold> threshold;
 };
 
-static const uint32_t MOST_PPS = 1488095; /* packets of 64 bytes at a gigabit */
+static const uint32_t MOST_PPS = 1488095; /* packets of 64 bytes at 1 Gbit/s */
 
-/* No rate below what policers can hold. */
 static const struct { uint32_t unit, lowest, highest; } ranges[] = {
     {STORM_PERCENT, 0, 100},
     {STORM_PPS, 0, MOST_PPS},
-    {STORM_KBPS, 64, 1000000},
+    {STORM_KBPS, 64, 1000000}, /* policers are too coarse for less than 64 */
 };
 
 static std::map<uint32_t, SwitchControl> switchControls; /* by kind */
 static std::map<std::pair<uint32_t, uint32_t>, PortControl> portControls; /* by kind and port */
-static std::set<std::pair<uint32_t, uint32_t>> shut;                /* ports, and the kinds that shut them */
+static std::set<std::pair<uint32_t, uint32_t>> shut; /* port, and the kind of traffic that shut it down */
 
 static int rangeOf(uint32_t unit, uint32_t *lowest, uint32_t *highest)
 {
@@ -86,7 +85,9 @@ static uint64_t packetsPerSecond(const Threshold &threshold)
 {
     if (threshold.unit == STORM_PERCENT)
         return (uint64_t)MOST_PPS * threshold.value / 100;
-    return threshold.unit == STORM_PPS ? threshold.value : (uint64_t)threshold.value * 1000 / 512; /* bits of a smallest frame */
+    if (threshold.unit == STORM_PPS)
+        return threshold.value;
+    return (uint64_t)threshold.value * 1000 / 512; /* the shortest frame has 512 bits */
 }
 
 StormLimit stormLimit(uint32_t port, StormKind kind)
@@ -182,36 +183,27 @@ static bool hasControl(uint32_t kind, uint32_t port)
     return isKind(kind) && portExists(port);
 }
 
-/* The port's control, to be set. Null when there is no such port or kind of traffic. */
-static PortControl *controlToSet(uint32_t kind, uint32_t port)
-{
-    return hasControl(kind, port) ? &portControls[{kind, port}] : nullptr;
-}
-
 static int setPortState(uint32_t kind, uint32_t port, uint32_t state)
 {
-    PortControl *control = controlToSet(kind, port);
-    if (!control || state > 1)
+    if (!hasControl(kind, port) || state > 1)
         return OPEN_BAD_ARGUMENT;
-    control->state = state;
+    portControls[{kind, port}].state = state;
     return OPEN_OK;
 }
 
 static int setPortThreshold(uint32_t kind, uint32_t port, uint32_t unit, uint32_t value)
 {
-    PortControl *control = controlToSet(kind, port);
-    if (!control || !isThreshold({unit, value}))
+    if (!hasControl(kind, port) || !isThreshold({unit, value}))
         return OPEN_BAD_ARGUMENT;
-    control->threshold = {unit, value};
+    portControls[{kind, port}].threshold = {unit, value};
     return OPEN_OK;
 }
 
 static int setPortAction(uint32_t port, uint32_t action)
 {
-    PortControl *control = controlToSet(STORM_BROADCAST, port);
-    if (!control || action > STORM_TRAP)
+    if (!hasControl(STORM_BROADCAST, port) || action > STORM_TRAP)
         return OPEN_BAD_ARGUMENT;
-    control->action = action;
+    portControls[{STORM_BROADCAST, port}].action = action;
     return OPEN_OK;
 }
 
@@ -223,47 +215,46 @@ static void registerOfPort()
     });
     DO(rpcclt_openapiStormControlIntfThresholdSet, setPortThreshold);
     ASK(rpcclt_openapiStormControlIntfThresholdGet,
-          [](uint32_t kind, uint32_t port, uint32_t *unit, uint32_t *value) -> int {
-              return hasControl(kind, port) ? storeThreshold(thresholdOn(kind, port), unit, value) : OPEN_BAD_ARGUMENT;
-          });
+        [](uint32_t kind, uint32_t port, uint32_t *unit, uint32_t *value) -> int {
+            return hasControl(kind, port) ? storeThreshold(thresholdOn(kind, port), unit, value) : OPEN_BAD_ARGUMENT;
+        });
     DO(rpcclt_openapiStormControlIntfThresholdDefaultSet, [](uint32_t kind, uint32_t port) -> int {
-        if (PortControl *control = controlToSet(kind, port)) {
-            control->threshold.reset();
-            return OPEN_OK;
-        }
-        return OPEN_BAD_ARGUMENT;
+        if (!hasControl(kind, port))
+            return OPEN_BAD_ARGUMENT;
+        portControls[{kind, port}].threshold.reset();
+        return OPEN_OK;
     });
     DO(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfSet, setPortAction);
     ASK(rpcclt_openapiSwDevCtrlBcastStormControlActionIntfGet,
           ofPort<[](uint32_t port) { return actionOn(STORM_BROADCAST, port); }>);
 }
 
-/* Packets that are not discarded leave at the other ports that are up and in the VLAN of the port's untagged frames. */
+/* Packets within the limit leave on all other ports that are up and in the VLAN of the port's untagged frames. */
 static CommandOutcome storm(const Args &args, std::string *answer)
 {
     static const char *const kinds[] = {"", "unicast", "broadcast", "multicast"};
-    long long port, packets;
+    uint32_t from;
+    long long packets;
     size_t kind = (size_t)(std::find(std::begin(kinds) + 1, std::end(kinds), args[1]) - kinds);
-    if (!readNumber(args[0], 1, deviceOptions().ports, &port))
-        return refuse(answer, "there is no port \"" + args[0] + "\"");
+    if (!readPort(args[0], deviceOptions().ports, &from, answer))
+        return COMMAND_REFUSED;
     if (!isKind((uint32_t)kind))
         return refuse(answer, "a storm is unicast, broadcast or multicast, not \"" + args[1] + "\"");
     if (!readNumber(args[2], 1, MOST_PPS, &packets))
-        return refuse(answer, "a port takes 1 to " + std::to_string(MOST_PPS) + " packets a second, not \"" + args[2] +
-                                  "\"");
-    uint32_t from = (uint32_t)port;
+        return refuse(answer, "PACKETS is 1 to " + std::to_string(MOST_PPS) + ", not \"" + args[2] + "\"");
     if (!portIsUp(from))
-        return refuse(answer, "port " + args[0] + " is " + portStatusText(from) + ": nothing comes in there");
+        return refuse(answer, "port " + args[0] + " is " + portStatusText(from) + ": no packet arrives there");
 
-    uint64_t passed = std::min((uint64_t)packets, stormLimit(from, (StormKind)kind).packetsPerSecond);
-    countersOf(from).inFrames += (uint64_t)packets;
-    countersOf(from).inDiscards += (uint64_t)packets - passed;
+    uint64_t received = (uint64_t)packets;
+    uint64_t forwarded = std::min(received, stormLimit(from, (StormKind)kind).packetsPerSecond);
+    countersOf(from).inFrames += received;
+    countersOf(from).inDiscards += received - forwarded;
     for (uint32_t to = nextInterface(0); to; to = nextInterface(to))
         if (to != from && portIsUp(to) && portInVlan(to, portPvid(from)))
-            countersOf(to).outFrames += passed;
-    if (passed < (uint64_t)packets)
+            countersOf(to).outFrames += forwarded;
+    if (forwarded < received)
         stormExceeded(from, (StormKind)kind);
-    *answer = std::to_string(passed) + " passed, " + std::to_string((uint64_t)packets - passed) + " discarded; port " +
+    *answer = std::to_string(forwarded) + " forwarded, " + std::to_string(received - forwarded) + " discarded; port " +
               args[0] + " is " + portStatusText(from) + "\n";
     return COMMAND_DONE;
 }
@@ -274,7 +265,7 @@ void registerStormControl()
     registerOfPort();
     static const Command commands[] = {
         {.group = EVENT_COMMANDS, .name = "storm", .usage = "PORT KIND PACKETS", .fewest = 3, .most = 3,
-         .help = "so many unicast, broadcast or multicast packets come in within a second", .run = storm},
+         .help = "a port receives so many unicast, broadcast or multicast packets in a second", .run = storm},
     };
     registerCommands(commands);
 }

@@ -1,5 +1,5 @@
 /*
- * switchport.cpp - what was set of each port's part in the VLANs: modes, PVIDs, participation, tagging.
+ * switchport.cpp - what was set for a port and its VLANs: mode, PVID, participation, tagging.
  */
 #include "vswitch/switch/switchport.h"
 
@@ -9,19 +9,14 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 
-static std::map<uint32_t, Switchport> switchports; /* those of which something was set */
+static std::map<uint32_t, Switchport> switchports; /* by port; those where something was set */
 
-static Setting acceptFrames = {.get = "rpcclt_openapiVlanIfAcceptFrameTypeGet",
-    .set = "rpcclt_openapiVlanIfAcceptFrameTypeSet", .scope = FOR_INTERFACE, .initial = ACCEPT_ALL,
-    .lowest = ACCEPT_ALL, .highest = ACCEPT_UNTAGGED};
-static Setting trafficClasses = {.get = "rpcclt_openapiVlanIfNumTrafficClassesGet", .scope = FOR_INTERFACE,
-    .initial = 8};
-static Setting userPriority = {.get = "rpcclt_openapiVlanIfDefaultUserPriorityGet",
-    .set = "rpcclt_openapiVlanIfDefaultUserPrioritySet", .scope = FOR_INTERFACE, .highest = 7};
-static Setting ingressFiltering = {.get = "rpcclt_openapiQportsEnableIngressFilteringGet",
-    .set = "rpcclt_openapiQportsEnableIngressFilteringSet", .scope = FOR_INTERFACE, .highest = 1};
-static Setting autoTrunk = {.get = "rpcclt_openapiVlanGlobalAutoTrunkGet",
-    .set = "rpcclt_openapiVlanGlobalAutoTrunkSet", .highest = 1};
+static Setting acceptFrames = {.name = "VlanIfAcceptFrameType", .scope = FOR_INTERFACE,
+                               .initial = ACCEPT_ALL, .lowest = ACCEPT_ALL, .highest = ACCEPT_UNTAGGED};
+static Setting trafficClasses = {.name = "VlanIfNumTrafficClasses", .scope = FOR_INTERFACE, .initial = 8};
+static Setting userPriority = {.name = "VlanIfDefaultUserPriority", .scope = FOR_INTERFACE, .highest = 7};
+static Setting ingressFiltering = {.name = "QportsEnableIngressFiltering", .scope = FOR_INTERFACE, .highest = 1};
+static Setting autoTrunk = {.name = "VlanGlobalAutoTrunk", .highest = 1};
 
 const Switchport &switchport(uint32_t port)
 {
@@ -66,7 +61,7 @@ bool ingressFilteringSet(uint32_t port)
     return ingressFiltering.value(port);
 }
 
-/* As it was set: also ids of which there is no VLAN (yet). */
+/* As it was set, so VLANs that do not exist are in the list too. */
 static int listAllowed(uint32_t port, VlanIdList *list)
 {
     if (!interfaceExists(port))
@@ -135,7 +130,8 @@ static void registerVlanSettings()
     DO(rpcclt_openapiVlanIfPvidSet, setUntaggedVlan<MODE_GENERAL>);
     ASK(rpcclt_openapiDot1qSwPortTrunkAllowedVlanListGet, listAllowed);
     ASK(rpcclt_openapiVlanIfParticipationGet, [](uint32_t vlan, uint32_t port, uint32_t *mode) {
-        return vlanExists(vlan) && interfaceExists(port) ? store(participationSet(port, vlan), mode) : (int)OPEN_BAD_ARGUMENT;
+        bool exist = vlanExists(vlan) && interfaceExists(port);
+        return exist ? store(participationSet(port, vlan), mode) : (int)OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiDot1qPortIngressFiltering,
         ofInterface<[](uint32_t port) { return ingressFiltering.value(port); }>);
@@ -145,7 +141,7 @@ static void registerVlanSettings()
     });
 }
 
-/* A VLAN has ended: its ports' untagged frames go to VLAN 1 again. What a trunk allows stays as it was set. */
+/* Untagged frames of the VLAN go to VLAN 1 again. What a trunk allows stays as it was set. */
 static void forgetVlan(uint32_t vlan)
 {
     for (auto &[port, set] : switchports) {
@@ -168,12 +164,12 @@ void registerSwitchports()
     DO(rpcclt_openapiDot1qSwPortTrunkNativeVlanSet, setUntaggedVlan<MODE_TRUNK>);
     ASK(rpcclt_openapiDot1qSwPortTrunkNativeVlanGet, getUntaggedVlan<MODE_TRUNK>);
     DO(rpcclt_openapiDot1qSwPortTrunkAllowedVlanListSet, setAllowed);
-    /* Automatic trunking is in force on trunks, while the switch has it on. */
+    /* In force on trunks, while it is on for the switch. */
     ASK(rpcclt_openapiDot1qOperAutoTrunkModeGet,
         ofInterface<[](uint32_t port) { return autoTrunk.value() && switchportMode(port) == MODE_TRUNK; }>);
 }
 
-/* The VLANs that stations are in from the start are tagged on the ports that stations are on. */
+/* The VLANs of the simulated stations are tagged on the ports of the stations. */
 void resetSwitchports()
 {
     switchports.clear();

@@ -1,5 +1,5 @@
 /*
- * switchport.h - what was set of each port's part in the VLANs, for membership.cpp, which says what is in force.
+ * switchport.h - what was set for a port and its VLANs. membership.cpp computes what is in force.
  */
 #ifndef VSWITCH_SWITCHPORT_H
 #define VSWITCH_SWITCHPORT_H
@@ -13,22 +13,22 @@
 struct Switchport {
     SwitchportMode mode = MODE_GENERAL;
     uint32_t untaggedVlan[4] = {0, 1, 1, 1}; /* by mode: the access VLAN, the native VLAN, the PVID */
-    bool allowsAll = true;                   /* as a trunk; otherwise: */
-    VlanSet allowed;
-    std::map<uint32_t, uint32_t> participation, tagging; /* by VLAN, where they were set */
+    bool allowsAll = true;                   /* as a trunk */
+    VlanSet allowed;                         /* as a trunk, unless allowsAll */
+    std::map<uint32_t, uint32_t> participation, tagging; /* by VLAN; those that were set */
 };
 
-/* As at start where nothing was set. */
+/* What was set, or the initial values. */
 const Switchport &switchport(uint32_t port);
 
-/* The participation that was set for the port in the VLAN, or that at start. */
+/* The participation that was set for the port in the VLAN, or the initial one. */
 uint32_t participationSet(uint32_t port, uint32_t vlan);
 
-/* As a trunk, does the port have the VLAN? As a general port, is it kept out of it? */
+/* Does a trunk allow the VLAN? Is the VLAN forbidden on a general port? */
 bool isAllowed(uint32_t port, uint32_t vlan);
 bool isForbidden(uint32_t port, uint32_t vlan);
 
-/* Which frames the port takes, and whether it filters ingress, in general mode. */
+/* In force in general mode. */
 AcceptedFrames acceptedFramesSet(uint32_t port);
 bool ingressFilteringSet(uint32_t port);
 

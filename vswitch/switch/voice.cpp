@@ -1,5 +1,5 @@
 /*
- * voice.cpp - the virtual switch's voice VLAN, and its automatic prioritisation of VoIP with the table of OUIs.
+ * voice.cpp - the voice VLAN of ports, and the priority of VoIP traffic, which is recognised by protocol or OUI.
  */
 #include <algorithm>
 #include <map>
@@ -11,23 +11,16 @@
 
 enum : uint32_t { MAX_CALLS = 16, OUI_INDEXES = 32 };
 
-static Setting adminMode = {.get = "rpcclt_openapiVoiceVlanAdminModeGet", .set = "rpcclt_openapiVoiceVlanAdminModeSet",
-    .highest = 1};
-static Setting portMode = {.get = "rpcclt_openapiVoiceVlanPortAdminModeGet", .scope = FOR_PORT,
-    .initial = VOICE_DISABLED};
-static Setting portVlan = {.get = "rpcclt_openapiVoiceVlanPortVlanIdGet", .scope = FOR_PORT}; /* 0: none */
-static Setting portPriority = {.get = "rpcclt_openapiVoiceVlanPortDot1pPriorityGet",
-    .set = "rpcclt_openapiVoiceVlanPortDot1pPrioritySet", .scope = FOR_PORT, .initial = 5, .highest = 7};
-static Setting cosOverride = {.get = "rpcclt_openapiVoiceVlanPortCosOverrideModeGet",
-    .set = "rpcclt_openapiVoiceVlanPortCosOverrideModeSet", .scope = FOR_PORT, .highest = 1};
-static Setting authState = {.get = "rpcclt_openapiVoiceVlanPortAuthStateGet",
-    .set = "rpcclt_openapiVoiceVlanPortAuthStateSet", .scope = FOR_PORT, .initial = 1, .highest = 1};
-static Setting dscp = {.get = "rpcclt_openapiVoiceVlanPortDscpGet", .set = "rpcclt_openapiVoiceVlanPortDscpSet",
-    .scope = FOR_PORT, .initial = 46, .highest = 63};
-static Setting voipVlan = {.get = "rpcclt_openapiVoipGlobalVlanIdGet"}; /* 0: none */
-static Setting maxCalls = {.get = "rpcclt_openapiVoipMaxCallsGet", .initial = MAX_CALLS};
-static Setting ouiPriority = {.get = "rpcclt_openapiVoipOUIPriorityGet", .set = "rpcclt_openapiVoipOUIPrioritySet",
-    .initial = 7, .highest = 7};
+static Setting adminMode = {.name = "VoiceVlanAdminMode", .highest = 1};
+static Setting portMode = {.name = "VoiceVlanPortAdminMode", .scope = FOR_PORT, .initial = VOICE_DISABLED};
+static Setting portVlan = {.name = "VoiceVlanPortVlanId", .scope = FOR_PORT}; /* 0: none */
+static Setting portPriority = {.name = "VoiceVlanPortDot1pPriority", .scope = FOR_PORT, .initial = 5, .highest = 7};
+static Setting cosOverride = {.name = "VoiceVlanPortCosOverrideMode", .scope = FOR_PORT, .highest = 1};
+static Setting authState = {.name = "VoiceVlanPortAuthState", .scope = FOR_PORT, .initial = 1, .highest = 1};
+static Setting dscp = {.name = "VoiceVlanPortDscp", .scope = FOR_PORT, .initial = 46, .highest = 63};
+static Setting voipVlan = {.name = "VoipGlobalVlanId"}; /* 0: none */
+static Setting maxCalls = {.name = "VoipMaxCalls", .initial = MAX_CALLS};
+static Setting ouiPriority = {.name = "VoipOUIPriority", .initial = 7, .highest = 7};
 
 /* Voice VLAN */
 
@@ -42,7 +35,7 @@ bool voiceOverridesPriority(uint32_t port)
     return voiceVlan(port) && cosOverride.value(port);
 }
 
-/* 0 takes the VLAN away. */
+/* VLAN 0: none. */
 static int portVlanSet(uint32_t port, uint32_t vlan)
 {
     if (!portExists(port) || (vlan && !vlanExists(vlan)))
@@ -51,7 +44,7 @@ static int portVlanSet(uint32_t port, uint32_t vlan)
     return OPEN_OK;
 }
 
-/* The value is the VLAN or the priority that goes with the mode; the other modes have none and do not look at it. */
+/* `value` is the VLAN of VOICE_VLAN and the priority of VOICE_PRIORITY; the other modes ignore it. */
 static int portModeSet(uint32_t port, uint32_t mode, uint32_t value)
 {
     if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && value > 7) ||
@@ -65,7 +58,7 @@ static int portModeSet(uint32_t port, uint32_t mode, uint32_t value)
     return OPEN_OK;
 }
 
-/* 1 where the voice VLAN is in force: enabled for the switch and on a port that is up; a mode with a VLAN needs it. */
+/* 1 if voice works on the port: it is enabled for switch and port, the port is up, and a VLAN of the mode exists. */
 static int portStatusGet(uint32_t port, uint32_t *status)
 {
     uint64_t mode = portMode.value(port);
@@ -107,7 +100,7 @@ template <VoipDetection type> static int detectionStatus(uint32_t port, uint32_t
     return store(valueIn(detection, {port, type}) && portIsUp(port) ? VOIP_UP : VOIP_DOWN, status);
 }
 
-/* One call is carried on each port on which VoIP is recognised by protocol. */
+/* Simulated: one call on each port that recognises VoIP by protocol. */
 static int sessionsGet(uint32_t *count)
 {
     *count = 0;
@@ -116,7 +109,7 @@ static int sessionsGet(uint32_t *count)
     return OPEN_OK;
 }
 
-/* The priority or the traffic class: 0 to 7 either way. */
+/* The value is a priority or a traffic class; both are 0 to 7. */
 static int cosQueueSet(uint32_t scheme, uint32_t value)
 {
     if (scheme < SCHEME_REMARK || scheme > SCHEME_TRAFFIC_CLASS || value > 7)
@@ -126,7 +119,7 @@ static int cosQueueSet(uint32_t scheme, uint32_t value)
     return OPEN_OK;
 }
 
-/* The table of OUIs, by index and by OUI. No OUI is in it twice. */
+/* The table of OUIs, by index. Each OUI is unique. */
 
 struct OuiEntry {
     uint32_t oui;
@@ -140,7 +133,7 @@ static OuiPosition positionOf(uint32_t oui)
     return std::find_if(ouis.begin(), ouis.end(), [=](const auto &entry) { return entry.second.oui == oui; });
 }
 
-/* The entry with the lowest OUI from `lowest` on. */
+/* The entry with the lowest OUI >= `lowest`. */
 static OuiPosition positionFrom(uint32_t lowest)
 {
     OuiPosition next = ouis.end();
@@ -150,7 +143,7 @@ static OuiPosition positionFrom(uint32_t lowest)
     return next;
 }
 
-static int giveEntry(OuiPosition entry, OpenBufferDesc *oui, OpenBufferDesc *description)
+static int storeEntry(OuiPosition entry, OpenBufferDesc *oui, OpenBufferDesc *description)
 {
     if (entry == ouis.end() || setText(oui, ouiText(entry->second.oui)) != OPEN_OK)
         return OPEN_FAILED;
@@ -207,7 +200,7 @@ static void registerOuis()
     DO(rpcclt_openapiVoipOuiRemove, removeOui);
     ASK(rpcclt_openapiVoipOuiCountGet, [](uint32_t *count) { return store((uint32_t)ouis.size(), count); });
     ASK(rpcclt_openapiVoipOuiFirstEntryGet, [](OpenBufferDesc *oui, OpenBufferDesc *description) {
-        return giveEntry(positionFrom(0), oui, description);
+        return storeEntry(positionFrom(0), oui, description);
     });
     ASK(rpcclt_openapiVoipOuiDescGet, [](OpenBufferDesc *text, OpenBufferDesc *description) -> int {
         uint32_t oui;
@@ -217,26 +210,26 @@ static void registerOuis()
         return entry == ouis.end() ? (int)OPEN_FAILED : setText(description, entry->second.description);
     });
     ASK(rpcclt_openapiVoipOuiNextEntryGet,
-          [](OpenBufferDesc *text, OpenBufferDesc *next, OpenBufferDesc *nextDescription) -> int {
-              uint32_t oui;
-              return parseOui(textOf(text), &oui) ? giveEntry(positionFrom(oui + 1), next, nextDescription)
-                                                  : OPEN_BAD_ARGUMENT;
-          });
+        [](OpenBufferDesc *text, OpenBufferDesc *next, OpenBufferDesc *nextDescription) -> int {
+            uint32_t oui;
+            return parseOui(textOf(text), &oui) ? storeEntry(positionFrom(oui + 1), next, nextDescription)
+                                                : OPEN_BAD_ARGUMENT;
+        });
     ASK(rpcclt_openapiVoipOuiEntryGet,
-          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
-              return validIndex(index) ? giveEntry(ouis.find(index), oui, description) : OPEN_BAD_ARGUMENT;
-          });
+        [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
+            return validIndex(index) ? storeEntry(ouis.find(index), oui, description) : OPEN_BAD_ARGUMENT;
+        });
     ASK(rpcclt_openapiVoipOuiEntryNextGet,
-          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description, uint32_t *next) -> int {
-              OuiPosition entry = ouis.upper_bound(index);
-              if (entry != ouis.end())
-                  *next = entry->first;
-              return giveEntry(entry, oui, description);
-          });
+        [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description, uint32_t *next) -> int {
+            OuiPosition entry = ouis.upper_bound(index);
+            if (entry != ouis.end())
+                *next = entry->first;
+            return storeEntry(entry, oui, description);
+        });
     DO(rpcclt_openapiVoipIndexOuiAdd,
-          [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
-              return validIndex(index) ? addOui(index, oui, description) : OPEN_BAD_ARGUMENT;
-          });
+        [](uint32_t index, OpenBufferDesc *oui, OpenBufferDesc *description) -> int {
+            return validIndex(index) ? addOui(index, oui, description) : OPEN_BAD_ARGUMENT;
+        });
     DO(rpcclt_openapiVoipIndexOuiRemove, [](uint32_t index) -> int {
         if (!validIndex(index))
             return OPEN_BAD_ARGUMENT;
@@ -247,8 +240,8 @@ static void registerOuis()
 void registerVoice()
 {
     onVlanEnd(forgetVlan);
-    registerSettings({&adminMode, &portMode, &portVlan, &portPriority, &cosOverride, &authState, &dscp, &voipVlan, &maxCalls,
-                   &ouiPriority});
+    registerSettings({&adminMode, &portMode, &portVlan, &portPriority, &cosOverride, &authState, &dscp, &voipVlan,
+                      &maxCalls, &ouiPriority});
 
     DO(rpcclt_openapiVoiceVlanPortAdminModeSet, portModeSet);
     DO(rpcclt_openapiVoiceVlanPortVlanIdSet, portVlanSet);
@@ -266,10 +259,9 @@ void registerVoice()
     });
     ASK(rpcclt_openapiVoipNumActiveProtocolSessionsGet, sessionsGet);
     DO(rpcclt_openapiVoipProfileCosQueueSet, cosQueueSet);
-    ASK(rpcclt_openapiVoipProfileCosQueueGet, [](uint32_t *scheme, uint32_t *value) -> int {
+    ASK(rpcclt_openapiVoipProfileCosQueueGet, [](uint32_t *scheme, uint32_t *value) {
         *scheme = priorityScheme;
-        *value = priorityValue;
-        return OPEN_OK;
+        return store(priorityValue, value);
     });
     ASK(rpcclt_openapiVoipIntfModeGet, detectionGet);
     DO(rpcclt_openapiVoipIntfModeSet, detectionSet);
@@ -278,7 +270,7 @@ void registerVoice()
     registerOuis();
 }
 
-/* The OUIs from the factory belong to no maker: they are of locally administered addresses. */
+/* The factory OUIs are locally administered, so they belong to no manufacturer. */
 void resetVoice()
 {
     priorityScheme = SCHEME_TRAFFIC_CLASS;
