@@ -10,6 +10,7 @@
 #                       when those in /tmp belong to another user
 #   --hosts N           as root: plug network namespaces h1 to hN into ports 1 to N, and serve through the management
 #                       port as well; the switch then has no other traffic
+#   --resident          the program stays and serves by SCGI, instead of a process for each request
 #   --build DIR         serve what was built there; install and build nothing
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
@@ -17,7 +18,7 @@
 . "$root/tools/hosts.sh"
 cd "$root"
 
-port=8080 build='' private='' hosts=0
+port=8080 build='' private='' resident='' hosts=0
 switch=()
 while [ $# -gt 0 ]; do
     case $1 in
@@ -27,7 +28,8 @@ while [ $# -gt 0 ]; do
         --station-vlans) number "$1" "${2-}" 1 4094; switch+=("$1" "$2") ;;
         --hosts) number "$1" "${2-}" 1 28; hosts=$2 ;;
         --own-files) private=private; shift; continue ;;
-        --build) builtIn "${2-}" switching_v2.conf switching_console.conf vswitch lib/libsandbox.so ;;
+        --resident) resident=yes; shift; continue ;;
+        --build) builtIn "${2-}" switching_v2.conf switching_v2_resident.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
     shift 2

@@ -12,6 +12,10 @@ set(SWITCHING_CGI_PATH ${SWITCHING_CGI_DIR}/switching_v2.cgi)
 file(RPATH_REMOVE FILE "$ENV{DESTDIR}${SWITCHING_CGI_PATH}")
 configure_file(${CMAKE_SOURCE_DIR}/deploy/switching_v2.conf.in ${CMAKE_BINARY_DIR}/install/switching_v2.conf @ONLY)
 file(INSTALL ${CMAKE_BINARY_DIR}/install/switching_v2.conf DESTINATION ${SWITCHING_CONF_DIR})
-file(MAKE_DIRECTORY "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/switching")
+# Not where the web server reads it by itself: it replaces the other one.
+set(share ${CMAKE_INSTALL_PREFIX}/share/switching)
+configure_file(${CMAKE_SOURCE_DIR}/deploy/switching_v2_resident.conf.in
+               ${CMAKE_BINARY_DIR}/install/switching_v2_resident.conf @ONLY)
+file(INSTALL ${CMAKE_BINARY_DIR}/install/switching_v2_resident.conf DESTINATION ${share})
 execute_process(COMMAND gzip -9nc ${CMAKE_SOURCE_DIR}/api/openapi.json COMMAND_ERROR_IS_FATAL ANY
-                OUTPUT_FILE "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/switching/openapi.json.gz")
+                OUTPUT_FILE "$ENV{DESTDIR}${share}/openapi.json.gz")
