@@ -90,7 +90,7 @@ static void processName(char *name, size_t size)
 static void recordCrash(int signalNumber, siginfo_t *info, void *)
 {
     alarm(5); /* ends the process if the recorder hangs */
-    int file = open(recordPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
+    int file = open(recordPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
     if (file >= 0) {
         struct timespec now;
         char name[32];

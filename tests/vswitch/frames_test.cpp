@@ -661,4 +661,10 @@ TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
     EXPECT_EQ(blocks, "168627466 1 6 6 6 ");
     EXPECT_NE(file.find("VLAN 30 does not exist"), std::string::npos);
     EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
+
+    /* another user's link to a file of the switch's user */
+    EXPECT_EQ(symlink((directory + "/frames").c_str(), (directory + "/link").c_str()), 0);
+    Outcome refused = runProcess(switchCommand({"capture", "1", directory + "/link"}));
+    EXPECT_NE(refused.errors.find("/link: it is a symbolic link\n"), std::string::npos) << refused.errors;
+    EXPECT_EQ(readFile(directory + "/frames"), file);
 }
