@@ -312,7 +312,7 @@ void resetForwarding()
 static bool forwardFrame(uint32_t port, std::string_view bytes)
 {
     Frame frame;
-    if (port != MANAGEMENT_PORT && !portIsUp(port))
+    if (port != MANAGEMENT_PORT && !portLearns(port))
         return discard("it is ", portStatusText(port));
     if (!readFrame(port, bytes, &frame) || !fitsPort(frame))
         return false;
@@ -329,6 +329,8 @@ static bool forwardFrame(uint32_t port, std::string_view bytes)
         return false;
     if (port != MANAGEMENT_PORT && fdbLearn(frame.vlan, frame.source, port))
         known = whereIs(frame.vlan, frame.destination); /* the table has changed */
+    if (port != MANAGEMENT_PORT && !portIsUp(port))
+        return discard("it is ", portStatusText(port));
     return forward(frame, known);
 }
 

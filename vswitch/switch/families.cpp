@@ -30,6 +30,7 @@ static const struct {
 } families[] = {
     {registerSystem, resetSettings},
     {registerPorts, resetPorts},
+    {registerSpanningTree, resetSpanningTree},
     {registerBridge, nothing},
     {registerVlans, resetVlans},
     {registerSwitchports, resetSwitchports},

@@ -44,6 +44,8 @@ void registerProtectedPorts();
 void resetProtectedPorts();
 void registerRegistration();
 void resetRegistration();
+void registerSpanningTree();
+void resetSpanningTree();
 void registerStations();
 void resetStations();
 void registerStormControl();

@@ -20,7 +20,7 @@ static Setting learningType = {.name = "FdbTypeOfVL", .initial = LEARNING_INDEPE
 bool mayLearn(uint32_t vlan, uint64_t mac, uint32_t port)
 {
     const FdbEntry *known = fdbFind(vlan, mac);
-    return isStation(mac) && portIsUp(port) && portInVlan(port, vlan) && (!known || known->type == FDB_LEARNED);
+    return isStation(mac) && portLearns(port) && portInVlan(port, vlan) && (!known || known->type == FDB_LEARNED);
 }
 
 uint64_t fdbAgeingSeconds()
@@ -205,7 +205,7 @@ void fdbForgetUnreachable()
         uint32_t port = entry.second.port;
         auto found = keeps.find(port);
         if (found == keeps.end())
-            found = keeps.insert({port, portIsUp(port) && portInVlan(port, ofVlan)}).first;
+            found = keeps.insert({port, portLearns(port) && portInVlan(port, ofVlan)}).first;
         return !found->second;
     });
 }

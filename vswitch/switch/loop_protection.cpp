@@ -51,7 +51,8 @@ static Setting portAction = {.name = "LoopProtectPortAction", .scope = FOR_PORT,
 
 static bool isProtected(uint32_t number)
 {
-    return adminMode.value() && portAdminMode.value(number) && portHasLink(number);
+    return adminMode.value() && portAdminMode.value(number) && portHasLink(number) &&
+           portStatus(number) != PORT_BLOCKED && portStatus(number) != PORT_LEARNING;
 }
 
 LoopProbe loopProbe(uint32_t number)
