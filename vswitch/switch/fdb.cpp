@@ -12,7 +12,7 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 
-static Setting ageingTime = {.name = "DbDot1dTpAgingTime", .initial = 300, .lowest = 10, .highest = 1000000};
+static Setting ageingTime = {.name = "DbDot1dTpAgingTime", .initial = 300, .settable = true};
 static Setting maxEntries = {.name = "FdbMaxTableEntries", .initial = MAX_ADDRESSES};
 static Setting hardwareLimit = {.name = "FdbMacMaxHwLimit", .initial = MAX_ADDRESSES};
 static Setting learningType = {.name = "FdbTypeOfVL", .initial = LEARNING_INDEPENDENT};
@@ -251,7 +251,7 @@ static void registerDatabases()
         return vlanExists(fdbId) ? store((uint32_t)ageingTime.value(), timeOut) : OPEN_BAD_ARGUMENT;
     });
     DO(rpcclt_openapiFdbAddrAgingTimeoutSet, [](uint32_t fdbId, uint32_t timeOut) -> int {
-        if (!vlanExists(fdbId) || timeOut < ageingTime.lowest || timeOut > ageingTime.highest)
+        if (!vlanExists(fdbId) || !AGEING_TIME.contains(timeOut))
             return OPEN_BAD_ARGUMENT;
         ageingTime.put(0, timeOut);
         return OPEN_OK;

@@ -21,12 +21,11 @@
 #include "vswitch/switch/state.h"
 
 /* Timers in hundredths of a second. */
-static Setting joinTime = {.name = "GarpJoinTime", .scope = FOR_PORT, .initial = 20, .lowest = 10, .highest = 100};
-static Setting leaveTime = {.name = "GarpLeaveTime", .scope = FOR_PORT, .initial = 60, .lowest = 20, .highest = 600};
-static Setting leaveAllTime = {.name = "GarpLeaveAllTime", .scope = FOR_PORT,
-                               .initial = 1000, .lowest = 200, .highest = 6000};
-static Setting mvrpPeriodic = {.name = "MvrpPeriodicStateMachineMode", .highest = 1};
-static Setting mmrpPeriodic = {.name = "MmrpPeriodicStateMachineMode", .highest = 1};
+static Setting joinTime = {.name = "GarpJoinTime", .scope = FOR_PORT, .initial = 20, .settable = true};
+static Setting leaveTime = {.name = "GarpLeaveTime", .scope = FOR_PORT, .initial = 60, .settable = true};
+static Setting leaveAllTime = {.name = "GarpLeaveAllTime", .scope = FOR_PORT, .initial = 1000, .settable = true};
+static Setting mvrpPeriodic = {.name = "MvrpPeriodicStateMachineMode", .settable = true};
+static Setting mmrpPeriodic = {.name = "MmrpPeriodicStateMachineMode", .settable = true};
 
 /* By MrpCounter. */
 using Counters = std::array<uint64_t, MRP_REGISTRATION_FAILED + 1>;
