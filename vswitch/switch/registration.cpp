@@ -271,7 +271,7 @@ static CommandOutcome neighbour(const Args &args, std::string *answer)
         return refuse(answer, "a neighbour \"joins\" or \"leaves\", not \"" + args[1] + "\"");
     if (!readNumber(args[2], 1, HIGHEST_VLAN, &vlan))
         return refuse(answer, "there is no VLAN \"" + args[2] + "\"; use 1 to " + std::to_string(HIGHEST_VLAN));
-    if (args[1] == "leaves" && !declaredVlans(port).contains((uint16_t)vlan))
+    if (args[1] == "leaves" && !declaredVlans(port).test((size_t)vlan))
         return refuse(answer, "the neighbour on port " + args[0] + " has not joined VLAN " + args[2]);
     setPortNeighbour(port);
     neighbourDeclares(port, (uint32_t)vlan, args[1] == "joins");
