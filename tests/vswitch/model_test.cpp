@@ -340,6 +340,32 @@ TEST_F(VlanRegistration, followsNeighboursOnAnyPort)
     )");
 }
 
+TEST_F(VlanRegistration, countsErrors)
+{
+    play(R"(
+        hold
+        PUT mvrp/mode {"mode":"enable"}
+        PUT mvrp/intf-mode?intIfNum=1 {"mode":"enable"}
+        errors 1 bad-header 2
+        errors 1 bad-format 3
+        errors 1 not-sent 4
+        errors 1 not-registered 5
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=1 | "counter":2
+        GET mvrp/traffic-pdu-counter?type=2 | "counter":3
+        GET mvrp/traffic-pdu-counter?type=4 | "counter":4
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=5 | "counter":5
+        GET mmrp/counter?type=1 | "counter":0
+        errors 2 bad-header 1 | no protocol that counts this runs on port 2
+        errors 1 late 1 | no errors of the kind "late"
+        errors 3 too-long 7
+        errors 3 delayed 8
+        GET bridge/dot1d-base-port-mtu-exceeded-discards?port=3 | "mtuExceededDiscardsValue":7
+        GET bridge/dot1d-tp-port-in-discards?port=3 | "inDiscards":7
+        GET bridge/dot1d-base-port-delay-exceeded-discards?port=3 | "delayExceededDiscardsValue":8
+        errors 28 delayed 1 | no link
+    )");
+}
+
 TEST_F(VlanRegistration, createsVlansWhereMvrpOrGvrpRuns)
 {
     play(R"(

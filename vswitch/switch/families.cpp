@@ -42,6 +42,7 @@ static const struct {
     {registerProtectedPorts, resetProtectedPorts},
     {registerLoopProtection, resetLoopProtection},
     {registerRegistration, resetRegistration},
+    {registerErrors, nothing},
     {registerVoice, resetVoice},
     {registerAccessLists, resetAccessLists},
     {registerFdb, resetAddresses},

@@ -29,6 +29,7 @@ void resetAccessLists();
 void registerBridge();
 void registerClassification();
 void resetClassification();
+void registerErrors();
 void registerFdb();
 void resetAddresses();
 void registerFilters();

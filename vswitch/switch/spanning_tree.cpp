@@ -121,7 +121,7 @@ void registerSpanningTree()
 {
     static const Command commands[] = {
         {.group = EVENT_COMMANDS, .name = "stp", .usage = "PORT STATE", .fewest = 2, .most = 5,
-         .help = "the spanning tree: the port is blocking, listening, learning or broken; auto: what follows from it\n"
+         .help = "the port is blocking, listening, learning or broken; auto: as the spanning tree says\n"
                  "stp root PORT COST PRIORITY MAC   a bridge behind the port is the root; COST is that of the path\n"
                  "stp root none                     the switch is the root again",
          .run = stp},
