@@ -360,6 +360,18 @@ TEST_F(Forwarding, sendsFramesWhereTheirAddressWasLearned)
     EXPECT_EQ(send("GET", "bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:42"), success("\"bridge\":{\"port\":2}"));
 }
 
+TEST_F(Forwarding, obeysTheSpanningTree)
+{
+    forward({
+        {"stp 2 blocking", "1 A>*", "0 A>*, 3 A>*, 4 A>*, 5 A>*"},
+        {"", "2 B>A", "! it is blocked by the spanning tree"},
+        {"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"},
+        {"stp 2 learning", "2 B>A", "! it is learning: it does not forward yet"},
+        {"", "1 A>B", "! port 2 is learning: it does not forward yet"},
+        {"stp 2 auto", "1 A>B", "2 A>B"},
+    });
+}
+
 TEST_F(Forwarding, keepsFramesInTheirVlan)
 {
     forward({
