@@ -176,13 +176,19 @@ protected:
     void SetUp() override
     {
         SwitchTest::SetUp();
+        startWithHosts(5);
+    }
+
+    /* Starts a switch with a host on each port from 0 to `last`. */
+    void startWithHosts(int last)
+    {
         std::vector<std::string> options;
-        for (int port = 0; port <= 5; port++)
+        for (int port = 0; port <= last; port++)
             for (const std::string &word : {std::string("--plug"), std::to_string(port) + "=unix:" + path(port)})
                 options.push_back(word);
         startSwitch(options);
         command("hold");
-        for (int port = 0; port <= 5; port++)
+        for (int port = 0; port <= last; port++)
             connectHost(port);
         command("settle");
     }
@@ -479,6 +485,33 @@ TEST_F(MvrpGvrpFrames, registerVlans)
     EXPECT_EQ(send("GET", "mvrp/intf-traffic-pdu-counter?intIfNum=1&type=2"), success("\"mvrp\":{\"counter\":1}"));
 }
 
+/* A neighbour that trunks all VLANs joins them in one PDU; here all neighbours do, and one sends many LeaveAlls. */
+TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
+{
+    enum { PORTS = 28, MOST_MILLIS = 20 /* for a frame */ };
+    startWithHosts(PORTS);
+    configure("mvrp");
+    for (int port = 1; port <= PORTS; port++)
+        configure("mvrpport " + std::to_string(port) + " enable");
+    const std::string to = addressOf('r') + addressOf('A') + std::string("\x88\xf5\0\1\2", 5), end(4, '\0');
+    std::string all = std::string("\x0f\xfe\0\1", 4) + std::string(4094 / 3 + 1, 43), leaves;
+    for (int i = 0; i < 280; i++)
+        leaves += std::string("\x20\1\0\1\x24", 5); /* LeaveAll, and VLAN 1 joins */
+    clockid_t cpu;
+    timespec before, after;
+    ASSERT_EQ(clock_getcpuclockid(vswitch.pid, &cpu) + clock_gettime(cpu, &before), 0);
+    for (int port = 1; port <= PORTS; port++) {
+        put(port, to + all + end);
+        command("settle");
+        collect();
+    }
+    put(1, to + leaves + end);
+    command("settle");
+    clock_gettime(cpu, &after);
+    EXPECT_LT((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1000000, PORTS * MOST_MILLIS);
+    EXPECT_EQ(send("GET", "vlan/dynamic-vlan-entries"), success("\"vlan\":{\"val\":4093}"));
+}
+
 TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)
 {
     forward({
@@ -606,6 +639,42 @@ TEST_F(Plug, givesThePortItsLink)
     forward({{"", "3 C>*", "0 C>*, 2 C>*, 4 C>*, 5 C>*"}});
 }
 
+/* A host that disconnects and connects again at once is not taken for a second one, and its last frame is not lost. */
+TEST_F(Plug, letsAHostReconnectAtOnce)
+{
+    for (int i = 0; i < 50; i++) {
+        put(1, frameOf("A>B"));
+        close(hosts[1]);
+        hosts.erase(1);
+        connectHost(1);
+        command("settle");
+        ASSERT_FALSE(isHungUpOn(1)) << i;
+        EXPECT_EQ(collect(), "2 A>B, 3 A>B, 4 A>B, 5 A>B");
+    }
+}
+
+TEST_F(Plug, pluggedAndUnpluggedAtRunTime)
+{
+    play("plug 6=unix:" + path(6) + "\n"
+         "plug 6=unix:" + path(7) + " | something is plugged into port 6 already\n"
+         "plug 7=unix:" + directory + "/tmp | exists and is not a socket\n"
+         "plug 7=unix:" + path(1) + " | another process is serving on\n" /* which is this switch */
+         "plug 29=unix:" + path(7) + " | a plug is PORT=tap:NAME or PORT=unix:PATH");
+    connectHost(6);
+    command("settle");
+    forward({{"", "6 A>*", "0 A>*, 1 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"}});
+    play("unplug 6\nunplug 6 | nothing is plugged into port 6\nplug 7=unix:" + path(7));
+    EXPECT_TRUE(isHungUpOn(6));
+    EXPECT_NE(access(path(6).c_str(), F_OK), 0);
+    startSwitch(); /* without plugs, as with serve.sh */
+    play("POST vlan/create?vlanNum=10\nplug 1=unix:" + path(1));
+    EXPECT_EQ(send("GET", "vlan/static-vlan-entries"), success("\"vlan\":{\"val\":1}")); /* the first plug has reset it */
+    connectHost(1);
+    command("settle");
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=1"), success("\"bridge\":{\"portState\":5}"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=2"), success("\"bridge\":{\"portState\":1}"));
+}
+
 TEST_F(Plug, countsTheFramesThatASlowHostLoses)
 {
     forward({{"", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}, {"", "1 A>B", "2 A>B"}});
@@ -661,6 +730,8 @@ TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
     EXPECT_EQ(blocks, "168627466 1 6 6 6 ");
     EXPECT_NE(file.find("VLAN 30 does not exist"), std::string::npos);
     EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
+    play("capture stop 2 | no such capture runs\ncapture stop 1");
+    forward({{"", "2 B>A", "1 B>A"}});
 
     /* another user's link to a file of the switch's user */
     EXPECT_EQ(symlink((directory + "/frames").c_str(), (directory + "/link").c_str()), 0);
