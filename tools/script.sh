@@ -80,7 +80,7 @@ trap 'finish 143' TERM
 scratch()
 {
     run=${TMPDIR:-/tmp}
-    [[ $run =~ ^[^[:space:]:]{1,40}$ ]] || run=/tmp
+    [[ $run =~ ^[[:alnum:]_./-]{1,40}$ ]] || run=/tmp
     run+=/switching-$SRANDOM
     atEnd rm -rf "$run"
     mkdir -m 700 "$run"

@@ -101,6 +101,21 @@ sleep 1
 check "and only one" shut
 check "h1 reaches h2 beside it" pings 1 2
 
+# An end of the cable is deleted; a new interface takes its place.
+cpuTime() { awk '{ print $14 + $15 }' "/proc/${pids[0]}/stat"; } # in ticks of 10 ms
+saysOf() { grep -q "port $1: its interface vsw-$1 $2" "$run/vswitch.log"; }
+ip -n ${x}c link del eth3
+check "the switch says that an interface has gone" within 2 saysOf 3 "has gone"
+before=$(cpuTime)
+sleep 1
+check "and uses no processor time for it" [ $(($(cpuTime) - before)) -lt 10 ]
+ip tuntap add vsw-3 mode tap
+atEnd sh -c 'ip link del vsw-3 2>/dev/null'
+check "it takes the interface again" within 2 saysOf 3 "is back"
+makeNamespace ${x}h3
+makeHost ${x}h3 3 10.0.0.3 02:00:00:00:00:03
+check "its host reaches h1" within 5 pings 3 1 1
+
 # An access list that permits h1.
 makeRule() { set_ POST "macal/$1" "{\"macalName\": \"mgmt\", \"macalRulePrio\": 1$2}"; }
 set_ POST macal/list '{"macalName": "mgmt"}'
