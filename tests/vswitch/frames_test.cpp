@@ -732,5 +732,10 @@ TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
     EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
     play("capture stop 2 | no such capture runs\ncapture stop 1");
     forward({{"", "2 B>A", "1 B>A"}});
+
+    /* another user's link to a file of the switch's user */
+    EXPECT_EQ(symlink((directory + "/frames").c_str(), (directory + "/link").c_str()), 0);
+    Outcome refused = runProcess(switchCommand({"capture", "1", directory + "/link"}));
+    EXPECT_NE(refused.errors.find("/link: it is a symbolic link\n"), std::string::npos) << refused.errors;
     EXPECT_EQ(readFile(directory + "/frames"), file);
 }
