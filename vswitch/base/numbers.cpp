@@ -44,6 +44,16 @@ static const struct {
 #include "vswitch/base/numbers.def"
 };
 
+/* The values that requests can set; without operations: in all that no other row names. */
+static const struct Range {
+    const char *type;
+    uint32_t least, largest;
+    std::vector<std::string> operations;
+} ranges[] = {
+#define RANGE(type, least, largest, ...) {#type, least, largest, {QUOTE_EACH(__VA_ARGS__)}},
+#include "vswitch/base/numbers.def"
+};
+
 static const Meaning *meaningNamed(const char *type)
 {
     for (const Meaning &meaning : meanings())
@@ -162,12 +172,29 @@ static std::string member(const char *key, const std::string &value)
     return std::string("\"") + key + "\": \"" + value + "\"";
 }
 
+static bool contains(const std::vector<std::string> &names, const char *name)
+{
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+/* , "range": [least, largest]. Empty: numbers.def has none. */
+static std::string rangeJson(const Operation &operation, const Meaning &meaning)
+{
+    std::string text;
+    for (const Range &range : ranges)
+        if (strcmp(range.type, meaning.type) == 0 &&
+            (range.operations.empty() ? text.empty() : contains(range.operations, operation.name)))
+            text = ", \"range\": [" + std::to_string(range.least) + ", " + std::to_string(range.largest) + "]";
+    return text;
+}
+
 static std::string parameterJson(const Operation &operation, size_t i)
 {
     const Meaning *meaning = meaningOf(operation, i);
     return "{" + member("name", operation.parameters[i]) + ", " +
            member("direction", wireIsReturned((WireTag)operation.tags[i]) ? "inout" : "in") + ", " +
-           member("type", typeOf(operation.tags[i])) + (meaning ? ", " + member("meaning", meaning->type) : "") + "}";
+           member("type", typeOf(operation.tags[i])) +
+           (meaning ? ", " + member("meaning", meaning->type) + rangeJson(operation, *meaning) : "") + "}";
 }
 
 static std::string meaningJson(const Meaning &meaning)

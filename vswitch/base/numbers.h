@@ -43,9 +43,9 @@ std::string operationsText(const std::string &part);
 
 /*
  * All operations as JSON: {"operations": [{"name", "modelled", "parameters": [{"name", "direction", "type",
- * "meaning"}]}], "meanings": {"...": {"about", "numbers": [{"value", "word", "about"}]}}}. "word" is the name
- * of the value, "direction" is "in" (only sent) or "inout" (sent and returned), "type" is uint32, uint16, uint64, text,
- * list or version. "meaning" is a key of "meanings", and can be missing.
+ * "meaning", "range": [least, largest]}]}], "meanings": {"...": {"about", "numbers": [{"value", "word", "about"}]}}}.
+ * "direction" is "in" (only sent) or "inout" (sent and returned), "type" is uint32, uint16, uint64, text, list or version.
+ * "meaning" is a key of "meanings"; it and "range" can be missing. "word" is the name of the value.
  */
 std::string operationsJson();
 
