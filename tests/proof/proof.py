@@ -5,7 +5,6 @@ The proof knows nothing but the description. That says which calls a request mak
 follows from what the switch returns. So the proof predicts each call and each answer as a whole, and compares them to
 the byte. The switch is the virtual one; its answers are simulated for each operation (vswitch fault).
 """
-import argparse
 import json
 import multiprocessing.connection
 import os
@@ -14,11 +13,15 @@ import signal
 import struct
 import sys
 
-import jsonschema
+try:
+    import jsonschema
+except ImportError:
+    jsonschema = None
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
 from described import described_operations  # noqa: E402
 from description import DESCRIPTION, SceneFailed, example_answer, example_request, load, set_scene  # noqa: E402
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
 
 HEADER = b"Content-Type: application/json\r\n\r\n"
@@ -348,9 +351,9 @@ def left_behind_reset(switch, scene, operations):
     return [read.name for read, before, behind in zip(reads, at_start, answers()) if before != behind]
 
 
-def work(build, scene, operations, report):
+def work(build, workers, scene, operations, report):
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # ends the switch as well
-    with Switch(build) as switch:
+    with Switch(build, workers=workers) as switch:
         prove_all(switch, operations, report)
         try:
             prove_examples(switch, scene, operations, report)
@@ -358,14 +361,21 @@ def work(build, scene, operations, report):
             sys.exit(f"proof.py: {error}")
 
 
+def require_jsonschema():
+    if not jsonschema:
+        sys.exit("Debian's package python3-jsonschema is missing: tools/install.sh python3-jsonschema")
+
+
 def main():
-    arguments = argparse.ArgumentParser(description=__doc__)
+    arguments = parser(__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
-    arguments.add_argument("build")
+    arguments.add_argument("--resident", action="store_true", help="send all requests to one worker of a resident program")
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
     arguments.add_argument("description", nargs="?", default=DESCRIPTION)
     arguments.add_argument("operation", nargs="*",
                            help='prove only operations whose name contains one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
     options = arguments.parse_args()
+    require_jsonschema()
     description = load(options.description)
     operations = [one for one in described_operations(description)
                   if not options.operation or any(text in one.name for text in options.operation)]
@@ -373,7 +383,7 @@ def main():
     processes, results = [], []
     for i in range(workers):
         result, report = multiprocessing.Pipe(duplex=False)
-        processes.append(multiprocessing.Process(target=work, args=(options.build, description["x-scene"],
+        processes.append(multiprocessing.Process(target=work, args=(options.build, int(options.resident), description["x-scene"],
                                                                     operations[i::workers], report.send)))
         processes[-1].start()
         report.close()  # then the pipe ends when the process ends, however it does
@@ -395,7 +405,7 @@ def main():
                         process.terminate()
     for process in processes:
         process.join()
-    with Switch(options.build) as switch:
+    with Switch(options.build, workers=int(options.resident)) as switch:
         for name in left_behind_reset(switch, description["x-scene"], operations):
             left[name] += 1
             print(f"{name}: a reset of the virtual switch does not bring back its first answer")

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""refusals.py BUILD [--write] - sends every example of the description with one value replaced by a number or a name
+"""refusals.py BUILD [--write | --resident] - sends every example of the description with one value replaced by a number or a name
 that does not exist, and compares the result codes with refusals.txt. --write writes that file: read the difference, as
-clients will notice it.
+clients will notice it. --resident: sends them to one worker of a resident program.
 """
 import difflib
 import json
@@ -12,6 +12,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE + "/../proof", HERE + "/../../tools"]
 from described import described_operations  # noqa: E402
 from description import load, set_scene  # noqa: E402
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Switch  # noqa: E402
 
 ODD = {"integer": (0, 9999), "string": ("nobody",)}
@@ -34,15 +35,18 @@ def refusals(switch, scene, operation):
 
 
 def main():
-    if sys.argv[2:] not in ([], ["--write"]) or len(sys.argv) < 2:
-        sys.exit(__doc__)
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
+    arguments.add_argument("--write", action="store_true")
+    arguments.add_argument("--resident", action="store_true", help="through one worker of a resident program")
+    options = arguments.parse_args()
     description = load()
     scene = description["x-scene"]
-    with Switch(sys.argv[1]) as switch:
+    with Switch(options.build, workers=int(options.resident)) as switch:
         set_scene(switch, scene)
         lines = [line for operation in described_operations(description) if operation.calls
                  for line in refusals(switch, scene, operation)]
-    if sys.argv[2:]:
+    if options.write:
         with open(HERE + "/refusals.txt", "w", encoding="utf-8") as file:
             file.writelines(lines)
         return

@@ -12,13 +12,27 @@
 #include <algorithm>
 #include <map>
 
+static Meaning enumeration(const char *type, const char *about, const std::vector<Number> &numbers)
+{
+    return {type, about, numbers, true, {numbers.front().value, numbers.back().value}};
+}
+
+/* "seconds; 0 for none" becomes "seconds, 0 to 60; 0 for none". */
+static Meaning limited(const char *type, std::string about, Range range)
+{
+    std::string limits = ", " + std::to_string(range.lowest) + " to " + std::to_string(range.highest);
+    about.insert(std::min(about.find(';'), about.size()), limits);
+    return {type, about, {}, true, range};
+}
+
 static const std::vector<Meaning> &meanings()
 {
     static const std::vector<Meaning> all = {
-#define NUMBERS(type, about) {#type, about, {
+#define NUMBERS(type, about) enumeration(#type, about, {
 #define NUMBER(constant, value, name, about) {value, name, about},
-#define END_NUMBERS(type) }},
-#define QUANTITY(type, about) {#type, about, {}},
+#define END_NUMBERS(type) }),
+#define RANGE(type, constant, lowest, highest, about) limited(#type, about, constant),
+#define QUANTITY(type, about) {#type, about, {}, false, {}},
 #include "vswitch/base/numbers.def"
     };
     return all;
@@ -41,16 +55,6 @@ static const struct {
 } uses[] = {
 #define NAMED(type, parameter) {#type, #parameter, {""}},
 #define MEANS(type, parameter, ...) {#type, #parameter, {QUOTE_EACH(__VA_ARGS__)}},
-#include "vswitch/base/numbers.def"
-};
-
-/* The values that requests can set; without operations: in all that no other row names. */
-static const struct Range {
-    const char *type;
-    uint32_t least, largest;
-    std::vector<std::string> operations;
-} ranges[] = {
-#define RANGE(type, least, largest, ...) {#type, least, largest, {QUOTE_EACH(__VA_ARGS__)}},
 #include "vswitch/base/numbers.def"
 };
 
@@ -172,34 +176,21 @@ static std::string member(const char *key, const std::string &value)
     return std::string("\"") + key + "\": \"" + value + "\"";
 }
 
-static bool contains(const std::vector<std::string> &names, const char *name)
-{
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-/* , "range": [least, largest]. Empty: numbers.def has none. */
-static std::string rangeJson(const Operation &operation, const Meaning &meaning)
-{
-    std::string text;
-    for (const Range &range : ranges)
-        if (strcmp(range.type, meaning.type) == 0 &&
-            (range.operations.empty() ? text.empty() : contains(range.operations, operation.name)))
-            text = ", \"range\": [" + std::to_string(range.least) + ", " + std::to_string(range.largest) + "]";
-    return text;
-}
-
 static std::string parameterJson(const Operation &operation, size_t i)
 {
     const Meaning *meaning = meaningOf(operation, i);
     return "{" + member("name", operation.parameters[i]) + ", " +
            member("direction", wireIsReturned((WireTag)operation.tags[i]) ? "inout" : "in") + ", " +
-           member("type", typeOf(operation.tags[i])) +
-           (meaning ? ", " + member("meaning", meaning->type) + rangeJson(operation, *meaning) : "") + "}";
+           member("type", typeOf(operation.tags[i])) + (meaning ? ", " + member("meaning", meaning->type) : "") + "}";
 }
 
 static std::string meaningJson(const Meaning &meaning)
 {
-    std::string text = "{" + member("about", meaning.about) + ", \"numbers\": [", between;
+    std::string text = "{" + member("about", meaning.about), between;
+    if (meaning.limited && meaning.numbers.empty())
+        text += ", \"lowest\": " + std::to_string(meaning.range.lowest) + ", \"highest\": " +
+                std::to_string(meaning.range.highest);
+    text += ", \"numbers\": [";
     for (const Number &number : meaning.numbers) {
         text += between + "\n      {\"value\": " + std::to_string(number.value) + ", " + member("word", number.name) +
                 ", " + member("about", number.about) + "}";

@@ -83,9 +83,9 @@ static void leave(const Reception &pdu, uint32_t vlan)
 static void leaveAll(const Reception &pdu)
 {
     Registrar *registrar = pdu.registrar;
-    if ((declaredVlans(pdu.port) & ~registrar->leaving).any())
-        for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
-            leave(pdu, vlan);
+    const VlanBits staying = declaredVlans(pdu.port) & ~registrar->leaving;
+    for (uint32_t vlan = vlanAfter(staying, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(staying, vlan))
+        leave(pdu, vlan);
     registrar->nextLeaveAll = pdu.now + leaveAllMillis(pdu.protocol, pdu.port);
     registrar->nextJoin = 0; /* at once */
 }
@@ -98,7 +98,7 @@ static uint32_t takeNumber(std::string_view *from, size_t size)
     return number;
 }
 
-/* Reads a list of vectors, with three events in a byte. False: the list is malformed. */
+/* Reads a list of vectors, with three events in a byte. False: it is malformed. The PDU may end without end marks. */
 static bool readVectors(const Reception &reception, std::string_view *pdu)
 {
     while (pdu->size() >= 4) {
@@ -120,17 +120,40 @@ static bool readVectors(const Reception &reception, std::string_view *pdu)
                 leave(reception, first + i);
         }
     }
-    return pdu->size() >= 2 && takeNumber(pdu, 2) == 0;
+    return pdu->size() < 2 || takeNumber(pdu, 2) == 0;
 }
 
+/* Skips the vectors of an attribute that this version does not know. */
+static bool skipVectors(size_t attributeLength, std::string_view *pdu)
+{
+    while (pdu->size() >= 2) {
+        uint32_t header = takeNumber(pdu, 2);
+        size_t length = attributeLength + ((header & HEADER_VALUES) + 2) / 3;
+        if (!header)
+            return true;
+        if (pdu->size() < length)
+            return false;
+        pdu->remove_prefix(length);
+    }
+    return true;
+}
+
+/* A PDU of a newer version is read like one of this version: what is unknown in it has no effect. */
 static MrpCounter readMvrp(uint32_t port, std::string_view pdu)
 {
-    if (takeNumber(&pdu, 1) != 0)
+    if (pdu.empty())
         return MRP_BAD_HEADER;
+    takeNumber(&pdu, 1); /* the version */
     const Reception reception = receptionOn(MVRP, port);
-    while (pdu.size() >= 2 && takeNumber(&pdu, 1) == ATTRIBUTE_VLAN)
-        if (takeNumber(&pdu, 1) != 2 || !readVectors(reception, &pdu))
+    while (pdu.size() >= 2) {
+        uint32_t type = takeNumber(&pdu, 1), length = takeNumber(&pdu, 1);
+        if (!type)
+            break; /* the end mark */
+        if (type == ATTRIBUTE_VLAN && length != 2)
             return MRP_BAD_FORMAT;
+        if (!(type == ATTRIBUTE_VLAN ? readVectors(reception, &pdu) : skipVectors(length, &pdu)))
+            return MRP_BAD_FORMAT;
+    }
     return MRP_RECEIVED;
 }
 
@@ -180,8 +203,8 @@ static VlanBits declarations(uint32_t port)
             vlans |= registeredVlans(other);
     vlans &= registrableVlans(port);
     const VlanBits &configured = configuredVlans();
-    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
-        if (configured[vlan] && portInVlan(port, vlan) && !isAdded(port, vlan))
+    for (uint32_t vlan = vlanAfter(configured, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(configured, vlan))
+        if (portInVlan(port, vlan) && !isAdded(port, vlan))
             vlans.set(vlan);
     return vlans;
 }
@@ -190,13 +213,10 @@ static VlanBits declarations(uint32_t port)
 static std::string mvrpPdu(const VlanBits &joined, const VlanBits &left, bool all)
 {
     const VlanBits named = joined | left;
-    uint32_t first = 1, last = HIGHEST_VLAN;
-    while (first <= last && !named[first])
-        first++;
-    while (last >= first && !named[last])
+    uint32_t first = named.any() ? vlanAfter(named, 0) : 0, last = HIGHEST_VLAN;
+    while (last && !named[last])
         last--;
-    uint32_t values = last + 1 - first;
-    first = values ? first : 0;
+    uint32_t values = last ? last - first + 1 : 0;
     std::string pdu;
     putNumber(&pdu, 0, 1); /* the version */
     putNumber(&pdu, ATTRIBUTE_VLAN << 8 | 2, 2);
@@ -221,8 +241,8 @@ static void sendPdu(RegistrationProtocol protocol, uint32_t port, uint32_t type,
     putNumber(&rest, type, 2);
     rest += pdu;
     rest.resize(std::max<size_t>(rest.size(), SHORTEST_REST));
-    sendFrame(port, {addresses, false, 0, rest});
-    countRegistration(protocol, port, MRP_SENT);
+    bool sent = sendFrame(port, {addresses, false, 0, rest});
+    countRegistration(protocol, port, sent ? MRP_SENT : MRP_SEND_FAILED);
 }
 
 static void sendGvrp(uint32_t port, const VlanBits &joined, const VlanBits &left, bool all)
@@ -238,9 +258,7 @@ static void sendGvrp(uint32_t port, const VlanBits &joined, const VlanBits &left
         attributes.clear();
     };
     for (const auto &[vlans, event] : {std::pair(&joined, GARP_JOIN_IN), std::pair(&left, GARP_LEAVE_EMPTY)})
-        for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++) {
-            if (!(*vlans)[vlan])
-                continue;
+        for (uint32_t vlan = vlanAfter(*vlans, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(*vlans, vlan)) {
             putNumber(&attributes, 4 << 8 | event, 2);
             putNumber(&attributes, vlan, 2);
             if (attributes.size() >= 4 * GARP_VLANS)
@@ -252,9 +270,10 @@ static void sendGvrp(uint32_t port, const VlanBits &joined, const VlanBits &left
 
 static void endRegistrations(uint32_t port, Registrar *registrar, uint64_t now)
 {
-    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN && registrar->leaving.any(); vlan++)
-        if (registrar->leaving[vlan] && registrar->ends[vlan] <= now) {
-            registrar->leaving.reset(vlan);
+    VlanBits *leaving = &registrar->leaving;
+    for (uint32_t vlan = vlanAfter(*leaving, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(*leaving, vlan))
+        if (registrar->ends[vlan] <= now) {
+            leaving->reset(vlan);
             neighbourDeclares(port, vlan, false);
         }
     bringUpToNow(); /* what a port declares depends on what has left */

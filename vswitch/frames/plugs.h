@@ -21,7 +21,10 @@
  */
 bool plugPort(const std::string &plug, std::string *wrong);
 
-/* Closes all hosts, interfaces and captures. */
+/* Disconnects the port's host, and removes its socket, or the interface if plugPort() created it. False: no plug. */
+bool unplugPort(uint32_t port);
+
+/* Unplugs all ports, and stops the captures. Traffic is simulated again. */
 void unplugPorts();
 
 /* Is a host plugged into the management port: connected, or its interface up? */
@@ -38,16 +41,22 @@ struct OutgoingFrame {
     std::string_view rest; /* from the EtherType on */
 };
 
-/* Sends a frame to the port's host. If the host is too slow, discards and counts it. */
-void sendFrame(uint32_t port, const OutgoingFrame &frame);
+/* Sends a frame to the port's host. False: the host is too slow; the frame is discarded and counted. */
+bool sendFrame(uint32_t port, const OutgoingFrame &frame);
 
-/* Handles a frame from a host. If it is discarded, stores the reason in *why unless null. */
+/* Handles a frame from a host. If it is not forwarded, stores the reason in *why unless null. */
 using FrameHook = void (*)(uint32_t port, std::string_view frame, std::string *why);
 
 /* Sends the frames that are due; called every 100 ms. */
 using TickHook = void (*)();
 
-/* Registers the commands settle and capture, and sets the hooks. Call it once, before plugPort(). */
-void registerPlugs(FrameHook frameHook, TickHook tickHook);
+/* Sets the hooks. Call it before plugPort(). */
+void onFrames(FrameHook frameHook, TickHook tickHook);
+
+/*
+ * Handles what hosts have done by now: those that have connected or disconnected, the frames that they have sent (up to
+ * 1024 of an interface), and links. Sends what is due.
+ */
+void settleHosts();
 
 #endif
