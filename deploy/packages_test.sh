@@ -63,10 +63,22 @@ sed -i "s/^server.port .*/server.port = $port/" "$fresh/etc/lighttpd/lighttpd.co
 within sh -c 'mkdir -m 700 /tmp/session && printf "admin\n0\ntoken" >/tmp/session/token && chown -R www-data /tmp/session'
 launch "${inRoot[@]}" --userspec=www-data:www-data "$fresh" vswitch >"$run/vswitch.log" 2>&1
 await "serving" cat "$run/vswitch.log"
-launch "${inRoot[@]}" "$fresh" sh -c 'LD_LIBRARY_PATH=$(echo /usr/lib/*/switching-vswitch/lib) exec lighttpd -D -f /etc/lighttpd/lighttpd.conf' \
-    >"$run/lighttpd.log" 2>&1
-await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
+# debianServes: starts lighttpd with what is enabled, and waits for an answer.
+debianServes()
+{
+    launch "${inRoot[@]}" "$fresh" sh -c 'LD_LIBRARY_PATH=$(echo /usr/lib/*/switching-vswitch/lib) exec lighttpd -D -f /etc/lighttpd/lighttpd.conf' \
+        >"$run/lighttpd.log" 2>&1
+    await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
+}
+debianServes
 echo "Debian's lighttpd: answered, with the query unchanged"
+kill "${pids[-1]}"
+wait "${pids[-1]}" || true
+within lighty-disable-mod switching-v2
+within lighty-enable-mod switching-v2-resident
+within install -d -o www-data -m 700 /run/lighttpd # systemd's tmpfiles do this
+debianServes
+echo "Debian's lighttpd with the resident program: answered as well"
 stopProcesses
 
 within apt-get purge -y -qq switching-v2 switching-vswitch
