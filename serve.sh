@@ -33,8 +33,8 @@ while [ $# -gt 0 ]; do
         --hosts) number "$1" "${2-}" 1 28; hosts=$2 ;;
         --sockets) number "$1" "${2-}" 1 4096; sockets=$2 ;;
         --own-files) private=private; shift; continue ;;
-        --resident) resident=yes; shift; continue ;;
         --json) json=json; shift; continue ;;
+        --resident) resident=yes; shift; continue ;;
         --build) builtIn "${2-}" switching_v2.conf switching_v2_resident.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac

@@ -136,10 +136,9 @@ void logClose()
 
 void logRefresh()
 {
-    struct stat status;
+    off_t size;
     tzset();
-    bool isUsable = levelFileIsCurrent(logger.levelFd, &status) && status.st_size == LEVEL_FILE_SIZE;
-    if (!isUsable || !isDigit(levelByte())) {
+    if (!levelFileIsCurrent(logger.levelFd, &size) || size != LEVEL_FILE_SIZE || !isDigit(levelByte())) {
         closeDescriptor(&logger.levelFd);
         openLevel();
     }

@@ -73,15 +73,22 @@ END
 }
 
 # consoleFor BUILD TOKEN...: prints a CONFIGURATION for startWebServer, which serves the console and, to these sessions
-# alone, the switch's trace. (The trace grows: lighttpd must not cache its size.)
+# alone, the switch's trace. (The trace grows: lighttpd must not cache its size.) Commands to the virtual switch go
+# through command.sh, which checks the session and the command.
 consoleFor()
 {
     local tokens
     tokens=$(IFS='|'; echo "${*:2}")
     cat <<END
-alias.url += ("/console/trace" => "$run/trace")
+alias.url += ("/console/vswitch" => "$root/tools/command.sh", "/console/trace" => "$run/trace")
 server.stat-cache-engine = "disable"
 include "$1/switching_console.conf"
+\$HTTP["url"] =~ "^/console/vswitch" {
+    cgi.assign = ("command.sh" => "/bin/bash")
+    server.max-request-size = 1
+    setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", "SESSIONS" => "$files/session",
+        "VSWITCH" => "$(cd "$1" && pwd -P)/vswitch")
+}
 \$HTTP["url"] =~ "^/console/trace" {
     \$REQUEST_HEADER["Session"] !~ "^($tokens)\$" { url.access-deny = ("") }
 }

@@ -16,7 +16,7 @@ from collections import namedtuple
 VALUE = r'(?:\[\d+\]"(?:[^"\\]|\\.)*"|\d+\([\d ]*\)|[^ "(]+)'
 LINE = re.compile(rf"(?:\[\d+\] )?(\w+)((?: \w+={VALUE})*) -> (-?\d+)((?: \w+={VALUE})*)")
 OPERAND = re.compile(rf" (\w+)=({VALUE})")
-OTHER = re.compile(r"port \d+\b.*|discarded \d+ more frames")  # lines about frames
+OTHER = re.compile(r"port \d+\b.*|and \d+ more frames")  # lines about frames
 
 Call = namedtuple("Call", "name sent code returned")
 
