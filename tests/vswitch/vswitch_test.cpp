@@ -216,6 +216,15 @@ TEST_F(VswitchTrace, namesTheProcessThatAsked)
               "[" + std::to_string(asking.pid) + "] " OP "StpPriorityGet value=0 -> 0 value=32768\n");
 }
 
+TEST_F(VswitchTrace, followsNoLink)
+{
+    EXPECT_EQ(symlink((directory + "/precious").c_str(), (directory + "/link").c_str()), 0);
+    Outcome refused = runProcess(switchCommand({"--socket", directory + "/other", "--trace", directory + "/link"}));
+    EXPECT_EQ(refused.exitStatus, 1);
+    EXPECT_NE(refused.errors.find("it is a symbolic link"), std::string::npos) << refused.errors;
+    EXPECT_EQ(access((directory + "/precious").c_str(), F_OK), -1);
+}
+
 /* While nobody reads the trace, the switch serves on. The next reader gets the number of lost lines. */
 TEST_F(VswitchTrace, countsTheLinesThatASlowReaderMissed)
 {
