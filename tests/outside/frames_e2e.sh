@@ -33,10 +33,10 @@ check()
 }
 not() { ! "$@"; }
 pings() { ip netns exec "${x}h$1" ping -q -c 1 -W "${3-5}" "10.0.0.$2"; }
-asks() { ip netns exec "${x}h1" curl -sf --max-time 5 -H "Session: $token" "$@" | tr -d ' \t\r\n'; }
+asks() { ip netns exec "${x}h1" curl -sf --max-time 5 -H "@$run/header" "$@" | tr -d ' \t\r\n'; }
 answers() { [[ "$(asks "$2")" = *"$1"* ]]; }
 # set_ METHOD TARGET BODY: through the loopback interface, which works whatever is configured.
-set_() { curl -sf --max-time 5 -H "Session: $token" -X "$1" -d "$3" "http://127.0.0.1:$port/api/v2/switching/$2" | grep -q success; }
+set_() { curl -sf --max-time 5 -H "@$run/header" -X "$1" -d "$3" "http://127.0.0.1:$port/api/v2/switching/$2" | grep -q success; }
 within() { # within SECONDS COMMAND...
     local try
     for ((try = 0; try < $1 * 10; try++)); do "${@:2}" && return 0; sleep 0.1; done
@@ -53,7 +53,7 @@ for port_ in 1 2; do
 done
 check "h1 reaches h2 again" pings 1 2
 for port_ in 1 2; do
-    curl -sf -H "Session: $token" "http://127.0.0.1:$port/api/v2/switching/fdb/entry-next?vlanId=10&mac=02:00:00:00:00:0$((port_ - 1))" |
+    curl -sf -H "@$run/header" "http://127.0.0.1:$port/api/v2/switching/fdb/entry-next?vlanId=10&mac=02:00:00:00:00:0$((port_ - 1))" |
         tr -d ' \t\r\n' >"$run/entry"
     check "the address table names h$port_" grep -q "02:00:00:00:00:0$port_\",\"fdbIfNum\":$port_," "$run/entry"
 done
