@@ -360,6 +360,18 @@ TEST_F(Forwarding, sendsFramesWhereTheirAddressWasLearned)
     EXPECT_EQ(send("GET", "bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:42"), success("\"bridge\":{\"port\":2}"));
 }
 
+TEST_F(Forwarding, obeysTheSpanningTree)
+{
+    forward({
+        {"stp 2 blocking", "1 A>*", "0 A>*, 3 A>*, 4 A>*, 5 A>*"},
+        {"", "2 B>A", "! it is blocked by the spanning tree"},
+        {"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"},
+        {"stp 2 learning", "2 B>A", "! it is learning: it does not forward yet"},
+        {"", "1 A>B", "! port 2 is learning: it does not forward yet"},
+        {"stp 2 auto", "1 A>B", "2 A>B"},
+    });
+}
+
 TEST_F(Forwarding, keepsFramesInTheirVlan)
 {
     forward({
@@ -738,5 +750,10 @@ TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
     EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
     play("capture stop 2 | no such capture runs\ncapture stop 1");
     forward({{"", "2 B>A", "1 B>A"}});
+
+    /* another user's link to a file of the switch's user */
+    EXPECT_EQ(symlink((directory + "/frames").c_str(), (directory + "/link").c_str()), 0);
+    Outcome refused = runProcess(switchCommand({"capture", "1", directory + "/link"}));
+    EXPECT_NE(refused.errors.find("/link: it is a symbolic link\n"), std::string::npos) << refused.errors;
     EXPECT_EQ(readFile(directory + "/frames"), file);
 }

@@ -346,7 +346,7 @@ static Fate endReserved(uint64_t group)
 static Fate forwardFrame(uint32_t port, std::string_view bytes)
 {
     Frame frame;
-    if (port != MANAGEMENT_PORT && !portIsUp(port))
+    if (port != MANAGEMENT_PORT && !portLearns(port))
         return discard("it is ", portStatusText(port)), DISCARDED;
     if (!readFrame(port, bytes, &frame) || !fitsPort(frame))
         return DISCARDED;
@@ -365,6 +365,8 @@ static Fate forwardFrame(uint32_t port, std::string_view bytes)
         return DISCARDED;
     if (port != MANAGEMENT_PORT && fdbLearn(frame.vlan, frame.source, port))
         known = whereIs(frame.vlan, frame.destination); /* the table has changed */
+    if (port != MANAGEMENT_PORT && !portIsUp(port))
+        return discard("it is ", portStatusText(port)), DISCARDED;
     return forward(frame, known) ? FORWARDED : DISCARDED;
 }
 

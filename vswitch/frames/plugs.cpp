@@ -98,7 +98,7 @@ static void disconnect(Plug *plug)
 /* Is the host there, but the port shut by the switch? */
 static bool isShut(const Plug &plug)
 {
-    return plug.port != MANAGEMENT_PORT && plug.isUp && !portIsUp(plug.port);
+    return plug.port != MANAGEMENT_PORT && plug.isUp && !portIsOpen(plug.port);
 }
 
 /* Receiving */
