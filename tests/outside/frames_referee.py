@@ -51,11 +51,11 @@ class VirtualSwitch(Switch):
 
     def __init__(self, build, run):
         super().__init__(build, *(argument for port in PORTS for argument in ("--plug", f"{port}=unix:{run}/v{port}")))
-        self.run = run
+        self.sockets = run
 
     def __enter__(self):
         super().__enter__()
-        self.hosts = Hosts(lambda port: f"{self.run}/v{port}", ">I")
+        self.hosts = Hosts(lambda port: f"{self.sockets}/v{port}", ">I")
         return self
 
     def settle(self):
