@@ -104,7 +104,7 @@ packages()
     mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program/etc/lighttpd/conf-available/50-switching-v2.conf"
     mkdir -p "$program/DEBIAN"
     enabled=/etc/lighttpd/conf-enabled/50-switching-v2.conf
-    reload="if [ -x /usr/sbin/invoke-rc.d ]; then invoke-rc.d --quiet lighttpd reload || true; fi"
+    reload="invoke-rc.d --quiet lighttpd reload || true"
     printf '#!/bin/sh\nset -e\nif [ "$1" = configure ] && [ -e %s ]; then\n    %s\nfi\n' $enabled "$reload" \
         >"$program/DEBIAN/postinst" # a running web server takes the new configuration
     printf '#!/bin/sh\nset -e\nif [ "$1" = remove ] && [ -L %s ]; then\n    rm -f %s\n    %s\nfi\n' $enabled $enabled "$reload" \
