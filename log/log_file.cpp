@@ -160,6 +160,25 @@ int logFileOpen()
     return openShared(LOG_FILE, O_APPEND, &status);
 }
 
+static bool isCurrent(int file, const char *path, struct stat *status)
+{
+    return file >= 0 && fstat(file, status) == 0 && status->st_nlink == 1 && isAtPath(path, status);
+}
+
+bool levelFileIsCurrent(int file, off_t *size)
+{
+    struct stat status;
+    bool current = isCurrent(file, LEVEL_FILE, &status);
+    *size = current ? status.st_size : 0;
+    return current;
+}
+
+bool logFileIsCurrent(int file)
+{
+    struct stat status;
+    return isCurrent(file, LOG_FILE, &status);
+}
+
 /*
  * False: another process is rotating the log. Ignores a read lock: a process that may only read the file can take one.
  * Ignores any lock above LOG_PATIENCE: its holder hangs, or wants the log to grow for ever.

@@ -202,7 +202,7 @@ TEST_F(VswitchOperations, areAllImplementedAndListed)
     EXPECT_EQ(outcome.output.find("the model lacks it"), std::string::npos) << outcome.output;
     EXPECT_EQ(runProcess(switchCommand({"operations", "ifparticipationset"})).output,
               "rpcclt_openapiVlanIfParticipationSet\n"
-              "    vlanId             in    uint32  VLAN, 1 to 4094; 0 for none\n"
+              "    vlanId             in    uint32  VLAN, 1 to 4094\n"
               "    ifNum              in    uint32  interface number: ports, then link aggregation groups; 0 for none\n"
               "    mode               in    uint32  0 auto, 1 include, 2 exclude\n");
 }

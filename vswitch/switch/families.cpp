@@ -30,6 +30,7 @@ static const struct {
 } families[] = {
     {registerSystem, resetSettings},
     {registerPorts, resetPorts},
+    {registerSpanningTree, resetSpanningTree},
     {registerBridge, nothing},
     {registerVlans, resetVlans},
     {registerSwitchports, resetSwitchports},
@@ -41,6 +42,7 @@ static const struct {
     {registerProtectedPorts, resetProtectedPorts},
     {registerLoopProtection, resetLoopProtection},
     {registerRegistration, resetRegistration},
+    {registerErrors, nothing},
     {registerVoice, resetVoice},
     {registerAccessLists, resetAccessLists},
     {registerFdb, resetAddresses},

@@ -96,7 +96,7 @@ static CommandOutcome learn(const Args &args, std::string *answer)
         return refuse(answer, "\"" + args[1] + "\" is no station's address");
     if (!readPort(args[2], highestInterface(), &port, answer))
         return COMMAND_REFUSED;
-    if (!portIsUp(port))
+    if (!portLearns(port))
         return refuse(answer, "port " + args[2] + " is " + portStatusText(port) + ": no frame arrives there");
     if (!portInVlan(port, vlan))
         return refuse(answer, "port " + args[2] + " is not in VLAN " + args[0]);
