@@ -30,6 +30,10 @@ export DEBIAN_FRONTEND=noninteractive
 within apt-get update -qq
 within sh -c 'apt-get install -y -qq --no-install-recommends /opt/*.deb'
 (cd "$fresh" && find etc usr var/lib opt -path var/lib/dpkg -prune -o -path var/lib/apt -prune -o -print | grep -i switching | sort) >"$run/installed"
+id=$(readelf -n "$fresh/usr/libexec/switching/switching_v2.cgi" | sed -n 's/.*Build ID: //p')
+symbols=$fresh/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug
+line=$(addr2line -e "$symbols" "$(nm "$symbols" | awk '$3 == "main" { print $1 }')")
+[[ $line =~ main/main.cpp:[0-9]+$ ]] || fail "the symbols of the program know no line of main: $line"
 echo "installed: $(grep -c . "$run/installed") files and directories"
 
 # await TEXT COMMAND...: runs the command until it prints the text.
@@ -60,7 +64,26 @@ echo "switching-serve: answered, and left nothing"
 rm -rf "$fresh"/tmp/*
 within lighty-enable-mod switching-v2
 sed -i "s/^server.port .*/server.port = $port/" "$fresh/etc/lighttpd/lighttpd.conf"
-within sh -c 'mkdir -m 700 /tmp/session && printf "admin\n0\ntoken" >/tmp/session/token && chown -R www-data /tmp/session'
+# Another user was first: a second name, a link, a directory, a readable file. The script makes the files all the same.
+"${inRoot[@]}" --userspec=games:games "$fresh" sh -c 'cd /tmp && echo planted >x && ln x zt731.log &&
+    ln -s /etc/passwd devmgr_log_level && mkdir -p session/x zt731.log.old/x'
+files_at_boot() { within /usr/libexec/switching/files_at_boot.sh www-data; }
+made() { (cd "$fresh/tmp" && stat -c '%n %F %h %U %a' devmgr_log_level session zt731.log* | sed 's/ empty / /'); }
+files_at_boot
+[ "$(made)" = "devmgr_log_level regular file 1 www-data 660
+session directory 2 www-data 700
+zt731.log regular file 1 www-data 660
+zt731.log.old regular file 1 www-data 660" ] || fail "files_at_boot.sh made $(made)"
+[ "$(tr '\0' 0 <"$fresh/tmp/devmgr_log_level")" = 6000 ] && grep -q planted "$fresh/tmp/x" && [ -s "$fresh/etc/passwd" ] ||
+    fail "files_at_boot.sh changed other files, or set no level"
+echo "a line" >>"$fresh/tmp/zt731.log"
+files_at_boot
+grep -q 'a line' "$fresh/tmp/zt731.log" || fail "files_at_boot.sh, for the second time, lost the log"
+chown root "$fresh/tmp/zt731.log"
+files_at_boot
+[ "$(stat -c '%U %a' "$fresh/tmp/zt731.log.old")" = "www-data 660" ] && grep -q 'a line' "$fresh/tmp/zt731.log.old" ||
+    fail "files_at_boot.sh lost root's log: $(made)"
+within sh -c 'printf "admin\n0\ntoken" >/tmp/session/token && chown -R www-data /tmp/session'
 launch "${inRoot[@]}" --userspec=www-data:www-data "$fresh" vswitch >"$run/vswitch.log" 2>&1
 await "serving" cat "$run/vswitch.log"
 # debianServes: starts lighttpd with what is enabled, and waits for an answer.
@@ -71,7 +94,11 @@ debianServes()
     await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
 }
 debianServes
-echo "Debian's lighttpd: answered, with the query unchanged"
+curl -s -i "$base/bridge/dot1d-stp-priority" >"$run/refused"
+head -n 1 "$run/refused" | grep -q 403 && ! grep -q ERROR "$run/refused" && grep -q '403 Forbidden' "$fresh/tmp/zt731.log" ||
+    fail "without a session: $(cat "$run/refused" "$fresh/tmp/zt731.log")"
+! "${inRoot[@]}" --userspec=games:games "$fresh" cat /tmp/zt731.log >"$run/log" 2>&1 || fail "another user reads the log"
+echo "Debian's lighttpd: answered, with the query unchanged, and logged"
 kill "${pids[-1]}"
 wait "${pids[-1]}" || true
 within lighty-disable-mod switching-v2
@@ -81,7 +108,7 @@ debianServes
 echo "Debian's lighttpd with the resident program: answered as well"
 stopProcesses
 
-within apt-get purge -y -qq switching-v2 switching-vswitch
+within apt-get purge -y -qq switching-v2 switching-vswitch switching-v2-dbgsym switching-vswitch-dbgsym
 rm "$fresh"/opt/*.deb
 left=$(cd "$fresh" && find etc usr var/lib opt -path var/lib/dpkg -prune -o -path var/lib/apt -prune -o -print | grep -i switching || true)
 [ ! "$left" ] || fail "removing left: $left"
