@@ -168,7 +168,7 @@ function showAll() {
 function showAge() {
   if (!isShown || $('switch').hasAttribute('aria-busy')) return;
   $('updates').textContent = !lookedAt ? 'Nothing was read yet.'
-    : `Read ${ageOf(lookedAt)} ago: ${lookText}.${hasEnded ? ' Reading has stopped.' : ''}`;
+    : `Last look ${ageOf(lookedAt)} ago: ${lookText}.${hasEnded ? ' Reading has stopped.' : ''}`;
 }
 
 function choose(port) {

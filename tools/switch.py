@@ -41,14 +41,15 @@ def scgi(variables, body=b""):
 
 
 class Resident:
-    """The program, started with a listening socket. `workers`: how many."""
+    """The program, started with a listening socket. `workers`: how many. TEST_LAUNCHER: as in tests/support/driver.h."""
 
     def __init__(self, program, path, environment, workers):
         self.path = path
         with socket.socket(socket.AF_UNIX) as listening:
             listening.bind(path)
             listening.listen(64)
-            self.process = subprocess.Popen([program], stdin=listening,
+            launcher = os.environ.get("TEST_LAUNCHER", "").split()
+            self.process = subprocess.Popen([*launcher, program], stdin=listening,
                                             env=dict(environment, SWITCHING_WORKERS=str(workers)))
 
     def connect(self):
@@ -78,7 +79,7 @@ class Switch:
 
     def __init__(self, build, *options, program=None, workers=0, variables=()):
         self.build = os.path.abspath(build)
-        self.program = program or self.build + "/switching_v2.cgi"
+        self.program = program or os.environ.get("TEST_PROGRAM", self.build + "/switching_v2.cgi")
         self.options = options
         self.workers, self.resident, self.variables = workers, None, dict(variables)
 
@@ -89,9 +90,9 @@ class Switch:
         with open(self.directory + "/tmp/session/token", "w", encoding="ascii") as session:
             session.write("admin\n0\ntoken")
         preload = self.directory + "/libsandbox.so"  # LD_PRELOAD is split at spaces: a path without any
-        os.symlink(self.build + "/lib/libsandbox.so", preload)
+        os.symlink(os.environ.get("TEST_SANDBOX", self.build + "/lib/libsandbox.so"), preload)
         self.environment = {"OPENCLT_SOCKET": path, "SANDBOX_TMP": self.directory + "/tmp", "LD_PRELOAD": preload,
-                            "LD_LIBRARY_PATH": self.build + "/lib", **self.variables}
+                            "LD_LIBRARY_PATH": os.environ.get("TEST_LIBRARIES", self.build + "/lib"), **self.variables}
         self.server = subprocess.Popen([self.build + "/vswitch", "--socket", path, "--trace", trace,
                                         "--trace-no-start", *self.options], stdout=subprocess.PIPE)
         if not self.server.stdout.readline():  # the first line says that it serves

@@ -105,6 +105,9 @@ class Operation:
     def __str__(self):
         return f"{self.method} {self.path}"
 
+    def names(self):
+        return [key.name + "=" for key in self.keys]
+
     def key_for(self, name, given):
         """The key with this name, or the one key with this meaning ("interface") that is not given by its name."""
         for key in self.keys:
@@ -223,9 +226,10 @@ class Description:
         raise Wrong(f"there is no {method} {path}" + (f"; close to it: {', '.join(close)}" if close else ""))
 
     def walk(self, path):
-        operation = self.operation("GET", path)
+        method = "POST" if ("POST", path.strip("/")) in self.operations else "GET"  # there are POSTs that only read
+        operation = self.operation(method, path)
         first = operation.path.replace("next", "first")
-        return Walk(operation, first if first != operation.path and ("GET", first) in self.operations else None)
+        return Walk(operation, first if first != operation.path and (method, first) in self.operations else None)
 
     def success_of(self, entry):
         """{member: the operand that it shows} of the data of a success."""
