@@ -152,8 +152,8 @@ def main():
     print(f"\nThe resident floor: {median['resident floor']:.1f} µs. Medians of {rounds} rounds; a resident value is the mean of {BATCH}.")
     print(f"Memory (PSS): a parent and 8 workers {idle} KiB idle, {busy} KiB after 10,000 requests;",
           f"{CGI_PROCESSES} CGI processes {cgi} KiB.")
-    if len(sys.argv) == 5:
-        plain, stays = rates(sys.argv[4], "plain"), rates(sys.argv[4], "resident")
+    if options.rates:
+        plain, stays = rates(options.rates, "plain"), rates(options.rates, "resident")
         ratio = statistics.median(one / other for one, other in zip(stays, plain))
         print(f"Requests/s through lighttpd: CGI {statistics.median(plain):.0f}, resident {statistics.median(stays):.0f};",
               f"ratio {judged(ratio, '≥ 8')}.")
