@@ -19,7 +19,7 @@ from description import load, set_scene  # noqa: E402
 from switch import Switch  # noqa: E402
 
 BASE = "/api/v2/switching/"
-NEVER = re.compile(r"- `(\S+)` `(\w+)`: ([\w-]+(?:, [\w-]+)*)\.")
+NEVER = re.compile(r"- `(\S+)` `(\w+)`: ([\w-]+(?:,\s+[\w-]+)*)\.")
 
 
 def read_meanings(build):
@@ -116,7 +116,7 @@ def check_ranges(collector, operation):
 def read_never():
     with open(HERE + "/../../vswitch/DECISIONS.md", encoding="utf-8") as file:
         rows = NEVER.finditer(file.read().partition("## Values that never occur")[2])
-        return {(path, member): set(values.split(", ")) for path, member, values in (row.groups() for row in rows)}
+        return {(path, member): set(re.findall(r"[\w-]+", values)) for path, member, values in (row.groups() for row in rows)}
 
 
 def main():
