@@ -41,6 +41,7 @@ while [ $# -gt 0 ]; do
     shift 2
 done
 
+removeLeft
 if [ $hosts != 0 ]; then
     ! why=$(cannotHaveHosts) || fail "$why; everything else works without --hosts"
     plugHosts 0 $hosts
@@ -87,11 +88,14 @@ for ((i = 1; i <= sockets; i++)); do switch+=(--plug "$i=unix:$run/port$i"); don
 [ "$port" != 0 ] || port=$(anyPorts)
 startSwitch switch "$build" "${switch[@]}" --trace "$run/trace"
 startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" \
-    "$(consoleFor "$build" "$token" "$writer" "$reader")" ||
+    "$(consoleFor "$build" "$token" "$writer" "$reader")
+\$HTTP[\"url\"] == \"/console/openapi.json\" { alias.url = (\"/console/openapi.json\" => \"$run/openapi.json\") }" ||
     fail "the web server did not start: see above. Is port $port taken? Choose another with --port."
 [ $hosts = 0 ] || serveHosts $hosts
 
 base=http://127.0.0.1:$port/api/v2/switching
+description=$(sed -n 's|.*"/console/openapi.json" => "\([^"]*\)".*|\1|p' "$build/switching_console.conf")
+sed "s|\"url\": \"/api/v2/switching\"|\"url\": \"$base\"|" "$description" >"$run/openapi.json" # what clients import works as it is
 if [ "$json" ]; then
     jsonLine
     waitForEnd
@@ -116,6 +120,8 @@ The switch serves on $base/ until you press Ctrl-C. In another terminal:
   curl -H "\$session" "\$base/bridge/dot1d-stp-port-state?port=3"
   curl -H "\$session" -X PUT -d '{"agingTime": 400}' \$base/bridge/db-dot1d-tp-aging-time
   curl -H "\$session" -d '' "\$base/vlan/create?vlanNum=10"
+
+The description, for clients and generators: http://127.0.0.1:$port/console/openapi.json
 
 What the program asks the switch:      tail -f $run/trace
 How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $(printf %q "$build/vswitch") --help

@@ -89,7 +89,7 @@ packSymbols()
 packages()
 {
     local architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1
-    local shared libraries tools='' libc triplet=x86_64-linux-gnu enabled reload
+    local shared libraries tools='' libc triplet=x86_64-linux-gnu available enabled reload
     shift
     if [ "$architecture" = arm64 ]; then triplet=aarch64-linux-gnu; fi
     if [ "$architecture" != "$native" ]; then tools=$triplet-; fi
@@ -101,14 +101,21 @@ packages()
 
     DESTDIR=$root/$program cmake --install "$build" --strip >/dev/null
     grep -aq "switching_v2.cgi $version" "$program/usr/libexec/switching/switching_v2.cgi" || fail "the program has no version"
-    mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program/etc/lighttpd/conf-available/50-switching-v2.conf"
+    available=/etc/lighttpd/conf-available/50-switching-v2
+    mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program$available.conf"
+    mv "$program/usr/share/switching/switching_v2_resident.conf" "$program$available-resident.conf"
     mkdir -p "$program/DEBIAN"
-    enabled=/etc/lighttpd/conf-enabled/50-switching-v2.conf
+    enabled=/etc/lighttpd/conf-enabled/50-switching-v2
     reload="if [ -x /usr/sbin/invoke-rc.d ]; then invoke-rc.d --quiet lighttpd reload || true; fi"
-    printf '#!/bin/sh\nset -e\nif [ "$1" = configure ] && [ -e %s ]; then\n    %s\nfi\n' $enabled "$reload" \
-        >"$program/DEBIAN/postinst" # a running web server takes the new configuration
-    printf '#!/bin/sh\nset -e\nif [ "$1" = remove ] && [ -L %s ]; then\n    rm -f %s\n    %s\nfi\n' $enabled $enabled "$reload" \
-        >"$program/DEBIAN/prerm" # without the program its configuration would stop the web server from starting
+    # A running web server takes the new configuration, and starts the resident program anew: also (by the trigger) when
+    # the switch's libraries have changed.
+    printf '#!/bin/sh\nset -e\nif [ "$1" != configure ] && [ "$1" != triggered ]; then exit 0; fi\nif [ -e %s ] || [ -e %s ]; then\n    %s\nfi\n' \
+        $enabled.conf $enabled-resident.conf "$reload" >"$program/DEBIAN/postinst"
+    printf 'interest-noawait /usr/lib%s/%s\n' '' libopenclt.so '' libproc_libs.so "/$triplet" libopenclt.so "/$triplet" \
+        libproc_libs.so >"$program/DEBIAN/triggers"
+    # Without the program its configuration would stop the web server from starting.
+    printf '#!/bin/sh\nset -e\nif [ "$1" = remove ] && { [ -L %s ] || [ -L %s ]; }; then\n    rm -f %s %s\n    %s\nfi\n' \
+        $enabled{,-resident}.conf $enabled{,-resident}.conf "$reload" >"$program/DEBIAN/prerm"
     chmod 755 "$program/DEBIAN/postinst" "$program/DEBIAN/prerm"
     libc=$(objdump -T "$program/usr/libexec/switching/switching_v2.cgi" 2>/dev/null |
            grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -1)
@@ -118,8 +125,10 @@ packages()
  database, filters, storm control, VLANs and voice. It translates each request
  into calls of the switch's management API.
  .
- \"lighty-enable-mod switching-v2\" enables its configuration for lighttpd. The
- switch's own libraries, libopenclt.so and libproc_libs.so, are not included."
+ \"lighty-enable-mod switching-v2\" enables its configuration for lighttpd, with
+ a process for each request; \"lighty-enable-mod switching-v2-resident\" enables
+ the other one, with processes that stay. The switch's own libraries,
+ libopenclt.so and libproc_libs.so, are not included."
     packSymbols switching-v2 "$architecture" "$tools" "$build/switching_v2.cgi"
 
     libraries=$switch/usr/lib/$triplet/switching-vswitch
@@ -129,7 +138,8 @@ packages()
     ln -s ../../../bin/vswitch "$libraries/vswitch"
     install -m 644 "$build"/lib/lib{openclt,proc_libs,sandbox}.so "$libraries/lib"
     ${tools}strip --strip-unneeded --remove-section=.comment "$switch/usr/bin/vswitch" "$libraries"/lib/*.so
-    ln -s /etc/lighttpd/conf-available/50-switching-v2.conf "$libraries/switching_v2.conf"
+    ln -s "$available.conf" "$libraries/switching_v2.conf"
+    ln -s "$available-resident.conf" "$libraries/switching_v2_resident.conf"
     install -m 755 serve.sh "$shared"
     install -D -m 644 -t "$shared/tools" "${sourced[@]}"
     install -D -m 644 -t "$shared/console" console/*

@@ -86,14 +86,26 @@ files_at_boot
 within sh -c 'printf "admin\n0\ntoken" >/tmp/session/token && chown -R www-data /tmp/session'
 launch "${inRoot[@]}" --userspec=www-data:www-data "$fresh" vswitch >"$run/vswitch.log" 2>&1
 await "serving" cat "$run/vswitch.log"
-launch "${inRoot[@]}" "$fresh" sh -c 'LD_LIBRARY_PATH=$(echo /usr/lib/*/switching-vswitch/lib) exec lighttpd -D -f /etc/lighttpd/lighttpd.conf' \
-    >"$run/lighttpd.log" 2>&1
-await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
+# debianServes: starts lighttpd with what is enabled, and waits for an answer.
+debianServes()
+{
+    launch "${inRoot[@]}" "$fresh" sh -c 'LD_LIBRARY_PATH=$(echo /usr/lib/*/switching-vswitch/lib) exec lighttpd -D -f /etc/lighttpd/lighttpd.conf' \
+        >"$run/lighttpd.log" 2>&1
+    await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
+}
+debianServes
 curl -s -i "$base/bridge/dot1d-stp-priority" >"$run/refused"
 head -n 1 "$run/refused" | grep -q 403 && ! grep -q ERROR "$run/refused" && grep -q '403 Forbidden' "$fresh/tmp/zt731.log" ||
     fail "without a session: $(cat "$run/refused" "$fresh/tmp/zt731.log")"
 ! "${inRoot[@]}" --userspec=games:games "$fresh" cat /tmp/zt731.log >"$run/log" 2>&1 || fail "another user reads the log"
 echo "Debian's lighttpd: answered, with the query unchanged, and logged"
+kill "${pids[-1]}"
+wait "${pids[-1]}" || true
+within lighty-disable-mod switching-v2
+within lighty-enable-mod switching-v2-resident
+within install -d -o www-data -m 700 /run/lighttpd # systemd's tmpfiles do this
+debianServes
+echo "Debian's lighttpd with the resident program: answered as well"
 stopProcesses
 
 within apt-get purge -y -qq switching-v2 switching-vswitch switching-v2-dbgsym switching-vswitch-dbgsym

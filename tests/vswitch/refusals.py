@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""refusals.py BUILD [--write] [--resident] - sends every example of the description with one value replaced by a number or a name
+"""refusals.py BUILD [--write | --resident] - sends every example of the description with one value replaced by a number or a name
 that does not exist, and compares the result codes with refusals.txt. --write writes that file: read the difference, as
 clients will notice it. --resident: sends them to one worker of a resident program.
 """

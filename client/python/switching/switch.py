@@ -88,7 +88,7 @@ class Switch:
 
     def close(self):
         self.disconnect()
-        self.unplug()
+        self.end_hosts()
         for one in [self.control, self.trace and self.trace.file]:
             if one:
                 one.close()
@@ -224,15 +224,15 @@ class Switch:
         return self.ports[number]
 
 
-    def unplug(self):
+    def end_hosts(self):
         """Ends all hosts of port()."""
         for port in self.ports.values():
             port.close()
         self.ports = {}
 
 
-COMMANDS = ("advance", "capture", "clear", "fault", "faults", "hold", "learn", "link", "loop", "reset", "settle", "silence",
-            "storm")
+COMMANDS = ("advance", "capture", "clear", "errors", "fault", "faults", "hold", "learn", "link", "loop", "neighbour", "plug",
+            "reset", "settle", "silence", "storm", "stp", "unplug")
 
 
 def method_of_command(name):
