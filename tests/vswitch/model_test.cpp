@@ -101,11 +101,12 @@ TEST_F(SwitchPort, keepsTheSettingsOfGeneralModeInOtherModes)
         PUT vlan/if-pvid?ifNum=5 {"vlanNum":10}
         GET vlan/if-participation?vlanNum=10&ifNum=5 | "participationMode":1
         GET vlan/tagged?vlanId=10&ifNum=5 | "val":1
-        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[1]
+        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[]
         GET vlan/dot1q-sw-port-untagged-vlan-list?intf=5 | "vidList":[20]
         GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":20
         GET vlan/qports-current-ingress-filtering?ifNum=5 | "val":1
         PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":3}
+        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[1]
         GET vlan/vid-list?intfNum=5 | "numOfElements":1,"vidList":[10]
         GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
         GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":10

@@ -158,7 +158,7 @@ static const FdbEntry *whereIs(uint32_t vlan, uint64_t mac)
         return found;
     auto lookIn = [&](uint32_t other) {
         const FdbEntry *entry = fdbFind(other, mac);
-        if (entry && (!found || entry->seen > found->seen))
+        if (entry && (!found || entry->learning > found->learning))
             found = entry;
     };
     lookIn(primary);

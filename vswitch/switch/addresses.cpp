@@ -13,6 +13,7 @@ static Fdb entries;
 static std::set<std::pair<uint64_t, uint32_t>> addresses; /* the same, by address and VLAN */
 static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> ageing; /* seen at this uptime; VLAN; address */
 static uint32_t mostEntries, badAdds;
+static uint64_t learnings;
 static void (*removedHook)(uint32_t vlan, uint64_t mac);
 
 const Fdb &fdbEntries()
@@ -68,6 +69,8 @@ bool fdbInsert(uint32_t vlan, uint64_t mac, const FdbEntry &entry)
         return false;
     }
     entries[{vlan, mac}] = entry;
+    if (entry.type == FDB_LEARNED)
+        entries[{vlan, mac}].learning = ++learnings;
     addresses.insert({mac, vlan});
     mostEntries = std::max(mostEntries, (uint32_t)entries.size());
     return true;
@@ -127,5 +130,6 @@ void resetAddresses()
     addresses.clear();
     ageing.clear();
     mostEntries = badAdds = 0;
+    learnings = 0;
     fdbInsert(1, bridgeMac(), {0, FDB_MANAGEMENT, 0});
 }

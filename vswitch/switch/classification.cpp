@@ -59,7 +59,7 @@ template <class Container> static int stepAfter(const Container &container, uint
 static int addMac(OpenBufferDesc *text, uint32_t vlan)
 {
     uint64_t mac = 0;
-    if (!parseMac(textOf(text), &mac) || !isStation(mac) || !vlanExists(vlan))
+    if (!parseMac(textOf(text), &mac) || !isStation(mac) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
     return vlanOfMac.insert({mac, vlan}).second ? OPEN_OK : OPEN_EXISTS;
 }
@@ -105,7 +105,7 @@ static int nextMac(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
 static int addOui(OpenBufferDesc *text, uint32_t vlan)
 {
     uint32_t oui;
-    if (!parseOui(textOf(text), &oui) || !vlanExists(vlan))
+    if (!parseOui(textOf(text), &oui) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
     return vlanOfOui.insert({oui, vlan}).second ? OPEN_OK : OPEN_EXISTS;
 }
@@ -242,7 +242,7 @@ static int listProtocols(uint32_t id, OpenBufferDesc *list)
 static int addVlan(uint32_t id, uint32_t vlan)
 {
     return inGroup(id, [=](ProtocolGroup &group) -> int {
-        if (!vlanExists(vlan))
+        if (!vlanIsConfigured(vlan))
             return OPEN_BAD_ARGUMENT;
         if (group.vlan)
             return OPEN_EXISTS;

@@ -88,7 +88,7 @@ static int createFilter(OpenBufferDesc *address, uint32_t vlan)
     FilterKey key;
     if (int rc = readKey(address, vlan, &key))
         return rc;
-    if (macRestricted(key.first))
+    if (macRestricted(key.first) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
     if (filters.contains(key))
         return OPEN_EXISTS;
@@ -265,7 +265,7 @@ static void registerModes()
         return OPEN_OK;
     });
     DO(rpcclt_openapiFilterVlanFilteringModeSet, [](uint32_t vlan, uint32_t mode) -> int {
-        if (mode > FILTER_UNREGISTERED || !vlanExists(vlan))
+        if (mode > FILTER_UNREGISTERED || !vlanIsConfigured(vlan))
             return OPEN_BAD_ARGUMENT;
         vlanFilteringModes[vlan] = mode;
         return OPEN_OK;

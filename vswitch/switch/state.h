@@ -73,6 +73,9 @@ static const uint32_t HIGHEST_VLAN = 4094;
 /* Is the VLAN configured, or registered by a neighbour? */
 bool vlanExists(uint32_t vlan);
 
+/* Is it configured? Only of such a VLAN can something be set: a VLAN that a neighbour registered ends by itself. */
+bool vlanIsConfigured(uint32_t vlan);
+
 /* Does it exist only because a neighbour registered it? */
 bool vlanIsDynamic(uint32_t vlan);
 
@@ -85,7 +88,7 @@ bool vlanRegistered(uint32_t port, uint32_t vlan);
 /* Replaces the VLANs that neighbours have registered on the port (registration.cpp computes them). */
 void setRegisteredVlans(uint32_t port, const VlanSet &vlans);
 
-/* Registers a function that runs whenever a VLAN is deleted: the family removes what it keeps for the VLAN. */
+/* Registers a function that runs when a VLAN is deleted or goes by itself: the family removes what it keeps of it. */
 void onVlanEnd(void (*ended)(uint32_t vlan));
 
 /* Ports in VLANs, as they were set (switchport.cpp) */
@@ -137,6 +140,12 @@ struct PrivatePort {
 /* The association of a port, null when it has none. */
 const PrivatePort *privatePort(uint32_t port);
 
+/* Does the mode or the association decide the port's VLANs? Otherwise what was set for each VLAN decides. */
+bool modeDecides(uint32_t port);
+
+/* Is the port excluded from the VLAN? Exclusions are not in force where the mode decides. */
+bool isForbidden(uint32_t port, uint32_t vlan);
+
 /* Protected ports (protected_ports.cpp): the group of a port, 0 for none. Ports of one group exchange no frames. */
 uint32_t protectedGroup(uint32_t port);
 
@@ -149,7 +158,8 @@ uint32_t vlanOfProtocol(uint32_t port, uint32_t etherType);
 struct FdbEntry {
     uint32_t port; /* 0: the switch itself; static filter: its first destination */
     FdbType type;
-    uint64_t seen; /* uptime in seconds when the station was last heard */
+    uint64_t seen;         /* uptime in seconds when the station was last heard */
+    uint64_t learning = 0; /* a running number of all learnings: the higher one is the later one */
 };
 
 /* Can it be the address of a station: not a group, not zero, not the switch? */

@@ -18,7 +18,7 @@ static std::vector<void (*)(uint32_t)> endHooks;
 static Setting nameLength = {.name = "VlanNameLen", .initial = 32};
 static Setting mostSupported = {.name = "Dot1qMaxSupportedVlans", .initial = HIGHEST_VLAN};
 
-static bool vlanIsConfigured(uint32_t vlan)
+bool vlanIsConfigured(uint32_t vlan)
 {
     return vlan <= HIGHEST_VLAN && configured.contains((uint16_t)vlan);
 }
@@ -46,19 +46,29 @@ bool vlanRegistered(uint32_t port, uint32_t vlan)
     return found != registeredOn.end() && vlan <= HIGHEST_VLAN && found->second.contains((uint16_t)vlan);
 }
 
+void onVlanEnd(void (*ended)(uint32_t vlan))
+{
+    endHooks.push_back(ended);
+}
+
+static void endVlan(uint32_t vlan)
+{
+    for (auto ended : endHooks)
+        ended(vlan);
+}
+
 void setRegisteredVlans(uint32_t port, const VlanSet &vlans)
 {
     if (vlans == valueIn(registeredOn, port))
         return;
     registeredOn[port] = vlans;
+    VlanSet before = std::move(registered);
     registered.clear();
     for (const auto &[onPort, ids] : registeredOn)
         registered.insert(ids.begin(), ids.end());
-}
-
-void onVlanEnd(void (*ended)(uint32_t vlan))
-{
-    endHooks.push_back(ended);
+    for (uint16_t vlan : before)
+        if (!vlanExists(vlan))
+            endVlan(vlan);
 }
 
 static uint32_t dynamicVlans()
@@ -88,8 +98,7 @@ static int deleteVlan(uint32_t vlan)
         return OPEN_FAILED;
     configured.erase((uint16_t)vlan);
     deletes++;
-    for (auto ended : endHooks)
-        ended(vlan);
+    endVlan(vlan);
     return OPEN_OK;
 }
 
