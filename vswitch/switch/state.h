@@ -153,6 +153,38 @@ uint32_t protectedGroup(uint32_t port);
 uint32_t vlanOfSource(uint64_t mac); /* by address, then by OUI */
 uint32_t vlanOfProtocol(uint32_t port, uint32_t etherType);
 
+/* Admission (admission.cpp): one answer for real frames, simulated stations and storms */
+
+/* A frame that arrives on a port. Source 0: not of a certain station. */
+struct Arrival {
+    uint32_t port;
+    uint32_t tag = 0; /* the VLAN of its tag; 0: without a tag, or with a priority alone */
+    uint64_t source = 0;
+    uint32_t etherType = 0;
+};
+
+enum Verdict { ADMITTED, PORT_IS_DOWN, TYPE_NOT_ACCEPTED, VLAN_MISSING, INGRESS_FILTERED, OTHER_PRIVATE_VLAN };
+
+struct Admission {
+    Verdict verdict;
+    uint32_t vlan; /* of the frame, also if it is not admitted there; 0 if the port or its type was refused */
+};
+
+/* Does the port admit the frame, and into which VLAN? */
+Admission admit(const Arrival &frame);
+
+/* Why it was not admitted, as the trace says it: "untagged frames are not accepted". */
+std::string refusalText(const Arrival &frame, const Admission &admission);
+
+/*
+ * The VLAN in which a frame of `vlan` from a port leaves another port: in a private VLAN it can be another VLAN. 0: it
+ * does not leave there.
+ */
+uint32_t egressVlan(uint32_t from, uint32_t vlan, uint32_t to);
+
+/* Are both ports in one protected group? */
+bool areProtected(uint32_t port, uint32_t other);
+
 /* Addresses (addresses.cpp, fdb.cpp) */
 
 struct FdbEntry {
