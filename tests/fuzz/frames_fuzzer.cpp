@@ -14,6 +14,7 @@
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <string>
@@ -84,8 +85,10 @@ static bool drain(int port)
 
 static void sendBytes(int port, const std::string &bytes)
 {
+    clock_t before = clock();
     (void)!send(hosts[port], bytes.data(), bytes.size(), MSG_NOSIGNAL);
     command("settle");
+    check(clock() - before < CLOCKS_PER_SEC / 4, "A frame costs 250 ms of CPU time");
     for (int each = 0; each < PORTS; each++)
         if (!drain(each))
             connectHost(each);
@@ -113,6 +116,27 @@ static void callOperation(FuzzInput *input)
         runOperation(operation, arguments);
 }
 
+static void enable(const char *operation, uint32_t port)
+{
+    Operation &found = operationNamed(operation);
+    Arguments arguments(found.tags.size());
+    for (Argument &argument : arguments)
+        argument.number = 1;
+    if (port)
+        arguments[0].number = port;
+    runOperation(found, arguments);
+}
+
+/* As after "reset", but GVRP runs on port 1 and MVRP on the others, so that their PDUs are read. */
+static void resetSwitch()
+{
+    command("reset");
+    enable("rpcclt_openapiGarpGvrpEnableSet", 0);
+    enable("rpcclt_openapiMvrpModeSet", 0);
+    for (uint32_t port = 1; port < PORTS; port++)
+        enable(port == 1 ? "rpcclt_openapiGarpGvrpPortEnableSet" : "rpcclt_openapiMvrpIntfModeSet", port);
+}
+
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     char name[] = "/tmp/frames-fuzzer-XXXXXX";
@@ -137,7 +161,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
 {
     FuzzInput input = {bytes, size};
-    command("reset");
+    resetSwitch();
     for (int port = 0; port < PORTS; port++)
         if (halfFrames[port])
             connectHost(port);

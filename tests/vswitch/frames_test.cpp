@@ -175,13 +175,19 @@ protected:
     void SetUp() override
     {
         SwitchTest::SetUp();
+        startWithHosts(5);
+    }
+
+    /* Starts a switch with a host on each port from 0 to `last`. */
+    void startWithHosts(int last)
+    {
         std::vector<std::string> options;
-        for (int port = 0; port <= 5; port++)
+        for (int port = 0; port <= last; port++)
             for (const std::string &word : {std::string("--plug"), std::to_string(port) + "=unix:" + path(port)})
                 options.push_back(word);
         startSwitch(options);
         command("hold");
-        for (int port = 0; port <= 5; port++)
+        for (int port = 0; port <= last; port++)
             connectHost(port);
         command("settle");
     }
@@ -476,6 +482,33 @@ TEST_F(MvrpGvrpFrames, registerVlans)
     from(1, mvrpOf(30, 1).substr(0, 9));
     command("settle");
     EXPECT_EQ(send("GET", "mvrp/intf-traffic-pdu-counter?intIfNum=1&type=2"), success("\"mvrp\":{\"counter\":1}"));
+}
+
+/* A neighbour that trunks all VLANs joins them in one PDU; here all neighbours do, and one sends many LeaveAlls. */
+TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
+{
+    enum { PORTS = 28, MOST_MILLIS = 20 /* for a frame */ };
+    startWithHosts(PORTS);
+    configure("mvrp");
+    for (int port = 1; port <= PORTS; port++)
+        configure("mvrpport " + std::to_string(port) + " enable");
+    const std::string to = addressOf('r') + addressOf('A') + std::string("\x88\xf5\0\1\2", 5), end(4, '\0');
+    std::string all = std::string("\x0f\xfe\0\1", 4) + std::string(4094 / 3 + 1, 43), leaves;
+    for (int i = 0; i < 280; i++)
+        leaves += std::string("\x20\1\0\1\x24", 5); /* LeaveAll, and VLAN 1 joins */
+    clockid_t cpu;
+    timespec before, after;
+    ASSERT_EQ(clock_getcpuclockid(vswitch.pid, &cpu) + clock_gettime(cpu, &before), 0);
+    for (int port = 1; port <= PORTS; port++) {
+        put(port, to + all + end);
+        command("settle");
+        collect();
+    }
+    put(1, to + leaves + end);
+    command("settle");
+    clock_gettime(cpu, &after);
+    EXPECT_LT((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1000000, PORTS * MOST_MILLIS);
+    EXPECT_EQ(send("GET", "vlan/dynamic-vlan-entries"), success("\"vlan\":{\"val\":4093}"));
 }
 
 TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)

@@ -8,6 +8,7 @@
 #include "vswitch/frames/mrp.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <string>
 #include <utility>
@@ -25,9 +26,12 @@ enum : size_t { GARP_VLANS = 300 /* in one PDU */ };
 static const std::string_view llcHeader("\x42\x42\x03\x00\x01", 5); /* the SAPs of spanning tree, protocol 1 */
 static const std::string_view group("\x01\x80\xC2\x00\x00\x21", 6);
 
+/* Times are milliseconds of uptime. */
 struct Registrar {
-    VlanSet declared;                      /* what the port declared to the neighbour last */
-    std::map<uint16_t, uint64_t> leaving;  /* when the registration of a VLAN ends, in milliseconds of uptime */
+    VlanBits declared;                 /* what the port declared to the neighbour last */
+    uint64_t declaredAt = 0;           /* the changeNumber() at that time */
+    VlanBits leaving;                  /* registrations that end, unless the neighbour joins again */
+    std::array<uint64_t, 4096> ends{}; /* when they end */
     uint64_t nextLeaveAll = 0, nextJoin = 0;
 };
 static std::map<std::pair<RegistrationProtocol, uint32_t>, Registrar> registrars; /* where a protocol runs */
@@ -44,29 +48,46 @@ static uint64_t leaveAllMillis(RegistrationProtocol protocol, uint32_t port)
 
 /* Receiving */
 
-static void join(RegistrationProtocol protocol, uint32_t port, uint32_t vlan)
+/* A PDU that is being read, and what its events need: a PDU can have thousands of them. */
+struct Reception {
+    RegistrationProtocol protocol;
+    uint32_t port;
+    Registrar *registrar;
+    VlanBits registrable;
+    uint64_t now;
+};
+
+static Reception receptionOn(RegistrationProtocol protocol, uint32_t port)
+{
+    return {protocol, port, &registrars[{protocol, port}], registrableVlans(port), uptimeMillis()};
+}
+
+static void join(const Reception &pdu, uint32_t vlan)
 {
     if (vlan < 1 || vlan > HIGHEST_VLAN)
         return;
-    registrars[{protocol, port}].leaving.erase((uint16_t)vlan);
-    if (!portMayRegister(port, vlan))
-        countRegistration(protocol, port, MRP_REGISTRATION_FAILED);
-    neighbourDeclares(port, vlan, true);
+    pdu.registrar->leaving.reset(vlan);
+    if (!pdu.registrable[vlan])
+        countRegistration(pdu.protocol, pdu.port, MRP_REGISTRATION_FAILED);
+    neighbourDeclares(pdu.port, vlan, true);
 }
 
-static void leave(RegistrationProtocol protocol, uint32_t port, uint32_t vlan)
+static void leave(const Reception &pdu, uint32_t vlan)
 {
-    if (declaredVlans(port).contains((uint16_t)vlan))
-        registrars[{protocol, port}].leaving.try_emplace((uint16_t)vlan, uptimeMillis() + leaveMillis(port));
+    if (vlan > HIGHEST_VLAN || !declaredVlans(pdu.port)[vlan] || pdu.registrar->leaving[vlan])
+        return;
+    pdu.registrar->leaving.set(vlan);
+    pdu.registrar->ends[vlan] = pdu.now + leaveMillis(pdu.port);
 }
 
-static void leaveAll(RegistrationProtocol protocol, uint32_t port)
+static void leaveAll(const Reception &pdu)
 {
-    Registrar &registrar = registrars[{protocol, port}];
-    for (uint16_t vlan : declaredVlans(port))
-        leave(protocol, port, vlan);
-    registrar.nextLeaveAll = uptimeMillis() + leaveAllMillis(protocol, port);
-    registrar.nextJoin = 0; /* at once */
+    Registrar *registrar = pdu.registrar;
+    if ((declaredVlans(pdu.port) & ~registrar->leaving).any())
+        for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
+            leave(pdu, vlan);
+    registrar->nextLeaveAll = pdu.now + leaveAllMillis(pdu.protocol, pdu.port);
+    registrar->nextJoin = 0; /* at once */
 }
 
 /* Takes a big-endian number off the front; bytes beyond the end are left out. */
@@ -78,7 +99,7 @@ static uint32_t takeNumber(std::string_view *from, size_t size)
 }
 
 /* Reads a list of vectors, with three events in a byte. False: the list is malformed. */
-static bool readVectors(uint32_t port, std::string_view *pdu)
+static bool readVectors(const Reception &reception, std::string_view *pdu)
 {
     while (pdu->size() >= 4) {
         uint32_t header = takeNumber(pdu, 2);
@@ -88,15 +109,15 @@ static bool readVectors(uint32_t port, std::string_view *pdu)
         if (pdu->size() < (values + 2) / 3)
             return false;
         if (header & FIRST_HEADER_LEAVE_ALL)
-            leaveAll(MVRP, port);
+            leaveAll(reception);
         for (uint32_t i = 0; i < values; i++) {
             static const uint32_t place[] = {36, 6, 1};
             packed = i % 3 ? packed : takeNumber(pdu, 1);
             uint32_t event = packed / place[i % 3] % 6;
             if (event == MRP_NEW || event == MRP_JOIN_IN || event == MRP_JOIN_EMPTY)
-                join(MVRP, port, first + i);
+                join(reception, first + i);
             else if (event == MRP_LEAVE)
-                leave(MVRP, port, first + i);
+                leave(reception, first + i);
         }
     }
     return pdu->size() >= 2 && takeNumber(pdu, 2) == 0;
@@ -106,8 +127,9 @@ static MrpCounter readMvrp(uint32_t port, std::string_view pdu)
 {
     if (takeNumber(&pdu, 1) != 0)
         return MRP_BAD_HEADER;
+    const Reception reception = receptionOn(MVRP, port);
     while (pdu.size() >= 2 && takeNumber(&pdu, 1) == ATTRIBUTE_VLAN)
-        if (takeNumber(&pdu, 1) != 2 || !readVectors(port, &pdu))
+        if (takeNumber(&pdu, 1) != 2 || !readVectors(reception, &pdu))
             return MRP_BAD_FORMAT;
     return MRP_RECEIVED;
 }
@@ -116,17 +138,18 @@ static void readGvrp(uint32_t port, std::string_view pdu)
 {
     if (takeNumber(&pdu, 1) != ATTRIBUTE_VLAN)
         return;
+    const Reception reception = receptionOn(GVRP, port);
     while (pdu.size() >= 2 && (unsigned char)pdu[0] >= 2) {
         std::string_view attribute = pdu.substr(0, (unsigned char)pdu[0]);
         pdu.remove_prefix(attribute.size());
         takeNumber(&attribute, 1);
         uint32_t event = takeNumber(&attribute, 1), vlan = takeNumber(&attribute, 2);
         if (event == GARP_LEAVE_ALL)
-            leaveAll(GVRP, port);
+            leaveAll(reception);
         else if (event == GARP_JOIN_EMPTY || event == GARP_JOIN_IN)
-            join(GVRP, port, vlan);
+            join(reception, vlan);
         else if (event == GARP_LEAVE_EMPTY || event == GARP_LEAVE_IN)
-            leave(GVRP, port, vlan);
+            leave(reception, vlan);
     }
 }
 
@@ -148,25 +171,32 @@ bool handleRegistration(uint32_t port, std::string_view frame)
 
 /* Sending */
 
-static VlanSet declarations(uint32_t port)
+/* The VLANs that the port has by configuration, and those that neighbours registered on other ports. */
+static VlanBits declarations(uint32_t port)
 {
-    VlanSet vlans;
-    for (uint16_t vlan : existingVlans()) {
-        bool registered = false;
-        for (uint32_t other = nextPlugged(MANAGEMENT_PORT); other != UINT32_MAX; other = nextPlugged(other))
-            registered |= other != port && vlanRegistered(other, vlan) && portMayRegister(port, vlan);
-        if (registered || (portInVlan(port, vlan) && !isAdded(port, vlan)))
-            vlans.insert(vlan);
-    }
+    VlanBits vlans;
+    for (uint32_t other = nextPlugged(MANAGEMENT_PORT); other != UINT32_MAX; other = nextPlugged(other))
+        if (other != port)
+            vlans |= registeredVlans(other);
+    vlans &= registrableVlans(port);
+    const VlanBits &configured = configuredVlans();
+    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
+        if (configured[vlan] && portInVlan(port, vlan) && !isAdded(port, vlan))
+            vlans.set(vlan);
     return vlans;
 }
 
 /* A PDU with one vector from the first VLAN to the last. VLANs between that are in neither set are MRP_EMPTY. */
-static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
+static std::string mvrpPdu(const VlanBits &joined, const VlanBits &left, bool all)
 {
-    VlanSet named = joined;
-    named.insert(left.begin(), left.end());
-    uint32_t first = named.empty() ? 0 : *named.begin(), values = named.empty() ? 0 : *named.rbegin() - first + 1;
+    const VlanBits named = joined | left;
+    uint32_t first = 1, last = HIGHEST_VLAN;
+    while (first <= last && !named[first])
+        first++;
+    while (last >= first && !named[last])
+        last--;
+    uint32_t values = last + 1 - first;
+    first = values ? first : 0;
     std::string pdu;
     putNumber(&pdu, 0, 1); /* the version */
     putNumber(&pdu, ATTRIBUTE_VLAN << 8 | 2, 2);
@@ -175,8 +205,7 @@ static std::string mvrpPdu(const VlanSet &joined, const VlanSet &left, bool all)
     auto eventOf = [&](uint32_t i) -> uint32_t {
         if (i >= values)
             return 0;
-        uint16_t vlan = (uint16_t)(first + i);
-        return joined.contains(vlan) ? MRP_JOIN_IN : left.contains(vlan) ? MRP_LEAVE : MRP_EMPTY;
+        return joined[first + i] ? MRP_JOIN_IN : left[first + i] ? MRP_LEAVE : MRP_EMPTY;
     };
     for (uint32_t i = 0; i < values; i += 3)
         putNumber(&pdu, eventOf(i) * 36 + eventOf(i + 1) * 6 + eventOf(i + 2), 1);
@@ -196,7 +225,7 @@ static void sendPdu(RegistrationProtocol protocol, uint32_t port, uint32_t type,
     countRegistration(protocol, port, MRP_SENT);
 }
 
-static void sendGvrp(uint32_t port, const VlanSet &joined, const VlanSet &left, bool all)
+static void sendGvrp(uint32_t port, const VlanBits &joined, const VlanBits &left, bool all)
 {
     std::string attributes;
     if (all)
@@ -209,7 +238,9 @@ static void sendGvrp(uint32_t port, const VlanSet &joined, const VlanSet &left, 
         attributes.clear();
     };
     for (const auto &[vlans, event] : {std::pair(&joined, GARP_JOIN_IN), std::pair(&left, GARP_LEAVE_EMPTY)})
-        for (uint16_t vlan : *vlans) {
+        for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++) {
+            if (!(*vlans)[vlan])
+                continue;
             putNumber(&attributes, 4 << 8 | event, 2);
             putNumber(&attributes, vlan, 2);
             if (attributes.size() >= 4 * GARP_VLANS)
@@ -219,22 +250,29 @@ static void sendGvrp(uint32_t port, const VlanSet &joined, const VlanSet &left, 
         flush();
 }
 
+static void endRegistrations(uint32_t port, Registrar *registrar, uint64_t now)
+{
+    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN && registrar->leaving.any(); vlan++)
+        if (registrar->leaving[vlan] && registrar->ends[vlan] <= now) {
+            registrar->leaving.reset(vlan);
+            neighbourDeclares(port, vlan, false);
+        }
+    bringUpToNow(); /* what a port declares depends on what has left */
+}
+
+/* What is declared is computed only after a change. */
 static void advanceRegistrar(RegistrationProtocol protocol, uint32_t port, Registrar *registrar, uint64_t now)
 {
-    for (auto at = registrar->leaving.begin(); at != registrar->leaving.end();) {
-        bool over = at->second <= now;
-        if (over)
-            neighbourDeclares(port, at->first, false);
-        at = over ? registrar->leaving.erase(at) : std::next(at);
-    }
-    bringUpToNow(); /* what is declared below depends on what has left */
+    endRegistrations(port, registrar, now);
     bool all = registrar->nextLeaveAll <= now;
     if (all)
-        leaveAll(protocol, port);
-    VlanSet vlans = declarations(port), left = registrar->declared;
+        leaveAll(receptionOn(protocol, port));
+    if (registrar->declaredAt == changeNumber() && now < registrar->nextJoin)
+        return;
+    registrar->declaredAt = changeNumber();
+    const VlanBits vlans = declarations(port), left = registrar->declared & ~vlans;
     if (vlans == registrar->declared && now < registrar->nextJoin)
         return;
-    std::erase_if(left, [&](uint16_t vlan) { return vlans.contains(vlan); });
     if (protocol == MVRP)
         sendPdu(MVRP, port, TYPE_MVRP, mvrpPdu(vlans, left, all));
     else

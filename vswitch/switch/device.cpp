@@ -9,6 +9,7 @@ static const uint32_t LAGS = 8;
 
 static DeviceOptions options;
 static bool simulated = true, changed;
+static uint64_t changeCount;
 
 void setDeviceOptions(const DeviceOptions &chosen)
 {
@@ -74,6 +75,12 @@ void setTrafficSimulated(bool isSimulated)
 void stateChanged()
 {
     changed = true;
+    changeCount++;
+}
+
+uint64_t changeNumber()
+{
+    return changeCount;
 }
 
 bool takeStateChanged()

@@ -52,6 +52,9 @@ void setTrafficSimulated(bool simulated);
 /* Notes that something changed: the next bringUpToNow() computes what follows. */
 void stateChanged();
 
+/* How often something changed. Equal numbers: nothing has changed between. */
+uint64_t changeNumber();
+
 /* Has something changed since the last call of this function? */
 bool takeStateChanged();
 

@@ -17,11 +17,22 @@ uint32_t portPvid(uint32_t port)
     return vlanExists(vlan) ? vlan : 1;
 }
 
-bool portMayRegister(uint32_t port, uint32_t vlan)
+VlanBits registrableVlans(uint32_t port)
 {
+    VlanBits vlans;
     if (privatePort(port) || switchportMode(port) == MODE_ACCESS)
-        return false;
-    return switchportMode(port) == MODE_TRUNK ? isAllowed(port, vlan) : !isForbidden(port, vlan);
+        return vlans;
+    const Switchport &set = switchport(port);
+    bool trunk = switchportMode(port) == MODE_TRUNK;
+    if (!trunk || set.allowsAll)
+        vlans.set();
+    if (trunk && !set.allowsAll)
+        for (uint16_t vlan : set.allowed)
+            vlans.set(vlan);
+    if (!trunk)
+        for (auto [vlan, participation] : set.participation)
+            vlans.set(vlan, participation != PARTICIPATION_EXCLUDE);
+    return vlans;
 }
 
 bool isAdded(uint32_t port, uint32_t vlan)

@@ -9,7 +9,6 @@
  */
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <map>
 
 #include "vswitch/base/clock.h"
@@ -43,7 +42,7 @@ struct ProtocolState {
 };
 
 static ProtocolState states[REGISTRATION_PROTOCOLS];
-static std::map<uint32_t, VlanSet> declared; /* by port: what the neighbour declares */
+static std::map<uint32_t, VlanBits> declared; /* by port: what the neighbour declares */
 
 bool registrationRuns(RegistrationProtocol protocol, uint32_t port)
 {
@@ -55,22 +54,22 @@ bool registrationRuns(RegistrationProtocol protocol, uint32_t port)
 
 void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins)
 {
-    if (joins)
-        declared[port].insert((uint16_t)vlan);
-    else
-        declared[port].erase((uint16_t)vlan);
+    if (declaredVlans(port)[vlan] == joins)
+        return;
+    declared[port].set(vlan, joins);
     stateChanged();
 }
 
 void neighbourHasGone(uint32_t port)
 {
-    declared[port].clear();
+    declared.erase(port);
+    setRegisteredVlans(port, {});
     stateChanged();
 }
 
-const VlanSet &declaredVlans(uint32_t port)
+const VlanBits &declaredVlans(uint32_t port)
 {
-    static const VlanSet none;
+    static const VlanBits none;
     auto found = declared.find(port);
     return found == declared.end() ? none : found->second;
 }
@@ -89,19 +88,14 @@ bool mvrpIsPeriodic()
 static void registerDeclared()
 {
     for (const auto &[port, vlans] : declared) {
-        VlanSet registered;
-        if (registrationRuns(GVRP, port) || registrationRuns(MVRP, port))
-            std::copy_if(vlans.begin(), vlans.end(), std::inserter(registered, registered.end()),
-                         [port = port](uint16_t vlan) { return portMayRegister(port, vlan); });
-        setRegisteredVlans(port, registered);
+        bool runs = vlans.any() && (registrationRuns(GVRP, port) || registrationRuns(MVRP, port));
+        setRegisteredVlans(port, runs ? vlans & registrableVlans(port) : VlanBits());
     }
 }
 
 static uint32_t refusedVlans(uint32_t port)
 {
-    const VlanSet &vlans = declaredVlans(port);
-    auto isRefused = [=](uint16_t vlan) { return !portMayRegister(port, vlan); };
-    return (uint32_t)std::count_if(vlans.begin(), vlans.end(), isRefused);
+    return (uint32_t)(declaredVlans(port) & ~registrableVlans(port)).count();
 }
 
 /* PDUs */
@@ -331,5 +325,6 @@ void resetRegistration()
         state = {};
     declared.clear();
     if (trafficIsSimulated())
-        declared = {{1, {3001, 3002}}, {2, {3002, 3003}}};
+        for (auto [port, vlan] : {std::pair(1u, 3001u), {1u, 3002u}, {2u, 3002u}, {2u, 3003u}})
+            declared[port].set(vlan);
 }

@@ -13,6 +13,7 @@
 
 #include <stdint.h>
 
+#include <bitset>
 #include <map>
 #include <set>
 #include <string>
@@ -24,6 +25,7 @@
 
 using PortSet = std::set<uint32_t>;
 using VlanSet = std::set<uint16_t>;
+using VlanBits = std::bitset<4096>; /* a bit for each VLAN: for sets that grow large */
 
 /* Ports (ports.cpp) */
 
@@ -81,12 +83,14 @@ bool vlanIsDynamic(uint32_t vlan);
 
 /* Ascending. */
 std::vector<uint16_t> existingVlans();
+const VlanBits &configuredVlans();
 
-/* Have neighbours registered the VLAN on the port? */
+/* Have neighbours registered the VLAN on the port? Which VLANs? */
 bool vlanRegistered(uint32_t port, uint32_t vlan);
+const VlanBits &registeredVlans(uint32_t port);
 
 /* Replaces the VLANs that neighbours have registered on the port (registration.cpp computes them). */
-void setRegisteredVlans(uint32_t port, const VlanSet &vlans);
+void setRegisteredVlans(uint32_t port, const VlanBits &vlans);
 
 /* Registers a function that runs when a VLAN is deleted or goes by itself: the family removes what it keeps of it. */
 void onVlanEnd(void (*ended)(uint32_t vlan));
@@ -106,8 +110,8 @@ uint32_t portPvid(uint32_t port);
 /* Is the port in the VLAN? The port may be down, unless it is there only by a neighbour's registration. */
 bool portInVlan(uint32_t port, uint32_t vlan);
 
-/* May a neighbour on the port register the VLAN? */
-bool portMayRegister(uint32_t port, uint32_t vlan);
+/* The VLANs that a neighbour on the port may register. */
+VlanBits registrableVlans(uint32_t port);
 
 /* Is the port in the VLAN only because a neighbour registered it there? */
 bool isAdded(uint32_t port, uint32_t vlan);
@@ -263,7 +267,7 @@ VoipSource voipSource(uint32_t port, uint64_t mac);
 /* The neighbour on the port declares the VLAN, or withdraws it. */
 void neighbourDeclares(uint32_t port, uint32_t vlan, bool joins);
 void neighbourHasGone(uint32_t port); /* withdraws all */
-const VlanSet &declaredVlans(uint32_t port);
+const VlanBits &declaredVlans(uint32_t port);
 
 enum RegistrationProtocol { GMRP, GVRP, MVRP, MMRP, REGISTRATION_PROTOCOLS };
 

@@ -9,9 +9,9 @@
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
-static VlanSet configured;
-static std::map<uint32_t, VlanSet> registeredOn; /* by port */
-static VlanSet registered;                       /* on any port */
+static VlanBits configured;
+static std::map<uint32_t, VlanBits> registeredOn; /* by port */
+static VlanBits registered;                       /* on any port */
 static uint32_t mostVlans, deletes;
 static std::vector<void (*)(uint32_t)> endHooks;
 
@@ -20,12 +20,12 @@ static Setting mostSupported = {.name = "Dot1qMaxSupportedVlans", .initial = HIG
 
 bool vlanIsConfigured(uint32_t vlan)
 {
-    return vlan <= HIGHEST_VLAN && configured.contains((uint16_t)vlan);
+    return vlan <= HIGHEST_VLAN && configured[vlan];
 }
 
 bool vlanExists(uint32_t vlan)
 {
-    return vlanIsConfigured(vlan) || (vlan <= HIGHEST_VLAN && registered.contains((uint16_t)vlan));
+    return vlanIsConfigured(vlan) || (vlan <= HIGHEST_VLAN && registered[vlan]);
 }
 
 bool vlanIsDynamic(uint32_t vlan)
@@ -35,15 +35,29 @@ bool vlanIsDynamic(uint32_t vlan)
 
 std::vector<uint16_t> existingVlans()
 {
-    VlanSet all = registered;
-    all.insert(configured.begin(), configured.end());
-    return {all.begin(), all.end()};
+    const VlanBits existing = configured | registered;
+    std::vector<uint16_t> ids;
+    for (uint16_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
+        if (existing[vlan])
+            ids.push_back(vlan);
+    return ids;
+}
+
+const VlanBits &configuredVlans()
+{
+    return configured;
+}
+
+const VlanBits &registeredVlans(uint32_t port)
+{
+    static const VlanBits none;
+    auto found = registeredOn.find(port);
+    return found == registeredOn.end() ? none : found->second;
 }
 
 bool vlanRegistered(uint32_t port, uint32_t vlan)
 {
-    auto found = registeredOn.find(port);
-    return found != registeredOn.end() && vlan <= HIGHEST_VLAN && found->second.contains((uint16_t)vlan);
+    return vlan <= HIGHEST_VLAN && registeredVlans(port)[vlan];
 }
 
 void onVlanEnd(void (*ended)(uint32_t vlan))
@@ -57,36 +71,39 @@ static void endVlan(uint32_t vlan)
         ended(vlan);
 }
 
-void setRegisteredVlans(uint32_t port, const VlanSet &vlans)
+void setRegisteredVlans(uint32_t port, const VlanBits &vlans)
 {
-    if (vlans == valueIn(registeredOn, port))
+    if (vlans == registeredVlans(port))
         return;
+    const VlanBits before = registered;
     registeredOn[port] = vlans;
-    VlanSet before = std::move(registered);
-    registered.clear();
-    for (const auto &[onPort, ids] : registeredOn)
-        registered.insert(ids.begin(), ids.end());
-    for (uint16_t vlan : before)
-        if (!vlanExists(vlan))
+    registered.reset();
+    for (const auto &[onPort, bits] : registeredOn)
+        registered |= bits;
+    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
+        if (before[vlan] && !vlanExists(vlan))
             endVlan(vlan);
+    stateChanged();
 }
 
 static uint32_t dynamicVlans()
 {
-    return (uint32_t)std::count_if(registered.begin(), registered.end(),
-                                   [](uint16_t vlan) { return !configured.contains(vlan); });
+    return (uint32_t)(registered & ~configured).count();
 }
 
 void advanceVlans()
 {
-    mostVlans = std::max(mostVlans, (uint32_t)configured.size() + dynamicVlans());
+    mostVlans = std::max(mostVlans, (uint32_t)configured.count() + dynamicVlans());
 }
 
 static int createVlan(uint32_t vlan)
 {
     if (vlan < 1 || vlan > HIGHEST_VLAN)
         return OPEN_BAD_ARGUMENT;
-    return configured.insert((uint16_t)vlan).second ? OPEN_OK : OPEN_EXISTS;
+    if (configured[vlan])
+        return OPEN_EXISTS;
+    configured.set(vlan);
+    return OPEN_OK;
 }
 
 /* VLAN 1 and VLANs that only a neighbour registered cannot be deleted. */
@@ -96,7 +113,7 @@ static int deleteVlan(uint32_t vlan)
         return OPEN_BAD_ARGUMENT;
     if (vlan == 1 || vlanIsDynamic(vlan))
         return OPEN_FAILED;
-    configured.erase((uint16_t)vlan);
+    configured.reset(vlan);
     deletes++;
     endVlan(vlan);
     return OPEN_OK;
@@ -122,7 +139,7 @@ void registerVlans()
     DO(rpcclt_openapiVlanCreate, createVlan);
     DO(rpcclt_openapiVlanDelete, deleteVlan);
     ASK(rpcclt_openapiMostVlanEntriesGet, [](uint32_t *count) { return store(mostVlans, count); });
-    ASK(rpcclt_openapiStaticVlanEntriesGet, [](uint32_t *count) { return store((uint32_t)configured.size(), count); });
+    ASK(rpcclt_openapiStaticVlanEntriesGet, [](uint32_t *count) { return store((uint32_t)configured.count(), count); });
     ASK(rpcclt_openapiDynamicVlanEntriesGet, [](uint32_t *count) { return store(dynamicVlans(), count); });
     ASK(rpcclt_openapiDot1qVlanNumDeletesGet, [](uint32_t *count) { return store(deletes, count); });
     ASK(rpcclt_openapiNextVlanGet, [](uint32_t vlan, uint32_t *next) { return storeNext(vlanAfter(vlan), next); });
@@ -133,10 +150,10 @@ void registerVlans()
 
 void resetVlans()
 {
-    configured.clear();
+    configured.reset();
     registeredOn.clear();
-    registered.clear();
+    registered.reset();
     mostVlans = deletes = 0;
     for (uint32_t vlan = 1; vlan <= deviceOptions().stationVlans; vlan++)
-        configured.insert((uint16_t)vlan);
+        configured.set(vlan);
 }

@@ -71,8 +71,8 @@ static int portStatusGet(uint32_t port, uint32_t *status)
 
 static void forgetVlan(uint32_t vlan)
 {
-    for (uint32_t port = nextPort(0); port; port = nextPort(port))
-        if (portVlan.value(port) == vlan)
+    for (auto [port, set] : portVlan.values)
+        if (set == vlan)
             portVlanSet(port, 0);
     if (voipVlan.value() == vlan)
         voipVlan.put(0, 0);
