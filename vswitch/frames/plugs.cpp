@@ -347,6 +347,10 @@ void registerPlugs(FrameHook frameHook, TickHook tickHook)
     registerCommands(commands);
     onFrame = frameHook;
     onTick = tickHook;
+    onSecond([] {
+        if (!plugs.empty())
+            tick();
+    });
 }
 
 /* Plugging */
