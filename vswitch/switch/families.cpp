@@ -120,11 +120,13 @@ static void skipRounds(uint64_t end, uint64_t round)
     advanceTo(reached + round);
     std::vector<uint64_t> second = growth(values, &before);
     uint64_t rounds = (std::max(reached, std::min(end, nextOtherEvent(ports))) - reached) / round;
-    if (first != second || !rounds)
+    auto reopenings = std::count(second.begin(), second.begin() + (ptrdiff_t)ports.size(), round);
+    if (first != second || reopenings != (ptrdiff_t)ports.size() || !rounds)
         return;
     for (size_t i = 0; i < values.size(); i++)
         *values[i] += rounds * second[i];
     reached += rounds * round;
+    advanceAll(reached, false); /* the families that have closed forms */
 }
 
 void bringUpToNow()

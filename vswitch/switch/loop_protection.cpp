@@ -219,13 +219,15 @@ uint64_t loopRoundSeconds()
 PortSet collectLoopValues(Values *values)
 {
     PortSet inRounds;
-    for (uint32_t number = nextPort(0); number; number = nextPort(number))
-        if (isInRounds(number)) {
-            LoopPort &port = loopPorts[number];
-            inRounds.insert(number);
-            values->insert(values->end(), {&port.sent, &port.received, &port.loops, &port.lastLoop, &port.nextFrame,
-                                           &port.shutUntil});
+    for (uint32_t port = nextPort(0); port; port = nextPort(port))
+        if (isInRounds(port)) {
+            inRounds.insert(port);
+            values->push_back(&loopPorts[port].shutUntil);
         }
+    for (uint32_t number : inRounds) {
+        LoopPort &port = loopPorts[number];
+        values->insert(values->end(), {&port.sent, &port.received, &port.loops, &port.lastLoop, &port.nextFrame});
+    }
     return inRounds;
 }
 
