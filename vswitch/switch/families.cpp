@@ -84,11 +84,18 @@ static void advanceAll(uint64_t now, bool changed)
     advanceAccessLists(now);
 }
 
-/* All families advance together from event to event, so it does not matter in how many parts time advances. */
+/*
+ * All families advance together from event to event, so it does not matter in how many parts time advances. In the
+ * quiet time before an event, each counts in one step; then comes the second of the event.
+ */
 static void advanceTo(uint64_t end)
 {
-    while (reached < end)
-        advanceAll(std::min({end, nextLoopEvent(), nextStationEvent()}), false);
+    while (reached < end) {
+        uint64_t next = std::min({end, nextLoopEvent(), nextStationEvent()});
+        if (next - 1 > reached)
+            advanceAll(next - 1, false);
+        advanceAll(next, false);
+    }
 }
 
 static std::vector<uint64_t> growth(const Values &values, std::vector<uint64_t> *before)
