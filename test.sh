@@ -63,7 +63,7 @@ tests "As released" build-test
 
 begin "Building with sanitizers" "40 s"
 compile build-sanitize all -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_COMPILE_WARNING_AS_ERROR=ON \
-    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+    -DCMAKE_CXX_COMPILER=clang++
 begin "Testing with sanitizers" "50 s"
 tests "Linked with sanitizers" build-sanitize
 TEST_BUILD=$root/build-sanitize tests "The program with sanitizers" build-test -L program

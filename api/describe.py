@@ -20,6 +20,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "../tools"))
 from description import (  # noqa: E402
     DESCRIPTION, SceneFailed, example_answer, example_query, example_request, load, operations_of, set_scene)
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Switch  # noqa: E402
 
 BASE = "/api/v2/switching"
@@ -412,12 +413,14 @@ def pretty(value, indent="", before=0):
 
 
 def main():
-    if len(sys.argv) not in (2, 3) or (sys.argv[2:] or ["--write"])[0] not in ("--write", "--play"):
-        sys.exit(__doc__)
-    build, mode = sys.argv[1], (sys.argv[2:] or ["--check"])[0]
-    for file in ("api_recorder", "vswitch"):
-        if not os.path.exists(os.path.join(build, file)):
-            sys.exit(f"describe.py: there is no {file} in {build}; BUILD is build-test after ./test.sh")
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with("api_recorder", *PROGRAM))
+    mode = arguments.add_mutually_exclusive_group()
+    for name in "--write", "--play":
+        mode.add_argument(name, dest="mode", action="store_const", const=name)
+    arguments.set_defaults(mode="--check")
+    options = arguments.parse_args()
+    build, mode = options.build, options.mode
     meanings.update(read_meanings(build))
     try:
         description = describe(record(os.path.join(build, "api_recorder")), Words(os.path.join(HERE, "words")))

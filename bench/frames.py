@@ -8,7 +8,7 @@ openvswitch-switch, but no root. BUILD is a release build.
 """
 import os, struct, sys, tempfile, time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "outside"))
-from frames_referee import OpenVSwitch, Switch, VirtualSwitch
+from frames_referee import PROGRAM, build_with, parser, OpenVSwitch, Switch, VirtualSwitch
 
 ROUNDS, BATCH, REQUESTS = 5, 32, 200
 
@@ -61,11 +61,12 @@ def idle(pid):
 
 
 def main():
-    if len(sys.argv) not in (2, 3) or sys.argv[1].startswith("-"):
-        sys.exit(__doc__)
-    frames = int(sys.argv[2]) if len(sys.argv) > 2 else 20000
-    frames -= frames % BATCH
-    with tempfile.TemporaryDirectory() as run, VirtualSwitch(sys.argv[1], run) as ours, OpenVSwitch(run) as theirs:
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
+    arguments.add_argument("frames", metavar="FRAMES", nargs="?", type=int, default=20000)
+    options = arguments.parse_args()
+    frames = options.frames - options.frames % BATCH
+    with tempfile.TemporaryDirectory() as run, VirtualSwitch(options.build, run) as ours, OpenVSwitch(run) as theirs:
         print("| Frame | Switch | CPU a frame, µs | Frames/s | Aim |\n|---|---|---:|---:|---|")
         for size in (60, 1514):
             results = {name: [] for name in ("virtual switch", "Open vSwitch")}
@@ -78,7 +79,7 @@ def main():
                 aim = f"{ratio:.2f} of Open vSwitch's CPU, aim ≤ 1: {'met' if ratio <= 1 else '**missed**'}"
                 print(f"| {size} bytes | {name} | {micros:.2f} | {rate:.0f} | {aim if name[0] == 'v' else ''} |")
         print(f"\nPlugged and idle: {idle(ours.server.pid)}. Medians of {ROUNDS} rounds of {frames} frames.")
-    with Switch(sys.argv[1]) as unplugged:
+    with Switch(options.build) as unplugged:
         costs = []
         for _ in range(ROUNDS):
             spent = cpu(unplugged.server.pid)

@@ -10,6 +10,9 @@ import re
 import statistics
 import sys
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tools"))
+from arguments import parser  # noqa: E402
+
 LENGTHS = (1024, 2048, 4096)
 
 
@@ -58,9 +61,10 @@ def row(title, cells, aim=""):
 
 
 def main():
-    if len(sys.argv) != 3:
-        sys.exit(__doc__)
-    run, load = sys.argv[1:]
+    arguments = parser(__doc__)
+    for name in "run", "load":
+        arguments.add_argument(name, metavar=name.upper())
+    run, load = vars(arguments.parse_args()).values()
     times, rounds = read_times(run + "/times")
     instructions, rates = read_instructions(run), read_rates(run)
     cpu, wall = ({name: pair[i] for name, pair in times.items()} for i in (0, 1))

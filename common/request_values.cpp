@@ -81,14 +81,6 @@ uint32_t queryUintDecoded(const char *key)
     return (uint32_t)strtoll(text, nullptr, 10);
 }
 
-/* The request's input; null: it has none. The caller frees it. */
-static char *requestInput()
-{
-    char *input = readRequestInput();
-    if (!input && errno == ENOMEM)
-        exitWithoutMemory("read request input");
-    return input;
-}
 
 static void takeParam(const Param &param, const char *value)
 {
@@ -102,7 +94,9 @@ static void takeParam(const Param &param, const char *value)
 
 bool readParams(std::initializer_list<Param> params)
 {
-    char *input = requestInput();
+    char *input = readRequestInput();
+    if (!input && errno == ENOMEM)
+        exitWithoutMemory("read request input");
     ParamList list = paramListSplit(input);
     for (const Param &param : params) {
         const char *value = paramFind(param.key, list);
@@ -131,14 +125,17 @@ static void takeVlanIds(const cJSON *array, VlanIdList *list)
         list->ids[list->count++] = cJSON_IsNumber(item) ? (uint16_t)item->valueint : 0;
 }
 
-static void takeLongText(const char *text, LongText *to)
+/* False: out of memory. */
+static bool takeLongText(const char *text, LongText *to)
 {
     if (!longTextReserve(*to, strlen(text)))
-        exitWithoutMemory("copy text");
+        return false;
     memcpy(to->bytes, text, to->size);
+    return true;
 }
 
-static void takeMember(const Member &member, const cJSON *item)
+/* False: out of memory. */
+static bool takeMember(const Member &member, const cJSON *item)
 {
     uint32_t *number = (uint32_t *)member.value;
     uint32_t address;
@@ -159,8 +156,7 @@ static void takeMember(const Member &member, const cJSON *item)
             snprintf((char *)member.value, member.size, "%s", text);
         break;
     case Member::LONG_TEXT:
-        takeLongText(text, (LongText *)member.value);
-        break;
+        return takeLongText(text, (LongText *)member.value);
     case Member::CODE:
         *number = codeOf(*member.names, text, *number);
         break;
@@ -175,17 +171,20 @@ static void takeMember(const Member &member, const cJSON *item)
         takeVlanIds(item, (VlanIdList *)member.value);
         break;
     }
+    return true;
 }
 
-/* The input as a JSON document; null: it does not parse. */
+/* The input as a JSON document. Null with errno 0: it does not parse. Null with errno ENOMEM: out of memory. */
 static cJSON *parseInput()
 {
-    char *input = requestInput();
+    char *input = readRequestInput();
+    if (!input)
+        return nullptr;
     errno = 0;
-    cJSON *document = input ? cJSON_Parse(input) : nullptr;
-    if (!document && errno == ENOMEM)
-        exitWithoutMemory("parse request input");
+    cJSON *document = cJSON_Parse(input);
+    int error = errno == ENOMEM ? ENOMEM : 0;
     free(input);
+    errno = error;
     return document;
 }
 
@@ -196,25 +195,40 @@ static const cJSON *findMember(const cJSON *body, const Member &member)
     return member.rule == Member::LONG_TEXT && !cJSON_IsString(item) ? nullptr : item;
 }
 
-bool parseBody(std::initializer_list<Member> members)
+enum BodyResult { BODY_READ, BODY_WRONG, BODY_WITHOUT_MEMORY };
+
+static BodyResult takeBody(std::initializer_list<Member> members)
 {
     cJSON *body = parseInput();
-    bool complete = body;
+    if (!body)
+        return errno == ENOMEM ? BODY_WITHOUT_MEMORY : BODY_WRONG;
+    BodyResult result = BODY_READ;
     for (const Member &member : members) {
         const cJSON *item = findMember(body, member);
-        if (item)
-            takeMember(member, item);
-        else if (member.required)
-            complete = false;
+        if (item && !takeMember(member, item))
+            result = BODY_WITHOUT_MEMORY;
+        else if (!item && member.required && result == BODY_READ)
+            result = BODY_WRONG;
     }
     cJSON_Delete(body);
-    return complete;
+    return result;
+}
+
+bool parseBody(std::initializer_list<Member> members)
+{
+    BodyResult result = takeBody(members);
+    if (result == BODY_WITHOUT_MEMORY)
+        exitWithoutMemory("read request input");
+    return result == BODY_READ;
 }
 
 bool readBody(std::initializer_list<Member> members)
 {
-    if (parseBody(members))
+    BodyResult result = takeBody(members);
+    if (result == BODY_READ)
         return true;
+    if (result == BODY_WITHOUT_MEMORY)
+        logWithoutMemory("read request input");
     answerOutcome(ResultCode::INVALID_ARGUMENT);
     return false;
 }

@@ -147,10 +147,13 @@ inline Member required(Member member)
     return member;
 }
 
-/* Reads the JSON body (DELETE: the query string). False: it does not parse, or lacks a required member. */
+/*
+ * Reads the JSON body (DELETE: the query string). False: it does not parse, or lacks a required member. Out of memory:
+ * exits (memory.h).
+ */
 bool parseBody(std::initializer_list<Member> members);
 
-/* As parseBody, but on failure it also answers 10003 with a line end: the handler only returns. */
+/* The same, but on failure, also out of memory, it answers 10003 with a line end: the handler only returns. */
 bool readBody(std::initializer_list<Member> members);
 
 #endif

@@ -33,7 +33,27 @@ done
 need g++-aarch64-linux-gnu libcjson-dev:arm64 cmake make
 aarch64=$root/build-aarch64
 stage=$aarch64/stage
-compile "$aarch64" "switching_v2.cgi sandbox" --fresh -DCMAKE_TOOLCHAIN_FILE="$root/deploy/aarch64.cmake" \
+
+# Operations are bound when they are called: without this check, the first client to need one finds that it is missing.
+if [ "$libraries" ]; then
+    mkdir -p "$aarch64"
+    {
+        sed -n 's/^OPEN_OPERATION(\([A-Za-z0-9_]*\).*/\1/p' platform/include/openclt_operations.def
+        grep -oh 'openapi[A-Za-z]*(\|l7proc_[a-z_]*(' platform/include/openclt.h platform/include/proc_libs.h | tr -d '('
+    } | sort -u >"$aarch64/called"
+    for library in "$libraries"/*.so*; do
+        aarch64-linux-gnu-readelf -h "$library" 2>/dev/null | grep -q 'Machine: *AArch64' ||
+            fail "$library is no library for AArch64"
+        aarch64-linux-gnu-nm -D --defined-only "$library" | awk '{ sub(/@.*/, "", $NF); print $NF }'
+    done | sort -u >"$aarch64/offered"
+    missing=$(comm -23 "$aarch64/called" "$aarch64/offered")
+    [ ! "$missing" ] || fail "the libraries in $libraries lack:"$'\n'"$missing"
+    echo "The libraries in $libraries offer all $(wc -l <"$aarch64/called") functions that the program calls."
+fi
+
+targets=switching_v2.cgi
+[ ! "$test" ] || targets+=" sandbox openclt proc_libs"
+compile "$aarch64" "$targets" --fresh -DCMAKE_TOOLCHAIN_FILE="$root/deploy/aarch64.cmake" \
     -DCMAKE_BUILD_TYPE=Release -DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DCMAKE_INSTALL_PREFIX=/usr "${options[@]}"
 rm -rf "$stage"
 DESTDIR=$stage cmake --install "$aarch64" --strip >/dev/null
@@ -51,7 +71,7 @@ grep -q 'Machine: *AArch64' "$aarch64/readelf.log" || faults+=("the program is n
 ! grep -E '\((RPATH|RUNPATH)\)' "$aarch64/readelf.log" || faults+=("the program has a run path")
 aarch64-linux-gnu-readelf -p .version "$program" | grep -q 'switching_v2.cgi [0-9]' || faults+=("it has no version")
 grep -qF "\"${program#"$stage"}/\"" "$snippet" || faults+=("the configuration names another directory for the program")
-[ "$(find "$stage" ! -type d | wc -l)" = 3 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
+[ "$(find "$stage" ! -type d | wc -l)" = 6 ] || faults+=("other files: $(find "$stage" ! -type d -printf '/%P ')")
 if [ ${#faults[@]} -gt 0 ]; then
     printf 'cross.sh: %s\n' "${faults[@]}" >&2
     exit 1
@@ -61,19 +81,6 @@ echo "build-aarch64/stage holds, for the switch's image:"
 echo "There the program needs $needed (${libc/_/ } or newer)."
 echo "Its symbols, for addr2line and crash records: build-aarch64/switching_v2.cgi"
 
-# Operations are bound when they are called: without this check, the first client to need one finds that it is missing.
-if [ "$libraries" ]; then
-    aarch64-linux-gnu-nm -D --undefined-only "$program" | sed -n 's/^ *U \(\(rpcclt_\|openapi\|l7proc_\)[A-Za-z0-9_]*\)$/\1/p' |
-        sort >"$aarch64/called"
-    for library in "$libraries"/*.so*; do
-        aarch64-linux-gnu-readelf -h "$library" 2>/dev/null | grep -q 'Machine: *AArch64' ||
-            fail "$library is no library for AArch64"
-        aarch64-linux-gnu-nm -D --defined-only "$library" | awk '{ sub(/@.*/, "", $NF); print $NF }'
-    done | sort -u >"$aarch64/offered"
-    missing=$(comm -23 "$aarch64/called" "$aarch64/offered")
-    [ ! "$missing" ] || fail "the libraries in $libraries lack:"$'\n'"$missing"
-    echo "The libraries in $libraries offer all $(wc -l <"$aarch64/called") functions that the program calls."
-fi
 [ "$test" ] || exit 0
 
 # The emulator is linked statically, so that LD_PRELOAD and LD_LIBRARY_PATH affect only the emulated program. The C

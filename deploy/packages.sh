@@ -2,7 +2,7 @@
 # packages.sh [test] [ARCHITECTURE...] - builds the Debian packages into build-packages, by default for this machine's
 # architecture and arm64: switching-v2 (the program, its configuration for lighttpd, the description of the interface)
 # and switching-vswitch (the virtual switch, its replacements for a switch's libraries, the console, and serve.sh as the
-# command switching-serve). Installs what it needs.
+# command switching-serve), and for each a package with its symbols (-dbgsym). Installs what it needs.
 #
 #   test   then checks the packages with lintian, and installs, uses and removes them in a fresh root: as root only
 . "$(dirname "$0")/../tools/script.sh"
@@ -33,13 +33,14 @@ manual()
 {
     local directory=$2/usr/share/man/man${1##*.}
     mkdir -p "$directory"
-    sed "s/VERSION/$version/" "deploy/man/$1" | gzip -9n >"$directory/$1.gz"
+    sed "s/@PROJECT_VERSION@/$version/" "deploy/man/$1" | gzip -9n >"$directory/$1.gz"
 }
 
 # pack NAME ARCHITECTURE ROOT DEPENDS RECOMMENDS DESCRIPTION: adds what every package has, and makes the package.
 pack()
 {
-    local name=$1 architecture=$2 directory=$3 documents=$3/usr/share/doc/$1
+    local name=$1 architecture=$2 directory=$3 documents=$3/usr/share/doc/$1 section=net
+    case $name in *-dbgsym) section=debug ;; esac
     mkdir -p "$documents" "$directory/DEBIAN"
     printf '%s (%s) stable; urgency=medium\n\n  * See CHANGELOG.md in the sources.\n\n -- %s  %s\n' switching-v2 \
         "$version" "$maintainer" "$(date -R -u -d "$date")" | gzip -9n >"$documents/changelog.gz"
@@ -51,7 +52,7 @@ Architecture: $architecture
 Maintainer: $maintainer
 Installed-Size: $(du -sk --exclude=DEBIAN "$directory" | cut -f1)
 Depends: $4
-Section: net
+Section: $section
 Priority: optional
 ${5:+Recommends: $5
 }Description: $6
@@ -66,14 +67,32 @@ END
 }
 maintainer="switching_v2.cgi developers <developers@localhost>"
 
-# packages ARCHITECTURE [CMAKE-OPTION...]: makes both packages.
+# packSymbols NAME ARCHITECTURE TOOLS FILE...: makes a package with the line numbers of these files; TOOLS is the prefix of
+# the processor's binutils.
+packSymbols()
+{
+    local directory=$out/$1-dbgsym-$2 id file
+    rm -rf "$directory"
+    for file in "${@:4}"; do
+        id=$(readelf -n "$file" | sed -n 's/.*Build ID: //p')
+        mkdir -p "$directory/usr/lib/debug/.build-id/${id:0:2}"
+        "$3objcopy" --only-keep-debug --compress-debug-sections "$file" \
+            "$directory/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug"
+        chmod 644 "$directory/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug"
+    done
+    pack "$1-dbgsym" "$2" "$directory" "$1 (= $version)" "" \
+"debug symbols for $1
+ Debuggers and addr2line find these files by the build id."
+}
+
+# packages ARCHITECTURE [CMAKE-OPTION...]: makes both packages, and those of their symbols.
 packages()
 {
     local architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1
-    local shared libraries strip=strip libc triplet=x86_64-linux-gnu
+    local shared libraries tools='' libc triplet=x86_64-linux-gnu enabled reload
     shift
     if [ "$architecture" = arm64 ]; then triplet=aarch64-linux-gnu; fi
-    if [ "$architecture" != "$native" ]; then strip=$triplet-strip; fi
+    if [ "$architecture" != "$native" ]; then tools=$triplet-; fi
     compile "$build" "switching_v2.cgi vswitch sandbox" -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_INSTALL_PREFIX=/usr -DSWITCHING_CONF_DIR=etc/lighttpd/conf-available "$@"
     version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
@@ -83,11 +102,14 @@ packages()
     DESTDIR=$root/$program cmake --install "$build" --strip >/dev/null
     grep -aq "switching_v2.cgi $version" "$program/usr/libexec/switching/switching_v2.cgi" || fail "the program has no version"
     mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program/etc/lighttpd/conf-available/50-switching-v2.conf"
-    manual switching_v2.cgi.8 "$program"
     mkdir -p "$program/DEBIAN"
-    printf '#!/bin/sh\nset -e\nif [ "$1" = remove ]; then rm -f /etc/lighttpd/conf-enabled/50-switching-v2.conf; fi\n' \
+    enabled=/etc/lighttpd/conf-enabled/50-switching-v2.conf
+    reload="if [ -x /usr/sbin/invoke-rc.d ]; then invoke-rc.d --quiet lighttpd reload || true; fi"
+    printf '#!/bin/sh\nset -e\nif [ "$1" = configure ] && [ -e %s ]; then\n    %s\nfi\n' $enabled "$reload" \
+        >"$program/DEBIAN/postinst" # a running web server takes the new configuration
+    printf '#!/bin/sh\nset -e\nif [ "$1" = remove ] && [ -L %s ]; then\n    rm -f %s\n    %s\nfi\n' $enabled $enabled "$reload" \
         >"$program/DEBIAN/prerm" # without the program its configuration would stop the web server from starting
-    chmod 755 "$program/DEBIAN/prerm"
+    chmod 755 "$program/DEBIAN/postinst" "$program/DEBIAN/prerm"
     libc=$(objdump -T "$program/usr/libexec/switching/switching_v2.cgi" 2>/dev/null |
            grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -1)
     pack switching-v2 "$architecture" "$program" "libc6 (>= ${libc:+${libc#*_}}), libcjson1 (>= 1.7.14)" lighttpd \
@@ -98,6 +120,7 @@ packages()
  .
  \"lighty-enable-mod switching-v2\" enables its configuration for lighttpd. The
  switch's own libraries, libopenclt.so and libproc_libs.so, are not included."
+    packSymbols switching-v2 "$architecture" "$tools" "$build/switching_v2.cgi"
 
     libraries=$switch/usr/lib/$triplet/switching-vswitch
     shared=$switch/usr/share/switching-vswitch
@@ -105,7 +128,7 @@ packages()
     install -m 755 "$build/vswitch" "$switch/usr/bin"
     ln -s ../../../bin/vswitch "$libraries/vswitch"
     install -m 644 "$build"/lib/lib{openclt,proc_libs,sandbox}.so "$libraries/lib"
-    $strip --strip-unneeded --remove-section=.comment "$switch/usr/bin/vswitch" "$libraries"/lib/*.so
+    ${tools}strip --strip-unneeded --remove-section=.comment "$switch/usr/bin/vswitch" "$libraries"/lib/*.so
     ln -s /etc/lighttpd/conf-available/50-switching-v2.conf "$libraries/switching_v2.conf"
     install -m 755 serve.sh "$shared"
     install -D -m 644 -t "$shared/tools" "${sourced[@]}"
@@ -125,6 +148,7 @@ packages()
  Answers every call of switching_v2.cgi from a simulated switch in memory.
  \"switching-serve\" serves the REST interface on a loopback port, so that
  clients, pages and tests can be written without a switch."
+    packSymbols switching-vswitch "$architecture" "$tools" "$build/vswitch" "$build"/lib/lib{openclt,proc_libs}.so
 }
 
 need g++ cmake make libcjson-dev git gzip

@@ -43,14 +43,24 @@ static bool isTrusted(const char *what, uid_t owner)
     return false;
 }
 
-/* Returns -1 when the directory is refused (logged), or missing: nobody has logged in yet. */
+/* Why the directory cannot be opened. That it is missing is logged once, until it is there again. */
+static void logDirectory(int reason)
+{
+    static bool missing;
+    if (reason == ENOENT && !missing)
+        LOG_CHECK(LEVEL_ERROR, "There is no " DIRECTORY ": a script at boot, or the login, must make it\n");
+    else if (reason && reason != ENOENT)
+        LOG_CHECK(LEVEL_ERROR, DIRECTORY " is refused: it must be a directory, and no link to one (%s)\n",
+                  strerror(reason));
+    missing = reason == ENOENT;
+}
+
+/* Returns -1 when the directory is refused, or missing; the log says which. */
 static int openDirectory()
 {
     int directory = open(DIRECTORY, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     struct stat status;
-    if (directory < 0 && errno != ENOENT)
-        LOG_CHECK(LEVEL_ERROR, DIRECTORY " is refused: it must be a directory, and no link to one (%s)\n",
-                  strerror(errno));
+    logDirectory(directory < 0 ? errno : 0);
     if (directory >= 0 && !(fstat(directory, &status) == 0 && isTrusted(DIRECTORY, status.st_uid))) {
         close(directory);
         return -1;
@@ -87,18 +97,23 @@ static void closeSession(const Session *session)
         close(session->directory);
 }
 
+/* The established text; the request is refused. */
+static void logMissing(const Session *session)
+{
+    char path[512];
+    snprintf(path, sizeof path, DIRECTORY "/%s", session->token);
+    logMaskControls(path);
+    LOG_CHECK(LEVEL_DEBUG, "%s file not exsits, ignore\n", path);
+}
+
 static bool openSession(Session *session)
 {
     session->directory = openDirectory();
     if (session->directory >= 0)
         session->file = openFile(session->directory, session->token);
-    if (session->file >= 0)
-        return true;
-    char path[512];
-    snprintf(path, sizeof path, DIRECTORY "/%s", session->token);
-    logMaskControls(path);
-    LOG_CHECK(LEVEL_DEBUG, "%s file not exsits, ignore\n", path); /* established text; the request is refused */
-    return false;
+    if (session->file < 0)
+        logMissing(session);
+    return session->file >= 0;
 }
 
 static volatile sig_atomic_t waitedTooLong;
@@ -108,38 +123,70 @@ static void endWait(int)
     waitedTooLong = true;
 }
 
-/* Starts the timer that ends the wait; 0 stops it. It repeats: its first signal can come before the wait begins. */
-static void setTimer(time_t seconds)
+/* What a wait changes in the process, as it was before. */
+struct SignalState {
+    struct sigaction action;
+    sigset_t mask;
+    struct itimerval timer;
+};
+
+/*
+ * Starts the timer that ends the wait. It repeats: its first signal can come before the wait begins. The program
+ * inherits the signals that the web server blocks.
+ */
+static void startTimer(SignalState *before)
 {
+    struct sigaction action = {}; /* no SA_RESTART: the signal interrupts flock */
+    action.sa_handler = endWait;
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
     const struct itimerval timer = {.it_interval = {.tv_sec = 0, .tv_usec = 100'000},
-                                    .it_value = {.tv_sec = seconds, .tv_usec = 0}};
-    setitimer(ITIMER_REAL, &timer, nullptr);
+                                    .it_value = {.tv_sec = LOCK_WAIT_SECONDS, .tv_usec = 0}};
+    waitedTooLong = false;
+    sigaction(SIGALRM, &action, &before->action);
+    setitimer(ITIMER_REAL, &timer, &before->timer);
+    sigprocmask(SIG_UNBLOCK, &alarm, &before->mask);
+}
+
+static void stopTimer(const SignalState *before)
+{
+    const struct itimerval none = {};
+    setitimer(ITIMER_REAL, &none, nullptr); /* a signal of this timer comes before this call returns */
+    sigprocmask(SIG_SETMASK, &before->mask, nullptr);
+    sigaction(SIGALRM, &before->action, nullptr);
+    setitimer(ITIMER_REAL, &before->timer, nullptr);
 }
 
 /* Waits for the lock for a limited time: if its holder hangs, waiting processes must not pile up. */
 static bool waitForLock(int file)
 {
-    struct sigaction action = {}; /* no SA_RESTART: the signal interrupts flock */
-    action.sa_handler = endWait;
-    sigaction(SIGALRM, &action, nullptr);
-    sigset_t alarm;
-    sigemptyset(&alarm);
-    sigaddset(&alarm, SIGALRM);
-    sigprocmask(SIG_UNBLOCK, &alarm, nullptr); /* the program inherits the signals that the web server blocks */
-
-    setTimer(LOCK_WAIT_SECONDS);
+    SignalState before;
+    startTimer(&before);
     int result;
     do
         result = flock(file, LOCK_EX);
     while (result != 0 && errno == EINTR && !waitedTooLong);
-    setTimer(0);
+    stopTimer(&before);
     return result == 0;
 }
 
-static bool lockSession(int file)
+/* The session can have been deleted during the wait: the user has logged out. */
+static bool isStillThere(const Session *session)
 {
-    if (flock(file, LOCK_EX | LOCK_NB) == 0 || (errno == EWOULDBLOCK && waitForLock(file)))
+    struct stat status;
+    if (fstat(session->file, &status) == 0 && status.st_nlink == 1)
         return true;
+    logMissing(session);
+    return false;
+}
+
+static bool lockSession(const Session *session)
+{
+    if (flock(session->file, LOCK_EX | LOCK_NB) == 0)
+        return true;
+    if (errno == EWOULDBLOCK && waitForLock(session->file))
+        return isStillThere(session);
     LOG_CHECK(LEVEL_ERROR, "File lock failed\n");
     return false;
 }
@@ -266,7 +313,7 @@ static bool checkLocked(const Session *session, const char *refresh, const Route
 int checkSessionX(const char *token, const char *refresh, const RouteEntry *entry)
 {
     Session session = {.directory = -1, .file = -1, .token = token ? token : "(null)"};
-    bool served = openSession(&session) && lockSession(session.file) && checkLocked(&session, refresh, entry);
+    bool served = openSession(&session) && lockSession(&session) && checkLocked(&session, refresh, entry);
     closeSession(&session);
     return served ? 0 : -1;
 }

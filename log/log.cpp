@@ -15,11 +15,9 @@
 #include <time.h>
 #include <unistd.h>
 
-static const char LEVEL_FILE[] = "/tmp/devmgr_log_level";
-static const char LOG_FILE[] = "/tmp/zt731.log";
-static const char OLD_LOG_FILE[] = "/tmp/zt731.log.old";
+#include "log/log_file.h"
 
-enum { LEVEL_FILE_SIZE = 4, LOG_FILE_LIMIT = 0x100000, DEFAULT_THRESHOLD = 6, ATTEMPTS = 3 };
+enum { LEVEL_FILE_SIZE = 4, DEFAULT_THRESHOLD = 6, ATTEMPTS = 3 };
 
 /* More than the longest text a client can send: Linux limits an environment variable to 128 KiB. */
 enum { ENTRY_BYTES = 160 * 1024 };
@@ -48,40 +46,6 @@ static const char *levelName(int level)
     return level >= 0 && level <= LEVEL_DEBUG ? names[level] : "";
 }
 
-/* Every user can create files in /tmp, so do not follow a link, and do not wait (for the other end of a pipe). */
-enum { SHARED_FLAGS = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC };
-
-/*
- * Creates the file only when it is missing: the kernel can refuse O_CREAT for another user's file, even to root
- * (fs.protected_regular). Fails with EEXIST when another process creates it at the same time.
- */
-static int openOrCreate(const char *path, int flags)
-{
-    int fd = open(path, flags | SHARED_FLAGS);
-    if (fd < 0 && errno == ENOENT)
-        fd = open(path, flags | SHARED_FLAGS | O_CREAT | O_EXCL, 0666);
-    return fd;
-}
-
-/* Opens a shared file. Returns -1 on failure, or when it is not a regular file with one name. */
-static int openShared(const char *path, int flags, struct stat *status)
-{
-    for (int attempt = 0; attempt < ATTEMPTS; attempt++) {
-        int fd = openOrCreate(path, flags);
-        if (fd < 0 && errno == EEXIST)
-            continue;
-        if (fd < 0)
-            return -1;
-        bool known = fstat(fd, status) == 0;
-        if (known && S_ISREG(status->st_mode) && status->st_nlink == 1)
-            return fd;
-        close(fd);
-        if (!known || status->st_nlink > 0) /* 0: another process has just removed it; try again */
-            return -1;
-    }
-    return -1;
-}
-
 static void closeDescriptor(int32_t *fd)
 {
     if (*fd >= 0)
@@ -92,9 +56,8 @@ static void closeDescriptor(int32_t *fd)
 /* The caller holds the lock. */
 static void reopenFile()
 {
-    struct stat status;
     closeDescriptor(&logger.fileFd);
-    logger.fileFd = openShared(LOG_FILE, O_APPEND, &status);
+    logger.fileFd = logFileOpen();
 }
 
 static void openFile()
@@ -136,7 +99,7 @@ static bool giveLevelFileADigit()
 static void openLevel()
 {
     struct stat status;
-    logger.levelFd = openShared(LEVEL_FILE, 0, &status);
+    logger.levelFd = levelFileOpen(&status);
     if (logger.levelFd >= 0 && !(giveLevelFileItsSize(status.st_size) && giveLevelFileADigit()))
         closeDescriptor(&logger.levelFd);
 }
@@ -209,54 +172,61 @@ static void start()
     logger.started = true;
 }
 
-/*
- * Exchanges the log file for a new one in one step: if the name were free for a moment, another user could put a link
- * there. Where the file system cannot exchange, renames the log file to the old name; where that fails too (the old one
- * is a directory, or another user's), empties it.
- */
-static void replaceFile()
+/* How many bytes of a formatted text of `length` bytes fit into `room`, besides the terminator. */
+static size_t fitting(int length, size_t room)
 {
-    unlink(OLD_LOG_FILE);
-    int fresh = open(OLD_LOG_FILE, SHARED_FLAGS | O_CREAT | O_EXCL, 0666);
-    bool exchanged = fresh >= 0 && renameat2(AT_FDCWD, OLD_LOG_FILE, AT_FDCWD, LOG_FILE, RENAME_EXCHANGE) == 0;
-    if (fresh >= 0)
-        close(fresh);
-    if (!exchanged && rename(LOG_FILE, OLD_LOG_FILE) != 0)
-        [[maybe_unused]] int cut = ftruncate(logger.fileFd, 0);
+    return length < 0 ? 0 : (size_t)length < room ? (size_t)length : room - 1;
 }
 
-static bool isAtItsPath(const struct stat *open)
+/* Formats the line into `line` and returns its length. A line that is too long is cut, but keeps its newline. */
+__attribute__((format(printf, 4, 0))) static size_t formatLine(char *line, size_t size, int level, const char *format,
+                                                               va_list arguments)
 {
-    struct stat found;
-    return lstat(LOG_FILE, &found) == 0 && found.st_dev == open->st_dev && found.st_ino == open->st_ino;
-}
-
-/*
- * False: another process is rotating the file. Ignores a read lock: a process that may only read the file can take one,
- * and could keep the log growing for ever.
- */
-static bool lockForRotation()
-{
-    struct flock lock = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0};
-    if (fcntl(logger.fileFd, F_SETLK, &lock) == 0)
-        return true;
-    return fcntl(logger.fileFd, F_GETLK, &lock) == 0 && lock.l_type == F_RDLCK;
-}
-
-/* One of the processes that see the full file replaces it; the others only open the new one. */
-static void rotate(const struct stat *status)
-{
-    if (!lockForRotation())
-        return;
-    if (isAtItsPath(status))
-        replaceFile();
-    reopenFile(); /* closing the old file unlocks it */
+    const char *identity = logger.identity ? logger.identity : "";
+    struct timespec now;
+    struct tm calendar;
+    int prefix;
+    if (clock_gettime(CLOCK_REALTIME, &now) == 0 && localtime_r(&now.tv_sec, &calendar))
+        prefix = snprintf(line, size, "%04d-%02d-%02d %02d:%02d:%02d.%03ld (%s): %s: ",
+                          calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
+                          calendar.tm_min, calendar.tm_sec, now.tv_nsec / 1000000, levelName(level), identity);
+    else
+        prefix = snprintf(line, size, "(%s): %s: ", levelName(level), identity);
+    size_t used = fitting(prefix, size);
+    used += fitting(vsnprintf(line + used, size - used, format, arguments), size - used);
+    if (used == size - 1)
+        line[used - 1] = '\n';
+    return used;
 }
 
 static void printEntry(size_t length)
 {
     fwrite(entry, 1, length, stdout);
     fflush(stdout);
+}
+
+/* Writes the log's first line, without touching `entry`. */
+__attribute__((format(printf, 1, 2))) static void writeNotice(const char *format, ...)
+{
+    char line[512];
+    va_list arguments;
+    va_start(arguments, format);
+    size_t length = formatLine(line, sizeof line, LEVEL_ERROR, format, arguments);
+    va_end(arguments);
+    [[maybe_unused]] ssize_t written = write(logger.fileFd, line, length);
+}
+
+/* The entry is the last line of the full log. Where the log's lines are lost, the new log has it, too. */
+static void rotate(size_t length)
+{
+    RotationResult result = logFileRotate(logger.fileFd);
+    int reason = errno;
+    reopenFile();
+    if (result != GIVEN_UP || logger.fileFd < 0)
+        return;
+    writeNotice("[%s:%d] More than %ld MiB of log are lost: it cannot be moved or copied to its .old file (%s)\n",
+                __func__, __LINE__, LOG_HOPELESS >> 20, strerror(reason));
+    [[maybe_unused]] ssize_t written = write(logger.fileFd, entry, length);
 }
 
 /* Writes with one call, so that no other process's entry comes between. False: the file was removed meanwhile. */
@@ -266,8 +236,10 @@ static bool writeEntry(size_t length)
     [[maybe_unused]] ssize_t written = write(logger.fileFd, entry, length);
     if (fstat(logger.fileFd, &status) != 0)
         return true;
-    if (status.st_nlink > 0 && status.st_size > LOG_FILE_LIMIT)
-        rotate(&status);
+    if (status.st_nlink > 0 && status.st_size > LOG_LIMIT)
+        rotate(length);
+    else if (status.st_nlink > 1)
+        reopenFile(); /* replaces it */
     return status.st_nlink > 0;
 }
 
@@ -283,32 +255,6 @@ static void appendEntry(size_t length)
     }
 }
 
-/* How many bytes of a formatted text of `length` bytes fit into `room`, besides the terminator. */
-static size_t fitting(int length, size_t room)
-{
-    return length < 0 ? 0 : (size_t)length < room ? (size_t)length : room - 1;
-}
-
-/* Formats the line into `entry` and returns its length. A line that is too long is cut, but keeps its newline. */
-__attribute__((format(printf, 2, 0))) static size_t formatEntry(int level, const char *format, va_list arguments)
-{
-    const char *identity = logger.identity ? logger.identity : "";
-    struct timespec now;
-    struct tm calendar;
-    int prefix;
-    if (clock_gettime(CLOCK_REALTIME, &now) == 0 && localtime_r(&now.tv_sec, &calendar))
-        prefix = snprintf(entry, sizeof entry, "%04d-%02d-%02d %02d:%02d:%02d.%03ld (%s): %s: ",
-                          calendar.tm_year + 1900, calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour,
-                          calendar.tm_min, calendar.tm_sec, now.tv_nsec / 1000000, levelName(level), identity);
-    else
-        prefix = snprintf(entry, sizeof entry, "(%s): %s: ", levelName(level), identity);
-    size_t used = fitting(prefix, sizeof entry);
-    used += fitting(vsnprintf(entry + used, sizeof entry - used, format, arguments), sizeof entry - used);
-    if (used == sizeof entry - 1)
-        entry[used - 1] = '\n';
-    return used;
-}
-
 void logWrite(int level, const char *format, ...)
 {
     if (level > threshold())
@@ -320,7 +266,7 @@ void logWrite(int level, const char *format, ...)
     if (logger.flags & (LOG_TO_STDOUT | LOG_TO_FILE)) {
         pthread_mutex_lock(&logger.lock);
         va_start(arguments, format);
-        size_t length = formatEntry(level, format, arguments);
+        size_t length = formatLine(entry, sizeof entry, level, format, arguments);
         va_end(arguments);
         if (logger.flags & LOG_TO_STDOUT)
             printEntry(length);
@@ -335,9 +281,26 @@ void logWrite(int level, const char *format, ...)
     }
 }
 
+/* C1 controls are U+0080 to U+009F: in UTF-8 two bytes, the first of them 0xC2. */
+static bool beginsC1(const unsigned char *text)
+{
+    return text[0] == 0xC2 && text[1] >= 0x80 && text[1] < 0xA0;
+}
+
+/* How many bytes of the same UTF-8 character may follow `first`. */
+static int bytesAfter(unsigned char first)
+{
+    return first < 0xC2 ? 0 : first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
+}
+
 void logMaskControls(char *text)
 {
-    for (; *text; text++)
-        if ((unsigned char)*text < ' ' || *text == 0x7f)
-            *text = '?';
+    int expected = 0; /* bytes of a UTF-8 character */
+    for (unsigned char *at = (unsigned char *)text; *at; at++) {
+        bool continues = expected > 0 && (*at & 0xC0) == 0x80;
+        expected = continues ? expected - 1 : beginsC1(at) ? 0 : bytesAfter(*at);
+        bool control = *at < ' ' || *at == 0x7f || beginsC1(at) || (*at >= 0x80 && *at < 0xA0 && !continues);
+        if (control)
+            *at = '?';
+    }
 }

@@ -14,7 +14,7 @@ enum LogLevel { LEVEL_ERROR = 3, LEVEL_WARN = 4, LEVEL_NOTICE = 5, LEVEL_INFO = 
 /*
  * Opens the log with LogFlags, a syslog facility, and the identity in every line (null: the process name; not copied).
  * Call it again to change them. Failures are silent: without the level file the threshold is 6, without the log file
- * its lines go to standard output. Only a regular file with one name is used, and opening never waits.
+ * its lines go to standard output. See log_file.h for what counts as such a file.
  */
 void logOpen(int flags, int facility, const char *identity);
 
@@ -29,7 +29,10 @@ void logClose();
 #define LOG_AS(function, level, format, ...) \
     logWrite(level, "[%s:%d] " format, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
-/* Replaces control bytes by "?". For text from a client: in a log line they could control the reader's terminal. */
+/*
+ * Replaces each byte of a control character (C0, DEL and C1) by "?". For text from a client: in a log line they could
+ * control the reader's terminal.
+ */
 void logMaskControls(char *text);
 
 #endif

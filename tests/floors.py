@@ -11,6 +11,10 @@ import subprocess
 import sys
 from graphlib import CycleError, TopologicalSorter
 
+ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
+sys.path.insert(0, ROOT + "/tools")
+from arguments import build_with, parser  # noqa: E402
+
 FLOORS = [("api/",), ("main/",), ("switching/",), ("httpd/",), ("common/",), ("log/",),
           ("vswitch/main", "vswitch/client"), ("vswitch/server/",), ("vswitch/frames/",), ("vswitch/switch/",),
           ("vswitch/base/",), ("platform/",)]
@@ -28,11 +32,10 @@ def symbols(path):
 
 
 def main():
-    if len(sys.argv) != 2 or not os.path.exists(sys.argv[1] + "/compile_commands.json"):
-        sys.exit(__doc__)
-    root = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
-    with open(sys.argv[1] + "/compile_commands.json", encoding="utf-8") as file:
-        compiled = {os.path.relpath(one["file"], root): os.path.join(one["directory"], re.search(r" -o (\S+)", one["command"])[1])
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with("compile_commands.json"))
+    with open(arguments.parse_args().build + "/compile_commands.json", encoding="utf-8") as file:
+        compiled = {os.path.relpath(one["file"], ROOT): os.path.join(one["directory"], re.search(r" -o (\S+)", one["command"])[1])
                     for one in json.load(file)}
     found = {source: symbols(path) for source, path in compiled.items()
              if not source.startswith(("tests/", "build")) and os.path.exists(path)}

@@ -122,6 +122,10 @@ def main():
     arguments.add_argument('--quick', action='store_true', help='run fewer of the tests of other parts')
     arguments.add_argument('parts', nargs='+', metavar='PART')
     options = arguments.parse_args()
+    project = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..')
+    for part in options.parts:
+        if not any(path.endswith('.cpp') for pattern in PARTS.get(part, [part]) for path in glob.glob(pattern, root_dir=project)):
+            arguments.error(f'no source file matches {part}')
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
     tree = Tree(directory)

@@ -4,7 +4,6 @@
 Makes N (700) wrong descriptions, each with one random change in one operation. Prints how many of them the proof finds,
 and each that it does not. (mutants.py plants faults in the handlers.)
 """
-import argparse
 import copy
 import json
 import os
@@ -16,6 +15,7 @@ sys.path[:0] = [HERE + "/proof", HERE + "/../tools"]
 import proof  # noqa: E402
 from described import Operation, inlined  # noqa: E402
 from description import load, operations_of  # noqa: E402
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Switch  # noqa: E402
 
 FOR_PEOPLE = {"summary", "description", "tags", "operationId", "title", "example", "format", "encoding", "403"}
@@ -81,11 +81,12 @@ def try_descriptions(build, description, count, rng):
 
 
 def main():
-    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    arguments.add_argument("build")
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
     arguments.add_argument("--count", type=int, default=700)
     arguments.add_argument("--seed", type=int, default=1)
     options = arguments.parse_args()
+    proof.require_jsonschema()
     try_descriptions(options.build, load(), options.count, random.Random(options.seed))
 
 

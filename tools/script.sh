@@ -80,7 +80,7 @@ trap 'finish 143' TERM
 scratch()
 {
     run=${TMPDIR:-/tmp}
-    [[ $run =~ ^[^[:space:]:]{1,40}$ ]] || run=/tmp
+    [[ $run =~ ^[[:alnum:]_./-]{1,40}$ ]] || run=/tmp
     run+=/switching-$SRANDOM
     atEnd rm -rf "$run"
     mkdir -m 700 "$run"
@@ -173,16 +173,22 @@ newToken()
 }
 
 # makeSession [NAME CONTENT]: makes a session file like the web login's, until the script ends. Without arguments it is
-# an administrator's, and token its name. A name is a client's secret: other users must not list the directory.
+# an administrator's, token its name, and $run/header its header, for curl -H. A name is a client's secret: other users
+# must not list the directory, and the arguments of a command can be read by all.
 makeSession()
 {
     if [ $# = 0 ]; then
         token=$(newToken)
+        (umask 077; echo "Session: $token" >"$run/header")
         set -- "$token" $'admin\n0\n'"$token"
     fi
-    if mkdir -m 700 "$files/session" 2>/dev/null; then atEnd rmdir --ignore-fail-on-non-empty "$files/session"; fi
-    atEnd rm -f "$files/session/$1"
-    (umask 077; printf '%s' "$2" >"$files/session/$1")
+    if mkdir -m 700 "$files/session" 2>/dev/null; then
+        atEnd rmdir --ignore-fail-on-non-empty "$files/session"
+    elif [ ! -d "$files/session" ] || [ -L "$files/session" ] || [ ! -O "$files/session" ]; then
+        fail "$files/session belongs to another user, or is no directory: remove it"
+    fi
+    (umask 077; set -C; printf '%s' "$2" >"$files/session/$1")
+    atEnd find "$files/session" -inum "$(stat -L -c %i /dev/stdin <"$files/session/$1")" -delete
 }
 
 # makeSessions: makes sessions of an administrator (token), a user who may read and write (writer), and one who may only

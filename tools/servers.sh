@@ -50,6 +50,7 @@ server.modules = ("mod_setenv", "mod_access")
 server.upload-dirs = ("$run")
 setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", $3)
 include "$build/switching_v2.conf"
+server.breakagelog := "$run/breakage.log"
 ${4-}
 END
         launch lighttpd -D -f "$run/lighttpd.conf" >"$run/lighttpd.log" 2>&1
@@ -71,7 +72,7 @@ consoleFor()
 alias.url += ("/console/trace" => "$run/trace")
 server.stat-cache-engine = "disable"
 include "$1/switching_console.conf"
-\$HTTP["url"] == "/console/trace" {
+\$HTTP["url"] =~ "^/console/trace" {
     \$REQUEST_HEADER["Session"] !~ "^($tokens)\$" { url.access-deny = ("") }
 }
 END

@@ -107,8 +107,11 @@ int runClient(const char *socketPath, const Args &args)
     bool captures = args[0] == "capture";
     if (captures && rest.size() == 1 && rest[0].find_first_not_of("0123456789") == std::string::npos)
         return captureToOutput(socketPath, rest[0]);
-    if (captures && rest.size() == 2) /* the switch may run in another directory */
+    if (captures && rest.size() == 2 && args[1] != "stop") /* the switch may run in another directory */
         rest[1] = std::filesystem::absolute(rest[1]);
+    size_t socket = args[0] == "plug" && rest.size() == 1 ? rest[0].find("=unix:") : std::string::npos;
+    if (socket != std::string::npos)
+        rest[0] = rest[0].substr(0, socket + 6) + std::filesystem::absolute(rest[0].substr(socket + 6)).string();
     rest.insert(rest.begin(), args[0]);
     return sendCommand(socketPath, joinArgs(rest));
 }

@@ -22,7 +22,24 @@
 static char handlerStack[64 * 1024];
 static char recordPath[256];
 
-static const int crashSignals[] = {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL};
+struct CrashSignal {
+    int number;
+    const char *description;
+};
+
+static const CrashSignal crashSignals[] = {{SIGSEGV, "Segmentation fault"},
+                                           {SIGABRT, "Aborted"},
+                                           {SIGBUS, "Bus error"},
+                                           {SIGFPE, "Floating point exception"},
+                                           {SIGILL, "Illegal instruction"}};
+
+static const char *descriptionOf(int signalNumber)
+{
+    for (const CrashSignal &crash : crashSignals)
+        if (crash.number == signalNumber)
+            return crash.description;
+    return "?";
+}
 
 /* Writes each line at once: if the recorder itself crashes, the lines so far are in the file. */
 __attribute__((format(printf, 2, 3))) static void writeLine(int file, const char *format, ...)
@@ -90,7 +107,7 @@ static void processName(char *name, size_t size)
 static void recordCrash(int signalNumber, siginfo_t *info, void *)
 {
     alarm(5); /* ends the process if the recorder hangs */
-    int file = open(recordPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600);
+    int file = open(recordPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
     if (file >= 0) {
         struct timespec now;
         char name[32];
@@ -101,7 +118,7 @@ static void recordCrash(int signalNumber, siginfo_t *info, void *)
         processName(name, sizeof name);
         writeLine(file, "%04d-%02d-%02d %02d:%02d:%02d UTC process %s (%d) died of signal %d (%s) at address %p\n",
                   year, month, day, second / 3600, second / 60 % 60, second % 60, name, (int)getpid(), signalNumber,
-                  sigdescr_np(signalNumber), info->si_addr);
+                  descriptionOf(signalNumber), info->si_addr);
         Stack stack = {file, 0};
         _Unwind_Backtrace(writeStackFrame, &stack);
         close(file);
@@ -123,6 +140,6 @@ void l7proc_crashlog_register(void)
     struct sigaction action = {};
     action.sa_sigaction = recordCrash;
     action.sa_flags = (int)(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
-    for (int signalNumber : crashSignals)
-        sigaction(signalNumber, &action, nullptr);
+    for (const CrashSignal &crash : crashSignals)
+        sigaction(crash.number, &action, nullptr);
 }

@@ -10,6 +10,8 @@
  *   SANDBOX_REGISTER_FAILS    openapiClientRegister returns -1
  *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown aborts the process
  *   SANDBOX_READ_ONLY         /tmp is on a read-only file system
+ *   SANDBOX_IMMOVABLE         this path of /tmp belongs to another user, and the directory is sticky: it cannot be removed,
+ *                             renamed or replaced
  *   SANDBOX_FAIL_ALLOCATION   N: only the Nth allocation since the start of main fails, and creates
  *                             /tmp/allocation-failed (preloaded only)
  */
@@ -28,7 +30,8 @@
 
 #ifdef _TIME_BITS /* a 32-bit build: the functions for large files and late times have other names */
 #define __open_2 __open64_2
-static const char *const otherNames[][2] = {{"open", "open64"}, {"openat", "openat64"}, {"lstat", "__lstat64_time64"}};
+static const char *const otherNames[][2] = {{"open", "open64"}, {"openat", "openat64"}, {"lstat", "__lstat64_time64"},
+                                         {"mkostemp", "mkostemp64"}};
 #else
 static const char *const otherNames[][2] = {{"", ""}};
 #endif
@@ -63,6 +66,18 @@ static bool isReadOnly(const char *path)
     if (!getenv("SANDBOX_READ_ONLY") || strncmp(path, "/tmp/", 5) != 0)
         return false;
     errno = EROFS;
+    return true;
+}
+
+/* True, with errno set: another user's file would have to go. */
+static bool isImmovable(const char *from, const char *to)
+{
+    const char *path = getenv("SANDBOX_IMMOVABLE");
+    struct stat status;
+    Path storage;
+    if (!path || (strcmp(path, from) != 0 && strcmp(path, to) != 0) || NEXT(lstat)(moved(path, &storage), &status) != 0)
+        return false;
+    errno = EPERM;
     return true;
 }
 
@@ -114,15 +129,34 @@ EXPORT int lstat(const char *path, struct stat *status) noexcept
 EXPORT int unlink(const char *path) noexcept
 {
     Path storage;
-    if (isReadOnly(path))
+    if (isReadOnly(path) || isImmovable(path, path))
         return -1;
     return NEXT(unlink)(moved(path, &storage));
+}
+
+EXPORT int rmdir(const char *path) noexcept
+{
+    Path storage;
+    if (isReadOnly(path) || isImmovable(path, path))
+        return -1;
+    return NEXT(rmdir)(moved(path, &storage));
+}
+
+EXPORT int mkostemp(char *path, int flags)
+{
+    Path storage;
+    if (isReadOnly(path))
+        return -1;
+    char *created = (char *)moved(path, &storage);
+    int file = NEXT(mkostemp)(created, flags);
+    strcpy(path + strlen(path) - 6, created + strlen(created) - 6);
+    return file;
 }
 
 EXPORT int rename(const char *from, const char *to) noexcept
 {
     Path fromStorage, toStorage;
-    if (isReadOnly(from))
+    if (isReadOnly(from) || isImmovable(from, to))
         return -1;
     return NEXT(rename)(moved(from, &fromStorage), moved(to, &toStorage));
 }
@@ -130,6 +164,8 @@ EXPORT int rename(const char *from, const char *to) noexcept
 EXPORT int renameat2(int fromDirectory, const char *from, int toDirectory, const char *to, unsigned flags) noexcept
 {
     Path fromStorage, toStorage;
+    if (isImmovable(from, to))
+        return -1;
     return NEXT(renameat2)(fromDirectory, moved(from, &fromStorage), toDirectory, moved(to, &toStorage), flags);
 }
 

@@ -12,7 +12,7 @@ number SECONDS "$seconds" 1 1000000
 need clang llvm libclang-rt-dev cmake make libcjson-dev libgtest-dev libgmock-dev
 build=build-sanitize
 compile $build "request_fuzzer request_coverage frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
-    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+    -DCMAKE_CXX_COMPILER=clang++
 
 scratch
 # The dictionary: keys, endpoints and value names, which all stand in quotes.

@@ -14,6 +14,10 @@ import tempfile
 import time
 import urllib.request
 
+if len(sys.argv) != 9:  # before selenium is needed
+    print(__doc__)
+    sys.exit(0 if "--help" in sys.argv else 2)
+
 from selenium import webdriver
 from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
 from selenium.webdriver.common.action_chains import ActionChains

@@ -33,10 +33,10 @@ check()
 }
 not() { ! "$@"; }
 pings() { ip netns exec "${x}h$1" ping -q -c 1 -W "${3-5}" "10.0.0.$2"; }
-asks() { ip netns exec "${x}h1" curl -sf --max-time 5 -H "Session: $token" "$@" | tr -d ' \t\r\n'; }
+asks() { ip netns exec "${x}h1" curl -sf --max-time 5 -H "@$run/header" "$@" | tr -d ' \t\r\n'; }
 answers() { [[ "$(asks "$2")" = *"$1"* ]]; }
 # set_ METHOD TARGET BODY: through the loopback interface, which works whatever is configured.
-set_() { curl -sf --max-time 5 -H "Session: $token" -X "$1" -d "$3" "http://127.0.0.1:$port/api/v2/switching/$2" | grep -q success; }
+set_() { curl -sf --max-time 5 -H "@$run/header" -X "$1" -d "$3" "http://127.0.0.1:$port/api/v2/switching/$2" | grep -q success; }
 within() { # within SECONDS COMMAND...
     local try
     for ((try = 0; try < $1 * 10; try++)); do "${@:2}" && return 0; sleep 0.1; done
@@ -53,7 +53,7 @@ for port_ in 1 2; do
 done
 check "h1 reaches h2 again" pings 1 2
 for port_ in 1 2; do
-    curl -sf -H "Session: $token" "http://127.0.0.1:$port/api/v2/switching/fdb/entry-next?vlanId=10&mac=02:00:00:00:00:0$((port_ - 1))" |
+    curl -sf -H "@$run/header" "http://127.0.0.1:$port/api/v2/switching/fdb/entry-next?vlanId=10&mac=02:00:00:00:00:0$((port_ - 1))" |
         tr -d ' \t\r\n' >"$run/entry"
     check "the address table names h$port_" grep -q "02:00:00:00:00:0$port_\",\"fdbIfNum\":$port_," "$run/entry"
 done
@@ -100,6 +100,21 @@ check "a cable between two ports shuts one of them" within 5 shut
 sleep 1
 check "and only one" shut
 check "h1 reaches h2 beside it" pings 1 2
+
+# An end of the cable is deleted; a new interface takes its place.
+cpuTime() { awk '{ print $14 + $15 }' "/proc/${pids[0]}/stat"; } # in ticks of 10 ms
+saysOf() { grep -q "port $1: its interface vsw-$1 $2" "$run/vswitch.log"; }
+ip -n ${x}c link del eth3
+check "the switch says that an interface has gone" within 2 saysOf 3 "has gone"
+before=$(cpuTime)
+sleep 1
+check "and uses no processor time for it" [ $(($(cpuTime) - before)) -lt 10 ]
+ip tuntap add vsw-3 mode tap
+atEnd sh -c 'ip link del vsw-3 2>/dev/null'
+check "it takes the interface again" within 2 saysOf 3 "is back"
+makeNamespace ${x}h3
+makeHost ${x}h3 3 10.0.0.3 02:00:00:00:00:03
+check "its host reaches h1" within 5 pings 3 1 1
 
 # An access list that permits h1.
 makeRule() { set_ POST "macal/$1" "{\"macalName\": \"mgmt\", \"macalRulePrio\": 1$2}"; }

@@ -5,9 +5,10 @@ Makes random access, trunk and native settings through the REST interface and in
 both, and compares every delivery: port, tag and content. Needs Debian's openvswitch-switch, but no root, and leaves
 nothing behind. BUILD is a directory in which everything is built.
 """
-import argparse, json, os, random, shutil, socket, struct, subprocess, sys, tempfile, time
+import json, os, random, shutil, socket, struct, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from arguments import PROGRAM, build_with, parser
 from switch import Switch
 
 PORTS, VLANS = range(1, 6), (1, 10, 20, 30)
@@ -193,11 +194,11 @@ def judge(seed, frames, ours, theirs):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("build")
-    parser.add_argument("seeds", nargs="*", type=int, default=[1, 2])
-    parser.add_argument("--frames", type=int, default=60)
-    arguments = parser.parse_args()
+    options = parser(__doc__)
+    options.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
+    options.add_argument("seeds", nargs="*", type=int, default=[1, 2])
+    options.add_argument("--frames", type=int, default=60)
+    arguments = options.parse_args()
     if not shutil.which("ovs-vswitchd", path=os.environ["PATH"] + ":/usr/sbin"):
         print("skipped: this needs Debian's openvswitch-switch")
         sys.exit(77)

@@ -14,6 +14,9 @@ import sys
 import threading
 import time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from arguments import parser  # noqa: E402
+
 
 def resp(code, message):
     return {"respCode": code, "respMsg": message, "status": "fail" if code else "success"}
@@ -47,9 +50,10 @@ REQUESTS = [
     ("POST", "fdb/flush", "", outcome(10000, "General Failed")),
 ]
 
-if len(sys.argv) != 6:
-    sys.exit(__doc__)
-port, seconds, tmp, program, switch = int(sys.argv[1]), float(sys.argv[2]), *sys.argv[3:]
+arguments = parser(__doc__)
+for name, kind in ("port", int), ("seconds", float), ("tmp", str), ("program", str), ("socket", str):
+    arguments.add_argument(name, metavar=name.upper(), type=kind)
+port, seconds, tmp, program, switch = vars(arguments.parse_args()).values()
 faults = []
 counts = collections.Counter()  # requests by status
 
@@ -150,7 +154,7 @@ def hold(number):
 
 
 def flood():
-    """Clients that close their connections early leave no process, and more than 64 processes never run."""
+    """Clients that close their connections early leave no process, and more than 256 processes never run."""
     clients = hold(40)
     if (count := await_processes(40, 40, 25)) != 40:
         faults.append(f"{count} processes for 40 clients")
@@ -158,10 +162,20 @@ def flood():
         client.close()
     if count := await_processes(0, 0, 20):
         faults.append(f"{count} processes outlive their clients")
-    clients = hold(100)
-    await_processes(60, 100, 25)
-    if not 40 < (count := await_processes(65, 100, 2)) <= 64:
-        faults.append(f"{count} processes for 100 clients")
+    clients = hold(300)
+    await_processes(250, 300, 40)
+    if not 200 < (count := await_processes(257, 300, 2)) <= 256:
+        faults.append(f"{count} processes for 300 clients")
+    for client in clients:
+        client.close()
+
+
+def speak_http2():
+    """One connection of HTTP/2 would be eight processes."""
+    with socket.create_connection(("127.0.0.1", port), timeout=20) as client:
+        client.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + bytes([0, 0, 0, 4, 0, 0, 0, 0, 0]))
+        if not (answer := client.recv(100)).startswith(b"HTTP/1"):
+            faults.append(f"HTTP/2 is answered: {answer}")
 
 
 def check_files():
@@ -178,6 +192,7 @@ run_clients()
 if await_processes(0, 0, 10):
     faults += [f"{process} is left" for process in processes()]
 send_large_body()
+speak_http2()
 flood()
 check_files()
 for line in faults:

@@ -8,9 +8,25 @@ export TMPDIR=$run
 bad=0
 complain() { echo "$*"; bad=1; }
 
-for script in serve.sh test.sh bench/*.sh deploy/[cp]*.sh tests/outside/*_test.sh tests/fuzz/run.sh tools/tidy.sh tools/install.sh; do
-    timeout 20 "./$script" --help >"$run/out" 2>"$run/err" </dev/null || complain "$script --help: status $?"
-    grep -q "^${script##*/}" "$run/out" && [ ! -s "$run/err" ] || complain "$script --help: $(cat "$run/out" "$run/err")"
+# Every script that can be started: --help, and a directory that is no build, or too many arguments. Modules that may be
+# missing are missing: -S hides Debian's packages.
+mapfile -t scripts < <(find . -name 'build*' -prune -o -name node_modules -prune -o -name '*.[sp][hy]' -perm -100 -printf '%P\n' | sort)
+[ ${#scripts[@]} -gt 20 ] || complain "only ${#scripts[@]} scripts are found"
+command_of() { case $1 in *.py) echo "python3 -S ./$1" ;; *) echo "./$1" ;; esac; }
+for script in "${scripts[@]}"; do
+    # shellcheck disable=SC2046
+    timeout 20 $(command_of "$script") --help >"$run/out" 2>"$run/err" </dev/null || complain "$script --help: status $?"
+    grep -Eq "^(usage: )?${script##*/}" "$run/out" && [ ! -s "$run/err" ] || complain "$script --help: $(cat "$run/out" "$run/err")"
+done
+for script in "${scripts[@]}"; do
+    case $script in *.py) ;; *) continue ;; esac
+    status=0
+    timeout 20 python3 -S "./$script" "$run" "$run/no" "$run/no" >"$run/out" 2>"$run/err" </dev/null || status=$?
+    [ $status = 2 ] && ! grep -q Traceback "$run/err" || complain "$script with wrong arguments: status $status, $(cat "$run/out" "$run/err")"
+done
+for script in tests/proof/proof.py tests/sharpness.py; do
+    ! timeout 20 python3 -S "./$script" "$build" >"$run/out" 2>"$run/err" </dev/null && grep -q 'python3-jsonschema' "$run/err" &&
+        [ "$(wc -l <"$run/err")" = 1 ] || complain "$script without its module: $(cat "$run/out" "$run/err")"
 done
 
 while read -r script arguments; do
@@ -52,4 +68,27 @@ for signals in "0.05 TERM" "0.4 HUP" "1.5 HUP TERM HUP" "3 TERM TERM TERM TERM";
     [ ! "$(pgrep -f "$run/tmp")" ] || complain "$signals: processes are left: $(pgrep -af "$run/tmp")"
     rm -rf "$run/tmp"
 done
+# What other users of the machine must not get at: the token in a command's arguments, and the trace without a session.
+mkdir "$run/tmp" "$run/bin"
+printf '#!/bin/sh\necho "$@" >>%q\nexec %q "$@"\n' "$run/arguments" "$(command -v curl)" >"$run/bin/curl"
+chmod 755 "$run/bin/curl"
+PATH=$run/bin:$PATH TMPDIR=$run/tmp launch ./serve.sh --own-files --build "$build" --port "$port" >"$run/out" 2>&1
+for ((try = 0; try < 400; try++)); do ! grep -q Ctrl-C "$run/out" || break; sleep 0.05; done
+token=$(sed -n "s/^  session='Session: \(.*\)'/\1/p" "$run/out")
+[ ${#token} = 32 ] && grep -q 127.0.0.1 "$run/arguments" || complain "serve.sh does not serve: $(cat "$run/out")"
+! grep "$token" "$run/arguments" || complain "serve.sh gives a command the token"
+printf 'Session: %s\n' "$token" >"$run/header"
+for path in trace trace/ trace/x trace%2fx trace/.; do
+    status=$(curl -s -o "$run/body" -w '%{http_code}' --path-as-is "http://127.0.0.1:$port/console/$path")
+    [ "$status" = 403 ] || complain "/console/$path without a session: status $status, $(head -c 80 "$run/body")"
+done
+[ "$(curl -s -o "$run/body" -w '%{http_code}' -H "@$run/header" "http://127.0.0.1:$port/console/trace")" = 200 ] ||
+    complain "/console/trace with a session: $(head -c 80 "$run/body")"
+stopProcesses
+
+# A directory for sessions that appears between the check and its making.
+mkdir "$run/elsewhere"
+ln -s "$run/elsewhere" "$run/tmp/session"
+! (files=$run/tmp; endings=(); makeSession) 2>/dev/null || complain "a session is made behind a link"
+[ ! "$(ls -A "$run/elsewhere")" ] || complain "a session is written behind a link"
 exit $bad

@@ -43,6 +43,7 @@ TEST_F(Dispatch, answersNothingToWhatItDoesNotKnow)
         {"/api/v2/switching/bridges/dot1d-stp-priority", "GET"},
         {"/api/v2/switching/bridge/dot1d-stp-priorit", "GET"},
         {"/api/v2/switching/bridge/dot1d-stp-priority/", "GET"},
+        {"/api/v2/switching/bridge/dot1d-stp-priority;x", "GET"},
         {"/api/v2/switching/bridge/dot1d-stp-priority?a=/b", "GET"},
         {"/api/v2/switching/bridge", "GET"},
         {"/dot1d-stp-priority", "GET"},
@@ -68,9 +69,11 @@ TEST_F(Dispatch, masksControlBytesInTheLog)
 {
     ask((std::string(priority) + "\033").c_str(), "GET");
     ask("/\r\n\t\001x/\033[2J\177\037 \303\274?\n", "GET");
-    for (const std::string &entry : {std::string(priority) + "?\nbridge\ndot1d-stp-priority?\n",
-                                    std::string("/????x/?[2J?? \303\274??\n????x\n?[2J?? \303\274\n")})
-        EXPECT_NE(log().find("] method not found:" + entry), std::string::npos) << log();
+    ask("/\302\233\302\240\303\234\342\202\254/\2332J\360\237\230\200\302", "GET"); /* U+009B is CSI, too */
+    for (const std::string &entry : {"] method not found:" + std::string(priority) + "?\nbridge\ndot1d-stp-priority?\n",
+                                    std::string("] method not found:/????x/?[2J?? \303\274??\n????x\n?[2J?? \303\274\n"),
+                                    std::string("\n??\302\240\303\234\342\202\254\n?2J\360\237\230\200\302\n")})
+        EXPECT_NE(log().find(entry), std::string::npos) << log();
     EXPECT_EQ(takeTrace(), "");
 }
 

@@ -86,6 +86,10 @@ TEST_F(LogFile, isRotatedWhenItIsFull)
     writeFile(tmp("zt731.log"), full.substr(0x1000)); /* not yet full */
     logOnce();
     EXPECT_GT(log().size(), full.size() - 0x1000);
+    size_t entry = log().size() - (full.size() - 0x1000);
+    writeFile(tmp("zt731.log"), full.substr(entry)); /* exactly at the limit behind this entry */
+    logOnce();
+    EXPECT_EQ(log().size(), full.size());
     writeFile(tmp("devmgr_log_level"), "7");
     writeFile(tmp("zt731.log"), full); /* full with the first of several entries */
     logOnce();

@@ -130,18 +130,29 @@ TEST_F(Session, logsTheRefresh)
     EXPECT_EQ(readFile(tmp("session/\033")), "admin\n7300\n\033");
 }
 
-/* Also while another process holds a shared lock. */
+/* Also while another process holds a shared lock. A session that ends meanwhile is refused. */
 TEST_F(Session, waitsForTheLock)
 {
-    writeFile(tmp("session/s"), "admin\n7000\ns");
-    const std::string held = "echo locked; sleep 1; touch " + tmp("done");
-    Process holder = startProcess({"flock", "-s", tmp("session/s"), "sh", "-c", held}, {}, "");
-    char line[16];
-    ASSERT_GT(read(holder.output, line, sizeof line), 0);
-    EXPECT_TRUE(served("s"));
-    EXPECT_EQ(access(tmp("done").c_str(), F_OK), 0);
-    finishProcess(holder);
-    EXPECT_EQ(file(), "admin\n7300\ns");
+    logEverything();
+    for (const bool ends : {false, true}) {
+        writeFile(tmp("session/s"), "admin\n7000\ns");
+        const std::string then = ends ? "rm " + tmp("session/s") : "touch " + tmp("done");
+        Process holder = startProcess({"flock", "-s", tmp("session/s"), "sh", "-c", "echo locked; sleep 1; " + then}, {}, "");
+        char line[16];
+        ASSERT_GT(read(holder.output, line, sizeof line), 0);
+        EXPECT_EQ(served("s"), !ends);
+        EXPECT_EQ(access(tmp("done").c_str(), F_OK), 0);
+        finishProcess(holder);
+        EXPECT_EQ(file(), ends ? "" : "admin\n7300\ns");
+    }
+    EXPECT_TRUE(logged("DEBUG /tmp/session/s file not exsits, ignore\n")) << log();
+}
+
+TEST_F(Session, needsItsDirectory)
+{
+    rename(tmp("session").c_str(), tmp("elsewhere").c_str());
+    EXPECT_FALSE(served("token"));
+    EXPECT_TRUE(logged("ERROR There is no /tmp/session: a script at boot, or the login, must make it\n")) << log();
 }
 
 /* The limits: 199 bytes of a name and of a stamp, 15 of a role, 255 of the text that is written. */

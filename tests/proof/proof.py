@@ -5,7 +5,6 @@ The proof knows nothing but the description. That says which calls a request mak
 follows from what the switch returns. So the proof predicts each call and each answer as a whole, and compares them to
 the byte. The switch is the virtual one; its answers are simulated for each operation (vswitch fault).
 """
-import argparse
 import json
 import multiprocessing.connection
 import os
@@ -14,11 +13,15 @@ import signal
 import struct
 import sys
 
-import jsonschema
+try:
+    import jsonschema
+except ImportError:
+    jsonschema = None
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
 from described import described_operations  # noqa: E402
 from description import DESCRIPTION, SceneFailed, example_answer, example_request, load, set_scene  # noqa: E402
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
 
 HEADER = b"Content-Type: application/json\r\n\r\n"
@@ -325,14 +328,20 @@ def work(build, scene, operations, report):
             sys.exit(f"proof.py: {error}")
 
 
+def require_jsonschema():
+    if not jsonschema:
+        sys.exit("Debian's package python3-jsonschema is missing: tools/install.sh python3-jsonschema")
+
+
 def main():
-    arguments = argparse.ArgumentParser(description=__doc__)
+    arguments = parser(__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
-    arguments.add_argument("build")
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
     arguments.add_argument("description", nargs="?", default=DESCRIPTION)
     arguments.add_argument("operation", nargs="*",
                            help='prove only operations whose name contains one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
     options = arguments.parse_args()
+    require_jsonschema()
     description = load(options.description)
     operations = [one for one in described_operations(description)
                   if not options.operation or any(text in one.name for text in options.operation)]

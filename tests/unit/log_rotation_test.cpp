@@ -1,6 +1,7 @@
 /*
  * log_rotation_test.cpp - many processes that log at once, faster than requests can, while the log becomes full.
  */
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -28,9 +29,14 @@ static void writeEntries(int writer)
     }
 }
 
-/* All writers begin together. Meanwhile, a symbolic link must never take the place of the log. */
+/*
+ * All writers begin together. Meanwhile, a symbolic link must never take the place of the log, and whatever takes the
+ * place of the old log changes nothing.
+ */
 static void writeAtOnce(const std::string &log)
 {
+    const std::string old = log + ".old";
+    std::filesystem::remove_all(old);
     int start[2];
     ASSERT_EQ(pipe(start), 0);
     for (int writer = 0; writer < WRITERS; writer++)
@@ -43,8 +49,10 @@ static void writeAtOnce(const std::string &log)
         }
     close(start[0]);
     close(start[1]);
-    while (waitpid(-1, nullptr, WNOHANG) >= 0)
+    for (int turn = 0; waitpid(-1, nullptr, WNOHANG) >= 0; turn++) {
         EXPECT_NE(symlink("/nowhere", log.c_str()), 0);
+        [[maybe_unused]] int made = turn % 2 ? symlink("/nowhere", old.c_str()) : mkdir(old.c_str(), 0700);
+    }
 }
 
 /* The old log keeps the content of the full one, and every entry is whole in one of the two. */

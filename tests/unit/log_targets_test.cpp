@@ -78,5 +78,13 @@ TEST(LogTargets, getTheEntriesMeantForThem)
                     logClose();
                 }), "|");
     EXPECT_THAT(readFile(tmp + "/zt731.log"), MatchesRegex(".* \\(ERROR\\): unit_tests: 9\n"));
+
+    const std::string cut = printed([] { /* longer than the logger's buffer */
+        logOpen(LOG_TO_FILE | LOG_TO_STDOUT, LOG_USER, nullptr);
+        logWrite(LEVEL_ERROR, "%s\n", std::string(200'000, 'x').c_str());
+        logClose();
+    });
+    EXPECT_TRUE(cut.ends_with("xxx\n|"));
+    EXPECT_TRUE(readFile(tmp + "/zt731.log").ends_with("9\n" + cut.substr(0, cut.size() - 1)));
     unsetenv("SANDBOX_TMP");
 }

@@ -118,29 +118,29 @@ static std::string gvrpOf(int vlan, int event)
 static const std::string gvrpLeaveAll("\0\x9\x42\x42\3\0\1\1\2\0\0\0", 12);
 
 /*
- * The frame of a text: "A>B" from A to B, "A>B@10" with a tag of VLAN 10, "A>B@10p5" and priority 5. Behind that,
- * "=IP:PORT" for a TCP packet, "=IP:PORT+" for a later fragment of one, and ":1600" for the length in bytes.
+ * The frame of a text: "A>B" from A to B, "A>B@10" with a tag of VLAN 10, "A>B@10p5" and priority 5, "A>B@10p5d" and DEI.
+ * Behind that, "=IP:PORT" for a TCP packet, "=IP:PORT+" for a later fragment of one, and ":1600" for the length in bytes.
  */
 static std::string frameOf(const std::string &text)
 {
     std::smatch part;
-    if (!std::regex_match(text, part, std::regex(R"((.)>(.)(@(\d+)(p(\d))?)?(=([\d.]+):(\d+)(\+)?)?(:(\d+))?)")))
+    if (!std::regex_match(text, part, std::regex(R"((.)>(.)(@(\d+)(p(\d)(d)?)?)?(=([\d.]+):(\d+)(\+)?)?(:(\d+))?)")))
         return "";
     std::string frame = addressOf(part.str(2)[0]) + addressOf(part.str(1)[0]);
     auto put16 = [&](int number) { frame += {(char)(number >> 8), (char)number}; };
     if (part[3].matched) {
         put16(0x8100);
-        put16(std::stoi(part.str(4)) | (part[6].matched ? std::stoi(part.str(6)) : 0) << 13);
+        put16(std::stoi(part.str(4)) | (part[6].matched ? std::stoi(part.str(6)) : 0) << 13 | part[7].matched << 12);
     }
-    put16(part[7].matched ? 0x0800 : 0x88B5);
-    if (part[7].matched) {
-        in_addr source = {inet_addr(part.str(8).c_str())};
-        frame += std::string("\x45\0\0\x28\0\0\0", 7) + (char)part[10].matched;
+    put16(part[8].matched ? 0x0800 : 0x88B5);
+    if (part[8].matched) {
+        in_addr source = {inet_addr(part.str(9).c_str())};
+        frame += std::string("\x45\0\0\x28\0\0\0", 7) + (char)part[11].matched;
         frame += std::string("\x40\x06\0\0", 4) + std::string((char *)&source, 4);
         frame += std::string("\xa\0\0\xfezz", 6);
-        put16(std::stoi(part.str(9)));
+        put16(std::stoi(part.str(10)));
     }
-    frame.resize(part[12].matched ? std::stoul(part.str(12)) : std::max<size_t>(60, frame.size()));
+    frame.resize(part[13].matched ? std::stoul(part.str(13)) : std::max<size_t>(60, frame.size()));
     return frame;
 }
 
@@ -157,7 +157,8 @@ static std::string textOf(const std::string &frame)
         text += (frame[at + 1] == 2 ? "+" : "-") + std::to_string(get16(at + 2));
     if (get16(12) == 0x8100) {
         text += "@" + std::to_string(get16(14) & 0xFFF);
-        text += get16(14) >> 13 ? "p" + std::to_string(get16(14) >> 13) : "";
+        text += get16(14) >> 12 ? "p" + std::to_string(get16(14) >> 13) : "";
+        text += get16(14) & 0x1000 ? "d" : "";
     }
     return text;
 }
@@ -366,7 +367,7 @@ TEST_F(Forwarding, keepsFramesInTheirVlan)
         {"pvid 1 10", "1 A>B", "2 A>B@10, 3 A>B"},
         {"", "2 B>A@10", "1 B>A"},
         {"", "2 B>A@10p5", "1 B>A"},
-        {"", "1 A>B@0p3", "2 A>B@10p3"}, /* a priority alone is no tag */
+        {"", "1 A>B@0p3d", "2 A>B@10p3d"}, /* a priority alone is no tag */
         {"priority 1 6", "1 A>B", "2 A>B@10p6"},
         {"priority 1 0", "1 A>B@30", "! VLAN 30 does not exist"},
         {"", "1 A>B@4095", "! VLAN 4095 does not exist"},
@@ -436,7 +437,7 @@ TEST_F(VoiceVlanFrames, getTheVoiceVlanAndPriority)
     forward({
         {"vlan 10; vlan 20; voice; voiceport 1 10; voiceport 2 10; join 1 20; join 2 20; tag 2 20", "1 A>*@10p5",
          "2 A>*@10p5"},
-        {"override 1", "1 A>*@10p5", "2 A>*@10p5"},
+        {"override 1", "1 A>*@10p5d", "2 A>*@10p5d"},
         {"", "1 A>*@20p6", "2 A>*@20"}, /* only the voice VLAN keeps its priority */
         {"voip 20; voipport 1", "1 A>*", "0 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"},
         {"voippriority 4; voipoui 02:00:00", "1 A>*", "2 A>*@20p4"},
@@ -638,6 +639,42 @@ TEST_F(Plug, givesThePortItsLink)
     forward({{"", "3 C>*", "0 C>*, 2 C>*, 4 C>*, 5 C>*"}});
 }
 
+/* A host that disconnects and connects again at once is not taken for a second one, and its last frame is not lost. */
+TEST_F(Plug, letsAHostReconnectAtOnce)
+{
+    for (int i = 0; i < 50; i++) {
+        put(1, frameOf("A>B"));
+        close(hosts[1]);
+        hosts.erase(1);
+        connectHost(1);
+        command("settle");
+        ASSERT_FALSE(isHungUpOn(1)) << i;
+        EXPECT_EQ(collect(), "2 A>B, 3 A>B, 4 A>B, 5 A>B");
+    }
+}
+
+TEST_F(Plug, pluggedAndUnpluggedAtRunTime)
+{
+    play("plug 6=unix:" + path(6) + "\n"
+         "plug 6=unix:" + path(7) + " | something is plugged into port 6 already\n"
+         "plug 7=unix:" + directory + "/tmp | exists and is not a socket\n"
+         "plug 7=unix:" + path(1) + " | another process is serving on\n" /* which is this switch */
+         "plug 29=unix:" + path(7) + " | a plug is PORT=tap:NAME or PORT=unix:PATH");
+    connectHost(6);
+    command("settle");
+    forward({{"", "6 A>*", "0 A>*, 1 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"}});
+    play("unplug 6\nunplug 6 | nothing is plugged into port 6\nplug 7=unix:" + path(7));
+    EXPECT_TRUE(isHungUpOn(6));
+    EXPECT_NE(access(path(6).c_str(), F_OK), 0);
+    startSwitch(); /* without plugs, as with serve.sh */
+    play("POST vlan/create?vlanNum=10\nplug 1=unix:" + path(1));
+    EXPECT_EQ(send("GET", "vlan/static-vlan-entries"), success("\"vlan\":{\"val\":1}")); /* the first plug has reset it */
+    connectHost(1);
+    command("settle");
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=1"), success("\"bridge\":{\"portState\":5}"));
+    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=2"), success("\"bridge\":{\"portState\":1}"));
+}
+
 TEST_F(Plug, countsTheFramesThatASlowHostLoses)
 {
     forward({{"", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}, {"", "1 A>B", "2 A>B"}});
@@ -693,4 +730,7 @@ TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
     EXPECT_EQ(blocks, "168627466 1 6 6 6 ");
     EXPECT_NE(file.find("VLAN 30 does not exist"), std::string::npos);
     EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
+    play("capture stop 2 | no such capture runs\ncapture stop 1");
+    forward({{"", "2 B>A", "1 B>A"}});
+    EXPECT_EQ(readFile(directory + "/frames"), file);
 }

@@ -12,6 +12,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE + "/../proof", HERE + "/../../tools"]
 from described import described_operations  # noqa: E402
 from description import load, set_scene  # noqa: E402
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Switch  # noqa: E402
 
 ODD = {"integer": (0, 9999), "string": ("nobody",)}
@@ -34,15 +35,17 @@ def refusals(switch, scene, operation):
 
 
 def main():
-    if sys.argv[2:] not in ([], ["--write"]) or len(sys.argv) < 2:
-        sys.exit(__doc__)
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
+    arguments.add_argument("--write", action="store_true")
+    options = arguments.parse_args()
     description = load()
     scene = description["x-scene"]
-    with Switch(sys.argv[1]) as switch:
+    with Switch(options.build) as switch:
         set_scene(switch, scene)
         lines = [line for operation in described_operations(description) if operation.calls
                  for line in refusals(switch, scene, operation)]
-    if sys.argv[2:]:
+    if options.write:
         with open(HERE + "/refusals.txt", "w", encoding="utf-8") as file:
             file.writelines(lines)
         return

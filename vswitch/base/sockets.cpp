@@ -5,15 +5,12 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <string>
 
 static bool addressOf(const char *path, sockaddr_un *address)
 {
@@ -45,40 +42,42 @@ int connectTo(const char *path)
     return client;
 }
 
-/* Removes a socket that no process listens on. False with a message: something else is at `path`. */
-static bool clearPath(const char *path)
+/* Removes a socket that no process listens on. False: something else is at `path`. */
+static bool clearPath(const char *path, std::string *wrong)
 {
     struct stat status;
     if (lstat(path, &status) != 0)
         return true;
     if (!S_ISSOCK(status.st_mode)) {
-        fprintf(stderr, "vswitch: %s exists and is not a socket; remove it or choose another path\n", path);
+        *wrong = std::string(path) + " exists and is not a socket; remove it or choose another path";
         return false;
     }
     int other = connectTo(path);
-    if (other < 0 && errno == ECONNREFUSED)
-        return unlink(path) == 0;
-    if (other < 0) {
-        fprintf(stderr, "vswitch: cannot find out whether a process serves on %s: %s\n", path, strerror(errno));
-        return errno == ENOENT; /* it has just gone */
+    if (other >= 0) {
+        close(other);
+        *wrong = std::string("another process is serving on ") + path + "; stop it or choose another path";
+        return false;
     }
-    close(other);
-    fprintf(stderr, "vswitch: another process is serving on %s; stop it or choose another path\n", path);
-    return false;
+    if (errno == ENOENT) /* it has just gone */
+        return true;
+    *wrong = std::string("cannot find out whether a process serves on ") + path + ": " + strerror(errno);
+    return errno == ECONNREFUSED && unlink(path) == 0;
 }
 
-static int bindTo(const char *path)
+static int bindTo(const char *path, std::string *wrong)
 {
     sockaddr_un address;
     int listener = addressOf(path, &address) ? socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0) : -1;
     if (listener >= 0 && bind(listener, (sockaddr *)&address, sizeof address) == 0 && listen(listener, 1024) == 0)
         return listener;
-    fprintf(stderr, "vswitch: cannot listen on %s: %s\n", path, strerror(errno));
+    *wrong = std::string("cannot listen on ") + path + ": " + strerror(errno);
+    if (listener >= 0)
+        close(listener);
     return -1;
 }
 
 /* Locks the directory: if two switches start at once, one must not take the other's new socket for a stale one. */
-int listenOn(const char *path)
+int listenOn(const char *path, std::string *wrong)
 {
     std::string directory(path);
     size_t slash = directory.rfind('/');
@@ -86,7 +85,7 @@ int listenOn(const char *path)
     int lock = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (lock >= 0)
         flock(lock, LOCK_EX);
-    int listener = clearPath(path) ? bindTo(path) : -1;
+    int listener = clearPath(path, wrong) ? bindTo(path, wrong) : -1;
     if (lock >= 0)
         close(lock);
     return listener;

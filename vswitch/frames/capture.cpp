@@ -130,9 +130,12 @@ void captureFrame(uint32_t port, Direction direction, std::string_view frame, co
     });
 }
 
-void stopCaptures()
+bool stopCaptures(uint32_t port)
 {
-    for (const Capture &capture : captures)
-        close(capture.file);
-    captures.clear();
+    return std::erase_if(captures, [=](const Capture &capture) {
+        bool stops = port == UINT32_MAX || capture.port == port;
+        if (stops)
+            close(capture.file);
+        return stops;
+    });
 }

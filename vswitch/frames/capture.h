@@ -20,6 +20,7 @@ bool portIsCaptured(uint32_t port);
 /* `comment`: why the frame was discarded, or empty. A reader that is too slow misses frames. */
 void captureFrame(uint32_t port, Direction direction, std::string_view frame, const std::string &comment);
 
-void stopCaptures();
+/* Stops the captures of the port; UINT32_MAX: all. False: there were none. */
+bool stopCaptures(uint32_t port = UINT32_MAX);
 
 #endif

@@ -83,9 +83,9 @@ static void leave(const Reception &pdu, uint32_t vlan)
 static void leaveAll(const Reception &pdu)
 {
     Registrar *registrar = pdu.registrar;
-    if ((declaredVlans(pdu.port) & ~registrar->leaving).any())
-        for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
-            leave(pdu, vlan);
+    const VlanBits staying = declaredVlans(pdu.port) & ~registrar->leaving;
+    for (uint32_t vlan = vlanAfter(staying, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(staying, vlan))
+        leave(pdu, vlan);
     registrar->nextLeaveAll = pdu.now + leaveAllMillis(pdu.protocol, pdu.port);
     registrar->nextJoin = 0; /* at once */
 }
@@ -180,8 +180,8 @@ static VlanBits declarations(uint32_t port)
             vlans |= registeredVlans(other);
     vlans &= registrableVlans(port);
     const VlanBits &configured = configuredVlans();
-    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
-        if (configured[vlan] && portInVlan(port, vlan) && !isAdded(port, vlan))
+    for (uint32_t vlan = vlanAfter(configured, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(configured, vlan))
+        if (portInVlan(port, vlan) && !isAdded(port, vlan))
             vlans.set(vlan);
     return vlans;
 }
@@ -190,13 +190,10 @@ static VlanBits declarations(uint32_t port)
 static std::string mvrpPdu(const VlanBits &joined, const VlanBits &left, bool all)
 {
     const VlanBits named = joined | left;
-    uint32_t first = 1, last = HIGHEST_VLAN;
-    while (first <= last && !named[first])
-        first++;
-    while (last >= first && !named[last])
+    uint32_t first = named.any() ? vlanAfter(named, 0) : 0, last = HIGHEST_VLAN;
+    while (last && !named[last])
         last--;
-    uint32_t values = last + 1 - first;
-    first = values ? first : 0;
+    uint32_t values = last ? last - first + 1 : 0;
     std::string pdu;
     putNumber(&pdu, 0, 1); /* the version */
     putNumber(&pdu, ATTRIBUTE_VLAN << 8 | 2, 2);
@@ -238,9 +235,7 @@ static void sendGvrp(uint32_t port, const VlanBits &joined, const VlanBits &left
         attributes.clear();
     };
     for (const auto &[vlans, event] : {std::pair(&joined, GARP_JOIN_IN), std::pair(&left, GARP_LEAVE_EMPTY)})
-        for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++) {
-            if (!(*vlans)[vlan])
-                continue;
+        for (uint32_t vlan = vlanAfter(*vlans, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(*vlans, vlan)) {
             putNumber(&attributes, 4 << 8 | event, 2);
             putNumber(&attributes, vlan, 2);
             if (attributes.size() >= 4 * GARP_VLANS)
@@ -252,9 +247,10 @@ static void sendGvrp(uint32_t port, const VlanBits &joined, const VlanBits &left
 
 static void endRegistrations(uint32_t port, Registrar *registrar, uint64_t now)
 {
-    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN && registrar->leaving.any(); vlan++)
-        if (registrar->leaving[vlan] && registrar->ends[vlan] <= now) {
-            registrar->leaving.reset(vlan);
+    VlanBits *leaving = &registrar->leaving;
+    for (uint32_t vlan = vlanAfter(*leaving, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(*leaving, vlan))
+        if (registrar->ends[vlan] <= now) {
+            leaving->reset(vlan);
             neighbourDeclares(port, vlan, false);
         }
     bringUpToNow(); /* what a port declares depends on what has left */

@@ -3,15 +3,13 @@
  *
  * No host can make the others wait: a turn reads at most TURN_BYTES from a socket or TURN_FRAMES from an interface, and
  * a socket's queue holds at most QUEUE_BYTES. A port that the switch has shut has no carrier: an interface shows it to
- * its host; a socket's host is disconnected, and cannot connect until the port is up again.
+ * its host; a socket's host is disconnected, and cannot connect until the port is up again. An interface that is deleted
+ * (with its network namespace, say) is taken again when there is one of that name.
  */
 #include "vswitch/frames/plugs.h"
 
 #include <arpa/inet.h>
 #include <errno.h>
-#include <fcntl.h>
-#include <linux/if.h>
-#include <linux/if_tun.h>
 #include <poll.h>
 #include <string.h>
 #include <sys/ioctl.h>
@@ -21,6 +19,7 @@
 #include <unistd.h>
 
 #include <map>
+#include <utility>
 
 #include "vswitch/base/clock.h"
 #include "vswitch/base/commands.h"
@@ -28,6 +27,7 @@
 #include "vswitch/base/trace.h"
 #include "vswitch/base/watch.h"
 #include "vswitch/frames/capture.h"
+#include "vswitch/frames/interface.h"
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
@@ -35,6 +35,7 @@ enum : size_t {
     LONGEST_LENGTH = 65536, /* the highest length before a frame; more means that the host is out of step */
     TURN_BYTES = 8192,
     TURN_FRAMES = 64,
+    SETTLED_FRAMES = 1024, /* an interface's queue holds about as many */
     QUEUE_BYTES = 262144, /* a port's queue */
     FLUSH_BYTES = 65536,
     TRACED_DISCARDS = 100 /* lines a second */
@@ -43,9 +44,10 @@ enum : long { TICK_NANOSECONDS = 100000000 };
 
 struct Plug {
     uint32_t port;
+    std::string name;   /* of an interface */
     std::string path;   /* of a socket; empty: an interface */
     int listener = -1;  /* of a socket */
-    int host = -1;      /* the connected socket, or the interface */
+    int host = -1;      /* the connected socket, or the interface; -1: there is none, or the interface has gone */
     bool isUp = false;  /* the interface is up, or a host is connected to the socket */
     bool hasCarrier = true;
     std::string input;  /* of a socket: an incomplete frame */
@@ -160,11 +162,33 @@ static size_t readSocket(Plug *plug, size_t most)
     return 0;
 }
 
+/* Reads all that a host has sent by now: it may have sent it and disconnected. */
+static void readOut(Plug *plug)
+{
+    int waiting = 0;
+    if (plug->host < 0 || ioctl(plug->host, FIONREAD, &waiting) != 0)
+        return;
+    for (size_t got = 1, left = (size_t)waiting + 1; got && left && plug->host >= 0; left -= got)
+        got = readSocket(plug, left);
+}
+
+static void interfaceHasGone(Plug *plug)
+{
+    disconnect(plug);
+    std::string message = "port " + std::to_string(plug->port) + ": its interface " + plug->name + " has gone";
+    printError(message + "; the port takes it again when it is back (\"ip tuntap add " + plug->name +
+               " mode tap\" makes it)");
+    if (tracing())
+        traceLine(message);
+}
+
 /* Reads a frame from an interface. False: there is none. */
 static bool readInterface(Plug *plug)
 {
     char bytes[LONGEST_LENGTH];
-    ssize_t got = read(plug->host, bytes, sizeof bytes);
+    ssize_t got = plug->host < 0 ? 0 : read(plug->host, bytes, sizeof bytes);
+    if (got < 0 && errno == EBADFD)
+        interfaceHasGone(plug);
     if (got <= 0)
         return false;
     frameArrived(plug->port, {bytes, (size_t)got});
@@ -258,11 +282,20 @@ static void serveHost(Plug *plug, short events)
     flushAll();
 }
 
+/* Has the host disconnected, with or without frames that are still to be read? */
+static bool hasHungUp(const Plug &plug)
+{
+    pollfd host = {plug.host, 0, 0};
+    return plug.host >= 0 && poll(&host, 1, 0) == 1 && (host.revents & POLLHUP);
+}
+
 /* Accepts one host; refuses others, and all while the port is shut. */
 static void acceptHosts(Plug *plug)
 {
     int host;
     while ((host = accept4(plug->listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)) >= 0) {
+        if (hasHungUp(*plug))
+            readOut(plug);
         if (plug->host >= 0 || isShut(*plug)) {
             close(host);
             continue;
@@ -271,6 +304,18 @@ static void acceptHosts(Plug *plug)
         watchHost(plug);
         setUp(plug, true);
     }
+}
+
+/* Takes an interface that had gone, if there is one of that name now. */
+static bool takeInterfaceAgain(Plug *plug)
+{
+    std::string wrong;
+    if (!interfaceIsThere(plug->name) || (plug->host = openInterface(plug->name, &wrong)) < 0)
+        return false;
+    plug->hasCarrier = true;
+    watchHost(plug);
+    printError("port " + std::to_string(plug->port) + ": its interface " + plug->name + " is back");
+    return true;
 }
 
 /* Does what a cable does: shows each side whether the other side is up. */
@@ -284,13 +329,11 @@ static void updateLink(Plug *plug)
             setUp(plug, false);
         return;
     }
-    pollfd writable = {plug->host, POLLOUT, 0}; /* not while the interface is down, in any network namespace */
-    setUp(plug, poll(&writable, 1, 0) == 1 && (writable.revents & POLLOUT));
-    if (plug->hasCarrier == shut) {
-        int carrier = !shut;
-        plug->hasCarrier = carrier;
-        ioctl(plug->host, TUNSETCARRIER, &carrier);
-    }
+    if (plug->host < 0 && !takeInterfaceAgain(plug))
+        return;
+    setUp(plug, interfaceIsUp(plug->host));
+    if (plug->hasCarrier == shut)
+        setCarrier(plug->host, plug->hasCarrier = !shut);
 }
 
 static void tick()
@@ -302,49 +345,23 @@ static void tick()
     flushAll();
 }
 
-/* Handles every frame that hosts have sent by now: all that a socket holds, and what an interface has queued. */
-static CommandOutcome settle(const Args &, std::string *)
+void settleHosts()
 {
     for (auto &[port, plug] : plugs) {
         if (plug.listener >= 0)
             acceptHosts(&plug);
-        int waiting = 0;
         if (plug.path.empty()) {
-            for (size_t frames = 0; frames < 16 * TURN_FRAMES && readInterface(&plug); frames++) {
+            for (size_t frames = 0; frames < SETTLED_FRAMES && readInterface(&plug); frames++) {
             }
-        } else if (plug.host >= 0 && ioctl(plug.host, FIONREAD, &waiting) == 0) {
-            for (size_t got = 1, left = (size_t)waiting; got && left; left -= got)
-                got = readSocket(&plug, left);
+        } else {
+            readOut(&plug);
         }
     }
     tick();
-    return COMMAND_DONE;
 }
 
-static CommandOutcome capture(const Args &args, std::string *answer)
+void onFrames(FrameHook frameHook, TickHook tickHook)
 {
-    long long port;
-    if (!readNumber(args[0], 0, deviceOptions().ports, &port))
-        return refuse(answer, "\"capture\" takes a port from 0 (management) to " +
-                                  std::to_string(deviceOptions().ports) + ", not \"" + args[0] + "\"");
-    std::string explanation;
-    if (args.size() < 2)
-        explanation = "\"capture\" takes a FILE as second argument";
-    else
-        startCapture((uint32_t)port, args[1], &explanation);
-    return explanation.empty() ? COMMAND_DONE : refuse(answer, explanation);
-}
-
-void registerPlugs(FrameHook frameHook, TickHook tickHook)
-{
-    static const Command commands[] = {
-        {.group = FRAME_COMMANDS, .name = "settle", .usage = "", .fewest = 0, .most = 0,
-         .help = "return when every frame that hosts have sent by now was handled", .run = settle},
-        {.group = FRAME_COMMANDS, .name = "capture", .usage = "PORT [FILE]", .fewest = 1, .most = 2,
-         .help = "write the port's frames to FILE, for tcpdump and Wireshark, until the switch stops\n"
-                 "without FILE: to standard output, until it is closed", .run = capture},
-    };
-    registerCommands(commands);
     onFrame = frameHook;
     onTick = tickHook;
     onSecond([] {
@@ -354,27 +371,6 @@ void registerPlugs(FrameHook frameHook, TickHook tickHook)
 }
 
 /* Plugging */
-
-static bool openInterface(Plug *plug, const std::string &name, std::string *wrong)
-{
-    ifreq request = {};
-    plug->host = open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    if (plug->host < 0) {
-        *wrong = std::string("cannot create interfaces: /dev/net/tun: ") + strerror(errno);
-        return false;
-    }
-    if (name.empty() || name.size() >= sizeof request.ifr_name) {
-        *wrong = "an interface has a name of up to 15 characters, not \"" + name + "\"";
-        return false;
-    }
-    memcpy(request.ifr_name, name.c_str(), name.size());
-    request.ifr_flags = IFF_TAP | IFF_NO_PI;
-    if (ioctl(plug->host, TUNSETIFF, &request) == 0)
-        return true;
-    *wrong = "cannot create the interface " + name + ": " + strerror(errno) +
-             (errno == EPERM ? " (only root may)" : errno == EBUSY ? " (another process uses it)" : "");
-    return false;
-}
 
 static bool startTicks()
 {
@@ -392,56 +388,63 @@ static bool startTicks()
     return true;
 }
 
+/* Opens what the plug names, and waits for frames or hosts there. */
+static bool openPlug(Plug *plug, const std::string &kind, const std::string &name, std::string *wrong)
+{
+    (kind == "tap" ? plug->name : plug->path) = name;
+    if (kind == "tap" && (plug->host = openInterface(name, wrong)) >= 0)
+        watchHost(plug);
+    if (kind == "unix" && (plug->listener = listenOn(name.c_str(), wrong)) >= 0)
+        watch(plug->listener, POLLIN, [plug](short) { acceptHosts(plug); });
+    return plug->host >= 0 || plug->listener >= 0;
+}
+
 bool plugPort(const std::string &plug, std::string *wrong)
 {
     long long port;
     size_t equals = plug.find('='), colon = plug.find(':');
     std::string kind = colon == std::string::npos || colon < equals ? "" : plug.substr(equals + 1, colon - equals - 1);
-    if ((kind != "tap" && kind != "unix") ||
-        !readNumber(plug.substr(0, equals), 0, deviceOptions().ports, &port)) {
+    if ((kind != "tap" && kind != "unix") || !readNumber(plug.substr(0, equals), 0, deviceOptions().ports, &port)) {
         *wrong = "a plug is PORT=tap:NAME or PORT=unix:PATH with a port from 0 (management) to " +
                  std::to_string(deviceOptions().ports) + ", not \"" + plug + "\"";
         return false;
     }
-    std::string name = plug.substr(colon + 1);
     auto [place, isNew] = plugs.try_emplace((uint32_t)port);
-    Plug *made = &place->second;
-    made->port = (uint32_t)port;
     if (!isNew) {
         *wrong = "something is plugged into port " + std::to_string(port) + " already";
         return false;
     }
-    if (kind == "tap") {
-        if (!openInterface(made, name, wrong))
-            return false;
-        watchHost(made);
-    } else {
-        made->path = name;
-        made->listener = listenOn(name.c_str());
-        if (made->listener < 0) {
-            made->path.clear(); /* not this process's: unplugPorts() must not remove it */
-            *wrong = "port " + std::to_string(port) + " cannot be plugged into " + name;
-            return false;
-        }
-        watch(made->listener, POLLIN, [made](short) { acceptHosts(made); });
+    place->second.port = (uint32_t)port;
+    if (!openPlug(&place->second, kind, plug.substr(colon + 1), wrong)) {
+        plugs.erase(place);
+        return false;
     }
     setTrafficSimulated(false);
     return startTicks();
 }
 
+bool unplugPort(uint32_t port)
+{
+    auto found = plugs.find(port);
+    if (found == plugs.end())
+        return false;
+    const Plug &plug = found->second;
+    for (int descriptor : {plug.listener, plug.host})
+        if (descriptor >= 0) {
+            unwatch(descriptor);
+            close(descriptor);
+        }
+    if (!plug.path.empty())
+        unlink(plug.path.c_str());
+    setPortHost(port, false);
+    plugs.erase(found);
+    return true;
+}
+
 void unplugPorts()
 {
     stopCaptures();
-    for (auto &[port, plug] : plugs) {
-        for (int descriptor : {plug.listener, plug.host})
-            if (descriptor >= 0) {
-                unwatch(descriptor);
-                close(descriptor);
-            }
-        if (!plug.path.empty())
-            unlink(plug.path.c_str());
-        setPortHost(port, false);
-    }
-    plugs.clear();
+    while (!plugs.empty())
+        unplugPort(plugs.begin()->first);
     setTrafficSimulated(true);
 }

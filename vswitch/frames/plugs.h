@@ -21,7 +21,10 @@
  */
 bool plugPort(const std::string &plug, std::string *wrong);
 
-/* Closes all hosts, interfaces and captures. */
+/* Disconnects the port's host, and removes its socket, or the interface if plugPort() created it. False: no plug. */
+bool unplugPort(uint32_t port);
+
+/* Unplugs all ports, and stops the captures. Traffic is simulated again. */
 void unplugPorts();
 
 /* Is a host plugged into the management port: connected, or its interface up? */
@@ -47,7 +50,13 @@ using FrameHook = void (*)(uint32_t port, std::string_view frame, std::string *w
 /* Sends the frames that are due; called every 100 ms. */
 using TickHook = void (*)();
 
-/* Registers the commands settle and capture, and sets the hooks. Call it once, before plugPort(). */
-void registerPlugs(FrameHook frameHook, TickHook tickHook);
+/* Sets the hooks. Call it before plugPort(). */
+void onFrames(FrameHook frameHook, TickHook tickHook);
+
+/*
+ * Handles what hosts have done by now: those that have connected or disconnected, the frames that they have sent (up to
+ * 1024 of an interface), and links. Sends what is due.
+ */
+void settleHosts();
 
 #endif

@@ -247,9 +247,12 @@ int serveOn(const char *path)
     int stop = signalfd(-1, &signals, SFD_CLOEXEC);
 
     signal(SIGPIPE, SIG_IGN);
-    int listener = listenOn(path);
-    if (listener < 0 || stop < 0)
+    std::string wrong = "cannot wait for signals";
+    int listener = stop < 0 ? -1 : listenOn(path, &wrong);
+    if (listener < 0) {
+        fprintf(stderr, "vswitch: %s\n", wrong.c_str());
         return 1;
+    }
     printf("vswitch: serving on %s\n", path);
     fflush(stdout);
     serveClients(listener, stop);

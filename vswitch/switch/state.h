@@ -25,7 +25,15 @@
 
 using PortSet = std::set<uint32_t>;
 using VlanSet = std::set<uint16_t>;
-using VlanBits = std::bitset<4096>; /* a bit for each VLAN: for sets that grow large */
+
+/* A bit for each VLAN: for sets that grow large. */
+using VlanBits = std::bitset<4096>;
+
+/* The first VLAN in the set after `vlan`; 4096: there is none. */
+inline uint32_t vlanAfter(const VlanBits &vlans, uint32_t vlan)
+{
+    return (uint32_t)vlans._Find_next(vlan); /* of libstdc++: a search, not a loop over all bits */
+}
 
 /* Ports (ports.cpp) */
 

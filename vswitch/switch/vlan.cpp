@@ -37,9 +37,8 @@ std::vector<uint16_t> existingVlans()
 {
     const VlanBits existing = configured | registered;
     std::vector<uint16_t> ids;
-    for (uint16_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
-        if (existing[vlan])
-            ids.push_back(vlan);
+    for (uint32_t vlan = vlanAfter(existing, 0); vlan <= HIGHEST_VLAN; vlan = vlanAfter(existing, vlan))
+        ids.push_back((uint16_t)vlan);
     return ids;
 }
 
@@ -125,11 +124,10 @@ static uint32_t typeOf(uint32_t vlan)
 }
 
 /* 0 after the last one. */
-static uint32_t vlanAfter(uint32_t vlan)
+static uint32_t nextVlan(uint32_t vlan)
 {
-    std::vector<uint16_t> ids = existingVlans();
-    auto found = std::upper_bound(ids.begin(), ids.end(), vlan);
-    return found == ids.end() ? 0 : *found;
+    uint32_t next = vlan < HIGHEST_VLAN ? vlanAfter(configured | registered, vlan) : 0;
+    return next <= HIGHEST_VLAN ? next : 0;
 }
 
 void registerVlans()
@@ -142,7 +140,7 @@ void registerVlans()
     ASK(rpcclt_openapiStaticVlanEntriesGet, [](uint32_t *count) { return store((uint32_t)configured.count(), count); });
     ASK(rpcclt_openapiDynamicVlanEntriesGet, [](uint32_t *count) { return store(dynamicVlans(), count); });
     ASK(rpcclt_openapiDot1qVlanNumDeletesGet, [](uint32_t *count) { return store(deletes, count); });
-    ASK(rpcclt_openapiNextVlanGet, [](uint32_t vlan, uint32_t *next) { return storeNext(vlanAfter(vlan), next); });
+    ASK(rpcclt_openapiNextVlanGet, [](uint32_t vlan, uint32_t *next) { return storeNext(nextVlan(vlan), next); });
     ASK(rpcclt_openapiVlanTypeGet, [](uint32_t vlan, uint32_t *type) -> int {
         return vlanExists(vlan) ? store(typeOf(vlan), type) : OPEN_BAD_ARGUMENT;
     });

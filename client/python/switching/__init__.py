@@ -1,0 +1,11 @@
+"""switching - a client of the switching section of a managed switch's REST interface.
+
+    from switching import Switch, Refused
+    with Switch.serve(ports=28, stations=8) as sw:
+        sw.post("vlan/create", vlanNum=10)
+"""
+from .description import Wrong
+from .switch import NoAnswer, Refused, Switch
+from .virtual import Call, CommandFailed
+
+__all__ = ["Call", "CommandFailed", "NoAnswer", "Refused", "Switch", "Wrong"]
