@@ -315,6 +315,10 @@ TEST_F(StormControl, appliesThePortLimitBeforeTheSwitchLimit)
         GET bridge/dot1d-tp-port-in-discards?port=4 | "inDiscards":4700
         GET vlan/dot1q-rx-packets-not-forwarded-count?ifNum=4 | "totalRxPktsNotForwarded":4700
         GET bridge/dot1d-tp-port-out-frames?port=5 | "outFrames":11300
+        POST protectedport/group-intf?ifNum=4&groupId=1
+        POST protectedport/group-intf?ifNum=6&groupId=1
+        storm 4 unicast 5000
+        GET bridge/dot1d-tp-port-out-frames?port=6 | "outFrames":11300
         PUT storm-control/intf-mode {"stormCtrlMode":"broadcast","interface":5,"state":"disable"}
         PUT storm-control/action {"stormCtrlMode":"broadcast","action":"shutdown"}
         GET storm-control/action-intf?interface=3 | "shutdown"

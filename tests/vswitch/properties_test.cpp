@@ -462,5 +462,12 @@ TEST_F(Property, stationsAndFramesAreAdmittedAlike)
         bytes.resize(60);
         receiveFrame(5, bytes, &why);
         EXPECT_EQ(simulated, heard()) << why;
+        std::string said, other("\x02\0\0\0\0\x99\x02\x0B\0\0\0\x09\x88\xB5", 14); /* without a classification */
+        other.resize(60);
+        receiveFrame(5, other, &why);
+        runCommand("storm 5 broadcast 1", &said);
+        bool refused = why.find("no other port") == why.npos && why.find("storm") == why.npos &&
+                       why.find("separated") == why.npos && why.find("protected") == why.npos;
+        EXPECT_EQ(refused, portIsUp(5) && said.find("discarded: ") != said.npos) << why << "; " << said;
     });
 }
