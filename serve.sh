@@ -14,6 +14,7 @@
 #   --json              print one line of JSON and nothing else when it serves: port, base, tokens (admin, writer, reader),
 #                       socket (for vswitch COMMAND), trace, sockets, files (the directory of session, log and log
 #                       level). It then also ends when its standard input is a pipe that ends
+#   --resident          the program stays and serves by SCGI, instead of a process for each request
 #   --build DIR         serve what was built there; install and build nothing
 . "$(dirname "$0")/tools/script.sh"
 . "$root/tools/packages.sh"
@@ -21,7 +22,7 @@
 . "$root/tools/hosts.sh"
 cd "$root"
 
-port=8080 build='' private='' hosts=0 sockets=0 json=''
+port=8080 build='' private='' resident='' hosts=0 sockets=0 json=''
 switch=()
 while [ $# -gt 0 ]; do
     case $1 in
@@ -33,7 +34,8 @@ while [ $# -gt 0 ]; do
         --sockets) number "$1" "${2-}" 1 4096; sockets=$2 ;;
         --own-files) private=private; shift; continue ;;
         --json) json=json; shift; continue ;;
-        --build) builtIn "${2-}" switching_v2.conf switching_console.conf vswitch lib/libsandbox.so ;;
+        --resident) resident=yes; shift; continue ;;
+        --build) builtIn "${2-}" switching_v2.conf switching_v2_resident.conf switching_console.conf vswitch lib/libsandbox.so ;;
         *) wrong "there is no option \"$1\"" ;;
     esac
     shift 2

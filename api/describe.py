@@ -59,8 +59,8 @@ def read_meanings(build):
 
 
 def with_meaning(endpoint, operand, text, kind):
-    """The text; after "OpEN's code" or "OpEN's unit" stands what the number means to the virtual switch."""
-    found = re.search(r"OpEN's (code|unit)(?! \()", text)
+    """The text; after "OpEN's code", "unit", "encoding" or "range" stands what the number means to the virtual switch."""
+    found = re.search(r"OpEN's (code|unit|encoding|range)(?! \()", text)
     if not found or kind != "number":
         return text
     for operation in endpoint["calls"]:

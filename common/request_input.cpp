@@ -9,6 +9,7 @@
 #include <string.h>
 
 #include "common/memory.h"
+#include "common/request.h"
 #include "common/response.h"
 
 enum { QUERY_LIMIT = 8192, LIST_STEP = 10 };
@@ -16,7 +17,7 @@ enum { QUERY_LIMIT = 8192, LIST_STEP = 10 };
 /* The body length in CONTENT_LENGTH; 0 without a positive number. Leaves room for the terminator. */
 static size_t announcedLength()
 {
-    const char *text = getenv("CONTENT_LENGTH");
+    const char *text = requestVariable(CONTENT_LENGTH);
     long long length = text ? strtoll(text, nullptr, 10) : 0;
     if (length <= 0)
         return 0;
@@ -29,7 +30,7 @@ static char *readBodyText()
     char *text = (char *)calloc(length + 1, 1);
     if (!text || length == 0)
         return text;
-    size_t stored = fread(text, 1, length, stdin);
+    size_t stored = requestReadBody(text, length);
     if (stored < length)
         text[stored] = (char)0xFF; /* established behaviour: EOF, stored as a byte */
     return text;
@@ -38,11 +39,11 @@ static char *readBodyText()
 char *readRequestInput()
 {
     errno = 0; /* null with errno 0: the method has no input */
-    const char *method = getenv("REQUEST_METHOD");
+    const char *method = requestVariable(REQUEST_METHOD);
     if (!method)
         return nullptr;
     if (strcmp(method, "GET") == 0 || strcmp(method, "DELETE") == 0) {
-        const char *query = getenv("QUERY_STRING");
+        const char *query = requestVariable(QUERY_STRING);
         return strndup(query ? query : "", QUERY_LIMIT);
     }
     if (strcmp(method, "POST") == 0 || strcmp(method, "PUT") == 0)

@@ -12,12 +12,13 @@
 
 #include "common/answer.h"
 #include "common/memory.h"
+#include "common/request.h"
 #include "common/request_input.h"
 
 /* The text behind the first "key=" at the start of the query string or right behind a "&"; null: not found. */
 static const char *queryValueExact(const char *key)
 {
-    const char *query = getenv("QUERY_STRING");
+    const char *query = requestVariable(QUERY_STRING);
     if (!query)
         return nullptr;
     size_t keyLength = strlen(key);
@@ -69,7 +70,7 @@ uint32_t queryCodeOrUintExact(const char *key, const NameTable &names)
 bool queryTextDecoded(const char *key, char *text, uint32_t size)
 {
     text[0] = 0;
-    bool found = paramGetExact(getenv("QUERY_STRING"), key, text, size) == 0;
+    bool found = paramGetExact(requestVariable(QUERY_STRING), key, text, size) == 0;
     urlDecodeInPlace(text);
     return found;
 }
@@ -77,7 +78,7 @@ bool queryTextDecoded(const char *key, char *text, uint32_t size)
 uint32_t queryUintDecoded(const char *key)
 {
     char text[16] = "";
-    paramGetExact(getenv("QUERY_STRING"), key, text, sizeof text);
+    paramGetExact(requestVariable(QUERY_STRING), key, text, sizeof text);
     return (uint32_t)strtoll(text, nullptr, 10);
 }
 

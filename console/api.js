@@ -1,39 +1,32 @@
-// api.js - the session, requests to the switch, the trace of its operations, and the description of the interface.
+// api.js - the session, requests to the switch, the trace of its operations, and commands to the virtual switch.
 
 export const BASE = '/api/v2/switching/';
+const POLLS_AT_ONCE = 5;  // a browser opens six connections: one is left for the user
+const PATIENCE = 1000;    // milliseconds that a request of the user waits for the polls that are under way
 
 /** Moves the token from the address bar to the session storage of this tab. */
 export function takeSession() {
   const given = /^#session=([^&]*)/.exec(location.hash);
-  if (given) {
-    sessionStorage.setItem('session', decodeURIComponent(given[1]));
-    history.replaceState(null, '', location.pathname + '#/');
-  }
+  if (!given) return;
+  sessionStorage.setItem('session', decodeURIComponent(given[1]));
+  history.replaceState(null, '', location.pathname + '#/');
 }
 
 export const session = () => sessionStorage.getItem('session') ?? '';
 
-export let requestCount = 0; // requests so far, with polls
-
-let running = 0;
-/** Runs `action` while polling pauses. So the trace has the lines of the user's request only. */
-export async function withoutPolls(action) {
-  running++;
-  try { return await action(); } finally { running--; }
-}
-export const pollsPause = () => running > 0;
-
 /**
- * Sends a request. `target` is the path below BASE and the query, sent raw. Returns {status, text, resp, data}; resp and
- * data are null if the answer is not the interface's JSON object. Throws if the server does not answer.
+ * Sends a request. `target` is the path below BASE and the query, sent raw. Returns {status, text, resp, data}; resp
+ * and data are null if the answer is not the interface's JSON object. Throws if the server does not answer. A write
+ * that is no poll causes the event "written" on the window.
  */
-export async function send(method, target, {body, type = 'application/json', poll = false} = {}) {
-  requestCount++;
+export async function send(method, target, {body, type = 'application/json', isPoll = false} = {}) {
   const headers = {Session: session()};
-  if (poll) headers.Refresh = '1';
+  if (isPoll) headers.Refresh = '1';
   if (body !== undefined) headers['Content-Type'] = type;
-  const answer = await fetch(BASE + target, {method, headers, body: method === 'POST' ? body ?? '' : body, cache: 'no-store'});
+  if (method === 'POST') body ??= '';
+  const answer = await fetch(BASE + target, {method, headers, body, cache: 'no-store'});
   const text = await answer.text();
+  if (!isPoll && method !== 'GET') dispatchEvent(new Event('written'));
   let json = null;
   try { json = JSON.parse(text); } catch { /* json stays null */ }
   const {resp = null, ...data} = json ?? {};
@@ -42,25 +35,69 @@ export async function send(method, target, {body, type = 'application/json', pol
 
 export const succeeded = answer => answer.status === 200 && answer.resp?.status === 'success';
 
-/** Reads one data object without extending the session. Returns null if the switch refuses. */
-export async function poll(target, method = 'GET') {
-  const answer = await send(method, target, {poll: true});
-  if (answer.status === 403) throw new NoSession();
-  return succeeded(answer) ? answer.data ?? {} : null;
-}
-
-export class NoSession extends Error {}
-
 /** The outcome of an answer, as a text for the page. */
 export function verdictOf({status, resp}) {
   if (status === 403)
-    return 'HTTP 403: the session has ended or is unknown, or its user may only read. Open the address that serve.sh prints.';
+    return 'HTTP 403: the session has ended or is unknown, or its user may only read. ' +
+           'Open the address that serve.sh prints.';
   if (status !== 200 || !resp)
-    return `HTTP ${status}: the program gave no answer. The path or method is unknown, or the switch cannot be reached.`;
+    return `HTTP ${status}: the program gave no answer. The path or method is unknown, ` +
+           'or the switch cannot be reached.';
   return `${resp.status === 'success' ? 'Success' : 'Failure'}: ${resp.respCode} “${resp.respMsg}”`;
 }
 
-/** The trace is a file that grows. Returns its size in bytes, or null if it is not served. */
+/* Polls: a few at a time, and none while a request of the user is under way. So the trace has the lines of that request
+ * only. */
+
+export class NoSession extends Error {}
+export class Stopped extends Error {}
+
+export let pollCount = 0; // polls so far
+let polls = 0;            // under way
+let actions = 0;          // of the user, under way
+let areStopped = false;
+let waiting = [];
+
+const changes = () => new Promise(resolve => waiting.push(resolve));
+
+function announceChange() {
+  for (const resolve of waiting.splice(0)) resolve();
+}
+
+/** While polls are stopped, poll() throws Stopped. */
+export function stopPolls(stop) {
+  areStopped = stop;
+  announceChange();
+}
+
+/** Runs `action` without polls. */
+export async function withoutPolls(action) {
+  actions++;
+  const deadline = Date.now() + PATIENCE;
+  while (polls > 0 && Date.now() < deadline)
+    await Promise.race([changes(), new Promise(resolve => setTimeout(resolve, PATIENCE))]);
+  try { return await action(); } finally { actions--; announceChange(); }
+}
+
+/** Sends a request that does not extend the session. Throws NoSession if the session may not even read. */
+export async function poll(target, method = 'GET') {
+  while (!areStopped && (actions > 0 || polls >= POLLS_AT_ONCE)) await changes();
+  if (areStopped) throw new Stopped();
+  polls++;
+  pollCount++;
+  try {
+    const answer = await send(method, target, {isPoll: true});
+    if (answer.status === 403 && method === 'GET') throw new NoSession();
+    return answer;
+  } finally {
+    polls--;
+    announceChange();
+  }
+}
+
+/* The trace is a file that grows. */
+
+/** The size of the trace in bytes, or null if it is not served. */
 export async function traceEnd() {
   const head = await fetch('trace', {method: 'HEAD', headers: {Session: session()}, cache: 'no-store'});
   return head.ok ? Number(head.headers.get('Content-Length') ?? 0) : null;
@@ -75,41 +112,14 @@ export async function traceSince(end) {
   return (answer.status === 206 ? text : text.slice(end)).split('\n').filter(Boolean);
 }
 
-/** Loads the description: its endpoints as prepare() returns them, and the scene, the requests that its examples need. */
-export async function loadDescription() {
-  const answer = await fetch('openapi.json');
-  if (!answer.ok) throw new Error('The description of the interface is missing (openapi.json).');
-  const description = await answer.json();
-  const endpoints = [];
-  for (const [path, methods] of Object.entries(description.paths))
-    for (const [method, operation] of Object.entries(methods))
-      endpoints.push(prepare(path.slice(1), method.toUpperCase(), operation));
-  return {endpoints, scene: description['x-scene'] ?? []};
-}
-
-function prepare(path, method, operation) {
-  const fields = (operation.parameters ?? []).filter(parameter => parameter.in === 'query').map(parameter => ({
-    place: 'query', key: parameter.name, schema: parameter.schema, required: Boolean(parameter.required),
-    text: parameter.description ?? '', example: parameter.example, raw: parameter['x-lookup'] !== 'decoded'}));
-  const [type, content] = Object.entries(operation.requestBody?.content ?? {})[0] ?? [];
-  const jsonQuery = operation['x-query-string'];
-  const object = jsonQuery?.schema ?? content?.schema;
-  for (const [key, schema] of Object.entries(object?.properties ?? {}))
-    fields.push({place: jsonQuery ? 'jsonQuery' : 'body', key, schema, required: Boolean(object.required?.includes(key)),
-                 text: schema.description ?? '', example: content?.example?.[key] ?? exampleOf(jsonQuery)?.[key]});
-  const calls = operation['x-operations'] ?? [];
-  const found = [path, method, operation.summary, ...calls, ...fields.map(field => field.key)];
-  return {path, method, type, fields, calls, form: type?.includes('urlencoded') ?? false,
-          hasBody: Boolean(content), summary: operation.summary ?? '', description: operation.description ?? '',
-          placeholder: Boolean(operation.deprecated), searchText: found.join(' ').toLowerCase(),
-          link: '#/' + path + (method === 'GET' ? '' : '@' + method)};
-}
-
-/** The JSON object at the start of a query string: the longest part up to a "}" that is valid JSON. */
-function exampleOf(jsonQuery) {
-  const text = jsonQuery?.example;
-  if (typeof text !== 'string') return text;
-  for (let end = text.length; end > 0; end = text.lastIndexOf('}', end - 2) + 1)
-    try { return JSON.parse(text.slice(0, end)); } catch { /* try a shorter part */ }
-  return undefined;
+/**
+ * Sends a command to the virtual switch. An empty command lists its faults. Returns {ok, text}; ok is false where there
+ * is no virtual switch or the session may only read.
+ */
+export async function command(words) {
+  const answer = await fetch('vswitch', {method: words ? 'POST' : 'GET', body: words || undefined,
+                                         headers: {Session: session()}, cache: 'no-store'});
+  const text = (await answer.text()).trim();
+  if (words) dispatchEvent(new Event('written'));
+  return {ok: answer.ok, text: answer.status === 403 ? 'HTTP 403: this session may not send commands.' : text};
 }

@@ -1,5 +1,6 @@
-// requests.js - finds an endpoint, fills in its form, sends the request, and shows the calls to the switch and a curl line.
+// requests.js - finds an endpoint, fills in its form, sends the request, shows the calls to the switch and a curl line.
 import * as api from './api.js';
+import {loadDescription} from './description.js';
 import {$, element, fill} from './dom.js';
 
 let endpoints = [];
@@ -8,7 +9,7 @@ let current = null;
 
 /** Loads the description, and fills the list of endpoints. */
 export async function openRequests() {
-  ({endpoints, scene} = await api.loadDescription());
+  ({endpoints, scene} = await loadDescription());
   for (const event of ['input', 'change']) $('search').addEventListener(event, listEndpoints);
   $('placeholders').addEventListener('change', listEndpoints);
   $('search').addEventListener('keydown', event => {
@@ -21,6 +22,7 @@ export async function openRequests() {
     await navigator.clipboard.writeText($('curl').textContent);
     $('copied').textContent = 'copied';
   });
+  showScene();
   listEndpoints();
 }
 
@@ -29,11 +31,16 @@ function listEndpoints() {
   const found = endpoints.filter(endpoint => ($('placeholders').checked || !endpoint.placeholder) &&
                                              terms.every(term => endpoint.searchText.includes(term)));
   $('found').textContent = `${found.length} of ${endpoints.length} endpoints`;
-  fill($('list'), ...found.map(endpoint => element('li', {},
-    element('a', {href: endpoint.link, 'aria-current': endpoint === current && 'true'},
-            element('b', {class: endpoint.method}, endpoint.method), ' ', element('code', {}, endpoint.path),
-            element('small', {}, endpoint.summary)))));
+  const families = Map.groupBy(found, endpoint => endpoint.family);
+  fill($('list'), ...[...families].map(([family, members]) => element('section', {'aria-label': family},
+    element('h2', {}, family, element('small', {}, ` ${members.length}`)),
+    element('ul', {}, ...members.map(endpoint => element('li', {}, linkTo(endpoint)))))));
 }
+
+const linkTo = endpoint =>
+  element('a', {href: endpoint.link, 'aria-current': endpoint === current && 'true'},
+          element('b', {class: endpoint.method}, endpoint.method), ' ', element('code', {}, endpoint.path),
+          element('small', {}, endpoint.summary));
 
 /** Shows the endpoint of a link, "PATH" or "PATH@METHOD". Without a method: the first endpoint of the path. */
 export function showEndpoint(link) {
@@ -42,14 +49,15 @@ export function showEndpoint(link) {
   if (!chosen || chosen === current) return;
   current = chosen;
   listEndpoints();
-  $('title').textContent = `${chosen.method} ${chosen.path}`;
+  fill($('title'), element('b', {class: chosen.method}, chosen.method), ` ${chosen.path}`);
   $('summary').textContent = chosen.description || chosen.summary;
-  fill($('description'), element('p', {}, chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
-               ...chosen.calls.flatMap(name => [element('code', {}, name), ' '])));
+  fill($('description'), element('p', {},
+    chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
+    ...chosen.calls.flatMap(name => [element('code', {}, name), ' '])));
   fill($('fields'), ...chosen.fields.map(fieldRow));
   $('details').hidden = false;
   $('outcome').hidden = true;
-  $('copied').textContent = $('sceneOutcome').textContent = '';
+  $('copied').textContent = '';
   showCurl();
   $('endpoint').focus();
 }
@@ -58,24 +66,46 @@ const PLACES = {query: 'query', body: 'body', jsonQuery: 'JSON in the query'};
 
 function fieldRow(field, index) {
   const id = `field${index}`;
-  const values = field.schema.enum ?? (field.schema.type === 'boolean' ? ['true', 'false'] : null);
-  const example = field.example === undefined ? '' : Array.isArray(field.example) ? field.example.join(', ') : String(field.example);
-  const control = values
-    ? element('select', {id, 'aria-describedby': id + 'text'}, element('option', {value: ''}, '(not sent)'),
-              ...values.map(value => element('option', {value, selected: String(value) === example}, String(value))))
-    : element('input', {id, value: example, autocomplete: 'off', spellcheck: 'false', 'aria-describedby': id + 'text'});
+  const place = PLACES[field.place] + (field.required ? ', required' : '');
   return element('p', {class: 'field'},
-    element('label', {for: id}, element('code', {}, field.key), ` (${PLACES[field.place]}${field.required ? ', required' : ''})`),
-    control, element('small', {id: id + 'text'}, field.text));
+    element('label', {for: id}, element('code', {}, field.key), ` (${place})`),
+    controlOf(field, id), element('small', {id: id + 'text'}, field.text));
+}
+
+/* A drop-down where the description names the values, otherwise a text field. */
+function controlOf(field, id) {
+  const example = Array.isArray(field.example) ? field.example.join(', ') : String(field.example ?? '');
+  const values = valuesOf(field);
+  const described = {id, 'aria-describedby': id + 'text'};
+  const input = value => element('input', {...described, value, autocomplete: 'off', spellcheck: 'false'});
+  if (!values) return input(example);
+  const options = Object.entries(values).map(([value, text]) =>
+    element('option', {value, selected: value === example}, text));
+  const select = element('select', {...described, onchange: () => {
+    if (select.value !== OTHER) return;
+    select.replaceWith(input(''));
+    $(id).focus();
+  }}, element('option', {value: ''}, '(not sent)'), ...options, element('option', {value: OTHER}, 'another value…'));
+  return select;
+}
+
+const OTHER = 'other';
+
+/* Values and the texts for them, or null if a field takes any. */
+function valuesOf({schema, names}) {
+  if (names) return Object.fromEntries(Object.entries(names).map(([value, name]) => [value, `${value} ${name}`]));
+  const values = schema.enum ?? (schema.type === 'boolean' ? ['true', 'false'] : null);
+  return values && Object.fromEntries(values.map(value => [value, String(value)]));
 }
 
 /** The fields of the form that have a value. Empty fields are not sent. */
 const filled = () => current.fields.map((field, index) => ({...field, value: $(`field${index}`).value}))
-                                   .filter(field => field.value !== '');
+                                   .filter(field => field.value !== '' && field.value !== OTHER);
 
-/** The JSON value of a field. A value of the wrong type becomes a text: this lets the user see how the program refuses it. */
+/** The JSON value of a field. A value of the wrong type becomes a text: the user sees how the program refuses it. */
 function jsonOf({schema, value}) {
-  if (schema.type === 'array') return value.split(',').map(item => jsonOf({schema: {type: 'integer'}, value: item.trim()}));
+  if (schema.type === 'array')
+    return value.split(',').map(item => jsonOf({schema: {type: 'integer'}, value: item.trim()}));
   const isLiteral = schema.type === 'boolean' ? /^(true|false)$/ : /^-?\d+(\.\d+)?$/;
   return schema.type !== 'string' && isLiteral.test(value) ? JSON.parse(value) : value;
 }
@@ -96,15 +126,16 @@ function requestOf(fields) {
 }
 
 function refusalOf(rawFields, jsonQuery) {
-  if (jsonQuery.length) return 'The query is raw JSON. A browser would encode its quotes; the curl line sends them raw.';
+  if (jsonQuery.length)
+    return 'The query is raw JSON. A browser would encode its quotes; the curl line sends them raw.';
   const odd = rawFields.find(field => /[^\x21-\x7e]|["'<>#]/.test(field.value));
   if (odd)
     return `${odd.key} goes into the query raw. A browser would encode its spaces, quotes or special characters; ` +
            'the curl line sends them raw.';
   const split = rawFields.find(field => /[&/]/.test(field.value));
   if (split)
-    return `${split.key} contains "${/[&/]/.exec(split.value)[0]}". In a query, "&" ends the value and "/" is part of the path: ` +
-           'no request can send this value.';
+    return `${split.key} contains "${/[&/]/.exec(split.value)[0]}". In a query, "&" ends the value and "/" is part ` +
+           'of the path: no request can send this value.';
   return '';
 }
 
@@ -112,7 +143,8 @@ const quoted = text => `'${text.replaceAll("'", String.raw`'\''`)}'`;
 
 function curlOf({target, body, type}) {
   const parts = ['curl', '-g', '-H', quoted(`Session: ${api.session()}`)];
-  if (!(current.method === 'GET' || (current.method === 'POST' && body !== undefined))) parts.push('-X', current.method);
+  const isDefault = current.method === 'GET' || (current.method === 'POST' && body !== undefined);
+  if (!isDefault) parts.push('-X', current.method);
   if (current.form) parts.push('-H', quoted(`Content-Type: ${type}`));
   if (body !== undefined) parts.push('-d', quoted(body));
   return [...parts, quoted(location.origin + api.BASE + target)].join(' ');
@@ -154,6 +186,16 @@ function showOutcome(answer, lines) {
   $('verdict').textContent = answer ? api.verdictOf(answer) : 'The server does not answer. Is serve.sh running?';
   $('answer').textContent = answer?.text || '(nothing)';
   $('trace').textContent = !lines ? '(the trace is not served here)' : lines.join('\n') || '(nothing)';
+}
+
+function showScene() {
+  $('sceneText').textContent =
+    `The examples need VLANs, lists and filters that a fresh switch does not have. The button sends ${scene.length} ` +
+    'requests: they create these, and change settings of some ports. On the virtual switch, “Reset the switch” ' +
+    '(in the view Switch) takes everything back.';
+  fill($('sceneRequests'), ...scene.map(({method, target, body}) => element('li', {},
+    element('b', {class: method}, method), ' ',
+    element('code', {}, `${target.slice(api.BASE.length)} ${body ?? ''}`))));
 }
 
 /** Sends the requests that the examples need. Some can fail: what exists already cannot be created again. */

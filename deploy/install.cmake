@@ -38,3 +38,5 @@ install_file(deploy/files_at_boot.sh libexec/switching files_at_boot.sh)
 install_file(deploy/switching_v2.spdx.json.in share/switching switching_v2.spdx.json)
 install_packed(api/openapi.json share/switching openapi.json)
 install_packed(deploy/man/switching_v2.cgi.8 share/man/man8 switching_v2.cgi.8)
+# Not where the web server reads it by itself: it replaces the other one.
+install_file(deploy/switching_v2_resident.conf.in share/switching switching_v2_resident.conf)

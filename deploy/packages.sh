@@ -24,7 +24,7 @@ done
 
 out=build-packages
 date=$(git log -1 --format=%cI 2>/dev/null || date -Iseconds) # the same commit gives the same packages
-sourced=(tools/{script,packages,servers,hosts}.sh) # by serve.sh, which is switching-serve
+sourced=(tools/{script,packages,servers,hosts,command}.sh) # by serve.sh, which is switching-serve; the last is a CGI
 export SOURCE_DATE_EPOCH
 SOURCE_DATE_EPOCH=$(date -d "$date" +%s)
 

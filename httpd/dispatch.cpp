@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "common/request.h"
 #include "httpd/session.h"
 #include "log/log.h"
 
@@ -21,9 +22,23 @@ static void logNotFound(const char *requestUri, const char *directory, const cha
     free(shown);
 }
 
+static bool isAdmitted(const RouteEntry *entry)
+{
+    return checkSessionX(requestVariable(HTTP_SESSION), requestVariable(HTTP_REFRESH), entry) != -1;
+}
+
+/* The last segment of a path without its end; "" for the root. */
+static const char *lastSegment(char *path)
+{
+    for (size_t length = strlen(path); length > 0 && path[length - 1] == '/';)
+        path[--length] = 0;
+    const char *slash = strrchr(path, '/');
+    return slash ? slash + 1 : path;
+}
+
 void httpdProcessRequest(RouteTree *tree)
 {
-    const char *requestUri = getenv("REQUEST_URI");
+    const char *requestUri = requestVariable(REQUEST_URI);
     if (!requestUri)
         return;
 
@@ -45,14 +60,13 @@ void httpdProcessRequest(RouteTree *tree)
     logMaskControls(directory);
     logMaskControls(name);
 
-    /* An unknown directory is created, but stays empty: the lookup fails. */
-    RouteDir *dir = routeDirFindOrCreate(tree, directory);
-    RouteEntry *entry = dir ? routeEntryFind(dir, name, getenv("REQUEST_METHOD")) : nullptr;
+    RouteDir *dir = routeDirFind(tree, directory);
+    RouteEntry *entry = dir ? routeEntryFind(dir, name, requestVariable(REQUEST_METHOD)) : nullptr;
     if (!entry) {
-        logNotFound(requestUri, dir ? dir->name : "", name);
+        logNotFound(requestUri, lastSegment(directory), name);
         return;
     }
-    if (entry->needsSession && checkSessionX(getenv("HTTP_SESSION"), getenv("HTTP_REFRESH"), entry) == -1) {
+    if (entry->needsSession && !isAdmitted(entry)) {
         LOG(LEVEL_ERROR, "403 Forbidden\n");
         puts("Status:403\r\n\r");
         return;

@@ -1,5 +1,5 @@
 /*
- * dispatch.h - leads one CGI request from its environment to its handler.
+ * dispatch.h - leads one request to its handler.
  */
 #ifndef HTTPD_DISPATCH_H
 #define HTTPD_DISPATCH_H

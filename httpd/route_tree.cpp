@@ -1,5 +1,5 @@
 /*
- * route_tree.cpp - the tree of endpoint directories. Every request builds the whole tree, so it must be cheap: nodes
+ * route_tree.cpp - the tree of endpoint directories. Every CGI process builds the whole tree, so it must be cheap: nodes
  * and names come from a few large blocks, and a new node goes to the head of its list.
  */
 #include "httpd/route_tree.h"
@@ -58,12 +58,20 @@ RouteTree *routeTreeCreate()
     return tree->root ? tree : nullptr;
 }
 
-static RouteDir *childFindOrCreate(RouteDir *dir, const char *name, size_t length)
+static RouteDir *childFind(RouteDir *dir, const char *name, size_t length)
 {
     for (RouteDir *child = dir->firstChild; child; child = child->nextSibling)
         if (child->name[0] == name[0] && strncmp(child->name, name, length) == 0 && child->name[length] == 0)
             return child;
-    RouteDir *child = newNode<RouteDir>(name, length);
+    return nullptr;
+}
+
+static RouteDir *childFindOrCreate(RouteDir *dir, const char *name, size_t length)
+{
+    RouteDir *child = childFind(dir, name, length);
+    if (child)
+        return child;
+    child = newNode<RouteDir>(name, length);
     if (child) {
         child->nextSibling = dir->firstChild;
         dir->firstChild = child;
@@ -71,19 +79,29 @@ static RouteDir *childFindOrCreate(RouteDir *dir, const char *name, size_t lengt
     return child;
 }
 
-RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path)
+/* Walks from `dir` along the path, by `step` for each segment. */
+template <class Step> static inline RouteDir *walk(RouteDir *dir, const char *path, Step step)
 {
-    RouteDir *dir = tree->root;
     const char *end = path + strnlen(path, PATH_MAX_BYTES);
     while (dir && path < end) {
         const char *slash = (const char *)memchr(path, '/', (size_t)(end - path));
         if (!slash)
             slash = end;
         if (slash > path)
-            dir = childFindOrCreate(dir, path, (size_t)(slash - path));
+            dir = step(dir, path, (size_t)(slash - path));
         path = slash + 1;
     }
     return dir;
+}
+
+RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path)
+{
+    return walk(tree->root, path, childFindOrCreate);
+}
+
+RouteDir *routeDirFind(const RouteTree *tree, const char *path)
+{
+    return walk(tree->root, path, childFind);
 }
 
 int httpdAddCContent(RouteDir *dir, const char *name, size_t length, uint32_t method, uint32_t needsSession,

@@ -44,6 +44,9 @@ RouteTree *routeTreeCreate();
  */
 RouteDir *routeDirFindOrCreate(RouteTree *tree, const char *path);
 
+/* Finds the directory, by the same rules, but creates none. Null: it is not there. */
+RouteDir *routeDirFind(const RouteTree *tree, const char *path);
+
 /*
  * Registers an endpoint named by the first `length` bytes of `name`, even if there is one of that name. Returns 0; logs
  * and returns -1 when `dir` is null or memory is out. Look `dir` up once for many endpoints: one walk for each would

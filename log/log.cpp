@@ -134,6 +134,18 @@ void logClose()
         stop();
 }
 
+void logRefresh()
+{
+    off_t size;
+    tzset();
+    if (!levelFileIsCurrent(logger.levelFd, &size) || size != LEVEL_FILE_SIZE || !isDigit(levelByte())) {
+        closeDescriptor(&logger.levelFd);
+        openLevel();
+    }
+    if ((logger.flags & LOG_TO_FILE) && !logFileIsCurrent(logger.fileFd))
+        openFile();
+}
+
 static int threshold()
 {
     char digit = levelByte();

@@ -18,6 +18,12 @@ enum LogLevel { LEVEL_ERROR = 3, LEVEL_WARN = 4, LEVEL_NOTICE = 5, LEVEL_INFO = 
  */
 void logOpen(int flags, int facility, const char *identity);
 
+/*
+ * For a process that stays: notices files and a time zone that other processes have changed, removed or replaced, so
+ * that the next line is written as by a process that starts now.
+ */
+void logRefresh();
+
 /* Writes one line; `format` must end with a newline. Before logOpen, lines go to standard output. */
 void logWrite(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
 

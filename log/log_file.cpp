@@ -10,6 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/sendfile.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #define LOG_FILE "/tmp/zt731.log"
@@ -19,6 +20,15 @@ static const char OLD_LOG_FILE[] = LOG_FILE ".old";
 static const char NEW_FILE[] = LOG_FILE ".XXXXXX";
 
 enum { ATTEMPTS = 3 };
+
+/* A C library can lack this call. */
+#ifndef RENAME_EXCHANGE
+enum { RENAME_EXCHANGE = 2 };
+static int renameat2(int fromDirectory, const char *from, int toDirectory, const char *to, unsigned flags)
+{
+    return (int)syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags);
+}
+#endif
 
 /* Every user can create files in /tmp, so do not follow a link, and do not wait (for the other end of a pipe). */
 enum { SHARED_FLAGS = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC };
@@ -148,6 +158,25 @@ int logFileOpen()
 {
     struct stat status;
     return openShared(LOG_FILE, O_APPEND, &status);
+}
+
+static bool isCurrent(int file, const char *path, struct stat *status)
+{
+    return file >= 0 && fstat(file, status) == 0 && status->st_nlink == 1 && isAtPath(path, status);
+}
+
+bool levelFileIsCurrent(int file, off_t *size)
+{
+    struct stat status;
+    bool current = isCurrent(file, LEVEL_FILE, &status);
+    *size = current ? status.st_size : 0;
+    return current;
+}
+
+bool logFileIsCurrent(int file)
+{
+    struct stat status;
+    return isCurrent(file, LOG_FILE, &status);
 }
 
 /*

@@ -23,6 +23,13 @@ int levelFileOpen(struct stat *status);
 /* Opens the log in the same way, for appending. */
 int logFileOpen();
 
+/*
+ * Is the open file still the one at the path of the level file, or of the log, with that name alone? False also for -1.
+ * levelFileIsCurrent stores the file's size.
+ */
+bool levelFileIsCurrent(int file, off_t *size);
+bool logFileIsCurrent(int file);
+
 enum RotationResult {
     NOT_ROTATED, /* its lock belongs to another process, or it cannot be rotated; its lines are still there */
     ROTATED,     /* by this process or another one */

@@ -1,5 +1,6 @@
 /*
- * main.cpp - one process serves one request: connect to the switch, find the endpoint, answer, disconnect.
+ * main.cpp - started with a listening socket, the program serves SCGI requests from it until it is stopped. Otherwise it
+ * is a CGI program: connect to the switch, find the endpoint, answer, disconnect.
  */
 #include <fcntl.h>
 #include <signal.h>
@@ -12,6 +13,7 @@
 #include "httpd/dispatch.h"
 #include "log/log.h"
 #include "main/endpoints.h"
+#include "main/parent.h"
 
 /* The version, readable without running the program: readelf -p .version. The section is not loaded. */
 asm(".pushsection .version, \"\", %progbits\n"
@@ -26,12 +28,8 @@ static void occupyStandardStreams()
             open("/dev/null", O_RDWR); /* gets the lowest free number: `stream` */
 }
 
-int main()
+static int serveOneRequest()
 {
-    occupyStandardStreams();
-    signal(SIGPIPE, SIG_IGN); /* the request ends as usual, even if the web server no longer reads */
-
-    logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
     if (initHandler("switching_v2.cgi", &openClient) < 0) {
         logClose();
         return -1;
@@ -46,4 +44,13 @@ int main()
     openapiClientTearDown(&openClient);
     logClose();
     return 0;
+}
+
+int main()
+{
+    occupyStandardStreams();
+    signal(SIGPIPE, SIG_IGN); /* the request ends as usual, even if the web server no longer reads */
+    logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
+    int listening = listeningSocket();
+    return listening < 0 ? serveOneRequest() : parentRun(listening);
 }

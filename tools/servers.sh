@@ -32,14 +32,24 @@ isServer()
     curl -sI --max-time 5 "http://127.0.0.1:$port/" | grep "^Server: $1" >/dev/null
 }
 
+# residentConfiguration BUILD ENVIRONMENT: prints BUILD's configuration for the resident program, with a socket in $run.
+residentConfiguration()
+{
+    local text start='"bin-environment" => ('
+    text=$(sed "s|\"socket\" => \"[^\"]*\"|\"socket\" => \"$run/scgi\"|" "$1/switching_v2_resident.conf")
+    printf '%s\n' "${text/"$start"/"$start\"OPENCLT_SOCKET\" => \"$OPENCLT_SOCKET\", $2, "}"
+}
+
 # startWebServer BUILD PORTS ENVIRONMENT [CONFIGURATION]: serves BUILD's program, and no files, on the first free one of
 # the loopback PORTS, and sets port. ENVIRONMENT is added to the program's, in lighttpd's notation: "NAME" => "VALUE",
-# ...
+# ... If the variable resident is not empty, the program stays and serves by SCGI.
 startWebServer()
 {
-    local build tag=switching-$SRANDOM # distinguishes it from another server on that port
+    local build program tag=switching-$SRANDOM # distinguishes it from another server on that port
     build=$(cd "$1" && pwd -P)
     mkdir -p "$run/empty"
+    program="include \"$build/switching_v2.conf\""
+    [ ! "${resident-}" ] || program=$(residentConfiguration "$build" "$3")
     for port in $2; do
         cat >"$run/lighttpd.conf" <<END
 server.document-root = "$run/empty"
@@ -49,7 +59,7 @@ server.tag = "$tag"
 server.modules = ("mod_setenv", "mod_access")
 server.upload-dirs = ("$run")
 setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", $3)
-include "$build/switching_v2.conf"
+$program
 server.breakagelog := "$run/breakage.log"
 ${4-}
 END
@@ -63,15 +73,22 @@ END
 }
 
 # consoleFor BUILD TOKEN...: prints a CONFIGURATION for startWebServer, which serves the console and, to these sessions
-# alone, the switch's trace. (The trace grows: lighttpd must not cache its size.)
+# alone, the switch's trace. (The trace grows: lighttpd must not cache its size.) Commands to the virtual switch go
+# through command.sh, which checks the session and the command.
 consoleFor()
 {
     local tokens
     tokens=$(IFS='|'; echo "${*:2}")
     cat <<END
-alias.url += ("/console/trace" => "$run/trace")
+alias.url += ("/console/vswitch" => "$root/tools/command.sh", "/console/trace" => "$run/trace")
 server.stat-cache-engine = "disable"
 include "$1/switching_console.conf"
+\$HTTP["url"] =~ "^/console/vswitch" {
+    cgi.assign = ("command.sh" => "/bin/bash")
+    server.max-request-size = 1
+    setenv.set-environment = ("OPENCLT_SOCKET" => "$OPENCLT_SOCKET", "SESSIONS" => "$files/session",
+        "VSWITCH" => "$(cd "$1" && pwd -P)/vswitch")
+}
 \$HTTP["url"] =~ "^/console/trace" {
     \$REQUEST_HEADER["Session"] !~ "^($tokens)\$" { url.access-deny = ("") }
 }

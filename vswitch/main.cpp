@@ -72,7 +72,8 @@ static bool plugAll(const Args &plugs)
 static int serve(const char *path, const Args &plugs, const char *traceFile)
 {
     if (traceFile && !openTrace(traceFile)) {
-        fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile, strerror(errno));
+        fprintf(stderr, "vswitch: cannot write the trace to %s: %s\n", traceFile,
+                errno == ELOOP ? "it is a symbolic link" : strerror(errno));
         return 1;
     }
     int status = plugAll(plugs) ? serveOn(path) : 1;

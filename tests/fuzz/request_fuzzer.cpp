@@ -42,15 +42,8 @@ struct Endpoint {
     const char *method;
 };
 
-/* A directory as it was registered. */
-struct Registered {
-    RouteDir *dir;
-    RouteDir *firstChild;
-};
-
 static RouteTree *tree;
 static std::vector<Endpoint> endpoints;
-static std::vector<Registered> registered;
 static std::string temporary;
 static thread_local bool serving; /* not in the thread of the fuzzer */
 
@@ -79,24 +72,10 @@ unsigned __wrap_sleep(unsigned seconds)
 
 static void collect(RouteDir *dir, const std::string &path)
 {
-    registered.push_back({dir, dir->firstChild});
     for (RouteEntry *entry = dir->entries; entry; entry = entry->next)
         endpoints.push_back({path + "/" + entry->name, httpMethodName(entry->method)});
     for (RouteDir *child = dir->firstChild; child; child = child->nextSibling)
         collect(child, path + "/" + child->name);
-}
-
-/* A request creates the directories it names. They are unlinked before the next request, and never freed. */
-static void forgetNewDirectories()
-{
-    static RouteDir *forgotten = nullptr;
-    for (const Registered &known : registered)
-        while (known.dir->firstChild != known.firstChild) {
-            RouteDir *dir = known.dir->firstChild;
-            known.dir->firstChild = dir->nextSibling;
-            dir->nextSibling = forgotten;
-            forgotten = dir;
-        }
 }
 
 static void writeSession(const char *name, const std::string &content)
@@ -263,6 +242,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
     fclose(stream);
     checkAnswer(std::string(output, outputSize));
     free(output);
-    forgetNewDirectories();
     return 0;
 }

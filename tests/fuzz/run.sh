@@ -11,7 +11,7 @@ number SECONDS "$seconds" 1 1000000
 
 need clang llvm libclang-rt-dev cmake make libcjson-dev libgtest-dev libgmock-dev
 build=build-sanitize
-compile $build "request_fuzzer request_coverage frames_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
+compile $build "request_fuzzer request_coverage frames_fuzzer scgi_fuzzer" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
     -DCMAKE_CXX_COMPILER=clang++
 
 scratch
@@ -32,7 +32,7 @@ for ((i = 0; i < endpoints; i++)); do
     printf '%s\0%s' "$request" "$failures" >"$run/seeds/$i-failures"
 done
 
-fuzzers=(request frames)
+fuzzers=(request frames scgi)
 declare -A seeds=([request]=$run/seeds)
 for name in "${fuzzers[@]}"; do
     dictionary=()

@@ -2,6 +2,7 @@
  * lifecycle_test.cpp - start and end of the process: the wait for the server, the crash record, the libraries.
  */
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -49,6 +50,13 @@ TEST_F(CrashRecord, isWrittenForAFatalSignal)
         EXPECT_NE(record.find("rpcclt_openapiDot1dStpPriorityGet\n"), std::string::npos) << record;
         EXPECT_NE(record.find("switching_v2.cgi+0x"), std::string::npos) << record;
     }
+    /* a FIFO without a reader does not hold the process that crashes */
+    Environment environment = request("GET", "bridge/dot1d-stp-priority");
+    environment["CRASHLOG_FILE"] = tmp("fifo");
+    environment["SANDBOX_TEAR_DOWN_CRASHES"] = "1";
+    mkfifo(tmp("fifo").c_str(), 0600);
+    command("clear");
+    EXPECT_EQ(run(environment).signal, SIGABRT); /* not SIGALRM */
 }
 
 /* The run-time libraries; those of the switch can take the place of the stand-ins. */

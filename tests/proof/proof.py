@@ -318,9 +318,9 @@ def left_behind_reset(switch, scene, operations):
     return [read.name for read, before, behind in zip(reads, at_start, answers()) if before != behind]
 
 
-def work(build, scene, operations, report):
+def work(build, workers, scene, operations, report):
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # ends the switch as well
-    with Switch(build) as switch:
+    with Switch(build, workers=workers) as switch:
         prove_all(switch, operations, report)
         try:
             prove_examples(switch, scene, operations, report)
@@ -336,6 +336,7 @@ def require_jsonschema():
 def main():
     arguments = parser(__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
+    arguments.add_argument("--resident", action="store_true", help="send all requests to one worker of a resident program")
     arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
     arguments.add_argument("description", nargs="?", default=DESCRIPTION)
     arguments.add_argument("operation", nargs="*",
@@ -349,7 +350,7 @@ def main():
     processes, results = [], []
     for i in range(workers):
         result, report = multiprocessing.Pipe(duplex=False)
-        processes.append(multiprocessing.Process(target=work, args=(options.build, description["x-scene"],
+        processes.append(multiprocessing.Process(target=work, args=(options.build, int(options.resident), description["x-scene"],
                                                                     operations[i::workers], report.send)))
         processes[-1].start()
         report.close()  # then the pipe ends when the process ends, however it does
@@ -371,7 +372,7 @@ def main():
                         process.terminate()
     for process in processes:
         process.join()
-    with Switch(options.build) as switch:
+    with Switch(options.build, workers=int(options.resident)) as switch:
         for name in left_behind_reset(switch, description["x-scene"], operations):
             left[name] += 1
             print(f"{name}: a reset of the virtual switch does not bring back its first answer")

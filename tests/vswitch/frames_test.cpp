@@ -160,7 +160,7 @@ static std::string textOf(const std::string &frame)
         text += get16(14) >> 12 ? "p" + std::to_string(get16(14) >> 13) : "";
         text += get16(14) & 0x1000 ? "d" : "";
     }
-    return text;
+    return text + (frame.size() < 60 ? " of " + std::to_string(frame.size()) + " bytes" : "");
 }
 
 /*
@@ -339,7 +339,7 @@ TEST_F(Forwarding, sendsFramesWhereTheirAddressWasLearned)
         {"", "1 A>s", "0 A>s"}, /* to the switch, and the answers of it */
         {"", "0 s>A", "1 s>A"},
         {"", "0 s>C", "1 s>C, 2 s>C, 3 s>C, 4 s>C, 5 s>C"},
-        {"", "1 A>b", ""},
+        {"", "1 A>b", "! it ends at the switch: spanning tree"},
         {"", "1 s>B", "! its source is the switch's own address"},
         {"", "1 *>B", "! FF:FF:FF:FF:FF:FF is not a valid source"},
         {"", "1 0>B", "! 00:00:00:00:00:00 is not a valid source"},
@@ -360,13 +360,25 @@ TEST_F(Forwarding, sendsFramesWhereTheirAddressWasLearned)
     EXPECT_EQ(send("GET", "bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:42"), success("\"bridge\":{\"port\":2}"));
 }
 
+TEST_F(Forwarding, obeysTheSpanningTree)
+{
+    forward({
+        {"stp 2 blocking", "1 A>*", "0 A>*, 3 A>*, 4 A>*, 5 A>*"},
+        {"", "2 B>A", "! it is blocked by the spanning tree"},
+        {"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"},
+        {"stp 2 learning", "2 B>A", "! it is learning: it does not forward yet"},
+        {"", "1 A>B", "! port 2 is learning: it does not forward yet"},
+        {"stp 2 auto", "1 A>B", "2 A>B"},
+    });
+}
+
 TEST_F(Forwarding, keepsFramesInTheirVlan)
 {
     forward({
         {"vlan 10; join 1 10; join 2 10; tag 2 10; join 3 10", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"},
         {"pvid 1 10", "1 A>B", "2 A>B@10, 3 A>B"},
         {"", "2 B>A@10", "1 B>A"},
-        {"", "2 B>A@10p5", "1 B>A"},
+        {"", "2 B>A@10p5", "1 B>A"}, /* padded: without its tag it is too short for Ethernet */
         {"", "1 A>B@0p3d", "2 A>B@10p3d"}, /* a priority alone is no tag */
         {"priority 1 6", "1 A>B", "2 A>B@10p6"},
         {"priority 1 0", "1 A>B@30", "! VLAN 30 does not exist"},
@@ -416,6 +428,7 @@ TEST_F(PrivateVlanFrames, reachOnlyTheirCommunityAndThePromiscuousPort)
         {"", "3 C>D", "! port 4 is separated from private VLAN 101"},
         {"promiscuous 1 100 102", "1 A>*", "4 A>*, 5 A>*"},
         {"", "2 B>A", "! port 1 is separated from private VLAN 101"},
+        {"filters enable; filter " M_MAC " 100; to " M_MAC " 100 1", "4 D>m", "1 D>m"}, /* for 102, too */
         {"mode 4 2; mode 1 2", "1 A>*@100p1", "4 A>*@102p1, 5 A>*"}, /* trunks, with their VLANs' tags */
         {"", "4 D>A@102", "1 D>A@100"},
         {"", "4 D>A@100", "! private VLAN 100 not admitted: the port sends in VLAN 102"},
@@ -486,6 +499,11 @@ TEST_F(MvrpGvrpFrames, registerVlans)
     from(1, mvrpOf(30, 1).substr(0, 9));
     command("settle");
     EXPECT_EQ(send("GET", "mvrp/intf-traffic-pdu-counter?intIfNum=1&type=2"), success("\"mvrp\":{\"counter\":1}"));
+    collect();
+    /* a newer version, an attribute that this one does not know, VLAN 40 joins, no end marks */
+    from(1, std::string("\x88\xf5\1\x9\1\0\1\0\0\0\0\1\2\0\1\0\x28\x24", 18));
+    command("settle");
+    EXPECT_EQ(collect(), "2 s>r+1+40, 3 s>r+1+40");
 }
 
 /* A neighbour that trunks all VLANs joins them in one PDU; here all neighbours do, and one sends many LeaveAlls. */
@@ -735,5 +753,10 @@ TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
     EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
     play("capture stop 2 | no such capture runs\ncapture stop 1");
     forward({{"", "2 B>A", "1 B>A"}});
+
+    /* another user's link to a file of the switch's user */
+    EXPECT_EQ(symlink((directory + "/frames").c_str(), (directory + "/link").c_str()), 0);
+    Outcome refused = runProcess(switchCommand({"capture", "1", directory + "/link"}));
+    EXPECT_NE(refused.errors.find("/link: it is a symbolic link\n"), std::string::npos) << refused.errors;
     EXPECT_EQ(readFile(directory + "/frames"), file);
 }

@@ -12,6 +12,7 @@ using VlanRegistration = SwitchTest;
 using StormControl = SwitchTest;
 using Lag = SwitchTest;
 using AccessList = SwitchTest;
+using SpanningTree = SwitchTest;
 
 TEST_F(Fdb, learnsStationsWhileTheirPortIsUp)
 {
@@ -212,6 +213,83 @@ TEST_F(LoopProtection, shutsThePortForEveryFeature)
     )");
 }
 
+TEST_F(SpanningTree, decidesWhatAPortCarries)
+{
+    play(R"(
+        hold
+        stp 3 blocking
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":2
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
+        learn 1 02:00:00:00:aa:01 3 | blocked by the spanning tree
+        storm 3 unicast 10 | blocked by the spanning tree
+        pass 60
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
+        GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":0
+        GET bridge/dot1d-stp-top-changes | "topChanges":2
+        stp 3 listening
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":3
+        GET bridge/dot1d-stp-top-changes | "topChanges":2
+        stp 3 learning
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":4
+        learn 1 02:00:00:00:aa:01 3
+        pass 4
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":2
+        GET bridge/dot1d-stp-port-forward-transitions?port=3 | "forwardTransitions":1
+        stp 3 auto
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":5
+        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":2
+        GET bridge/dot1d-stp-port-forward-transitions?port=3 | "forwardTransitions":2
+        stp 3 broken
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":6
+        link 3 down
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
+        link 3 up
+        reset
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":5
+        stp 99 blocking | no port
+        stp 3 forwarding | a state is blocking
+    )");
+}
+
+TEST_F(SpanningTree, followsTheRootBehindAPort)
+{
+    play(R"(
+        hold
+        stp root 3 20000 61440 02:00:00:00:00:0B | the switch stays root
+        stp root 3 20000 4096 01:00:00:00:00:0B | not the address of another bridge
+        stp root 3 20000 4096 | say: stp root PORT
+        stp root 3 20000 4096 02:00:00:00:00:0B
+        stp root 5 200 4096 02:00:00:00:00:0B
+        stp root 6 1 8192 02:00:00:00:00:0C
+        GET bridge/dot1d-stp-root-port | "rootPort":5
+        GET bridge/dot1d-stp-root-cost | "rootCost":200
+        GET bridge/dot1d-stp-designated-root | "02:00:00:00:00:0B"
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":2
+        GET bridge/dot1d-stp-port-state?port=5 | "portState":5
+        GET bridge/dot1d-stp-port-state?port=6 | "portState":5
+        GET bridge/dot1d-stp-top-changes | "topChanges":2
+        GET bridge/dot1d-stp-port-designated-bridge?port=3 | "02:00:00:00:00:0B"
+        GET bridge/dot1d-stp-port-designated-cost?port=3 | "designatedCost":0
+        GET bridge/dot1d-stp-port-path-cost?port=3 | "portPathCost":20000
+        GET bridge/dot1d-stp-port-designated-root?port=6 | "02:00:00:00:00:0B"
+        GET bridge/dot1d-stp-port-designated-bridge?port=6 | "02:A0:C9:00:00:01"
+        GET bridge/dot1d-stp-port-designated-cost?port=6 | "designatedCost":200
+        link 5 down
+        GET bridge/dot1d-stp-root-port | "rootPort":3
+        GET bridge/dot1d-stp-root-cost | "rootCost":20000
+        GET bridge/dot1d-stp-port-state?port=3 | "portState":5
+        GET bridge/dot1d-stp-top-changes | "topChanges":4
+        stp 3 broken
+        GET bridge/dot1d-stp-root-port | "rootPort":6
+        GET bridge/dot1d-stp-designated-root | "02:00:00:00:00:0C"
+        stp root none
+        GET bridge/dot1d-stp-root-port | "rootPort":0
+        GET bridge/dot1d-stp-root-cost | "rootCost":0
+        GET bridge/dot1d-stp-designated-root | "02:A0:C9:00:00:01"
+        GET bridge/dot1d-stp-port-path-cost?port=5 | "portPathCost":20000
+    )");
+}
+
 TEST_F(StaticFilter, appliesWhileFilteringIsEnabled)
 {
     play(R"(
@@ -234,6 +312,58 @@ TEST_F(StaticFilter, appliesWhileFilteringIsEnabled)
         pass 4
         GET bridge/dot1d-tp-fdb-status?address=02:00:00:00:00:55 | "status":3
         POST static-filter/filter?vlanId=1 {"macAddr":"00:00:00:00:00:00"} | 10003
+    )");
+}
+
+TEST_F(VlanRegistration, followsNeighboursOnAnyPort)
+{
+    play(R"(
+        hold
+        PUT garp/gvrp-enable {"globalGvrpStatus":"enable"}
+        PUT garp/gvrp-port-enable?ifNum=5 {"intfGvrpStatus":"enable"}
+        GET garp/gvrp-transmit-pdu-count?ifNum=5 | "gvrpPduTxCount":0
+        neighbour 5 joins 77
+        GET vlan/type?vlanNum=77 | "vlanType":3
+        GET vlan/dot1q-sw-port-dynamically-added-vlan-list?intf=5 | "vidList":[77]
+        link 5 down
+        GET vlan/type?vlanNum=77 | 10003
+        link 5 up
+        stp 5 blocking
+        GET vlan/type?vlanNum=77 | 10003
+        stp 5 auto
+        GET vlan/type?vlanNum=77 | "vlanType":3
+        neighbour 5 leaves 77
+        GET vlan/type?vlanNum=77 | 10003
+        neighbour 5 leaves 77 | has not joined VLAN 77
+        neighbour 5 joins 4095 | no VLAN
+        neighbour 5 meets 7 | not "meets"
+        neighbour 29 joins 7 | no port
+    )");
+}
+
+TEST_F(VlanRegistration, countsErrors)
+{
+    play(R"(
+        hold
+        PUT mvrp/mode {"mode":"enable"}
+        PUT mvrp/intf-mode?intIfNum=1 {"mode":"enable"}
+        errors 1 bad-header 2
+        errors 1 bad-format 3
+        errors 1 not-sent 4
+        errors 1 not-registered 5
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=1 | "counter":2
+        GET mvrp/traffic-pdu-counter?type=2 | "counter":3
+        GET mvrp/traffic-pdu-counter?type=4 | "counter":4
+        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=5 | "counter":5
+        GET mmrp/counter?type=1 | "counter":0
+        errors 2 bad-header 1 | no protocol that counts this runs on port 2
+        errors 1 late 1 | no errors of the kind "late"
+        errors 3 too-long 7
+        errors 3 delayed 8
+        GET bridge/dot1d-base-port-mtu-exceeded-discards?port=3 | "mtuExceededDiscardsValue":7
+        GET bridge/dot1d-tp-port-in-discards?port=3 | "inDiscards":7
+        GET bridge/dot1d-base-port-delay-exceeded-discards?port=3 | "delayExceededDiscardsValue":8
+        errors 28 delayed 1 | no link
     )");
 }
 

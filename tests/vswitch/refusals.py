@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""refusals.py BUILD [--write] - sends every example of the description with one value replaced by a number or a name
+"""refusals.py BUILD [--write | --resident] - sends every example of the description with one value replaced by a number or a name
 that does not exist, and compares the result codes with refusals.txt. --write writes that file: read the difference, as
-clients will notice it.
+clients will notice it. --resident: sends them to one worker of a resident program.
 """
 import difflib
 import json
@@ -38,10 +38,11 @@ def main():
     arguments = parser(__doc__)
     arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
     arguments.add_argument("--write", action="store_true")
+    arguments.add_argument("--resident", action="store_true", help="through one worker of a resident program")
     options = arguments.parse_args()
     description = load()
     scene = description["x-scene"]
-    with Switch(options.build) as switch:
+    with Switch(options.build, workers=int(options.resident)) as switch:
         set_scene(switch, scene)
         lines = [line for operation in described_operations(description) if operation.calls
                  for line in refusals(switch, scene, operation)]

@@ -202,7 +202,7 @@ TEST_F(VswitchOperations, areAllImplementedAndListed)
     EXPECT_EQ(outcome.output.find("the model lacks it"), std::string::npos) << outcome.output;
     EXPECT_EQ(runProcess(switchCommand({"operations", "ifparticipationset"})).output,
               "rpcclt_openapiVlanIfParticipationSet\n"
-              "    vlanId             in    uint32  VLAN, 1 to 4094; 0 for none\n"
+              "    vlanId             in    uint32  VLAN, 1 to 4094\n"
               "    ifNum              in    uint32  interface number: ports, then link aggregation groups; 0 for none\n"
               "    mode               in    uint32  0 auto, 1 include, 2 exclude\n");
 }
@@ -214,6 +214,15 @@ TEST_F(VswitchTrace, namesTheProcessThatAsked)
     finishProcess(asking);
     EXPECT_EQ(readFile(directory + "/trace"),
               "[" + std::to_string(asking.pid) + "] " OP "StpPriorityGet value=0 -> 0 value=32768\n");
+}
+
+TEST_F(VswitchTrace, followsNoLink)
+{
+    EXPECT_EQ(symlink((directory + "/precious").c_str(), (directory + "/link").c_str()), 0);
+    Outcome refused = runProcess(switchCommand({"--socket", directory + "/other", "--trace", directory + "/link"}));
+    EXPECT_EQ(refused.exitStatus, 1);
+    EXPECT_NE(refused.errors.find("it is a symbolic link"), std::string::npos) << refused.errors;
+    EXPECT_EQ(access((directory + "/precious").c_str(), F_OK), -1);
 }
 
 /* While nobody reads the trace, the switch serves on. The next reader gets the number of lost lines. */

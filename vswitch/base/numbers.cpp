@@ -12,13 +12,27 @@
 #include <algorithm>
 #include <map>
 
+static Meaning enumeration(const char *type, const char *about, const std::vector<Number> &numbers)
+{
+    return {type, about, numbers, true, {numbers.front().value, numbers.back().value}};
+}
+
+/* "seconds; 0 for none" becomes "seconds, 0 to 60; 0 for none". */
+static Meaning limited(const char *type, std::string about, Range range)
+{
+    std::string limits = ", " + std::to_string(range.lowest) + " to " + std::to_string(range.highest);
+    about.insert(std::min(about.find(';'), about.size()), limits);
+    return {type, about, {}, true, range};
+}
+
 static const std::vector<Meaning> &meanings()
 {
     static const std::vector<Meaning> all = {
-#define NUMBERS(type, about) {#type, about, {
+#define NUMBERS(type, about) enumeration(#type, about, {
 #define NUMBER(constant, value, name, about) {value, name, about},
-#define END_NUMBERS(type) }},
-#define QUANTITY(type, about) {#type, about, {}},
+#define END_NUMBERS(type) }),
+#define RANGE(type, constant, lowest, highest, about) limited(#type, about, constant),
+#define QUANTITY(type, about) {#type, about, {}, false, {}},
 #include "vswitch/base/numbers.def"
     };
     return all;
@@ -172,7 +186,11 @@ static std::string parameterJson(const Operation &operation, size_t i)
 
 static std::string meaningJson(const Meaning &meaning)
 {
-    std::string text = "{" + member("about", meaning.about) + ", \"numbers\": [", between;
+    std::string text = "{" + member("about", meaning.about), between;
+    if (meaning.limited && meaning.numbers.empty())
+        text += ", \"lowest\": " + std::to_string(meaning.range.lowest) + ", \"highest\": " +
+                std::to_string(meaning.range.highest);
+    text += ", \"numbers\": [";
     for (const Number &number : meaning.numbers) {
         text += between + "\n      {\"value\": " + std::to_string(number.value) + ", " + member("word", number.name) +
                 ", " + member("about", number.about) + "}";

@@ -16,15 +16,27 @@
 #define END_NUMBERS(type) };
 #include "vswitch/base/numbers.def"
 
+/* The numbers that setters accept. */
+struct Range {
+    uint32_t lowest, highest;
+    constexpr bool contains(uint64_t number) const { return number >= lowest && number <= highest; }
+};
+
+#define RANGE(type, constant, lowest, highest, about) inline constexpr Range constant = {lowest, highest};
+#include "vswitch/base/numbers.def"
+
 struct Number {
     uint32_t value;
     const char *name, *about;
 };
 
-/* What a parameter stands for: an enumeration or a quantity of numbers.def. */
+/* What a parameter stands for: an enumeration, a range or a quantity of numbers.def. */
 struct Meaning {
-    const char *type, *about;
-    std::vector<Number> numbers; /* of an enumeration; empty for a quantity */
+    const char *type;
+    std::string about;           /* with the range */
+    std::vector<Number> numbers; /* of an enumeration, ascending; else empty */
+    bool limited;                /* an enumeration or a range, not a quantity */
+    Range range;
 };
 
 /* What the parameter of the operation means. Null: numbers.def does not say, such as for a plain count. */
@@ -43,8 +55,9 @@ std::string operationsText(const std::string &part);
 
 /*
  * All operations as JSON: {"operations": [{"name", "modelled", "parameters": [{"name", "direction", "type",
- * "meaning"}]}], "meanings": {"...": {"about", "numbers": [{"value", "word", "about"}]}}}. "word" is the name
- * of the value, "direction" is "in" (only sent) or "inout" (sent and returned), "type" is uint32, uint16, uint64, text,
+ * "meaning"}]}], "meanings": {"...": {"about", "lowest", "highest", "numbers": [{"value", "word", "about"}]}}}.
+ * "lowest" and "highest" are the range that setters accept; an enumeration, and a quantity without a range, has neither. "word" is the name of
+ * the value, "direction" is "in" (only sent) or "inout" (sent and returned), "type" is uint32, uint16, uint64, text,
  * list or version. "meaning" is a key of "meanings", and can be missing.
  */
 std::string operationsJson();

@@ -21,11 +21,20 @@ static std::string waiting; /* lines that are not written yet */
 static uint64_t dropped;    /* lines since the last notice; from the first on, all until `waiting` is empty */
 static uint64_t noticed;    /* dropped lines that the notice at the start of `waiting` counts; 0: there is no notice */
 
+/* These are links, but not a link of another user. */
+static bool isStream(const char *path)
+{
+    for (const char *streams : {"/dev/std", "/dev/fd/", "/proc/self/fd/"})
+        if (strncmp(path, streams, strlen(streams)) == 0)
+            return true;
+    return false;
+}
+
 bool openTrace(const char *path)
 {
     /* Opens standard output again: O_NONBLOCK on the shared one would affect other processes. */
     bool standard = strcmp(path, "-") == 0;
-    const int flags = O_APPEND | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    const int flags = O_APPEND | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | (standard || isStream(path) ? 0 : O_NOFOLLOW);
     file = open(standard ? "/proc/self/fd/1" : path, O_WRONLY | O_CREAT | flags, 0666);
     if (file < 0 && errno == ENXIO) /* a FIFO without a reader */
         file = open(path, O_RDWR | flags);

@@ -97,13 +97,13 @@ bool startCapture(uint32_t port, const std::string &path, std::string *explanati
         *explanation = "there are " + std::to_string(MOST_CAPTURES) + " captures already";
         return false;
     }
-    int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0600);
+    int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
     struct stat status = {};
     std::string header = headerOf(port);
     if (file >= 0 && fstat(file, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
         *explanation = path + " is neither a file nor a FIFO";
     } else if (file < 0 || write(file, header.data(), header.size()) != (ssize_t)header.size()) {
-        *explanation = "cannot write to " + path + ": " + strerror(errno);
+        *explanation = "cannot write to " + path + ": " + (errno == ELOOP ? "it is a symbolic link" : strerror(errno));
     } else {
         captures.push_back({port, file});
         return true;

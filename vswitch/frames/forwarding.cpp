@@ -19,7 +19,10 @@ enum : uint32_t { TYPE_IPV4 = 0x0800, TYPE_VLAN = 0x8100 };
 enum : uint32_t { MANAGEMENT_VLAN = 1 };
 enum : uint64_t { BROADCAST = 0xFFFFFFFFFFFF, REGISTRATION_GROUP = 0x0180C2000021 };
 
-/* Where the reason goes if the current frame is discarded; null: the caller does not need it. */
+/* What becomes of a frame. */
+enum Fate { FORWARDED, ENDED /* at the switch */, DISCARDED };
+
+/* Where the reason goes if the current frame is not forwarded; null: the caller does not need it. */
 static std::string *reason;
 
 template <class T> static void append(std::string *to, const T &part)
@@ -30,7 +33,7 @@ template <class T> static void append(std::string *to, const T &part)
         to->append(part);
 }
 
-/* Sets the reason, in case the frame is discarded. Joins texts and numbers, but only if the caller needs it. */
+/* Sets the reason, in case the frame is not forwarded. Joins texts and numbers, but only if the caller needs it. */
 template <class... T> static void explain(const T &...parts)
 {
     if (!reason)
@@ -179,6 +182,20 @@ static bool passesStormControl(const Frame &frame, bool known)
 
 /* Egress */
 
+/* A frame that loses its tag and gets too short for Ethernet is padded. */
+static void send(const Frame &frame, uint32_t port, bool tagged, uint32_t vlan)
+{
+    OutgoingFrame out = {frame.bytes.substr(0, 12), tagged, (uint16_t)(frame.priority | vlan), frame.rest};
+    bool losesTag = !tagged && frame.rest.size() + 12 < frame.bytes.size();
+    std::string padded;
+    if (losesTag && frame.rest.size() < SHORTEST_REST) {
+        padded = frame.rest;
+        padded.resize(SHORTEST_REST);
+        out.rest = padded;
+    }
+    sendFrame(port, out);
+}
+
 static bool leavesPort(const Frame &frame, uint32_t port)
 {
     uint32_t vlan = egressVlan(frame.port, frame.vlan, port);
@@ -190,7 +207,7 @@ static bool leavesPort(const Frame &frame, uint32_t port)
         return discard("port ", port, " is in the same protected group");
     if (!portIsUp(port))
         return discard("port ", port, " is ", portStatusText(port));
-    sendFrame(port, {frame.bytes.substr(0, 12), portTags(port, vlan), (uint16_t)(frame.priority | vlan), frame.rest});
+    send(frame, port, portTags(port, vlan), vlan);
     return true;
 }
 
@@ -214,7 +231,7 @@ static bool leavesToManagement(const Frame &frame)
 {
     if (!managementHasHost() || frame.vlan != MANAGEMENT_VLAN || !isPermitted(frame))
         return false;
-    sendFrame(MANAGEMENT_PORT, {frame.bytes.substr(0, 12), false, 0, frame.rest});
+    send(frame, MANAGEMENT_PORT, false, 0);
     return true;
 }
 
@@ -236,6 +253,8 @@ static bool flood(const Frame &frame, const PortSet *ports, const PortSet *never
 static bool forward(const Frame &frame, const FdbEntry *known)
 {
     const Filter *filter = filterFor(frame.vlan, frame.destination);
+    if (uint32_t primary = filter ? 0 : primaryVlan(frame.vlan))
+        filter = filterFor(primary, frame.destination);
     if (filter && !filter->sources.empty() && !filter->sources.contains(frame.port))
         return discard("the filter of ", macText(frame.destination), " does not name the port as source");
     explain("no other port is in VLAN ", frame.vlan); /* a port can replace this reason */
@@ -266,41 +285,61 @@ void resetForwarding()
     buckets.clear();
 }
 
-/* The whole way of a frame. False: it was discarded. */
-static bool forwardFrame(uint32_t port, std::string_view bytes)
+/* A frame that the switch takes for itself; `what` it is. */
+static Fate end(const char *what)
+{
+    explain("it ends at the switch: ", what);
+    return ENDED;
+}
+
+/* The group addresses that no bridge forwards. */
+static Fate endReserved(uint64_t group)
+{
+    static const struct { uint32_t last; const char *name; } names[] = {
+        {0x0, "spanning tree"}, {0x1, "PAUSE"}, {0x2, "LACP"}, {0x3, "EAPOL"}, {0xE, "LLDP"}};
+    auto found = std::find_if(std::begin(names), std::end(names), [=](auto &known) { return known.last == (group & 0xF); });
+    return end(found == std::end(names) ? macText(group).c_str() : found->name);
+}
+
+/* The whole way of a frame. */
+static Fate forwardFrame(uint32_t port, std::string_view bytes)
 {
     Frame frame;
-    if (port != MANAGEMENT_PORT && !portIsUp(port))
-        return discard("it is ", portStatusText(port));
+    if (port != MANAGEMENT_PORT && !portLearns(port))
+        return discard("it is ", portStatusText(port)), DISCARDED;
     if (!readFrame(port, bytes, &frame) || !fitsPort(frame))
-        return false;
-    if ((frame.destination & ~0xFull) == 0x0180C2000000 || handleProbe(frame))
-        return true;
+        return DISCARDED;
+    if ((frame.destination & ~0xFull) == 0x0180C2000000)
+        return endReserved(frame.destination);
+    if (handleProbe(frame))
+        return end("a detection frame");
     if (!hasGoodSource(frame))
-        return false;
+        return DISCARDED;
     if (frame.destination == REGISTRATION_GROUP && port != MANAGEMENT_PORT && handleRegistration(port, frame.rest))
-        return true;
+        return end("a registration PDU");
     if (!enterVlan(&frame))
-        return false;
+        return DISCARDED;
     const FdbEntry *known = whereIs(frame.vlan, frame.destination);
     if (!passesStormControl(frame, known))
-        return false;
+        return DISCARDED;
     if (port != MANAGEMENT_PORT && fdbLearn(frame.vlan, frame.source, port))
         known = whereIs(frame.vlan, frame.destination); /* the table has changed */
-    return forward(frame, known);
+    if (port != MANAGEMENT_PORT && !portIsUp(port))
+        return discard("it is ", portStatusText(port)), DISCARDED;
+    return forward(frame, known) ? FORWARDED : DISCARDED;
 }
 
 void receiveFrame(uint32_t port, std::string_view frame, std::string *why)
 {
     std::string explanation;
     reason = why ? &explanation : nullptr;
-    bool forwarded = forwardFrame(port, frame);
+    Fate fate = forwardFrame(port, frame);
     reason = nullptr;
     if (port != MANAGEMENT_PORT) {
         countersOf(port).inFrames++;
-        if (!forwarded)
+        if (fate == DISCARDED)
             countersOf(port).inDiscards++;
     }
-    if (!forwarded && why)
+    if (fate != FORWARDED && why)
         *why = explanation;
 }

@@ -16,7 +16,7 @@ enum : uint32_t { MANAGEMENT_PORT = 0 }; /* the switch's web server is behind it
 enum : size_t {
     ETHERNET_HEADER = 14, /* two addresses and a type */
     VLAN_TAG = 4,
-    SHORTEST_REST = 48,   /* padded length of a tagged frame, without its addresses */
+    SHORTEST_REST = 48,   /* of the shortest frame (60 bytes), without its addresses */
     FRAME_MAX = 1514      /* the longest frame, without FCS and tag */
 };
 

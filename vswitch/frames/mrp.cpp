@@ -98,7 +98,7 @@ static uint32_t takeNumber(std::string_view *from, size_t size)
     return number;
 }
 
-/* Reads a list of vectors, with three events in a byte. False: the list is malformed. */
+/* Reads a list of vectors, with three events in a byte. False: it is malformed. The PDU may end without end marks. */
 static bool readVectors(const Reception &reception, std::string_view *pdu)
 {
     while (pdu->size() >= 4) {
@@ -120,17 +120,40 @@ static bool readVectors(const Reception &reception, std::string_view *pdu)
                 leave(reception, first + i);
         }
     }
-    return pdu->size() >= 2 && takeNumber(pdu, 2) == 0;
+    return pdu->size() < 2 || takeNumber(pdu, 2) == 0;
 }
 
+/* Skips the vectors of an attribute that this version does not know. */
+static bool skipVectors(size_t attributeLength, std::string_view *pdu)
+{
+    while (pdu->size() >= 2) {
+        uint32_t header = takeNumber(pdu, 2);
+        size_t length = attributeLength + ((header & HEADER_VALUES) + 2) / 3;
+        if (!header)
+            return true;
+        if (pdu->size() < length)
+            return false;
+        pdu->remove_prefix(length);
+    }
+    return true;
+}
+
+/* A PDU of a newer version is read like one of this version: what is unknown in it has no effect. */
 static MrpCounter readMvrp(uint32_t port, std::string_view pdu)
 {
-    if (takeNumber(&pdu, 1) != 0)
+    if (pdu.empty())
         return MRP_BAD_HEADER;
+    takeNumber(&pdu, 1); /* the version */
     const Reception reception = receptionOn(MVRP, port);
-    while (pdu.size() >= 2 && takeNumber(&pdu, 1) == ATTRIBUTE_VLAN)
-        if (takeNumber(&pdu, 1) != 2 || !readVectors(reception, &pdu))
+    while (pdu.size() >= 2) {
+        uint32_t type = takeNumber(&pdu, 1), length = takeNumber(&pdu, 1);
+        if (!type)
+            break; /* the end mark */
+        if (type == ATTRIBUTE_VLAN && length != 2)
             return MRP_BAD_FORMAT;
+        if (!(type == ATTRIBUTE_VLAN ? readVectors(reception, &pdu) : skipVectors(length, &pdu)))
+            return MRP_BAD_FORMAT;
+    }
     return MRP_RECEIVED;
 }
 
@@ -218,8 +241,8 @@ static void sendPdu(RegistrationProtocol protocol, uint32_t port, uint32_t type,
     putNumber(&rest, type, 2);
     rest += pdu;
     rest.resize(std::max<size_t>(rest.size(), SHORTEST_REST));
-    sendFrame(port, {addresses, false, 0, rest});
-    countRegistration(protocol, port, MRP_SENT);
+    bool sent = sendFrame(port, {addresses, false, 0, rest});
+    countRegistration(protocol, port, sent ? MRP_SENT : MRP_SEND_FAILED);
 }
 
 static void sendGvrp(uint32_t port, const VlanBits &joined, const VlanBits &left, bool all)

@@ -38,7 +38,7 @@ enum : size_t {
     SETTLED_FRAMES = 1024, /* an interface's queue holds about as many */
     QUEUE_BYTES = 262144, /* a port's queue */
     FLUSH_BYTES = 65536,
-    TRACED_DISCARDS = 100 /* lines a second */
+    TRACED_FRAMES = 100 /* lines a second */
 };
 enum : long { TICK_NANOSECONDS = 100000000 };
 
@@ -98,20 +98,20 @@ static void disconnect(Plug *plug)
 /* Is the host there, but the port shut by the switch? */
 static bool isShut(const Plug &plug)
 {
-    return plug.port != MANAGEMENT_PORT && plug.isUp && !portIsUp(plug.port);
+    return plug.port != MANAGEMENT_PORT && plug.isUp && !portIsOpen(plug.port);
 }
 
 /* Receiving */
 
-static void traceDiscard(uint32_t port, const std::string &why)
+static void traceFrame(uint32_t port, const std::string &why)
 {
     static uint64_t second, lines;
     uint64_t now = uptimeMillis() / 1000;
-    if (now != second && lines > TRACED_DISCARDS)
-        traceLine("discarded " + std::to_string(lines - TRACED_DISCARDS) + " more frames");
+    if (now != second && lines > TRACED_FRAMES)
+        traceLine("and " + std::to_string(lines - TRACED_FRAMES) + " more frames");
     lines = now == second ? lines + 1 : 1;
     second = now;
-    if (lines <= TRACED_DISCARDS)
+    if (lines <= TRACED_FRAMES)
         traceLine("port " + std::to_string(port) + ": " + why);
 }
 
@@ -123,7 +123,7 @@ static void frameArrived(uint32_t port, std::string_view frame)
     if (captured)
         captureFrame(port, FRAME_IN, frame, why);
     if (!why.empty() && tracing())
-        traceDiscard(port, why);
+        traceFrame(port, why);
 }
 
 /* Handles the complete frames in a socket's input. False: the length before a frame is invalid. */
@@ -247,11 +247,11 @@ static bool writeToInterface(Plug *plug, const OutgoingFrame &frame, std::string
     return writev(plug->host, parts, 3) > 0;
 }
 
-void sendFrame(uint32_t port, const OutgoingFrame &frame)
+bool sendFrame(uint32_t port, const OutgoingFrame &frame)
 {
     auto found = plugs.find(port);
     if (found == plugs.end() || found->second.host < 0)
-        return;
+        return false;
     Plug *plug = &found->second;
     char tagBytes[] = {(char)0x81, 0, (char)(frame.tag >> 8), (char)frame.tag};
     std::string_view tag(tagBytes, frame.tagged ? sizeof tagBytes : 0);
@@ -262,6 +262,7 @@ void sendFrame(uint32_t port, const OutgoingFrame &frame)
         std::string whole(frame.addresses);
         captureFrame(port, FRAME_OUT, whole.append(tag).append(frame.rest), sent ? "" : "the host is too slow");
     }
+    return sent;
 }
 
 /* Turns */

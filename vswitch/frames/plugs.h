@@ -41,10 +41,10 @@ struct OutgoingFrame {
     std::string_view rest; /* from the EtherType on */
 };
 
-/* Sends a frame to the port's host. If the host is too slow, discards and counts it. */
-void sendFrame(uint32_t port, const OutgoingFrame &frame);
+/* Sends a frame to the port's host. False: the host is too slow; the frame is discarded and counted. */
+bool sendFrame(uint32_t port, const OutgoingFrame &frame);
 
-/* Handles a frame from a host. If it is discarded, stores the reason in *why unless null. */
+/* Handles a frame from a host. If it is not forwarded, stores the reason in *why unless null. */
 using FrameHook = void (*)(uint32_t port, std::string_view frame, std::string *why);
 
 /* Sends the frames that are due; called every 100 ms. */

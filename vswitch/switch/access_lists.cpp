@@ -11,7 +11,7 @@
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
-enum : uint32_t { LISTS = 8, LIST_NAME_LENGTH = 32, PRIORITIES = 64, ANY_PRIORITY = 65535 };
+enum : uint32_t { LISTS = 8, LIST_NAME_LENGTH = 32, ANY_PRIORITY = 65535 };
 
 /* A rule matches packets that match all its fields. */
 struct Rule {
@@ -27,7 +27,7 @@ static uint64_t denied, reported;   /* packets: until now, at the last report */
 static uint64_t countedUntil, nextReport; /* uptime in seconds */
 
 /* Seconds between two reports of the denied packets; 0: no reports. */
-static Setting denyInterval = {.name = "MacalDenyCounterInterval", .initial = 60, .highest = 3600};
+static Setting denyInterval = {.name = "MacalDenyCounterInterval", .initial = 60, .settable = true};
 static uint64_t intervalInForce;
 
 static Rules *rulesOf(const OpenBufferDesc *name)
@@ -88,12 +88,12 @@ static int deactivateList(OpenBufferDesc *name)
 static uint32_t nextFreePriority(const Rules &rules)
 {
     uint32_t priority = rules.empty() ? 1 : rules.rbegin()->first + 1;
-    if (priority <= PRIORITIES)
+    if (RULE_PRIORITY.contains(priority))
         return priority;
     priority = 1;
     while (rules.contains(priority))
         priority++;
-    return priority <= PRIORITIES ? priority : 0;
+    return RULE_PRIORITY.contains(priority) ? priority : 0;
 }
 
 static int addRule(OpenBufferDesc *name, uint32_t *priority)
@@ -106,7 +106,7 @@ static int addRule(OpenBufferDesc *name, uint32_t *priority)
         if (!*priority)
             return OPEN_FAILED;
     }
-    if (*priority < 1 || *priority > PRIORITIES)
+    if (!RULE_PRIORITY.contains(*priority))
         return OPEN_BAD_ARGUMENT;
     if (rules->contains(*priority))
         return OPEN_EXISTS;
@@ -223,7 +223,7 @@ static void registerFields()
     });
     ASK(rpcclt_openapiMacalRuleInterfaceGet, fieldGet<FIELD_INTERFACE>);
     DO(rpcclt_openapiMacalRuleTcpUdpPortNumberAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
-        return setField(name, priority, FIELD_TCP_UDP_PORT, port >= 1 && port <= 65535, port);
+        return setField(name, priority, FIELD_TCP_UDP_PORT, TRANSPORT_PORT.contains(port), port);
     });
     ASK(rpcclt_openapiMacalRuleTcpUdpPortNumberGet, fieldGet<FIELD_TCP_UDP_PORT>);
     DO(rpcclt_openapiMacalRuleServicePortSet, setServicePort);

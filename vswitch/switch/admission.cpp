@@ -28,7 +28,7 @@ static uint32_t privateVlanOf(uint32_t port, uint32_t vlan)
 
 Admission admit(const Arrival &frame)
 {
-    if (!portIsUp(frame.port))
+    if (!portLearns(frame.port))
         return {PORT_IS_DOWN, 0};
     AcceptedFrames accepted = acceptedFrames(frame.port);
     if (frame.tag ? accepted == ACCEPT_UNTAGGED : accepted == ACCEPT_TAGGED)

@@ -1,11 +1,12 @@
 /*
- * bridge.cpp - the 802.1D bridge. It is the root of its spanning tree. The bridge has the ports only; the spanning tree
- * has the LAGs as well.
+ * bridge.cpp - the operations of the 802.1D bridge. The bridge has the ports only; the spanning tree has the LAGs as
+ * well.
  */
 #include "vswitch/base/clock.h"
 #include "vswitch/base/operations.h"
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
+#include "vswitch/switch/spanning_tree.h"
 #include "vswitch/switch/state.h"
 
 /* Timers in hundredths of a second. */
@@ -16,9 +17,7 @@ static const uint32_t STP_PORT_PRIORITY = 128;
 static Setting baseType = {.name = "Dot1dBaseType", .initial = BRIDGE_TRANSPARENT};
 static Setting maxInfo = {.name = "Dot1dTpPortMaxInfo", .scope = FOR_PORT, .initial = 1518};
 static Setting stpProtocol = {.name = "Dot1dStpProtocolSpecification", .initial = STP_802_1D};
-static Setting priority = {.name = "Dot1dStpPriority", .initial = 32768};
-static Setting rootCost = {.name = "Dot1dStpRootCost"};
-static Setting rootPort = {.name = "Dot1dStpRootPort"};
+static Setting priority = {.name = "Dot1dStpPriority", .initial = BRIDGE_PRIORITY};
 static Setting maxAge = {.name = "Dot1dStpMaxAge", .initial = MAX_AGE};
 static Setting helloTime = {.name = "Dot1dStpHelloTime", .initial = HELLO_TIME};
 static Setting holdTime = {.name = "Dot1dStpHoldTime", .initial = HOLD_TIME};
@@ -27,28 +26,44 @@ static Setting bridgeMaxAge = {.name = "Dot1dStpBridgeMaxAge", .initial = MAX_AG
 static Setting bridgeHelloTime = {.name = "Dot1dStpBridgeHelloTime", .initial = HELLO_TIME};
 static Setting bridgeForwardDelay = {.name = "Dot1dStpBridgeForwardDelay", .initial = FORWARD_DELAY};
 static Setting portPriority = {.name = "Dot1dStpPortPriority", .scope = FOR_INTERFACE, .initial = STP_PORT_PRIORITY};
-static Setting pathCost = {.name = "Dot1dStpPortPathCost", .scope = FOR_INTERFACE, .initial = 20000};
-static Setting designatedCost = {.name = "Dot1dStpPortDesignatedCost", .scope = FOR_INTERFACE};
 
 static int validInterface(uint32_t port)
 {
     return interfaceExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT;
 }
 
-/* Only the address of the bridge, without a priority. */
-static int bridgeIdentifier(OpenBufferDesc *identifier)
+static int bridgeAddress(OpenBufferDesc *address)
 {
-    return setText(identifier, macText(bridgeMac()));
+    return setText(address, macText(bridgeMac()));
 }
 
-static int bridgeIdentifierOn(uint32_t port, OpenBufferDesc *identifier)
+/* Bridge identifiers are only the address of the bridge, without its priority. */
+static int rootIdentifier(OpenBufferDesc *identifier)
 {
-    return interfaceExists(port) ? bridgeIdentifier(identifier) : (int)OPEN_BAD_ARGUMENT;
+    return setText(identifier, macText(spanningTree().root.mac));
+}
+
+static int rootOn(uint32_t port, OpenBufferDesc *identifier)
+{
+    return interfaceExists(port) ? rootIdentifier(identifier) : (int)OPEN_BAD_ARGUMENT;
+}
+
+/* The designated bridge of a port that leads to the root is the root, of all other ports the switch. */
+static int designatedBridge(uint32_t port, OpenBufferDesc *identifier)
+{
+    if (!interfaceExists(port))
+        return OPEN_BAD_ARGUMENT;
+    return leadsToRoot(port) ? rootIdentifier(identifier) : bridgeAddress(identifier);
+}
+
+static uint32_t designatedCost(uint32_t port)
+{
+    return leadsToRoot(port) ? 0 : spanningTree().root.cost;
 }
 
 static void registerBase()
 {
-    ASK(rpcclt_openapiDot1dBaseBridgeAddressGet, bridgeIdentifier);
+    ASK(rpcclt_openapiDot1dBaseBridgeAddressGet, bridgeAddress);
     ASK(rpcclt_openapiDot1dBaseNumPortsGet, [](uint32_t *numPorts) { return store(deviceOptions().ports, numPorts); });
     ASK(rpcclt_openapiDot1dBasePortEntryGet,
         [](uint32_t port) -> int { return portExists(port) ? OPEN_OK : OPEN_BAD_ARGUMENT; });
@@ -70,18 +85,21 @@ static void registerBase()
         ofInterface<[](uint32_t port) { return portCounters(port).inDiscards; }>);
 }
 
-static void registerSpanningTree()
+static void registerTree()
 {
     ASK(rpcclt_openapiDot1dStpTopChangesGet, [](uint32_t *count) { return store(topologyChanges(), count); });
     ASK(rpcclt_openapiDot1dStpTimeSinceTopologyChangeGet, [](uint64_t *time) -> int {
         *time = 100 * (uptimeSeconds() - lastTopologyChange()); /* hundredths of a second */
         return OPEN_OK;
     });
-    ASK(rpcclt_openapiDot1dStpDesignatedRootGet, bridgeIdentifier);
-    ASK(rpcclt_openapiDot1dStpPortStateGet,
-        ofInterface<[](uint32_t port) { return portIsUp(port) ? STP_FORWARDING : STP_DISABLED; }>);
-    ASK(rpcclt_openapiDot1dStpPortDesignatedRootGet, bridgeIdentifierOn);
-    ASK(rpcclt_openapiDot1dStpPortDesignatedBridgeGet, bridgeIdentifierOn);
+    ASK(rpcclt_openapiDot1dStpDesignatedRootGet, rootIdentifier);
+    ASK(rpcclt_openapiDot1dStpRootCostGet, [](uint32_t *cost) { return store(spanningTree().root.cost, cost); });
+    ASK(rpcclt_openapiDot1dStpRootPortGet, [](uint32_t *port) { return store(spanningTree().rootPort, port); });
+    ASK(rpcclt_openapiDot1dStpPortStateGet, ofInterface<portTreeState>);
+    ASK(rpcclt_openapiDot1dStpPortPathCostGet, ofInterface<pathCost>);
+    ASK(rpcclt_openapiDot1dStpPortDesignatedRootGet, rootOn);
+    ASK(rpcclt_openapiDot1dStpPortDesignatedCostGet, ofInterface<designatedCost>);
+    ASK(rpcclt_openapiDot1dStpPortDesignatedBridgeGet, designatedBridge);
     ASK(rpcclt_openapiDot1dStpPortDesignatedPortGet, [](uint32_t port, uint16_t *designated) -> int {
         *designated = (uint16_t)(STP_PORT_PRIORITY << 8 | port);
         return validInterface(port);
@@ -94,9 +112,8 @@ static void registerSpanningTree()
 
 void registerBridge()
 {
-    registerSettings({&baseType, &maxInfo, &stpProtocol, &priority, &rootCost, &rootPort, &maxAge, &helloTime,
-                      &holdTime, &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay, &portPriority,
-                      &pathCost, &designatedCost});
+    registerSettings({&baseType, &maxInfo, &stpProtocol, &priority, &maxAge, &helloTime, &holdTime,
+                      &forwardDelay, &bridgeMaxAge, &bridgeHelloTime, &bridgeForwardDelay, &portPriority});
     registerBase();
-    registerSpanningTree();
+    registerTree();
 }

@@ -14,7 +14,7 @@ static std::map<uint64_t, uint32_t> vlanOfMac;
 static std::map<uint32_t, uint32_t> vlanOfOui;
 
 /* A protocol is an EtherType. */
-enum : uint32_t { HIGHEST_GROUP = 128, MOST_PROTOCOLS = 16, LOWEST_ETHERTYPE = 0x0600, HIGHEST_ETHERTYPE = 0xFFFF };
+enum : size_t { MOST_MACS = 1024, MOST_OUIS = 256, MOST_PROTOCOLS = 16 /* of a group */ };
 
 struct ProtocolGroup {
     std::string name;  /* empty: none */
@@ -54,6 +54,17 @@ template <class Container> static int stepAfter(const Container &container, uint
     return OPEN_OK;
 }
 
+/* Fails if the key is there, or the table holds `most` entries. */
+template <class Map> static int insertNew(Map &map, size_t most, typename Map::key_type key, uint32_t vlan)
+{
+    if (map.contains(key))
+        return OPEN_EXISTS;
+    if (map.size() == most)
+        return OPEN_FAILED;
+    map[key] = vlan;
+    return OPEN_OK;
+}
+
 /* By address */
 
 static int addMac(OpenBufferDesc *text, uint32_t vlan)
@@ -61,7 +72,7 @@ static int addMac(OpenBufferDesc *text, uint32_t vlan)
     uint64_t mac = 0;
     if (!parseMac(textOf(text), &mac) || !isStation(mac) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
-    return vlanOfMac.insert({mac, vlan}).second ? OPEN_OK : OPEN_EXISTS;
+    return insertNew(vlanOfMac, MOST_MACS, mac, vlan);
 }
 
 static int getMac(OpenBufferDesc *text, uint32_t *vlan)
@@ -107,7 +118,7 @@ static int addOui(OpenBufferDesc *text, uint32_t vlan)
     uint32_t oui;
     if (!parseOui(textOf(text), &oui) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
-    return vlanOfOui.insert({oui, vlan}).second ? OPEN_OK : OPEN_EXISTS;
+    return insertNew(vlanOfOui, MOST_OUIS, oui, vlan);
 }
 
 /* Deletes all OUIs of the VLAN. */
@@ -158,7 +169,7 @@ static void registerSources()
 /* Runs `use` on the group. OPEN_FAILED when it does not exist. */
 template <class Use> static int inGroup(uint32_t id, Use use)
 {
-    if (id < 1 || id > HIGHEST_GROUP)
+    if (!PROTOCOL_GROUP.contains(id))
         return OPEN_BAD_ARGUMENT;
     auto found = groups.find(id);
     return found == groups.end() ? (int)OPEN_FAILED : use(found->second);
@@ -167,7 +178,7 @@ template <class Use> static int inGroup(uint32_t id, Use use)
 /* A new group has every port, because no endpoint adds ports to a group. */
 static int createGroup(uint32_t id)
 {
-    if (id < 1 || id > HIGHEST_GROUP)
+    if (!PROTOCOL_GROUP.contains(id))
         return OPEN_BAD_ARGUMENT;
     if (groups.contains(id))
         return OPEN_EXISTS;
@@ -210,7 +221,7 @@ static int setName(uint32_t id, OpenBufferDesc *name)
 static int addProtocol(uint32_t id, uint32_t protocol)
 {
     return inGroup(id, [=](ProtocolGroup &group) -> int {
-        if (protocol < LOWEST_ETHERTYPE || protocol > HIGHEST_ETHERTYPE)
+        if (!ETHER_TYPE.contains(protocol))
             return OPEN_BAD_ARGUMENT;
         if (group.protocols.contains(protocol))
             return OPEN_EXISTS;

@@ -32,6 +32,7 @@ static const struct {
 } families[] = {
     {registerSystem, resetSettings},
     {registerPorts, resetPorts},
+    {registerSpanningTree, resetSpanningTree},
     {registerBridge, nothing},
     {registerVlans, resetVlans},
     {registerSwitchports, resetSwitchports},
@@ -43,6 +44,7 @@ static const struct {
     {registerProtectedPorts, resetProtectedPorts},
     {registerLoopProtection, resetLoopProtection},
     {registerRegistration, resetRegistration},
+    {registerErrors, nothing},
     {registerVoice, resetVoice},
     {registerAccessLists, resetAccessLists},
     {registerFdb, resetAddresses},

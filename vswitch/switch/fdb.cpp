@@ -12,7 +12,7 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
 
-static Setting ageingTime = {.name = "DbDot1dTpAgingTime", .initial = 300, .lowest = 10, .highest = 1000000};
+static Setting ageingTime = {.name = "DbDot1dTpAgingTime", .initial = 300, .settable = true};
 static Setting maxEntries = {.name = "FdbMaxTableEntries", .initial = MAX_ADDRESSES};
 static Setting hardwareLimit = {.name = "FdbMacMaxHwLimit", .initial = MAX_ADDRESSES};
 static Setting learningType = {.name = "FdbTypeOfVL", .initial = LEARNING_INDEPENDENT};
@@ -20,7 +20,7 @@ static Setting learningType = {.name = "FdbTypeOfVL", .initial = LEARNING_INDEPE
 bool mayLearn(uint32_t vlan, uint64_t mac, uint32_t port)
 {
     const FdbEntry *known = fdbFind(vlan, mac);
-    return isStation(mac) && portIsUp(port) && portInVlan(port, vlan) && (!known || known->type == FDB_LEARNED);
+    return isStation(mac) && portLearns(port) && portInVlan(port, vlan) && (!known || known->type == FDB_LEARNED);
 }
 
 uint64_t fdbAgeingSeconds()
@@ -205,7 +205,7 @@ void fdbForgetUnreachable()
         uint32_t port = entry.second.port;
         auto found = keeps.find(port);
         if (found == keeps.end())
-            found = keeps.insert({port, portIsUp(port) && portInVlan(port, ofVlan)}).first;
+            found = keeps.insert({port, portLearns(port) && portInVlan(port, ofVlan)}).first;
         return !found->second;
     });
 }
@@ -251,7 +251,7 @@ static void registerDatabases()
         return vlanExists(fdbId) ? store((uint32_t)ageingTime.value(), timeOut) : OPEN_BAD_ARGUMENT;
     });
     DO(rpcclt_openapiFdbAddrAgingTimeoutSet, [](uint32_t fdbId, uint32_t timeOut) -> int {
-        if (!vlanExists(fdbId) || timeOut < ageingTime.lowest || timeOut > ageingTime.highest)
+        if (!vlanExists(fdbId) || !AGEING_TIME.contains(timeOut))
             return OPEN_BAD_ARGUMENT;
         ageingTime.put(0, timeOut);
         return OPEN_OK;

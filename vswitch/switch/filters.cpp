@@ -20,7 +20,7 @@ static uint32_t commonMode; /* of the VLANs that are not in vlanFilteringModes *
 static std::map<uint32_t, uint32_t> vlanFilteringModes;
 
 /* On from the start, so that a new filter takes effect at once. */
-static Setting adminMode = {.name = "FilterAdminMode", .initial = 1, .highest = 1};
+static Setting adminMode = {.name = "FilterAdminMode", .initial = 1, .settable = true};
 static Setting size = {.name = "FilterSize", .initial = MAX_FILTERS};
 
 const Filter *filterFor(uint32_t vlan, uint64_t mac)

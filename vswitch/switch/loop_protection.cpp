@@ -40,18 +40,19 @@ struct LoopPort {
 
 static std::vector<LoopPort> loopPorts; /* by port */
 
-static Setting adminMode = {.name = "LoopProtectAdminMode", .highest = 1};
-static Setting txTimer = {.name = "LoopProtectTxTimer", .initial = 5, .lowest = 1, .highest = 10};
-static Setting maxReceived = {.name = "LoopProtectMaxPduReceive", .initial = 1, .lowest = 1, .highest = 10};
-static Setting disableTimer = {.name = "LoopProtectDisableTimer", .highest = 604800};
-static Setting portTxMode = {.name = "LoopProtectPortTxMode", .scope = FOR_PORT, .initial = 1, .highest = 1};
-static Setting portAdminMode = {.name = "LoopProtectPortAdminMode", .scope = FOR_PORT, .highest = 1};
+static Setting adminMode = {.name = "LoopProtectAdminMode", .settable = true};
+static Setting txTimer = {.name = "LoopProtectTxTimer", .initial = 5, .settable = true};
+static Setting maxReceived = {.name = "LoopProtectMaxPduReceive", .initial = 1, .settable = true};
+static Setting disableTimer = {.name = "LoopProtectDisableTimer", .settable = true};
+static Setting portTxMode = {.name = "LoopProtectPortTxMode", .scope = FOR_PORT, .initial = 1, .settable = true};
+static Setting portAdminMode = {.name = "LoopProtectPortAdminMode", .scope = FOR_PORT, .settable = true};
 static Setting portAction = {.name = "LoopProtectPortAction", .scope = FOR_PORT,
-                             .initial = LOOP_SHUT_DOWN, .lowest = LOOP_SHUT_DOWN, .highest = LOOP_BOTH};
+                             .initial = LOOP_SHUT_DOWN, .settable = true};
 
 static bool isProtected(uint32_t number)
 {
-    return adminMode.value() && portAdminMode.value(number) && portHasLink(number);
+    return adminMode.value() && portAdminMode.value(number) && portHasLink(number) &&
+           portStatus(number) != PORT_BLOCKED && portStatus(number) != PORT_LEARNING;
 }
 
 LoopProbe loopProbe(uint32_t number)
@@ -251,7 +252,7 @@ static uint64_t secondsSinceLoop(uint32_t port)
 
 static int setVlanProperties(uint32_t port, uint32_t tpid, uint32_t vlan)
 {
-    if (!portExists(port) || tpid < 0x600 || tpid > 0xFFFF || vlan > HIGHEST_VLAN) /* lengths are below 0x600 */
+    if (!portExists(port) || !ETHER_TYPE.contains(tpid) || !VLAN_OR_NONE.contains(vlan))
         return OPEN_BAD_ARGUMENT;
     loopPorts[port].tpid = tpid;
     loopPorts[port].vlan = vlan;

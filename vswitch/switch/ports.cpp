@@ -2,7 +2,8 @@
  * ports.cpp - which ports and link aggregation groups (LAGs) are up, and how many frames do they carry?
  *
  * At start the lower half of the ports has a link, but at least four ports; the LAGs have none. Ports 1 and 2 lead to
- * switches, the others to stations. All this is simulated; once ports have plugs, the link is that of the real hosts.
+ * switches, the others to stations; the command `neighbour` adds switches. All this is simulated; once ports have plugs,
+ * the link is that of the real hosts.
  */
 #include <algorithm>
 #include <vector>
@@ -10,9 +11,8 @@
 #include "vswitch/base/commands.h"
 #include "vswitch/switch/addresses.h"
 #include "vswitch/switch/families.h"
+#include "vswitch/switch/spanning_tree.h"
 #include "vswitch/switch/state.h"
-
-static const uint32_t NEIGHBOURS = 2;
 
 struct Port {
     bool link = false;  /* as the `link` command set it */
@@ -24,6 +24,7 @@ struct Port {
 
 static std::vector<Port> ports; /* by interface number */
 static PortSet hosts;           /* ports with a host plugged in that is up */
+static PortSet neighbours;      /* ports with a simulated switch */
 static uint64_t changes, topologyChangedAt;
 
 bool portHasLink(uint32_t port)
@@ -45,23 +46,40 @@ void setPortShut(uint32_t port, PortStatus why, bool shut)
     (why == PORT_LOOP_SHUT ? ports.at(port).loopShut : ports.at(port).stormShut) = shut;
 }
 
+/* Does a cable carry frames to the port? The spanning tree decides what becomes of them. */
+static bool isOpen(uint32_t port)
+{
+    return portHasLink(port) && !ports[port].loopShut && !ports[port].stormShut;
+}
+
+StpPortState portTreeState(uint32_t port)
+{
+    return isOpen(port) ? treeState(port) : STP_DISABLED;
+}
+
 PortStatus portStatus(uint32_t port)
 {
-    if (!portHasLink(port))
-        return PORT_NO_LINK;
-    return ports[port].loopShut ? PORT_LOOP_SHUT : ports[port].stormShut ? PORT_STORM_SHUT : PORT_UP;
+    if (!isOpen(port))
+        return !portHasLink(port) ? PORT_NO_LINK : ports[port].loopShut ? PORT_LOOP_SHUT : PORT_STORM_SHUT;
+    StpPortState state = treeState(port);
+    return state == STP_FORWARDING ? PORT_UP : state == STP_LEARNING ? PORT_LEARNING : PORT_BLOCKED;
 }
 
 const char *portStatusText(uint32_t port)
 {
-    static const char *const texts[] = {"up", "down: no link", "shut down by loop protection",
-                                        "shut down by storm control"};
+    static const char *const texts[] = {"up", "learning: it does not forward yet", "blocked by the spanning tree",
+                                        "down: no link", "shut down by loop protection", "shut down by storm control"};
     return texts[portStatus(port)];
 }
 
 bool portHasNeighbour(uint32_t port)
 {
-    return portHasLink(port) && (!trafficIsSimulated() || port <= NEIGHBOURS);
+    return portHasLink(port) && (!trafficIsSimulated() || neighbours.contains(port));
+}
+
+void setPortNeighbour(uint32_t port)
+{
+    neighbours.insert(port);
 }
 
 const PortCounters &portCounters(uint32_t port)
@@ -101,7 +119,7 @@ void advancePorts(uint64_t now)
         port.transitions += up;
         changes++;
         topologyChangedAt = std::max(topologyChangedAt, now);
-        if (!up)
+        if (!portLearns(number))
             fdbForgetPort(number);
         stateChanged();
     }
@@ -133,6 +151,7 @@ void registerPorts()
          .help = "sets the link of a port or LAG up or down", .run = link},
     };
     registerCommands(commands);
+    onTreeQuestion(isOpen);
 }
 
 void resetPorts()
@@ -143,6 +162,7 @@ void resetPorts()
     if (!trafficIsSimulated()) /* the plugged hosts decide, unless the command `link` sets "down" */
         for (Port &port : ports)
             port = {}, port.link = true;
+    neighbours = {1, 2};
     topologyChangedAt = 0;
     changes = 1;
 }

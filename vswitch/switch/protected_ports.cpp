@@ -8,7 +8,6 @@
 #include "vswitch/switch/port_list.h"
 #include "vswitch/switch/state.h"
 
-static const uint32_t GROUPS = 3;          /* numbered from 1; a port is in at most one */
 static const size_t GROUP_NAME_MAX = 32; /* bytes; an empty name: none */
 
 static std::map<uint32_t, std::string> groupNames;
@@ -16,7 +15,7 @@ static std::set<std::pair<uint32_t, uint32_t>> memberships; /* port, group: the 
 
 static bool groupExists(uint32_t group)
 {
-    return group >= 1 && group <= GROUPS;
+    return PROTECTED_GROUP.contains(group);
 }
 
 static PortSet membersOf(uint32_t group)
@@ -71,7 +70,7 @@ static int setName(uint32_t group, OpenBufferDesc *name)
 
 void registerProtectedPorts()
 {
-    ASK(rpcclt_openapiProtectedPortMaxGroups, [](uint32_t *maxGroups) { return store(GROUPS, maxGroups); });
+    ASK(rpcclt_openapiProtectedPortMaxGroups, [](uint32_t *maxGroups) { return store(PROTECTED_GROUP.highest, maxGroups); });
     ASK(rpcclt_openapiProtectedPortGroupNameGet, [](uint32_t group, OpenBufferDesc *name) -> int {
         return groupExists(group) ? setText(name, valueIn(groupNames, group)) : OPEN_BAD_ARGUMENT;
     });

@@ -45,7 +45,7 @@ static int writeSetting(Setting &setting, Arguments &arguments)
 {
     uint32_t port = setting.scope == FOR_SWITCH ? 0 : arguments[0].number;
     uint32_t value = arguments.back().number;
-    if (!keyExists(setting.scope, port) || value < setting.lowest || value > setting.highest)
+    if (!keyExists(setting.scope, port) || !setting.range.contains(value))
         return OPEN_BAD_ARGUMENT;
     setting.put(port, value);
     return OPEN_OK;
@@ -65,6 +65,17 @@ static Operation &operationWith(const std::string &name, Scope scope, const char
     return operation;
 }
 
+static void registerSetter(Setting *setting, Operation &operation)
+{
+    const Meaning *meaning = meaningOf(operation, operation.parameters.size() - 1);
+    if (!meaning || !meaning->limited) {
+        fprintf(stderr, "vswitch: numbers.def has no range for %s\n", operation.name);
+        exit(1);
+    }
+    setting->range = meaning->range;
+    operation.run = [setting](Arguments &arguments) { return writeSetting(*setting, arguments); };
+}
+
 void registerSettings(std::initializer_list<Setting *> settings)
 {
     for (Setting *setting : settings) {
@@ -72,10 +83,8 @@ void registerSettings(std::initializer_list<Setting *> settings)
         Operation &reader = operationWith(name + "Get", setting->scope, "NHQ");
         reader.asks = true;
         reader.run = [setting](Arguments &arguments) { return readSetting(*setting, arguments); };
-        if (setting->highest)
-            operationWith(name + "Set", setting->scope, "n").run = [setting](Arguments &arguments) {
-                return writeSetting(*setting, arguments);
-            };
+        if (setting->settable)
+            registerSetter(setting, operationWith(name + "Set", setting->scope, "n"));
         registered.push_back(setting);
     }
 }

@@ -37,17 +37,33 @@ inline uint32_t vlanAfter(const VlanBits &vlans, uint32_t vlan)
 
 /* Ports (ports.cpp) */
 
-/* Why a port carries no frames. */
-enum PortStatus { PORT_UP, PORT_NO_LINK, PORT_LOOP_SHUT, PORT_STORM_SHUT };
+/*
+ * What the port does. PORT_UP: it forwards. PORT_LEARNING: it learns stations, but forwards nothing. PORT_BLOCKED: the
+ * spanning tree blocks it, listens on it or says that it is broken. The others are down.
+ */
+enum PortStatus { PORT_UP, PORT_LEARNING, PORT_BLOCKED, PORT_NO_LINK, PORT_LOOP_SHUT, PORT_STORM_SHUT };
 
 PortStatus portStatus(uint32_t port);
 inline bool portIsUp(uint32_t port)
 {
     return portStatus(port) == PORT_UP;
 }
+inline bool portLearns(uint32_t port)
+{
+    return portStatus(port) <= PORT_LEARNING;
+}
+
+/* Has the port a link, and is it not shut? It may be that the spanning tree does not let it forward. */
+inline bool portIsOpen(uint32_t port)
+{
+    return portStatus(port) <= PORT_BLOCKED;
+}
 
 /* "up", "down: no link", "shut down by loop protection", ... */
 const char *portStatusText(uint32_t port);
+
+/* The state of the port in the spanning tree. */
+StpPortState portTreeState(uint32_t port);
 
 /* Is something connected to the port? A port that is shut down still has its link. */
 bool portHasLink(uint32_t port);
@@ -60,6 +76,9 @@ void setPortHost(uint32_t port, bool present);
 
 /* Is the port connected to a switch that speaks the registration protocols? */
 bool portHasNeighbour(uint32_t port);
+
+/* Connects a simulated one. */
+void setPortNeighbour(uint32_t port);
 
 /* Frames of the port since start. Simulated traffic counts while the port is up; real frames and storms add to it. */
 struct PortCounters {

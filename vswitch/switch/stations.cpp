@@ -149,9 +149,9 @@ void countSimulatedFrames(uint64_t seconds)
     if (!trafficIsSimulated() || !seconds)
         return;
     for (uint32_t port = nextInterface(0); port; port = nextInterface(port)) {
-        Verdict verdict = admit({.port = port, .etherType = TYPE_IPV4}).verdict;
-        if (verdict == PORT_IS_DOWN)
+        if (!portIsUp(port))
             continue;
+        Verdict verdict = admit({.port = port, .etherType = TYPE_IPV4}).verdict;
         countersOf(port).inFrames += IN_FRAMES * seconds;
         countersOf(port).inDiscards += verdict == ADMITTED ? 0 : IN_FRAMES * seconds;
         countersOf(port).outFrames += OUT_FRAMES * seconds;
@@ -213,7 +213,7 @@ static CommandOutcome learn(const Args &args, std::string *answer)
         return refuse(answer, "\"" + args[1] + "\" is no station's address");
     if (!readPort(args[2], highestInterface(), &key.port, answer))
         return COMMAND_REFUSED;
-    if (!portIsUp(key.port))
+    if (!portLearns(key.port))
         return refuse(answer, "port " + args[2] + " is " + portStatusText(key.port) + ": no frame arrives there");
     if (!findTag((uint32_t)vlan, &key, answer))
         return COMMAND_REFUSED;

@@ -24,7 +24,7 @@ struct PortControl {
     std::optional<Threshold> threshold;
 };
 
-static const uint32_t MOST_PPS = 1488095; /* packets of 64 bytes at 1 Gbit/s */
+static const uint32_t MOST_PPS = STORM_THRESHOLD.highest; /* packets of 64 bytes at 1 Gbit/s */
 
 static const struct { uint32_t unit, lowest, highest; } ranges[] = {
     {STORM_PERCENT, 0, 100},

@@ -12,11 +12,11 @@
 static std::map<uint32_t, Switchport> switchports; /* by port; those where something was set */
 
 static Setting acceptFrames = {.name = "VlanIfAcceptFrameType", .scope = FOR_INTERFACE,
-                               .initial = ACCEPT_ALL, .lowest = ACCEPT_ALL, .highest = ACCEPT_UNTAGGED};
+                               .initial = ACCEPT_ALL, .settable = true};
 static Setting trafficClasses = {.name = "VlanIfNumTrafficClasses", .scope = FOR_INTERFACE, .initial = 8};
-static Setting userPriority = {.name = "VlanIfDefaultUserPriority", .scope = FOR_INTERFACE, .highest = 7};
-static Setting ingressFiltering = {.name = "QportsEnableIngressFiltering", .scope = FOR_INTERFACE, .highest = 1};
-static Setting autoTrunk = {.name = "VlanGlobalAutoTrunk", .highest = 1};
+static Setting userPriority = {.name = "VlanIfDefaultUserPriority", .scope = FOR_INTERFACE, .settable = true};
+static Setting ingressFiltering = {.name = "QportsEnableIngressFiltering", .scope = FOR_INTERFACE, .settable = true};
+static Setting autoTrunk = {.name = "VlanGlobalAutoTrunk", .settable = true};
 
 const Switchport &switchport(uint32_t port)
 {

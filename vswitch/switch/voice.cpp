@@ -9,18 +9,18 @@
 #include "vswitch/switch/settings.h"
 #include "vswitch/switch/state.h"
 
-enum : uint32_t { MAX_CALLS = 16, OUI_INDEXES = 32 };
+enum : uint32_t { MAX_CALLS = 16 };
 
-static Setting adminMode = {.name = "VoiceVlanAdminMode", .highest = 1};
+static Setting adminMode = {.name = "VoiceVlanAdminMode", .settable = true};
 static Setting portMode = {.name = "VoiceVlanPortAdminMode", .scope = FOR_PORT, .initial = VOICE_DISABLED};
 static Setting portVlan = {.name = "VoiceVlanPortVlanId", .scope = FOR_PORT}; /* 0: none */
-static Setting portPriority = {.name = "VoiceVlanPortDot1pPriority", .scope = FOR_PORT, .initial = 5, .highest = 7};
-static Setting cosOverride = {.name = "VoiceVlanPortCosOverrideMode", .scope = FOR_PORT, .highest = 1};
-static Setting authState = {.name = "VoiceVlanPortAuthState", .scope = FOR_PORT, .initial = 1, .highest = 1};
-static Setting dscp = {.name = "VoiceVlanPortDscp", .scope = FOR_PORT, .initial = 46, .highest = 63};
+static Setting portPriority = {.name = "VoiceVlanPortDot1pPriority", .scope = FOR_PORT, .initial = 5, .settable = true};
+static Setting cosOverride = {.name = "VoiceVlanPortCosOverrideMode", .scope = FOR_PORT, .settable = true};
+static Setting authState = {.name = "VoiceVlanPortAuthState", .scope = FOR_PORT, .initial = 1, .settable = true};
+static Setting dscp = {.name = "VoiceVlanPortDscp", .scope = FOR_PORT, .initial = 46, .settable = true};
 static Setting voipVlan = {.name = "VoipGlobalVlanId"}; /* 0: none */
 static Setting maxCalls = {.name = "VoipMaxCalls", .initial = MAX_CALLS};
-static Setting ouiPriority = {.name = "VoipOUIPriority", .initial = 7, .highest = 7};
+static Setting ouiPriority = {.name = "VoipOUIPriority", .initial = 7, .settable = true};
 
 /* Voice VLAN */
 
@@ -50,7 +50,7 @@ static int portVlanSet(uint32_t port, uint32_t vlan)
 /* `value` is the VLAN of VOICE_VLAN and the priority of VOICE_PRIORITY; the other modes ignore it. */
 static int portModeSet(uint32_t port, uint32_t mode, uint32_t value)
 {
-    if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && value > 7) ||
+    if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && !USER_PRIORITY.contains(value)) ||
         (mode == VOICE_VLAN && !vlanIsConfigured(value)))
         return OPEN_BAD_ARGUMENT;
     if (mode == VOICE_VLAN)
@@ -118,7 +118,7 @@ static int sessionsGet(uint32_t *count)
 /* The value is a priority or a traffic class; both are 0 to 7. */
 static int cosQueueSet(uint32_t scheme, uint32_t value)
 {
-    if (scheme < SCHEME_REMARK || scheme > SCHEME_TRAFFIC_CLASS || value > 7)
+    if (scheme < SCHEME_REMARK || scheme > SCHEME_TRAFFIC_CLASS || !VOIP_VALUE.contains(value))
         return OPEN_BAD_ARGUMENT;
     priorityScheme = scheme;
     priorityValue = value;
@@ -158,7 +158,7 @@ static int storeEntry(OuiPosition entry, OpenBufferDesc *oui, OpenBufferDesc *de
 
 static bool validIndex(uint32_t index)
 {
-    return index >= 1 && index <= OUI_INDEXES;
+    return OUI_INDEX.contains(index);
 }
 
 static uint32_t lowestFreeIndex()
@@ -254,7 +254,7 @@ void registerVoice()
     ASK(rpcclt_openapiVoiceVlanPortStatusGet, portStatusGet);
 
     DO(rpcclt_openapiVoipGlobalVlanIdSet, [](uint32_t vlan) -> int {
-        if (!vlanIsConfigured(vlan))
+        if (vlan && !vlanIsConfigured(vlan))
             return OPEN_BAD_ARGUMENT;
         voipVlan.put(0, vlan);
         return OPEN_OK;
