@@ -32,6 +32,7 @@ UINT64 = {"type": "integer", "minimum": 0, "maximum": 2**64}  # as JSON numbers 
 FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}
 RAW = {"exact": "^[^&/]*$", "loose": "^[^&/]*$", "form": "^[^&]*$"}  # what a text that is not decoded can hold
 SUCCESS = {"resp": {"respCode": 0, "respMsg": "Success", "status": "success"}}
+SHORT = {"VlanId": "vlan", "VlanOrNone": "vlan", "VlanIds": "vlans"}  # values of x-means that are not the meaning's name
 VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
 
 
@@ -52,7 +53,7 @@ def read_meanings(build):
     """What numbers and texts mean to the virtual switch, by operation and operand."""
     output = subprocess.run([build + "/vswitch", "operations", "--json"], check=True, capture_output=True, text=True).stdout
     table = json.loads(output)
-    return {(operation["name"], row["name"]): (row["meaning"], {**table["meanings"][row["meaning"]], **row})
+    return {(operation["name"], row["name"]): (row["meaning"], table["meanings"][row["meaning"]])
             for operation in table["operations"] for row in operation["parameters"] if "meaning" in row}
 
 
@@ -79,8 +80,8 @@ def add_meaning(endpoint, operands, schema, kind):
     _name, meaning = meaning_of(endpoint, operands) or (None, {})
     if kind == "number" and meaning.get("numbers"):
         schema["x-names"] = {str(row["value"]): row["word"] for row in meaning["numbers"]}
-    elif kind == "number" and "range" in meaning:
-        schema["x-range"] = meaning["range"]
+    elif kind == "number" and "lowest" in meaning:
+        schema["x-range"] = [meaning["lowest"], meaning["highest"]]
 
 
 # Keys
@@ -151,10 +152,8 @@ def key_schema(endpoint, key, endpoints):
         schema.pop("default", None)
     schema["x-operand"] = key["operands"]
     add_meaning(endpoint, key["operands"], schema, kind)
-    if "next" in endpoint["name"]:
-        schema.pop("x-range", None)  # 0 starts the walk
     if found := meaning_of(endpoint, key["operands"]):
-        schema["x-means"] = found[0][0].lower() + found[0][1:]
+        schema["x-means"] = SHORT.get(found[0], found[0][0].lower() + found[0][1:])
     return schema, more
 
 

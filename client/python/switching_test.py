@@ -4,6 +4,7 @@ import os
 import re
 import subprocess
 import sys
+import urllib.request
 
 import pytest
 
@@ -172,5 +173,11 @@ def test_the_command_line(switch, tmp_path):
 
 def test_the_example_of_the_readme():
     with open(os.path.join(CHECKOUT, "README.md"), encoding="utf-8") as file:
-        example, = re.findall(r"\n\n((?:    .*\n|\n)*    from switching import .*\n(?:    .*\n|\n)*)", file.read())
+        section = file.read().split("\n## Python\n")[1]
+    example = section[section.index("    from switching import"):section.index("\n`Switch(")]
     exec(re.sub("(?m)^    ", "", example), {})
+
+
+def test_the_description_that_is_served_names_the_server(switch):
+    with urllib.request.urlopen(switch.url.replace("/api/v2/switching", "/console/openapi.json")) as answer:
+        assert json.load(answer)["servers"][0]["url"] == switch.url

@@ -29,7 +29,7 @@ def served(serving, request):
 
 @pytest.fixture
 def switch(served, request):
-    served.unplug()
+    served.end_hosts()
     served.reset()
     with served.traced() as calls:
         request.node.stash[CALLS] = calls
