@@ -82,7 +82,11 @@ static const struct {
 
 static_assert(sizeof resultTable / sizeof resultTable[0] == 64);
 
-using enum ResultCode;
+/* The codes by their short names. (Not by "using enum", which GCC 10 does not know.) */
+static constexpr ResultCode SUCCESS = ResultCode::SUCCESS, GENERAL_FAILED = ResultCode::GENERAL_FAILED,
+                            INVALID_ARGUMENT = ResultCode::INVALID_ARGUMENT, OBJECT_EXIST = ResultCode::OBJECT_EXIST,
+                            API_NOT_FOUND = ResultCode::API_NOT_FOUND,
+                            UNSUPPORTED_FEATURE = ResultCode::UNSUPPORTED_FEATURE;
 
 /* The result code of each OpEN code from -29 to 0, at the index (code + 29). */
 static const ResultCode OpenResultMap[30] = {
