@@ -42,6 +42,7 @@ while [ $# -gt 0 ]; do
     shift 2
 done
 
+removeLeft
 if [ $hosts != 0 ]; then
     ! why=$(cannotHaveHosts) || fail "$why; everything else works without --hosts"
     plugHosts 0 $hosts
