@@ -33,7 +33,7 @@ export function openSwitch(report) {
   openVlans(report, showChange);
   openAddresses();
   openCommands(() => chosen);
-  $('readNow').addEventListener('click', () => { hasEnded = false; readAddressesSoon(); readSetupSoon(); run(); });
+  $('readNow').addEventListener('click', readAll);
   addEventListener('written', readSetupSoon);
   addEventListener('visibilitychange', () => document.hidden ? stop() : run());
   setInterval(showAge, 1000);
@@ -52,6 +52,7 @@ export function showSwitch() {
 }
 
 export function hideSwitch() {
+  if (isShown) reportTrouble(''); // it is about this view
   isShown = false;
   stop();
 }
@@ -64,6 +65,14 @@ function stop() {
 function readSetupSoon() {
   wantsSetup = true;
   wake();
+}
+
+function readAll() {
+  hasEnded = false;
+  looks = 0;
+  readAddressesSoon();
+  readSetupSoon();
+  run();
 }
 
 const pause = milliseconds => new Promise(resolve => {

@@ -106,7 +106,7 @@ packages()
     mv "$program/usr/share/switching/switching_v2_resident.conf" "$program$available-resident.conf"
     mkdir -p "$program/DEBIAN"
     enabled=/etc/lighttpd/conf-enabled/50-switching-v2
-    reload="if [ -x /usr/sbin/invoke-rc.d ]; then invoke-rc.d --quiet lighttpd reload || true; fi"
+    reload="invoke-rc.d --quiet lighttpd reload || true"
     # A running web server takes the new configuration, and starts the resident program anew: also (by the trigger) when
     # the switch's libraries have changed.
     printf '#!/bin/sh\nset -e\nif [ "$1" != configure ] && [ "$1" != triggered ]; then exit 0; fi\nif [ -e %s ] || [ -e %s ]; then\n    %s\nfi\n' \
@@ -142,6 +142,7 @@ packages()
     ln -s "$available-resident.conf" "$libraries/switching_v2_resident.conf"
     install -m 755 serve.sh "$shared"
     install -D -m 644 -t "$shared/tools" "${sourced[@]}"
+    chmod 755 "$shared/tools/command.sh"
     install -D -m 644 -t "$shared/console" console/*
     install -m 644 api/openapi.json "$shared"
     sed "s|@SWITCHING_API_PATH@|/usr/share/switching-vswitch/openapi.json|; s|@SWITCHING_CONSOLE_DIR@|/usr/share/switching-vswitch/console|" \

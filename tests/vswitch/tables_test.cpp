@@ -221,7 +221,7 @@ TEST_F(ProtectedPort, keepsGroupsAndTheirMembers)
     )");
 }
 
-/* states.py checks the ranges. */
+/* The proof and states.py check the ranges. */
 TEST_F(Setting, isReadBack)
 {
     play(R"(
