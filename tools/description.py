@@ -1,6 +1,10 @@
 """description.py - reads api/openapi.json: its operations, their example requests, and the scene for the examples."""
 import json
 import os
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../client/python"))
+from switching.description import Operation  # noqa: E402
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
 DESCRIPTION = os.path.join(ROOT, "api/openapi.json")
@@ -31,14 +35,13 @@ def example_query(operation, json_text=None):
 
 
 def example_request(path, operation):
-    """The target (path and query) and the body of the example."""
-    query = operation.get("x-query-string", {}).get("example") or example_query(operation)
-    target = path + ("?" + query if query else "")
-    content = operation.get("requestBody", {}).get("content", {})
-    if "application/json" in content:
-        return target, json.dumps(content["application/json"]["example"])
-    form = content.get("application/x-www-form-urlencoded", {}).get("example", {})
-    return target, "&".join(f"{key}={value}" for key, value in form.items())
+    """The target (path and query) and the body of the example, its keys placed by the Python client."""
+    values = {parameter["name"]: parameter["example"] for parameter in operation.get("parameters", [])}
+    for media in operation.get("requestBody", {"content": {}})["content"].values():
+        values.update(media["example"])
+    if "x-query-string" in operation:
+        values.update(json.JSONDecoder().raw_decode(operation["x-query-string"]["example"])[0])
+    return Operation("", path, operation).request(values)
 
 
 def example_answer(operation):

@@ -86,7 +86,7 @@ class Key:
 class Operation:
     """A method of a path: `path` is relative to the server's, without a slash in front."""
 
-    def __init__(self, description, method, path, entry):
+    def __init__(self, method, path, entry):
         self.method, self.path, self.entry = method, path, entry
         self.keys = [Key("query", one["name"], one["schema"], one["required"], one["x-lookup"])
                      for one in entry.get("parameters", [])]
@@ -97,7 +97,7 @@ class Operation:
         if "x-query-string" in entry:
             self.add_body("json-query", entry["x-query-string"]["schema"])
             self.json_required = entry["x-query-string"]["required"]
-        self.success = description.success_of(entry)
+        self.success = success_of(entry)
 
     def add_body(self, place, schema):
         for name, one in schema["properties"].items():
@@ -167,6 +167,17 @@ class Operation:
         raise Wrong(f"{self}: a value contains another key's name, and the switch would misread it: {listed(pieces.values())}")
 
 
+def success_of(entry):
+    """{member: the operand that it shows} of the data of a success."""
+    schema = entry["responses"]["200"]["content"]["application/json"]["schema"]
+    for one in [schema, *schema.get("oneOf", [])]:
+        for name, data in one.get("properties", {}).items():
+            if name != "resp":
+                members = data["properties"].items()
+                return {member: part.get("x-source", {}).get("operand") for member, part in members}
+    return {}
+
+
 def is_loose(key):
     return key.lookup == "loose" or key.place == "form"
 
@@ -219,7 +230,7 @@ class Description:
     def operation(self, method, path):
         path = path.strip("/")
         if (method, path) in self.operations:
-            return Operation(self, method, path, self.operations[method, path])
+            return Operation(method, path, self.operations[method, path])
         methods = [one for one, name in self.operations if name == path]
         if methods:
             raise Wrong(f"there is no {method} {path}, but {' and '.join(methods)}")
@@ -231,16 +242,6 @@ class Description:
         operation = self.operation(method, path)
         first = operation.path.replace("next", "first")
         return Walk(operation, first if first != operation.path and (method, first) in self.operations else None)
-
-    def success_of(self, entry):
-        """{member: the operand that it shows} of the data of a success."""
-        schema = entry["responses"]["200"]["content"]["application/json"]["schema"]
-        for one in [schema, *schema.get("oneOf", [])]:
-            for name, data in one.get("properties", {}).items():
-                if name != "resp":
-                    members = data["properties"].items()
-                    return {member: part.get("x-source", {}).get("operand") for member, part in members}
-        return {}
 
 
 @functools.lru_cache(maxsize=None)
