@@ -56,6 +56,7 @@ pids=()
 atEnd()
 {
     endings+=("$(printf '%q ' "$@")")
+    [ ! -d "${run-}" ] || echo "${endings[-1]}" >>"$run/endings" # for removeLeft
 }
 
 # finish STATUS: cleans up and ends the script. It ignores further signals, so it cleans up completely.
@@ -79,11 +80,41 @@ trap 'finish 143' TERM
 # sockets and a library for LD_PRELOAD lie in it.
 scratch()
 {
-    run=${TMPDIR:-/tmp}
-    [[ $run =~ ^[[:alnum:]_./-]{1,40}$ ]] || run=/tmp
-    run+=/switching-$SRANDOM
+    run=$(scratchParent)/switching-$SRANDOM
     atEnd rm -rf "$run"
     mkdir -m 700 "$run"
+    echo "$$ $(startOf $$) ${0##*/}" >"$run/owner"
+}
+
+scratchParent()
+{
+    local parent=${TMPDIR:-/tmp}
+    [[ $parent =~ ^[[:alnum:]_./-]{1,40}$ ]] || parent=/tmp
+    echo "$parent"
+}
+
+# startOf PROCESS: prints when it started, so that another process with the same number is not taken for it.
+startOf() { sed 's/.*) //' "/proc/$1/stat" 2>/dev/null | cut -d' ' -f20; }
+
+# removeLeft: ends and removes what scripts of this user left that were killed with SIGKILL, and says so.
+removeLeft()
+{
+    local directory process start name command
+    for directory in "$(scratchParent)"/switching-*; do
+        [ -O "$directory" ] && [ ! -L "$directory" ] && read -r process start name 2>/dev/null <"$directory/owner" || continue
+        [ "$(startOf "$process")" != "$start" ] || continue
+        echo "$name (process $process) was killed and could not clean up. Ending what it left:" >&2
+        for process in $(grep -lszFx "SWITCHING_SCRIPT=$directory" /proc/[0-9]*/environ | cut -d/ -f3); do
+            echo "  process $process: $(tr '\0' ' ' <"/proc/$process/cmdline")" >&2
+            kill "$process" 2>/dev/null || true
+            timeout 5 tail -f -s 0.05 --pid="$process" /dev/null || kill -KILL "$process" 2>/dev/null || true
+        done
+        while read -r command; do
+            [[ $command != ip\ * ]] || echo "  $command" >&2
+            eval "$command" || true
+        done < <(tac "$directory/endings" 2>/dev/null)
+        rm -rf "$directory"
+    done
 }
 
 # Processes
@@ -92,7 +123,7 @@ scratch()
 # processes that it has started.
 launch()
 {
-    setsid "$@" <&0 &
+    SWITCHING_SCRIPT=${run-} setsid "$@" <&0 & # for removeLeft
     pids+=($!)
 }
 

@@ -51,11 +51,11 @@ class VirtualSwitch(Switch):
 
     def __init__(self, build, run):
         super().__init__(build, *(argument for port in PORTS for argument in ("--plug", f"{port}=unix:{run}/v{port}")))
-        self.run = run
+        self.sockets = run
 
     def __enter__(self):
         super().__enter__()
-        self.hosts = Hosts(lambda port: f"{self.run}/v{port}", ">I")
+        self.hosts = Hosts(lambda port: f"{self.sockets}/v{port}", ">I")
         return self
 
     def settle(self):
@@ -78,10 +78,11 @@ class VirtualSwitch(Switch):
 
 
 class OpenVSwitch:
-    """Runs inside a `with`; all its files are in the directory `run`."""
+    """Runs inside a `with`; all its files are in the directory `run`. Its ports are sockets, or TAP interfaces with the
+    names `taps`."""
 
-    def __init__(self, run, settings=""):
-        self.run, self.settings, self.processes = run, settings, []
+    def __init__(self, run, settings="", taps=()):
+        self.run, self.settings, self.taps, self.processes = run, settings, taps, []
 
     def __enter__(self):
         try:
@@ -104,14 +105,19 @@ class OpenVSwitch:
         self.start("ovsdb-server", run + "/conf.db", f"--remote=punix:{run}/db", f"--unixctl={run}/dbctl", wait=run + "/db")
         self.vsctl = ["ovs-vsctl", f"--db={database}"]
         self.call(*self.vsctl, "--no-wait", "init")
-        self.start("ovs-vswitchd", database, "--enable-dummy=override", "--disable-system", f"--unixctl={run}/ctl",
-                   wait=run + "/ctl")
-        words = ["add-br", "br0", "--", "set", "Bridge", "br0", "datapath_type=dummy", "fail_mode=standalone"]
+        self.start("ovs-vswitchd", database, *([] if self.taps else ["--enable-dummy=override"]), "--disable-system",
+                   f"--unixctl={run}/ctl", wait=run + "/ctl")
+        words = ["add-br", "br0", "--", "set", "Bridge", "br0", "fail_mode=standalone",
+                 "datapath_type=" + ("netdev" if self.taps else "dummy")]
         words += ["--", "set", "Open_vSwitch", ".", settings] if settings else []
-        for port in PORTS:
+        for tap in self.taps:
+            words += ["--", "add-port", "br0", tap, "--", "set", "Interface", tap, "type=tap"]
+        for port in () if self.taps else PORTS:
             words += ["--", "add-port", "br0", f"p{port}", "--", "set", "Interface", f"p{port}", "type=dummy",
                       f"options:pstream=punix:{run}/o{port}"]
         self.call(*self.vsctl, *words)
+        if self.taps:
+            return
         self.hosts = Hosts(lambda port: f"{run}/o{port}", ">H")
         self.control = socket.socket(socket.AF_UNIX)
         self.control.connect(run + "/ctl")

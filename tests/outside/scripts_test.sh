@@ -6,11 +6,11 @@ cd "$root"
 scratch
 export TMPDIR=$run
 bad=0
-complain() { echo "$*"; bad=1; }
+complain() { head -c 1000 <<<"$*"; bad=1; }
 
-# Every script that can be started: --help, and a directory that is no build, or too many arguments. Modules that may be
+# Every script that can be started (command.sh is a CGI program): --help, and a directory that is no build, or too many arguments. Modules that may be
 # missing are missing: -S hides Debian's packages.
-mapfile -t scripts < <(find . -name 'build*' -prune -o -name node_modules -prune -o -name '*.[sp][hy]' -perm -100 -printf '%P\n' | sort)
+mapfile -t scripts < <(find . -name 'build*' -prune -o -name node_modules -prune -o -name command.sh -o -name '*.[sp][hy]' -perm -100 -printf '%P\n' | sort)
 [ ${#scripts[@]} -gt 20 ] || complain "only ${#scripts[@]} scripts are found"
 command_of() { case $1 in *.py) echo "python3 -S ./$1" ;; *) echo "./$1" ;; esac; }
 for script in "${scripts[@]}"; do
@@ -68,6 +68,29 @@ for signals in "0.05 TERM" "0.4 HUP" "1.5 HUP TERM HUP" "3 TERM TERM TERM TERM";
     [ ! "$(pgrep -f "$run/tmp")" ] || complain "$signals: processes are left: $(pgrep -af "$run/tmp")"
     rm -rf "$run/tmp"
 done
+# After SIGKILL, the next start ends and removes what was left.
+mkdir "$run/tmp"
+serve() { TMPDIR=$run/tmp launch ./serve.sh --own-files --build "$build" --port "$port" >"$run/out" 2>&1; }
+serves() { for ((try = 0; try < 400; try++)); do ! grep -q Ctrl-C "$run/out" || return 0; sleep 0.05; done; return 1; }
+serve && serves && kill -KILL "${pids[-1]}" && serve
+serves && grep -q 'serve.sh .* was killed' "$run/out" || complain "after SIGKILL, serve.sh does not serve: $(cat "$run/out")"
+[ "$(pgrep -cf "$run/tmp.*lighttpd.conf")" = 1 ] || complain "after SIGKILL, a web server is left"
+kill "${pids[-1]}"
+wait "${pids[-1]}" || true
+[ ! "$(ls -A "$run/tmp")" ] || complain "after SIGKILL and a new start, there is left $(find "$run/tmp")"
+rm -rf "$run/tmp"
+
+# install.sh waits for another apt.
+if [ "$(id -u)" = 0 ]; then
+    mkdir "$run/apt"
+    printf '#!/bin/sh\necho "$1" >>%q/calls\n[ "$(wc -l <%q/calls)" -gt 3 ] || { echo "E: Could not get lock /x"; exit 100; }\n' \
+        "$run/apt" "$run/apt" >"$run/apt/apt-get"
+    printf '#!/bin/sh\n' >"$run/apt/sleep"
+    chmod 755 "$run"/apt/*
+    PATH=$run/apt:$PATH timeout 60 tools/install.sh none >"$run/out" 2>&1 || complain "install.sh: $(cat "$run/out")"
+    [ "$(xargs <"$run/apt/calls")" = "update update update update install" ] || complain "install.sh: $(cat "$run/apt/calls" "$run/out")"
+fi
+
 # What other users of the machine must not get at: the token in a command's arguments, and the trace without a session.
 mkdir "$run/tmp" "$run/bin"
 printf '#!/bin/sh\necho "$@" >>%q\nexec %q "$@"\n' "$run/arguments" "$(command -v curl)" >"$run/bin/curl"

@@ -689,7 +689,7 @@ TEST_F(Plug, pluggedAndUnpluggedAtRunTime)
     EXPECT_NE(access(path(6).c_str(), F_OK), 0);
     startSwitch(); /* without plugs, as with serve.sh */
     play("POST vlan/create?vlanNum=10\nplug 1=unix:" + path(1));
-    EXPECT_EQ(send("GET", "vlan/static-vlan-entries"), success("\"vlan\":{\"val\":1}")); /* the first plug has reset it */
+    EXPECT_EQ(send("GET", "vlan/static-vlan-entries"), success("\"vlan\":{\"val\":1}")); /* it was reset */
     connectHost(1);
     command("settle");
     EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=1"), success("\"bridge\":{\"portState\":5}"));

@@ -258,7 +258,7 @@ TEST_F(SpanningTree, followsTheRootBehindAPort)
         stp root 3 20000 61440 02:00:00:00:00:0B | the switch stays root
         stp root 3 20000 4096 01:00:00:00:00:0B | not the address of another bridge
         stp root 3 20000 4096 | say: stp root PORT
-        stp root 3 20000 4096 02:00:00:00:00:0B
+        stp root 3 20000 12288 02:00:00:00:00:0B
         stp root 5 200 4096 02:00:00:00:00:0B
         stp root 6 1 8192 02:00:00:00:00:0C
         GET bridge/dot1d-stp-root-port | "rootPort":5

@@ -367,7 +367,8 @@ TEST_F(Property, aVlanThatEndsLeavesNothing)
                 ASSERT_FALSE(leftOver) << name << " answers " << left[i];
             }
         for (uint32_t port : ports) {
-            Numbers mode = ask("VoiceVlanPortAdminModeGet", {{port, ""}}), id = ask("VoiceVlanPortVlanIdGet", {{port, ""}});
+            Numbers mode = ask("VoiceVlanPortAdminModeGet", {{port, ""}});
+            Numbers id = ask("VoiceVlanPortVlanIdGet", {{port, ""}});
             EXPECT_TRUE(mode.empty() || mode[0] != VOICE_VLAN || id[0]) << "voice VLAN without a VLAN";
         }
     });
@@ -420,7 +421,8 @@ static void expectAgreement()
         inVlans += ask("FdbVlanDynamicEntriesGet", {{vlan, ""}})[0];
     for (uint32_t port = nextInterface(0); port; port = nextInterface(port)) {
         onPorts += ask("FdbIntfDynamicEntriesGet", {{port, ""}})[0];
-        Numbers member = ask("VlanVIDListGet", {{port, ""}}), tagged = ask("Dot1qSwPortTaggedVlanListGet", {{port, ""}}),
+        Numbers member = ask("VlanVIDListGet", {{port, ""}});
+        Numbers tagged = ask("Dot1qSwPortTaggedVlanListGet", {{port, ""}}),
                 untagged = ask("Dot1qSwPortUntaggedVlanListGet", {{port, ""}});
         member.pop_back(); /* the count */
         EXPECT_EQ(member.size(), tagged.size() + untagged.size()) << "port " << port;

@@ -7,8 +7,8 @@
 #include <string>
 
 /*
- * Returns a listening socket at `path`, or -1: then *wrong says why. It replaces a socket that no process listens on; it
- * does not replace one that is in use, or anything else.
+ * Returns a listening socket at `path`, or -1: then *wrong says why. It replaces a socket that no process listens on;
+ * it does not replace one that is in use, or anything else.
  */
 int listenOn(const char *path, std::string *wrong);
 

@@ -295,10 +295,9 @@ static Fate end(const char *what)
 /* The group addresses that no bridge forwards. */
 static Fate endReserved(uint64_t group)
 {
-    static const struct { uint32_t last; const char *name; } names[] = {
+    static const std::map<uint64_t, const char *> names = {
         {0x0, "spanning tree"}, {0x1, "PAUSE"}, {0x2, "LACP"}, {0x3, "EAPOL"}, {0xE, "LLDP"}};
-    auto found = std::find_if(std::begin(names), std::end(names), [=](auto &known) { return known.last == (group & 0xF); });
-    return end(found == std::end(names) ? macText(group).c_str() : found->name);
+    return end(valueIn(names, group & 0xF, macText(group).c_str()));
 }
 
 /* The whole way of a frame. */

@@ -85,12 +85,15 @@ void registerFrames()
 {
     static const Command commands[] = {
         {.group = FRAME_COMMANDS, .name = "plug", .usage = "PORT=tap:NAME|PORT=unix:PATH", .fewest = 1, .most = 1,
-         .help = "as the option --plug does\nThe first plug resets the switch: its traffic is real from then on.", .run = plug},
+         .help = "as the option --plug does\nThe first plug resets the switch: its traffic is real from then on.",
+         .run = plug},
         {.group = FRAME_COMMANDS, .name = "unplug", .usage = "PORT", .fewest = 1, .most = 1,
-         .help = "disconnect the port's host; remove the socket, or the interface that \"plug\" created", .run = unplug},
+         .help = "disconnect the port's host; remove the socket, or the interface that \"plug\" created",
+         .run = unplug},
         {.group = FRAME_COMMANDS, .name = "settle", .usage = "", .fewest = 0, .most = 0,
          .help = "return when all that hosts have done by now was handled: those that have connected or\n"
-                 "disconnected, links, and frames (of a TAP interface: the 1024 that its queue can hold)", .run = settle},
+                 "disconnected, links, and frames (of a TAP interface: the 1024 that its queue can hold)",
+         .run = settle},
         {.group = FRAME_COMMANDS, .name = "capture", .usage = "PORT [FILE]", .fewest = 1, .most = 2,
          .help = "write the port's frames to FILE, for tcpdump and Wireshark, until \"capture stop [PORT]\"\n"
                  "without FILE: to standard output, until it is closed", .run = capture},

@@ -7,8 +7,8 @@
 #include <string>
 
 /*
- * Opens the interface; creates it if it is missing: then it lasts until it is closed. Reads and writes of the descriptor
- * are frames, and do not block. -1: *wrong says why.
+ * Opens the interface; creates it if it is missing: then it lasts until it is closed. Each read or write of the
+ * descriptor is one frame, and does not block. -1: *wrong says why.
  */
 int openInterface(const std::string &name, std::string *wrong);
 

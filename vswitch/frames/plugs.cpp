@@ -3,8 +3,8 @@
  *
  * No host can make the others wait: a turn reads at most TURN_BYTES from a socket or TURN_FRAMES from an interface, and
  * a socket's queue holds at most QUEUE_BYTES. A port that the switch has shut has no carrier: an interface shows it to
- * its host; a socket's host is disconnected, and cannot connect until the port is up again. An interface that is deleted
- * (with its network namespace, say) is taken again when there is one of that name.
+ * its host; a socket's host is disconnected, and cannot connect until the port is up again. An interface that is
+ * deleted (with its network namespace, say) is taken again when there is one of that name.
  */
 #include "vswitch/frames/plugs.h"
 

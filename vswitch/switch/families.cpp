@@ -131,7 +131,8 @@ static void skipRounds(uint64_t end, uint64_t round, bool exact)
     std::vector<uint64_t> first = growth(values, &before);
     advanceTo(reached + round);
     std::vector<uint64_t> second = growth(values, &before);
-    uint64_t until = exact ? std::min(end, nextOtherEvent(ports)) : end, rounds = (std::max(reached, until) - reached) / round;
+    uint64_t until = exact ? std::min(end, nextOtherEvent(ports)) : end;
+    uint64_t rounds = (std::max(reached, until) - reached) / round;
     auto reopenings = std::count(second.begin(), second.begin() + (ptrdiff_t)ports.size(), round);
     if (!rounds || (exact && (first != second || reopenings != (ptrdiff_t)ports.size())))
         return;
