@@ -83,7 +83,8 @@ uint64_t nextStationEvent();
 /*
  * For bringUpToNow(): counters and times that grow evenly while loop protection shuts ports and reopens them again and
  * again. All these ports take the same time for a round: loopRoundSeconds(), 0 when there are none.
- * collectLoopValues() returns the ports; its first values are when each reopens. nextOtherEvent() is the next event of a station on another port.
+ * collectLoopValues() returns the ports; its first values are when each reopens. nextOtherEvent() is the next event of
+ * a station on another port.
  */
 using Values = std::vector<uint64_t *>;
 uint64_t loopRoundSeconds();

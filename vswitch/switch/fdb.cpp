@@ -236,7 +236,8 @@ static void registerBridgeView()
         const FdbEntry *entry = entryOf(address);
         return entry ? store(bridgeStatus(entry->type), status) : OPEN_FAILED;
     });
-    ASK(rpcclt_openapiDot1dTpLearnedEntryDiscardsGet, [](uint32_t *count) { return store((uint32_t)fdbBadAdds(), count); });
+    ASK(rpcclt_openapiDot1dTpLearnedEntryDiscardsGet,
+        [](uint32_t *count) { return store((uint32_t)fdbBadAdds(), count); });
 }
 
 static void registerDatabases()

@@ -2,8 +2,8 @@
  * ports.cpp - which ports and link aggregation groups (LAGs) are up, and how many frames do they carry?
  *
  * At start the lower half of the ports has a link, but at least four ports; the LAGs have none. Ports 1 and 2 lead to
- * switches, the others to stations; the command `neighbour` adds switches. All this is simulated; once ports have plugs,
- * the link is that of the real hosts.
+ * switches, the others to stations; the command `neighbour` adds switches. All this is simulated; once ports have
+ * plugs, the link is that of the real hosts.
  */
 #include <algorithm>
 #include <vector>

@@ -39,7 +39,7 @@ struct ProtocolState {
     bool enabled;
     PortSet ports; /* that it is enabled on */
     std::map<uint32_t, Session> sessions;
-    std::map<uint32_t, Counters> counted, inTotal; /* by port; inTotal adds up to the total, which is cleared separately */
+    std::map<uint32_t, Counters> counted, inTotal; /* by port; cleared separately: inTotal adds up to the total */
 };
 
 static ProtocolState states[REGISTRATION_PROTOCOLS];
