@@ -13,6 +13,7 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tools"))
+from arguments import build_with, parser  # noqa: E402
 from switch import Resident, scgi  # noqa: E402
 
 PATH = "/api/v2/switching/bridge/"
@@ -105,9 +106,13 @@ def judged(value, limit):
 
 
 def main():
-    if len(sys.argv) not in (4, 5):
-        sys.exit(__doc__)
-    build, token, rounds = sys.argv[1], sys.argv[2], int(sys.argv[3])
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with("switching_v2.cgi", "resident_floor"))
+    arguments.add_argument("token", metavar="TOKEN")
+    arguments.add_argument("rounds", metavar="ROUNDS", type=int)
+    arguments.add_argument("rates", metavar="RATES", nargs="?")
+    options = arguments.parse_args()
+    build, token, rounds = options.build, options.token, options.rounds
     environment = {"OPENCLT_SOCKET": os.environ["OPENCLT_SOCKET"], "LD_LIBRARY_PATH": build + "/lib"}
     program = build + "/switching_v2.cgi"
     session = {"HTTP_SESSION": token}
@@ -147,8 +152,8 @@ def main():
     print(f"\nThe resident floor: {median['resident floor']:.1f} µs. Medians of {rounds} rounds; a resident value is the mean of {BATCH}.")
     print(f"Memory (PSS): a parent and 8 workers {idle} KiB idle, {busy} KiB after 10,000 requests;",
           f"{CGI_PROCESSES} CGI processes {cgi} KiB.")
-    if len(sys.argv) == 5:
-        plain, stays = rates(sys.argv[4], "plain"), rates(sys.argv[4], "resident")
+    if options.rates:
+        plain, stays = rates(options.rates, "plain"), rates(options.rates, "resident")
         ratio = statistics.median(one / other for one, other in zip(stays, plain))
         print(f"Requests/s through lighttpd: CGI {statistics.median(plain):.0f}, resident {statistics.median(stays):.0f};",
               f"ratio {judged(ratio, '≥ 8')}.")

@@ -80,8 +80,6 @@ def same(what, request, results):
 
 
 def main():
-    if not 2 <= len(sys.argv) <= 4:
-        sys.exit(__doc__)
     arguments = parser(__doc__)
     arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
     arguments.add_argument("seconds", metavar="SECONDS", nargs="?", type=float, default=60)

@@ -14,6 +14,7 @@ from collections import defaultdict
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE + "/../proof", HERE + "/../../tools"]
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from described import described_operations  # noqa: E402
 from description import load, set_scene  # noqa: E402
 from switch import Switch  # noqa: E402
@@ -115,9 +116,9 @@ def read_never():
 
 
 def main():
-    if len(sys.argv) != 2:
-        sys.exit(__doc__)
-    build, description, wrong = sys.argv[1], load(), []
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
+    build, description, wrong = arguments.parse_args().build, load(), []
     operations = [one for one in described_operations(description) if one.calls]
     with Switch(build) as switch:
         collector = Collector(switch, operations, read_meanings(build))
