@@ -10,10 +10,11 @@
 #                       when those in /tmp belong to another user
 #   --hosts N           as root: plug network namespaces h1 to hN into ports 1 to N, and serve through the management
 #                       port as well; the switch then has no other traffic
-#   --sockets N         ports 1 to N are sockets to which programs connect as hosts; the switch then has no other traffic
-#   --json              print one line of JSON and nothing else when it serves: port, base, tokens (admin, writer, reader),
-#                       socket (for vswitch COMMAND), trace, sockets, files (the directory of session, log and log
-#                       level). It then also ends when its standard input is a pipe that ends
+#   --sockets N         ports 1 to N are sockets to which programs connect as hosts; the switch then has no other
+#                       traffic
+#   --json              print one line of JSON and nothing else when it serves: port, base, tokens (admin, writer,
+#                       reader), socket (for vswitch COMMAND), trace, sockets, files (the directory of session, log and
+#                       log level). It then also ends when its standard input is a pipe that ends
 #   --resident          the program stays and serves by SCGI, instead of a process for each request
 #   --build DIR         serve what was built there; install and build nothing
 . "$(dirname "$0")/tools/script.sh"
@@ -95,7 +96,7 @@ startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload
 
 base=http://127.0.0.1:$port/api/v2/switching
 description=$(sed -n 's|.*"/console/openapi.json" => "\([^"]*\)".*|\1|p' "$build/switching_console.conf")
-sed "s|\"url\": \"/api/v2/switching\"|\"url\": \"$base\"|" "$description" >"$run/openapi.json" # what clients import works as it is
+sed "s|\"url\": \"/api/v2/switching\"|\"url\": \"$base\"|" "$description" >"$run/openapi.json" # ready to import
 if [ "$json" ]; then
     jsonLine
     waitForEnd

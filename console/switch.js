@@ -33,7 +33,7 @@ export function openSwitch(report) {
   openVlans(report, showChange);
   openAddresses();
   openCommands(() => chosen);
-  $('readNow').addEventListener('click', () => { hasEnded = false; readAddressesSoon(); readSetupSoon(); run(); });
+  $('readNow').addEventListener('click', readAll);
   addEventListener('written', readSetupSoon);
   addEventListener('visibilitychange', () => document.hidden ? stop() : run());
   setInterval(showAge, 1000);
@@ -64,6 +64,14 @@ function stop() {
 function readSetupSoon() {
   wantsSetup = true;
   wake();
+}
+
+function readAll() {
+  hasEnded = false;
+  looks = 0;
+  readAddressesSoon();
+  readSetupSoon();
+  run();
 }
 
 const pause = milliseconds => new Promise(resolve => {

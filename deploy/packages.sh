@@ -2,7 +2,7 @@
 # packages.sh [test] [ARCHITECTURE...] - builds the Debian packages into build-packages, by default for this machine's
 # architecture and arm64: switching-v2 (the program, its configuration for lighttpd, the description of the interface)
 # and switching-vswitch (the virtual switch, its replacements for a switch's libraries, the console, and serve.sh as the
-# command switching-serve), and for each a package with its symbols (-dbgsym). Installs what it needs.
+# command switching-serve), python3-switching (the Python client), and for each of the first two a package with its symbols (-dbgsym). Installs what it needs.
 #
 #   test   then checks the packages with lintian, and installs, uses and removes them in a fresh root: as root only
 . "$(dirname "$0")/../tools/script.sh"
@@ -106,7 +106,7 @@ packages()
     mv "$program/usr/share/switching/switching_v2_resident.conf" "$program$available-resident.conf"
     mkdir -p "$program/DEBIAN"
     enabled=/etc/lighttpd/conf-enabled/50-switching-v2
-    reload="if [ -x /usr/sbin/invoke-rc.d ]; then invoke-rc.d --quiet lighttpd reload || true; fi"
+    reload="invoke-rc.d --quiet lighttpd reload || true"
     # A running web server takes the new configuration, and starts the resident program anew: also (by the trigger) when
     # the switch's libraries have changed.
     printf '#!/bin/sh\nset -e\nif [ "$1" != configure ] && [ "$1" != triggered ]; then exit 0; fi\nif [ -e %s ] || [ -e %s ]; then\n    %s\nfi\n' \
@@ -142,6 +142,7 @@ packages()
     ln -s "$available-resident.conf" "$libraries/switching_v2_resident.conf"
     install -m 755 serve.sh "$shared"
     install -D -m 644 -t "$shared/tools" "${sourced[@]}"
+    chmod 755 "$shared/tools/command.sh"
     install -D -m 644 -t "$shared/console" console/*
     install -m 644 api/openapi.json "$shared"
     sed "s|@SWITCHING_API_PATH@|/usr/share/switching-vswitch/openapi.json|; s|@SWITCHING_CONSOLE_DIR@|/usr/share/switching-vswitch/console|" \
@@ -161,7 +162,33 @@ packages()
     packSymbols switching-vswitch "$architecture" "$tools" "$build/vswitch" "$build"/lib/lib{openclt,proc_libs}.so
 }
 
-need g++ cmake make libcjson-dev git gzip
+# pythonClient: makes the package of the Python client, which is the same for all architectures.
+pythonClient()
+{
+    local client=$out/python3-switching python
+    python=$client/usr/lib/python3/dist-packages
+    rm -rf "$client"
+    umask 022
+    install -D -m 644 -t "$python/switching" client/python/switching/*.py api/openapi.json
+    mkdir -p "$python/switching-$version.dist-info" "$client/usr/bin" "$client/usr/share/bash-completion/completions"
+    printf 'Metadata-Version: 2.1\nName: switching\nVersion: %s\n' "$version" >"$python/switching-$version.dist-info/METADATA"
+    printf '[pytest11]\nswitching = switching.fixtures\n' >"$python/switching-$version.dist-info/entry_points.txt"
+    printf '#!/bin/sh\nexec /usr/bin/python3 -m switching "$@"\n' >"$client/usr/bin/switching"
+    chmod 755 "$client/usr/bin/switching"
+    PYTHONPATH=client/python python3 -B -m switching completion >"$client/usr/share/bash-completion/completions/switching"
+    manual switching.1 "$client"
+    mkdir -p "$client/DEBIAN"
+    printf '#!/bin/sh\nset -e\npy3compile -p python3-switching\n' >"$client/DEBIAN/postinst"
+    printf '#!/bin/sh\nset -e\npy3clean -p python3-switching\n' >"$client/DEBIAN/prerm"
+    chmod 755 "$client/DEBIAN"/p*
+    pack python3-switching all "$client" "python3 (>= 3.9)" switching-vswitch \
+"client for the REST interface of switching-v2
+ Requests from Python and from the command line, checked against the
+ description of the interface, and pytest fixtures that start a virtual switch
+ for tests."
+}
+
+need g++ cmake make libcjson-dev git gzip python3
 case " ${architectures[*]} " in *" arm64 "*) [ "$native" = arm64 ] || need g++-aarch64-linux-gnu libcjson-dev:arm64 ;; esac
 mkdir -p "$out"
 rm -f "$out"/*.deb
@@ -172,5 +199,6 @@ for architecture in "${architectures[@]}"; do
         packages "$architecture" -DCMAKE_TOOLCHAIN_FILE="$root/deploy/aarch64.cmake"
     fi
 done
+pythonClient
 [ "$test" ] || exit 0
 deploy/packages_test.sh

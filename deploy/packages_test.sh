@@ -21,7 +21,7 @@ attend debootstrap --variant=minbase "$VERSION_CODENAME" "$fresh" "$mirror" >"$r
 for file in /etc/apt/sources.list /etc/apt/sources.list.d /etc/apt/apt.conf.d /etc/apt/auth.conf.d /etc/resolv.conf; do
     [ ! -e $file ] || cp -rL $file "$fresh${file%/*}"
 done
-cp build-packages/*_"$(dpkg --print-architecture)".deb "$fresh/opt"
+cp build-packages/*_{"$(dpkg --print-architecture)",all}.deb "$fresh/opt"
 printf '#!/bin/sh\nexit 101\n' >"$fresh/usr/sbin/policy-rc.d"
 chmod 755 "$fresh/usr/sbin/policy-rc.d"
 inRoot=(unshare --mount --pid --fork --kill-child "--mount-proc=$fresh/proc" chroot)
@@ -59,6 +59,11 @@ kill -TERM "$(cat "/proc/$!/task/$!/children")"
 wait "$!" || true
 [ ! "$(ls -A "$fresh/tmp" | grep -v '^zt731.log$\|^devmgr_log_level$')" ] || fail "switching-serve left $(ls -A "$fresh/tmp")"
 echo "switching-serve: answered, and left nothing"
+client='from switching import Switch
+with Switch.serve() as switch: print(switch.get("vlan/next-vlan", vid=0))'
+await "{'nextVid': 1}" "${inRoot[@]}" --userspec=games:games "$fresh" python3 -c "$client"
+await vlan/next-vlan "${inRoot[@]}" "$fresh" switching paths vlan/next
+echo "python3-switching: served, answered"
 
 # With lighttpd as Debian configures it: that sets server.http-parseopts, which changes queries.
 rm -rf "$fresh"/tmp/*
@@ -108,7 +113,7 @@ debianServes
 echo "Debian's lighttpd with the resident program: answered as well"
 stopProcesses
 
-within apt-get purge -y -qq switching-v2 switching-vswitch switching-v2-dbgsym switching-vswitch-dbgsym
+within apt-get purge -y -qq python3-switching switching-v2 switching-vswitch switching-v2-dbgsym switching-vswitch-dbgsym
 rm "$fresh"/opt/*.deb
 left=$(cd "$fresh" && find etc usr var/lib opt -path var/lib/dpkg -prune -o -path var/lib/apt -prune -o -print | grep -i switching || true)
 [ ! "$left" ] || fail "removing left: $left"

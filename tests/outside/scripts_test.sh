@@ -6,11 +6,11 @@ cd "$root"
 scratch
 export TMPDIR=$run
 bad=0
-complain() { echo "$*"; bad=1; }
+complain() { head -c 1000 <<<"$*"; bad=1; }
 
-# Every script that can be started: --help, and a directory that is no build, or too many arguments. Modules that may be
+# Every script that can be started (command.sh is a CGI program): --help, and a directory that is no build, or too many arguments. Modules that may be
 # missing are missing: -S hides Debian's packages.
-mapfile -t scripts < <(find . -name 'build*' -prune -o -name node_modules -prune -o -name '*.[sp][hy]' -perm -100 -printf '%P\n' | sort)
+mapfile -t scripts < <(find . -name 'build*' -prune -o -name node_modules -prune -o -name command.sh -o -name '*.[sp][hy]' -perm -100 -printf '%P\n' | sort)
 [ ${#scripts[@]} -gt 20 ] || complain "only ${#scripts[@]} scripts are found"
 command_of() { case $1 in *.py) echo "python3 -S ./$1" ;; *) echo "./$1" ;; esac; }
 for script in "${scripts[@]}"; do

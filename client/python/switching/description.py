@@ -1,4 +1,4 @@
-"""description.py - what openapi.json says about a request: where each key goes, which values it takes, how a walk goes on."""
+"""description.py - what openapi.json says about a request: where each key goes, its values, how a walk goes on."""
 import difflib
 import functools
 import itertools
@@ -52,7 +52,8 @@ class Key:
     def text(self, value):
         words = self.schema.get("enum")
         if words:
-            if value in self.schema.get("x-codes", words) or self.schema.get("x-number-too") and str(value).isdigit():
+            number = self.schema.get("x-number-too") and str(value).isdigit()
+            if number or value in self.schema.get("x-codes", words):
                 return str(value)
             raise self.wrong(value, f"one of {listed(words)}")
         value = str(value)
@@ -153,8 +154,8 @@ class Operation:
         return self.path + ("?" + query if query else ""), body
 
     def readable(self, keys, values):
-        """The pieces of the keys in an order in which the program finds each key's own piece: a loose lookup takes the first
-        piece that contains the key anywhere. A key without a value gets its default where it would find another's."""
+        """The pieces of the keys in an order in which the program finds each key's own piece: a loose lookup takes the
+        first piece that contains the key anywhere. A key without a value gets its default if it would find another's."""
         pieces = {key: key.piece(value) for key, value in values.items()}
         for key in keys:
             if is_loose(key) and key not in pieces and any(key.name in piece for piece in pieces.values()):
@@ -163,7 +164,7 @@ class Operation:
             found = [pieces[key] for key in order]
             if all(next(one for one in found if key.name in one) == pieces[key] for key in order if is_loose(key)):
                 return found
-        raise Wrong(f"{self}: a value contains the name of another key, which the switch would take for it: {listed(pieces.values())}")
+        raise Wrong(f"{self}: a value contains another key's name, and the switch would misread it: {listed(pieces.values())}")
 
 
 def is_loose(key):
@@ -237,7 +238,8 @@ class Description:
         for one in [schema, *schema.get("oneOf", [])]:
             for name, data in one.get("properties", {}).items():
                 if name != "resp":
-                    return {member: part.get("x-source", {}).get("operand") for member, part in data["properties"].items()}
+                    members = data["properties"].items()
+                    return {member: part.get("x-source", {}).get("operand") for member, part in members}
         return {}
 
 

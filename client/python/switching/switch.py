@@ -64,10 +64,10 @@ class Switch:
     def serve(cls, build=None, role="admin", **options):
         """Serves a virtual switch until close(), or the end of the `with`. `build` is the directory of a build in a
         checkout (or SWITCHING_BUILD in the environment); without it, what is installed. The options are those of serve.sh: ports=28, sockets=2, ..."""
-        words = [f"--{name.replace('_', '-')}" for name in options]
-        command = [*serve_command(build or os.environ.get("SWITCHING_BUILD")), "--json", "--own-files", *([] if "port" in options else ["--port", "0"])]
-        for word, value in zip(words, options.values()):
-            command += [word] if value is True else [word, str(value)] if value not in (None, False) else []
+        command = [*serve_command(build or os.environ.get("SWITCHING_BUILD")), "--json", "--own-files"]
+        for name, value in {"port": 0, **options}.items():
+            if value is not None and value is not False:
+                command += [f"--{name.replace('_', '-')}", *([] if value is True else [str(value)])]
         with tempfile.TemporaryFile() as errors:
             # It ends with its standard input: also when this process is killed.
             server = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=errors)
@@ -200,7 +200,8 @@ class Switch:
         """Sends a command of the virtual switch: command("link", 3, "down"). Returns its answer."""
         if not self.control:
             raise CommandFailed("commands need a virtual switch: this Switch was made without its socket")
-        return self.control.command(*map(quoted, words), *(quoted(f"{name}={shown(value)}") for name, value in conditions.items()))
+        pairs = [f"{name}={shown(value)}" for name, value in conditions.items()]
+        return self.control.command(*map(quoted, [*words, *pairs]))
 
     @contextlib.contextmanager
     def traced(self):
