@@ -52,6 +52,7 @@ export function showSwitch() {
 }
 
 export function hideSwitch() {
+  if (isShown) reportTrouble(''); // it is about this view
   isShown = false;
   stop();
 }
