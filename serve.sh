@@ -10,10 +10,11 @@
 #                       when those in /tmp belong to another user
 #   --hosts N           as root: plug network namespaces h1 to hN into ports 1 to N, and serve through the management
 #                       port as well; the switch then has no other traffic
-#   --sockets N         ports 1 to N are sockets to which programs connect as hosts; the switch then has no other traffic
-#   --json              print one line of JSON and nothing else when it serves: port, base, tokens (admin, writer, reader),
-#                       socket (for vswitch COMMAND), trace, sockets, files (the directory of session, log and log
-#                       level). It then also ends when its standard input is a pipe that ends
+#   --sockets N         ports 1 to N are sockets to which programs connect as hosts; the switch then has no other
+#                       traffic
+#   --json              print one line of JSON and nothing else when it serves: port, base, tokens (admin, writer,
+#                       reader), socket (for vswitch COMMAND), trace, sockets, files (the directory of session, log and
+#                       log level). It then also ends when its standard input is a pipe that ends
 #   --resident          the program stays and serves by SCGI, instead of a process for each request
 #   --build DIR         serve what was built there; install and build nothing
 . "$(dirname "$0")/tools/script.sh"
@@ -88,11 +89,14 @@ for ((i = 1; i <= sockets; i++)); do switch+=(--plug "$i=unix:$run/port$i"); don
 [ "$port" != 0 ] || port=$(anyPorts)
 startSwitch switch "$build" "${switch[@]}" --trace "$run/trace"
 startWebServer "$build" "$port" "\"LD_LIBRARY_PATH\" => \"$build/lib\", $preload" \
-    "$(consoleFor "$build" "$token" "$writer" "$reader")" ||
+    "$(consoleFor "$build" "$token" "$writer" "$reader")
+\$HTTP[\"url\"] == \"/console/openapi.json\" { alias.url = (\"/console/openapi.json\" => \"$run/openapi.json\") }" ||
     fail "the web server did not start: see above. Is port $port taken? Choose another with --port."
 [ $hosts = 0 ] || serveHosts $hosts
 
 base=http://127.0.0.1:$port/api/v2/switching
+description=$(sed -n 's|.*"/console/openapi.json" => "\([^"]*\)".*|\1|p' "$build/switching_console.conf")
+sed "s|\"url\": \"/api/v2/switching\"|\"url\": \"$base\"|" "$description" >"$run/openapi.json" # ready to import
 if [ "$json" ]; then
     jsonLine
     waitForEnd
@@ -117,6 +121,8 @@ The switch serves on $base/ until you press Ctrl-C. In another terminal:
   curl -H "\$session" "\$base/bridge/dot1d-stp-port-state?port=3"
   curl -H "\$session" -X PUT -d '{"agingTime": 400}' \$base/bridge/db-dot1d-tp-aging-time
   curl -H "\$session" -d '' "\$base/vlan/create?vlanNum=10"
+
+The description, for clients and generators: http://127.0.0.1:$port/console/openapi.json
 
 What the program asks the switch:      tail -f $run/trace
 How to make the switch fail, or reset: export OPENCLT_SOCKET=$OPENCLT_SOCKET; $(printf %q "$build/vswitch") --help

@@ -51,7 +51,7 @@ tests()
     add $((all - bad - idle)) "$bad" "$idle" "$1"
 }
 
-need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3 python3-jsonschema clang llvm \
+need g++ cmake make libcjson-dev libgtest-dev libgmock-dev lighttpd curl python3 python3-jsonschema python3-pytest clang llvm \
     libclang-rt-dev
 scratch
 export TMPDIR=$run # so that files of an interrupted test are removed as well

@@ -32,10 +32,11 @@ UINT64 = {"type": "integer", "minimum": 0, "maximum": 2**64}  # as JSON numbers 
 FAILURES = {"Failure": sorted({*MAPPED.values(), 10000} - {0}), "OpenFailure": list(OPEN_CODES)}
 RAW = {"exact": "^[^&/]*$", "loose": "^[^&/]*$", "form": "^[^&]*$"}  # what a text that is not decoded can hold
 SUCCESS = {"resp": {"respCode": 0, "respMsg": "Success", "status": "success"}}
+SHORT = {"VlanId": "vlan", "VlanOrNone": "vlan", "VlanIds": "vlans"}  # values of x-means that are not the meaning's name
 VLAN_IDS = {"type": "array", "maxItems": 4096, "items": UINT16}
 
 
-meanings = {}
+meanings = {}  # of operands: (operation, operand): (name of the meaning, meaning)
 
 
 def directory(endpoint):
@@ -49,13 +50,17 @@ def identity(endpoint):
 # What numbers mean
 
 def read_meanings(build):
-    """What numbers mean to the virtual switch, by operation and operand."""
+    """What numbers and texts mean to the virtual switch, by operation and operand."""
     output = subprocess.run([build + "/vswitch", "operations", "--json"], check=True, capture_output=True, text=True).stdout
     table = json.loads(output)
-    says = {name: ", ".join(f"{row['value']} {row['word']}" for row in meaning["numbers"]) or meaning["about"]
-            for name, meaning in table["meanings"].items()}
-    return {(operation["name"], row["name"]): says[row["meaning"]]
+    return {(operation["name"], row["name"]): (row["meaning"], table["meanings"][row["meaning"]])
             for operation in table["operations"] for row in operation["parameters"] if "meaning" in row}
+
+
+def meaning_of(endpoint, operands):
+    """The name of the meaning of the first of these operands that has one, and the meaning. None: none has."""
+    found = [meanings[call, operand] for operand in operands for call in endpoint["calls"] if (call, operand) in meanings]
+    return found[0] if found else None
 
 
 def with_meaning(endpoint, operand, text, kind):
@@ -63,10 +68,20 @@ def with_meaning(endpoint, operand, text, kind):
     found = re.search(r"OpEN's (code|unit|encoding|range)(?! \()", text)
     if not found or kind != "number":
         return text
-    for operation in endpoint["calls"]:
-        if (operation, operand) in meanings:
-            return f"{text[:found.end()]} (virtual switch: {meanings[operation, operand]}){text[found.end():]}"
-    raise Wrong(f"{identity(endpoint)}: the virtual switch does not say what {operand} means")
+    _name, meaning = meaning_of(endpoint, [operand]) or (None, None)
+    if not meaning:
+        raise Wrong(f"{identity(endpoint)}: the virtual switch does not say what {operand} means")
+    says = ", ".join(f"{row['value']} {row['word']}" for row in meaning["numbers"]) or meaning["about"]
+    return f"{text[:found.end()]} (virtual switch: {says}){text[found.end():]}"
+
+
+def add_meaning(endpoint, operands, schema, kind):
+    """Adds x-names or x-range to the schema of a number, or to that of the numbers in a list."""
+    _name, meaning = meaning_of(endpoint, operands) or (None, {})
+    if kind == "number" and meaning.get("numbers"):
+        schema["x-names"] = {str(row["value"]): row["word"] for row in meaning["numbers"]}
+    elif kind == "number" and "lowest" in meaning:
+        schema["x-range"] = [meaning["lowest"], meaning["highest"]]
 
 
 # Keys
@@ -128,7 +143,7 @@ def key_schema(endpoint, key, endpoints):
         if key["rule"] == "text":
             schema["maxLength"] = key["size"] - 1
         if kind == "ipv4":
-            schema.update({"format": "ipv4", "x-conversion": "ipv4"})
+            schema.update({"format": "ipv4", "default": "0.0.0.0", "x-conversion": "ipv4"})
         if key["source"] in RAW:
             schema["pattern"] = RAW[key["source"]]
         if key["nothing_refused"]:
@@ -136,6 +151,9 @@ def key_schema(endpoint, key, endpoints):
     if key["required"]:
         schema.pop("default", None)
     schema["x-operand"] = key["operands"]
+    add_meaning(endpoint, key["operands"], schema, kind)
+    if found := meaning_of(endpoint, key["operands"]):
+        schema["x-means"] = SHORT.get(found[0], found[0][0].lower() + found[0][1:])
     return schema, more
 
 
@@ -243,14 +261,20 @@ def member_schema(endpoint, fact, words):
         elif isinstance(endpoint["text_sizes"][fact["operand"]], int):
             schema["maxLength"] = fact["longest"]
     schema["x-source"] = source_of(endpoint, fact)
+    add_meaning(endpoint, [fact.get("operand")], schema, kind)
     return schema
+
+
+def summary(line):
+    """The first sentence, without its full stop."""
+    return line.split(". ")[0].rstrip(".")
 
 
 def described_member(endpoint, name, fact, words):
     _example, text = words.find(identity(endpoint), name)
     if text is None and len(endpoint["members"]) > 1:
         raise Wrong(f"{identity(endpoint)}: the member {name} lacks a text")
-    text = with_meaning(endpoint, fact.get("operand"), text or words.line(identity(endpoint)), fact["type"])
+    text = with_meaning(endpoint, fact.get("operand"), text or summary(words.line(identity(endpoint))) + ".", fact["type"])
     return {"description": text, **member_schema(endpoint, fact, words)}
 
 
@@ -260,9 +284,9 @@ def object_schema(members):
 
 
 def resp_schema(codes, message):
-    code = {"const": codes[0]} if len(codes) == 1 else {"type": "integer", "enum": codes}
-    status = {"const": "success" if codes == [0] else "fail"}
-    return object_schema({"respCode": code, "respMsg": {"const": message}, "status": status})
+    code = {"type": "integer", **({"const": codes[0]} if len(codes) == 1 else {"enum": codes})}
+    text = lambda const: {"type": "string", "const": const}
+    return object_schema({"respCode": code, "respMsg": text(message), "status": text("success" if codes == [0] else "fail")})
 
 
 def component_name(message):
@@ -313,7 +337,7 @@ def describe_answer(endpoint, words, components):
 def describe_endpoint(endpoint, endpoints, words, components):
     line = words.line(identity(endpoint))
     operation = {"operationId": f"{endpoint['method'].lower()}-{directory(endpoint).replace('/', '-')}-{endpoint['name']}",
-                 "tags": [directory(endpoint)], "summary": line.split(". ")[0].rstrip(".")}
+                 "tags": [directory(endpoint)], "summary": summary(line)}
     if ". " in line:
         operation["description"] = line
     if not endpoint["calls"]:

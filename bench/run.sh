@@ -9,10 +9,10 @@
 . "$root/tools/servers.sh"
 cd "$root"
 
-rounds=150 seconds=90 webRounds=20
+rounds=150 seconds=90 webRounds=20 residentRounds=100
 case $#-${1-} in
     0-) ;;
-    1---quick) rounds=30 seconds=30 webRounds=3 ;;
+    1---quick) rounds=30 seconds=30 webRounds=3 residentRounds=10 ;;
     *) wrong "it takes --quick or nothing" ;;
 esac
 
@@ -25,6 +25,8 @@ cc -O2 "${warnings[@]}" bench/measure.c -o "$build/measure"
 # Compiled and linked as the program is.
 cc -O2 -fPIE -pie "${warnings[@]}" -Iplatform/include bench/floor.c -o "$build/floor" -Wl,-z,lazy -Wl,-z,relro \
     -L"$build/lib" -lopenclt -lproc_libs -lcjson
+cc -O2 -fPIE -pie "${warnings[@]}" -Iplatform/include bench/resident_floor.c -o "$build/resident_floor" -Wl,-z,lazy \
+    -Wl,-z,relro -L"$build/lib" -lopenclt
 
 # The program is measured with its files in /tmp, as on a switch.
 scratch
@@ -103,16 +105,20 @@ base=http://127.0.0.1:$port
 session="Session: $token"
 declare -A url=([floor]=$base/api/v2/floor/bridge/dot1d-stp-priority
                  [plain]=$base/api/v2/switching/bridge/dot1d-stp-priority)
+resident=yes startWebServer "$build" "$(anyPorts)" "\"LD_LIBRARY_PATH\" => \"$build/lib\""
+url[resident]=http://127.0.0.1:$port/api/v2/switching/bridge/dot1d-stp-priority
 setRequest plain
-for name in floor plain; do
+for name in floor plain resident; do
     answer=$(curl -s -D - -o "$run/answer" -H "$session" "${url[$name]}")
     [ "$(tr -d ' \t\r\n' <"$run/answer")" = "${expected#*json}" ] || fail "$name answers $answer"
 done
 for ((round = 0; round < webRounds; round++)); do
-    for name in floor plain; do
+    for name in floor plain resident; do
         attend wrk -t 1 -c 4 -d 1s -H "$session" "${url[$name]}" >"$run/wrk"
         ! grep -E 'Non-2xx|Socket errors' "$run/wrk" >&2 || fail "$name was not answered"
         sed -n 's|^Requests/sec: *||p' "$run/wrk" >>"$run/rates.$name"
     done
 done
+bench/resident.py "$build" "$token" $residentRounds "$run" >"$run/resident" # after the rates: it is printed last
 bench/table.py "$run" "$load at the start, $(cut -d' ' -f1 /proc/loadavg) at the end"
+cat "$run/resident"

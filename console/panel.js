@@ -78,7 +78,9 @@ function summary() {
     counts.set(word, {letter, count: (counts.get(word)?.count ?? 0) + 1});
   }
   const states = [...counts].filter(([, {count}]) => count > 0).map(([word, {letter, count}]) =>
-    element('span', {class: 'state'}, element('i', {class: word}, letter), ` ${count} ${WORDS[word] ?? word}`));
+    element('span', {}, element('i', {class: word}, letter), ` ${count} ${WORDS[word] ?? word}`));
+  const old = portNumbers().map(port => reading('state', port)).find(({problem, value}) => problem && value !== undefined);
+  if (old) states.push(element('span', {class: 'old', title: old.problem}, `(${ageOf(old.at)} ago)`));
   const vlans = reading('vlans'), addresses = reading('addressCount'), count = valueOf('portCount');
   const cut = count > MOST_PORTS ? [element('span', {}, `the first ${MOST_PORTS} of ${number(count)} ports`)] : [];
   return [...states, ...cut,

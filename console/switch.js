@@ -33,7 +33,7 @@ export function openSwitch(report) {
   openVlans(report, showChange);
   openAddresses();
   openCommands(() => chosen);
-  $('readNow').addEventListener('click', () => { hasEnded = false; readAddressesSoon(); readSetupSoon(); run(); });
+  $('readNow').addEventListener('click', readAll);
   addEventListener('written', readSetupSoon);
   addEventListener('visibilitychange', () => document.hidden ? stop() : run());
   setInterval(showAge, 1000);
@@ -64,6 +64,14 @@ function stop() {
 function readSetupSoon() {
   wantsSetup = true;
   wake();
+}
+
+function readAll() {
+  hasEnded = false;
+  looks = 0;
+  readAddressesSoon();
+  readSetupSoon();
+  run();
 }
 
 const pause = milliseconds => new Promise(resolve => {
@@ -168,7 +176,7 @@ function showAll() {
 function showAge() {
   if (!isShown || $('switch').hasAttribute('aria-busy')) return;
   $('updates').textContent = !lookedAt ? 'Nothing was read yet.'
-    : `Read ${ageOf(lookedAt)} ago: ${lookText}.${hasEnded ? ' Reading has stopped.' : ''}`;
+    : `Last look ${ageOf(lookedAt)} ago: ${lookText}.${hasEnded ? ' Reading has stopped.' : ''}`;
 }
 
 function choose(port) {

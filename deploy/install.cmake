@@ -34,9 +34,9 @@ path_on_switch(SWITCHING_CONF_DIR ${SWITCHING_CONF_DIR})
 set(SWITCHING_CGI_PATH ${SWITCHING_CGI_DIR}/switching_v2.cgi)
 file(RPATH_REMOVE FILE "$ENV{DESTDIR}${SWITCHING_CGI_PATH}")
 install_file(deploy/switching_v2.conf.in ${SWITCHING_CONF_DIR} switching_v2.conf)
+# Not where the web server reads it by itself: it replaces the other one.
+install_file(deploy/switching_v2_resident.conf.in share/switching switching_v2_resident.conf)
 install_file(deploy/files_at_boot.sh libexec/switching files_at_boot.sh)
 install_file(deploy/switching_v2.spdx.json.in share/switching switching_v2.spdx.json)
 install_packed(api/openapi.json share/switching openapi.json)
 install_packed(deploy/man/switching_v2.cgi.8 share/man/man8 switching_v2.cgi.8)
-# Not where the web server reads it by itself: it replaces the other one.
-install_file(deploy/switching_v2_resident.conf.in share/switching switching_v2_resident.conf)

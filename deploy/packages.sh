@@ -2,7 +2,7 @@
 # packages.sh [test] [ARCHITECTURE...] - builds the Debian packages into build-packages, by default for this machine's
 # architecture and arm64: switching-v2 (the program, its configuration for lighttpd, the description of the interface)
 # and switching-vswitch (the virtual switch, its replacements for a switch's libraries, the console, and serve.sh as the
-# command switching-serve), and for each a package with its symbols (-dbgsym). Installs what it needs.
+# command switching-serve), python3-switching (the Python client), and for each of the first two a package with its symbols (-dbgsym). Installs what it needs.
 #
 #   test   then checks the packages with lintian, and installs, uses and removes them in a fresh root: as root only
 . "$(dirname "$0")/../tools/script.sh"
@@ -89,7 +89,7 @@ packSymbols()
 packages()
 {
     local architecture=$1 build=build-package-$1 program=$out/switching-v2-$1 switch=$out/switching-vswitch-$1
-    local shared libraries tools='' libc triplet=x86_64-linux-gnu enabled reload
+    local shared libraries tools='' libc triplet=x86_64-linux-gnu available enabled reload
     shift
     if [ "$architecture" = arm64 ]; then triplet=aarch64-linux-gnu; fi
     if [ "$architecture" != "$native" ]; then tools=$triplet-; fi
@@ -101,14 +101,21 @@ packages()
 
     DESTDIR=$root/$program cmake --install "$build" --strip >/dev/null
     grep -aq "switching_v2.cgi $version" "$program/usr/libexec/switching/switching_v2.cgi" || fail "the program has no version"
-    mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program/etc/lighttpd/conf-available/50-switching-v2.conf"
+    available=/etc/lighttpd/conf-available/50-switching-v2
+    mv "$program/etc/lighttpd/conf-available/switching_v2.conf" "$program$available.conf"
+    mv "$program/usr/share/switching/switching_v2_resident.conf" "$program$available-resident.conf"
     mkdir -p "$program/DEBIAN"
-    enabled=/etc/lighttpd/conf-enabled/50-switching-v2.conf
-    reload="if [ -x /usr/sbin/invoke-rc.d ]; then invoke-rc.d --quiet lighttpd reload || true; fi"
-    printf '#!/bin/sh\nset -e\nif [ "$1" = configure ] && [ -e %s ]; then\n    %s\nfi\n' $enabled "$reload" \
-        >"$program/DEBIAN/postinst" # a running web server takes the new configuration
-    printf '#!/bin/sh\nset -e\nif [ "$1" = remove ] && [ -L %s ]; then\n    rm -f %s\n    %s\nfi\n' $enabled $enabled "$reload" \
-        >"$program/DEBIAN/prerm" # without the program its configuration would stop the web server from starting
+    enabled=/etc/lighttpd/conf-enabled/50-switching-v2
+    reload="invoke-rc.d --quiet lighttpd reload || true"
+    # A running web server takes the new configuration, and starts the resident program anew: also (by the trigger) when
+    # the switch's libraries have changed.
+    printf '#!/bin/sh\nset -e\nif [ "$1" != configure ] && [ "$1" != triggered ]; then exit 0; fi\nif [ -e %s ] || [ -e %s ]; then\n    %s\nfi\n' \
+        $enabled.conf $enabled-resident.conf "$reload" >"$program/DEBIAN/postinst"
+    printf 'interest-noawait /usr/lib%s/%s\n' '' libopenclt.so '' libproc_libs.so "/$triplet" libopenclt.so "/$triplet" \
+        libproc_libs.so >"$program/DEBIAN/triggers"
+    # Without the program its configuration would stop the web server from starting.
+    printf '#!/bin/sh\nset -e\nif [ "$1" = remove ] && { [ -L %s ] || [ -L %s ]; }; then\n    rm -f %s %s\n    %s\nfi\n' \
+        $enabled{,-resident}.conf $enabled{,-resident}.conf "$reload" >"$program/DEBIAN/prerm"
     chmod 755 "$program/DEBIAN/postinst" "$program/DEBIAN/prerm"
     libc=$(objdump -T "$program/usr/libexec/switching/switching_v2.cgi" 2>/dev/null |
            grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -1)
@@ -118,8 +125,10 @@ packages()
  database, filters, storm control, VLANs and voice. It translates each request
  into calls of the switch's management API.
  .
- \"lighty-enable-mod switching-v2\" enables its configuration for lighttpd. The
- switch's own libraries, libopenclt.so and libproc_libs.so, are not included."
+ \"lighty-enable-mod switching-v2\" enables its configuration for lighttpd, with
+ a process for each request; \"lighty-enable-mod switching-v2-resident\" enables
+ the other one, with processes that stay. The switch's own libraries,
+ libopenclt.so and libproc_libs.so, are not included."
     packSymbols switching-v2 "$architecture" "$tools" "$build/switching_v2.cgi"
 
     libraries=$switch/usr/lib/$triplet/switching-vswitch
@@ -129,9 +138,11 @@ packages()
     ln -s ../../../bin/vswitch "$libraries/vswitch"
     install -m 644 "$build"/lib/lib{openclt,proc_libs,sandbox}.so "$libraries/lib"
     ${tools}strip --strip-unneeded --remove-section=.comment "$switch/usr/bin/vswitch" "$libraries"/lib/*.so
-    ln -s /etc/lighttpd/conf-available/50-switching-v2.conf "$libraries/switching_v2.conf"
+    ln -s "$available.conf" "$libraries/switching_v2.conf"
+    ln -s "$available-resident.conf" "$libraries/switching_v2_resident.conf"
     install -m 755 serve.sh "$shared"
     install -D -m 644 -t "$shared/tools" "${sourced[@]}"
+    chmod 755 "$shared/tools/command.sh"
     install -D -m 644 -t "$shared/console" console/*
     install -m 644 api/openapi.json "$shared"
     sed "s|@SWITCHING_API_PATH@|/usr/share/switching-vswitch/openapi.json|; s|@SWITCHING_CONSOLE_DIR@|/usr/share/switching-vswitch/console|" \
@@ -151,7 +162,33 @@ packages()
     packSymbols switching-vswitch "$architecture" "$tools" "$build/vswitch" "$build"/lib/lib{openclt,proc_libs}.so
 }
 
-need g++ cmake make libcjson-dev git gzip
+# pythonClient: makes the package of the Python client, which is the same for all architectures.
+pythonClient()
+{
+    local client=$out/python3-switching python
+    python=$client/usr/lib/python3/dist-packages
+    rm -rf "$client"
+    umask 022
+    install -D -m 644 -t "$python/switching" client/python/switching/*.py api/openapi.json
+    mkdir -p "$python/switching-$version.dist-info" "$client/usr/bin" "$client/usr/share/bash-completion/completions"
+    printf 'Metadata-Version: 2.1\nName: switching\nVersion: %s\n' "$version" >"$python/switching-$version.dist-info/METADATA"
+    printf '[pytest11]\nswitching = switching.fixtures\n' >"$python/switching-$version.dist-info/entry_points.txt"
+    printf '#!/bin/sh\nexec /usr/bin/python3 -m switching "$@"\n' >"$client/usr/bin/switching"
+    chmod 755 "$client/usr/bin/switching"
+    PYTHONPATH=client/python python3 -B -m switching completion >"$client/usr/share/bash-completion/completions/switching"
+    manual switching.1 "$client"
+    mkdir -p "$client/DEBIAN"
+    printf '#!/bin/sh\nset -e\npy3compile -p python3-switching\n' >"$client/DEBIAN/postinst"
+    printf '#!/bin/sh\nset -e\npy3clean -p python3-switching\n' >"$client/DEBIAN/prerm"
+    chmod 755 "$client/DEBIAN"/p*
+    pack python3-switching all "$client" "python3 (>= 3.9)" switching-vswitch \
+"client for the REST interface of switching-v2
+ Requests from Python and from the command line, checked against the
+ description of the interface, and pytest fixtures that start a virtual switch
+ for tests."
+}
+
+need g++ cmake make libcjson-dev git gzip python3
 case " ${architectures[*]} " in *" arm64 "*) [ "$native" = arm64 ] || need g++-aarch64-linux-gnu libcjson-dev:arm64 ;; esac
 mkdir -p "$out"
 rm -f "$out"/*.deb
@@ -162,5 +199,6 @@ for architecture in "${architectures[@]}"; do
         packages "$architecture" -DCMAKE_TOOLCHAIN_FILE="$root/deploy/aarch64.cmake"
     fi
 done
+pythonClient
 [ "$test" ] || exit 0
 deploy/packages_test.sh

@@ -136,9 +136,10 @@ void logClose()
 
 void logRefresh()
 {
-    off_t size;
+    struct stat status;
     tzset();
-    if (!levelFileIsCurrent(logger.levelFd, &size) || size != LEVEL_FILE_SIZE || !isDigit(levelByte())) {
+    bool isUsable = levelFileIsCurrent(logger.levelFd, &status) && status.st_size == LEVEL_FILE_SIZE;
+    if (!isUsable || !isDigit(levelByte())) {
         closeDescriptor(&logger.levelFd);
         openLevel();
     }

@@ -149,6 +149,23 @@ static int openShared(const char *path, int flags, struct stat *status)
     return -1;
 }
 
+/* Is it still what openShared would open now? */
+static bool isCurrent(const char *path, int file, struct stat *status)
+{
+    return file >= 0 && fstat(file, status) == 0 && status->st_nlink == 1 && isAtPath(path, status);
+}
+
+bool levelFileIsCurrent(int file, struct stat *status)
+{
+    return isCurrent(LEVEL_FILE, file, status);
+}
+
+bool logFileIsCurrent(int file)
+{
+    struct stat status;
+    return isCurrent(LOG_FILE, file, &status);
+}
+
 int levelFileOpen(struct stat *status)
 {
     return openShared(LEVEL_FILE, 0, status);
@@ -158,25 +175,6 @@ int logFileOpen()
 {
     struct stat status;
     return openShared(LOG_FILE, O_APPEND, &status);
-}
-
-static bool isCurrent(int file, const char *path, struct stat *status)
-{
-    return file >= 0 && fstat(file, status) == 0 && status->st_nlink == 1 && isAtPath(path, status);
-}
-
-bool levelFileIsCurrent(int file, off_t *size)
-{
-    struct stat status;
-    bool current = isCurrent(file, LEVEL_FILE, &status);
-    *size = current ? status.st_size : 0;
-    return current;
-}
-
-bool logFileIsCurrent(int file)
-{
-    struct stat status;
-    return isCurrent(file, LOG_FILE, &status);
 }
 
 /*

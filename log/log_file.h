@@ -23,11 +23,8 @@ int levelFileOpen(struct stat *status);
 /* Opens the log in the same way, for appending. */
 int logFileOpen();
 
-/*
- * Is the open file still the one at the path of the level file, or of the log, with that name alone? False also for -1.
- * levelFileIsCurrent stores the file's size.
- */
-bool levelFileIsCurrent(int file, off_t *size);
+/* Are these descriptors (-1 is allowed) still what levelFileOpen and logFileOpen would open now? Stores the status. */
+bool levelFileIsCurrent(int file, struct stat *status);
 bool logFileIsCurrent(int file);
 
 enum RotationResult {

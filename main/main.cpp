@@ -1,6 +1,6 @@
 /*
- * main.cpp - started with a listening socket, the program serves SCGI requests from it until it is stopped. Otherwise it
- * is a CGI program: connect to the switch, find the endpoint, answer, disconnect.
+ * main.cpp - started with a listening socket, the program serves SCGI requests from it until it is stopped. Otherwise
+ * it is a CGI program: connect to the switch, find the endpoint, answer, disconnect.
  */
 #include <fcntl.h>
 #include <signal.h>

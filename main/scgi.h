@@ -1,8 +1,8 @@
 /*
  * scgi.h - receives SCGI requests.
  *
- * A request is its head and its body. The head is a decimal number, ":", so many bytes of variables, and ",". A variable
- * is its name, a zero byte, its value, a zero byte. CONTENT_LENGTH is the size of the body.
+ * A request is its head and its body. The head is a decimal number, ":", so many bytes of variables, and ",". Each
+ * variable is its name, a zero byte, its value, a zero byte. CONTENT_LENGTH is the size of the body.
  */
 #ifndef MAIN_SCGI_H
 #define MAIN_SCGI_H
@@ -27,7 +27,7 @@ enum ScgiOutcome { SCGI_REQUEST, SCGI_WRONG, SCGI_LOST };
 
 /*
  * Receives a request, which is valid until scgiEnd. A body may end early: the request has what came of it.
- * SCGI_WRONG: this is no request; *wrong says why. SCGI_LOST: the client said nothing, or not all in 10 seconds (logged).
+ * SCGI_WRONG: this is no request; *wrong says why. SCGI_LOST: the client sent nothing, or not all in ten seconds.
  */
 ScgiOutcome scgiReceive(int connection, Request *request, const char **wrong);
 

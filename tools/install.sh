@@ -20,9 +20,21 @@ installed() { dpkg-query -W -f '${Package} ${db:Status-Status}\n' | sed -n 's/ i
 scratch
 installed >"$run/before"
 echo "Installing $*"
-apt-get update -qq >"$run/update.log" 2>&1 || echo "apt-get could not update all its lists; it uses the old ones" >&2
-DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >"$run/apt.log" 2>&1 || {
-    cat "$run/update.log" "$run/apt.log"
+# Another apt, say the machine's daily update, can hold the locks: wait up to ten minutes for it.
+aptGet()
+{
+    local try
+    for ((try = 0; try < 120; try++)); do
+        if LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get "$@" >"$run/apt.log" 2>&1; then return; fi
+        grep -Eq 'Could not get lock|Unable to (lock|acquire)' "$run/apt.log" || return 1
+        [ $try != 0 ] || echo "Waiting for another apt to end" >&2
+        sleep 5
+    done
+    return 1
+}
+aptGet update -qq || echo "apt-get could not update all its lists; it uses the old ones" >&2
+aptGet install -y -qq --no-install-recommends "$@" || {
+    cat "$run/apt.log"
     fail "apt-get could not install $*"
 }
 for package in $(installed | comm -13 "$run/before" -); do

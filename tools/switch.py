@@ -1,36 +1,19 @@
 """switch.py - starts a virtual switch for Python tools, and runs the program in front of it.
 
-As under a web server, each request is a process of the program, or goes by SCGI to the workers of a resident one. This is
-the only place where Python speaks the RPC, and SCGI.
+As under a web server, each request is a process of the program, or goes by SCGI to the workers of a resident one.
+Commands and the trace are those of the Python client.
 """
 import os
-import re
 import shutil
 import socket
-import struct
 import subprocess
+import sys
 import tempfile
-from collections import namedtuple
 
-# A line of the trace: the operation, what it was sent, its code, what it returned. Values stay as the trace shows them.
-VALUE = r'(?:\[\d+\]"(?:[^"\\]|\\.)*"|\d+\([\d ]*\)|[^ "(]+)'
-LINE = re.compile(rf"(?:\[\d+\] )?(\w+)((?: \w+={VALUE})*) -> (-?\d+)((?: \w+={VALUE})*)")
-OPERAND = re.compile(rf" (\w+)=({VALUE})")
-OTHER = re.compile(r"port \d+\b.*|and \d+ more frames")  # lines about frames
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../client/python"))
+from switching.virtual import CommandFailed, Control, parse  # noqa: E402
 
-Call = namedtuple("Call", "name sent code returned")
-
-
-def call_of(line):
-    match = LINE.fullmatch(line)
-    if not match:
-        raise ValueError(f"switch.py does not know this line of the trace: {line}")
-    name, sent, code, returned = match.groups()
-    return Call(name, dict(OPERAND.findall(sent)), int(code), dict(OPERAND.findall(returned)))
-
-
-class Refused(Exception):
-    """The virtual switch refuses the command."""
+Refused = CommandFailed
 
 
 def scgi(variables, body=b""):
@@ -41,14 +24,15 @@ def scgi(variables, body=b""):
 
 
 class Resident:
-    """The program, started with a listening socket. `workers`: how many."""
+    """The program, started with a listening socket. `workers`: how many. TEST_LAUNCHER: as in tests/support/driver.h."""
 
     def __init__(self, program, path, environment, workers):
         self.path = path
         with socket.socket(socket.AF_UNIX) as listening:
             listening.bind(path)
             listening.listen(64)
-            self.process = subprocess.Popen([program], stdin=listening,
+            launcher = os.environ.get("TEST_LAUNCHER", "").split()
+            self.process = subprocess.Popen([*launcher, program], stdin=listening,
                                             env=dict(environment, SWITCHING_WORKERS=str(workers)))
 
     def connect(self):
@@ -78,7 +62,7 @@ class Switch:
 
     def __init__(self, build, *options, program=None, workers=0, variables=()):
         self.build = os.path.abspath(build)
-        self.program = program or self.build + "/switching_v2.cgi"
+        self.program = program or os.environ.get("TEST_PROGRAM", self.build + "/switching_v2.cgi")
         self.options = options
         self.workers, self.resident, self.variables = workers, None, dict(variables)
 
@@ -89,16 +73,15 @@ class Switch:
         with open(self.directory + "/tmp/session/token", "w", encoding="ascii") as session:
             session.write("admin\n0\ntoken")
         preload = self.directory + "/libsandbox.so"  # LD_PRELOAD is split at spaces: a path without any
-        os.symlink(self.build + "/lib/libsandbox.so", preload)
+        os.symlink(os.environ.get("TEST_SANDBOX", self.build + "/lib/libsandbox.so"), preload)
         self.environment = {"OPENCLT_SOCKET": path, "SANDBOX_TMP": self.directory + "/tmp", "LD_PRELOAD": preload,
-                            "LD_LIBRARY_PATH": self.build + "/lib", **self.variables}
+                            "LD_LIBRARY_PATH": os.environ.get("TEST_LIBRARIES", self.build + "/lib"), **self.variables}
         self.server = subprocess.Popen([self.build + "/vswitch", "--socket", path, "--trace", trace,
                                         "--trace-no-start", *self.options], stdout=subprocess.PIPE)
         if not self.server.stdout.readline():  # the first line says that it serves
             self.__exit__()
             raise SystemExit("switch.py: the virtual switch did not start: see above")
-        self.connection = socket.socket(socket.AF_UNIX)
-        self.connection.connect(path)
+        self.control = Control(path)
         self.trace = open(trace, encoding="latin-1")
         self.output = os.open(self.directory + "/output", os.O_RDWR | os.O_CREAT)
         if self.workers:
@@ -114,27 +97,12 @@ class Switch:
         if hasattr(self, "output"):
             os.close(self.output)
             self.trace.close()
-            self.connection.close()
+            self.control.close()
         shutil.rmtree(self.directory)
 
     def command(self, *words):
         """Sends a command, as `vswitch COMMAND` does: command("reset"), command("pass", 60)."""
-        text = " ".join(map(str, words)).encode()
-        name = b"vswitch.control"
-        content = struct.pack("BB", 1, len(name)) + name + b"T" + struct.pack("II", len(text) + 1, len(text)) + text
-        self.connection.sendall(struct.pack("I", len(content)) + content)
-        reply = self.receive(*struct.unpack("I", self.receive(4)))
-        if struct.unpack("i", reply[:4]) != (0,):
-            raise Refused(f"{text.decode()}: {reply[13:].decode()}")
-
-    def receive(self, size):
-        received = b""
-        while len(received) < size:
-            more = self.connection.recv(size - len(received))
-            if not more:
-                raise Refused("the virtual switch closed the connection")
-            received += more
-        return received
+        return self.control.command(*words)
 
     def ask(self, method, path, query="", body="", session="token"):
         """Sends the program one request. Returns all that it prints, and the list of its calls to the switch."""
@@ -146,7 +114,7 @@ class Switch:
     def send(self, variables, body=b""):
         """Sends a request with exactly these variables. Returns the same."""
         output = self.resident.exchange(scgi(variables, body)) if self.resident else self.run(variables, body)
-        return output, [call_of(line) for line in self.trace.read().splitlines() if not OTHER.fullmatch(line)]
+        return output, [call for call in map(parse, self.trace.read().splitlines()) if call]
 
     def run(self, variables, body):
         """Runs the program for one request. Returns all that it prints."""

@@ -1,7 +1,8 @@
 #!/bin/bash
-# check.sh - checks that openapi.json works with a client developer's tools: lints it, generates types from it, compiles
-# example.ts with them, and runs that with the virtual switch. Installs what is missing, the npm packages of
-# package-lock.json included. Takes some two minutes; its files are in build/ and build-client/.
+# check.sh - checks that openapi.json works with a client developer's tools: two linters (Redocly, Spectral); types, with
+# which example.ts is compiled; a client (orval), which is compiled. Then it runs the example with the virtual switch.
+# Installs what is missing, the npm packages of package-lock.json included. Takes some two minutes; its files are in
+# build/ and build-client/.
 . "$(dirname "$0")/../../tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
@@ -18,7 +19,9 @@ attend npm ci --no-audit --no-fund --ignore-scripts --loglevel=error
 PATH=$(echo "$client"/node_modules/node-linux-*/bin):$client/node_modules/.bin:$PATH # of Node.js as well
 
 redocly lint --config redocly.yaml --max-problems 20 "$root/api/openapi.json"
+spectral lint --ruleset spectral.yaml --fail-severity warn --quiet "$root/api/openapi.json"
 openapi-typescript "$root/api/openapi.json" -o switching.d.ts
+orval --input "$root/api/openapi.json" --output orval/switching.ts --client fetch
 attend tsc -p .
 
 scratch

@@ -219,7 +219,9 @@ def shows_what_happens(page):
     page.sees("#faults", "* code=-1")
     page.sees("#trouble", "10000")
     page.clicks("#clearFaults")
+    page.sees("#faults", "none")
     switch("fault", "rpcclt_openapiDot1dTpPortInDiscardsGet", "code=0", "port=9", "count=7")
+    page.clicks("#readNow")
     page.clicks("#counters-discarded")
     page.clicks("#counters-discarded") # the most first
     page.sees("#counterTable tbody tr", "9 ", "7")

@@ -30,7 +30,7 @@ TEST_F(Dispatch, findsTheHandler)
     EXPECT_EQ(ask(priority, "get").output, answer);
     EXPECT_EQ(ask("/api/v2/switching//bridge/dot1d-stp-priority?x=1", "GET").output, answer);
     /* without the prefix no header is written */
-    EXPECT_EQ(ask("//api/v2/switching/bridge/dot1d-stp-priority", "GET").output,
+    EXPECT_EQ(ask("/api//v2/switching/bridge/dot1d-stp-priority", "GET").output,
               success(R"("bridge":{"priority":32768})"));
 }
 

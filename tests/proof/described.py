@@ -49,7 +49,7 @@ class Key:
                 return int(value)
             return self.words.get(value, self.schema["x-default"])
         if value is None:
-            value = self.schema.get("default", {"integer": 0, "string": "", "boolean": False, "ipv4": "0.0.0.0"}.get(self.kind))
+            value = self.schema.get("default", {"integer": 0, "string": "", "boolean": False}.get(self.kind))
         if self.kind == "boolean":
             return int(value is True)
         if self.kind == "ipv4":

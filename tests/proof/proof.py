@@ -62,6 +62,7 @@ class Proof:
             self.vary_json()
             self.vary_outputs()
             self.vary_codes()
+            self.vary_names()
         else:
             same("what a placeholder must have", (operation.entry["deprecated"], operation.rule, operation.keys), (True, "none", []))
             self.check({}, self.send())
@@ -173,6 +174,25 @@ class Proof:
             for code in range(-29, 0):
                 self.arrange(code, i)
                 self.check(self.base, self.send(*self.operation.request(self.base)), code=code)
+        self.arrange()
+
+    def vary_names(self):
+        """The names of numbers are those that the virtual switch knows: in a fault, a name stands for its number."""
+        for key in self.operation.keys:
+            for number, name in key.schema.get("x-names", {}).items():
+                self.switch.command("fault", self.operation.calls[0], f"{key.schema['x-operand'][0]}=={name}", "code=-7")
+                self.try_values({**self.base, key: int(number) + 1})
+                values = {**self.base, key: int(number)}
+                self.check(values, self.send(*self.operation.request(values)), code=-7)
+                self.switch.command("clear")
+                self.arrange()
+        for _, schema in self.operation.members:
+            for number, name in schema.get("x-names", {}).items():
+                before, self.outputs[0] = self.outputs[0], {**self.outputs[0], schema["x-source"]["operand"]: name}
+                self.arrange()
+                self.outputs[0] = {**before, schema["x-source"]["operand"]: int(number)}
+                self.try_values(self.base)
+                self.outputs[0] = before
         self.arrange()
 
     def check(self, values, got, code=0, refused=None):
@@ -294,9 +314,23 @@ def prove_examples(switch, scene, operations, report):
         try:
             same("the example", json.loads(answer), described)
             same("whether the example succeeds", described["resp"]["respCode"] == 0, bool(operation.calls))
+            prove_ranges(switch, operation)
         except (Wrong, ValueError) as error:
             wrong = f"{error} in {answer!r:.300}"
         report((operation.name, wrong, 1))
+
+
+def prove_ranges(switch, operation):
+    """A write refuses the numbers beside their range, where they can reach the switch."""
+    example = operation.example_values()
+    asks = operation.method == "GET" or operation.members
+    for key in [key for key in operation.keys if "x-range" in key.schema and not asks]:
+        least, largest = key.schema["x-range"]
+        for value in (least - 1, largest + 1):
+            if key.schema["minimum"] <= value <= key.schema["maximum"] and not least <= key.reached(value) <= largest:
+                query, body = operation.request({**example, key: value})
+                answer = json.loads(switch.request(operation.method, f"{operation.path}?{query}", body))
+                same(f"whether {key.name}={value} is refused", answer["resp"]["respCode"] != 0, True)
 
 
 def left_behind_reset(switch, scene, operations):

@@ -9,6 +9,7 @@ import sys
 import time
 
 sys.path[:0] = [os.path.join(os.path.dirname(os.path.abspath(__file__)), "../" + path) for path in ("proof", "../tools")]
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from described import described_operations  # noqa: E402
 from description import load, set_scene  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
@@ -79,16 +80,17 @@ def same(what, request, results):
 
 
 def main():
-    if not 2 <= len(sys.argv) <= 4:
-        sys.exit(__doc__)
-    seconds = float(sys.argv[2]) if len(sys.argv) > 2 else 60
-    seed = int(sys.argv[3]) if len(sys.argv) > 3 else random.randrange(1 << 32)
-    random.seed(seed)
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
+    arguments.add_argument("seconds", metavar="SECONDS", nargs="?", type=float, default=60)
+    arguments.add_argument("seed", metavar="SEED", nargs="?", type=int, default=random.randrange(1 << 32))
+    options = arguments.parse_args()
+    random.seed(options.seed)
     description = load()
     operations = described_operations(description)
-    end, sent = time.monotonic() + seconds, 0
+    end, sent = time.monotonic() + options.seconds, 0
     uptime = {"SANDBOX_UPTIME": "7300"}
-    with Switch(sys.argv[1], variables=uptime) as cgi, Switch(sys.argv[1], variables=uptime, workers=1) as resident:
+    with Switch(options.build, variables=uptime) as cgi, Switch(options.build, variables=uptime, workers=1) as resident:
         while time.monotonic() < end:
             for switch in cgi, resident:
                 prepare(switch, description["x-scene"])
@@ -103,9 +105,9 @@ def main():
                 variables, body = random_request(operations)
                 same("Answers or calls", (variables, body), [switch.send(variables, body) for switch in (cgi, resident)])
                 sent += 1
-            same("Session files", f"seed {seed}", [files_of(switch) for switch in (cgi, resident)])
-            same("Logs", f"seed {seed}", [log_of(switch) for switch in (cgi, resident)])
-    print(f"{sent} requests, all the same (seed {seed})")
+            same("Session files", f"seed {options.seed}", [files_of(switch) for switch in (cgi, resident)])
+            same("Logs", f"seed {options.seed}", [log_of(switch) for switch in (cgi, resident)])
+    print(f"{sent} requests, all the same (seed {options.seed})")
 
 
 if __name__ == "__main__":

@@ -12,6 +12,7 @@ import time
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
+from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Switch, scgi  # noqa: E402
 
 PATH = "/api/v2/switching/bridge/dot1d-stp-priority"
@@ -266,7 +267,9 @@ class ResidentTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) < 2:
-        sys.exit(__doc__)
-    build = os.path.abspath(sys.argv.pop(1))
-    unittest.main()
+    arguments = parser(__doc__)
+    arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
+    arguments.add_argument("tests", metavar="TEST", nargs="*")
+    options = arguments.parse_args()
+    build = options.build
+    unittest.main(argv=[sys.argv[0], *options.tests])

@@ -422,6 +422,9 @@ TEST_F(PrivateVlanFrames, reachOnlyTheirCommunityAndThePromiscuousPort)
         {"", "5 E>D", "4 E>D"},
         {"", "1 A>B", "2 A>B"}, /* learned in the secondary VLAN, found from the primary one */
         {"", "2 B>A", "1 B>A"},
+        {"", "4 B>A", "1 B>A"},
+        {"", "1 A>B", "4 A>B"}, /* B moved into another secondary VLAN within the second */
+        {"", "2 B>A", "1 B>A"},
         {"", "3 C>B", "! port 2 is separated from private VLAN 101"},
         {"", "3 C>D", "! port 4 is separated from private VLAN 101"},
         {"promiscuous 1 100 102", "1 A>*", "4 A>*, 5 A>*"},
@@ -611,13 +614,13 @@ TEST_F(LoopProtectionFrames, shutThePortThatSentThem)
     forged[20] ^= 1;
     put(4, forged); /* a host without the original cannot forge one */
     forward({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"},
-             {"pass 5; settle", "1 A>B", "2 s>l, 2 A>B, 3 A>B, 4 A>B, 5 A>B"},
+             {"pass 10; settle", "1 A>B", "2 s>l, 2 s>l, 2 A>B, 3 A>B, 4 A>B, 5 A>B"},
              {"", "2 B>A", "1 B>A"}});
     sendBytes(1, withLength(probes[0]) + withLength(frameOf("A>B"))); /* a cable from port 2 to port 1 */
     command("settle");
     EXPECT_EQ(collect(), "3 A>B, 4 A>B, 5 A>B");
     EXPECT_EQ(send("GET", "loop-protect/port-packet-rx-count?ifNum=2"), success("\"loopProtect\":{\"count\":1}"));
-    EXPECT_EQ(send("GET", "loop-protect/port-packet-tx-count?ifNum=2"), success("\"loopProtect\":{\"count\":2}"));
+    EXPECT_EQ(send("GET", "loop-protect/port-packet-tx-count?ifNum=2"), success("\"loopProtect\":{\"count\":3}"));
     forward({{"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"}});
     configure("pass 60");
     connectHost(2);

@@ -102,11 +102,12 @@ TEST_F(SwitchPort, keepsTheSettingsOfGeneralModeInOtherModes)
         PUT vlan/if-pvid?ifNum=5 {"vlanNum":10}
         GET vlan/if-participation?vlanNum=10&ifNum=5 | "participationMode":1
         GET vlan/tagged?vlanId=10&ifNum=5 | "val":1
-        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[1]
+        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[]
         GET vlan/dot1q-sw-port-untagged-vlan-list?intf=5 | "vidList":[20]
         GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":20
         GET vlan/qports-current-ingress-filtering?ifNum=5 | "val":1
         PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":3}
+        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[1]
         GET vlan/vid-list?intfNum=5 | "numOfElements":1,"vidList":[10]
         GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
         GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":10
@@ -257,7 +258,7 @@ TEST_F(SpanningTree, followsTheRootBehindAPort)
         stp root 3 20000 61440 02:00:00:00:00:0B | the switch stays root
         stp root 3 20000 4096 01:00:00:00:00:0B | not the address of another bridge
         stp root 3 20000 4096 | say: stp root PORT
-        stp root 3 20000 4096 02:00:00:00:00:0B
+        stp root 3 20000 12288 02:00:00:00:00:0B
         stp root 5 200 4096 02:00:00:00:00:0B
         stp root 6 1 8192 02:00:00:00:00:0C
         GET bridge/dot1d-stp-root-port | "rootPort":5
@@ -444,6 +445,10 @@ TEST_F(StormControl, appliesThePortLimitBeforeTheSwitchLimit)
         GET bridge/dot1d-tp-port-in-discards?port=4 | "inDiscards":4700
         GET vlan/dot1q-rx-packets-not-forwarded-count?ifNum=4 | "totalRxPktsNotForwarded":4700
         GET bridge/dot1d-tp-port-out-frames?port=5 | "outFrames":11300
+        POST protectedport/group-intf?ifNum=4&groupId=1
+        POST protectedport/group-intf?ifNum=6&groupId=1
+        storm 4 unicast 5000
+        GET bridge/dot1d-tp-port-out-frames?port=6 | "outFrames":11300
         PUT storm-control/intf-mode {"stormCtrlMode":"broadcast","interface":5,"state":"disable"}
         PUT storm-control/action {"stormCtrlMode":"broadcast","action":"shutdown"}
         GET storm-control/action-intf?interface=3 | "shutdown"

@@ -5,9 +5,12 @@
 
 #include <time.h>
 
+#include <algorithm>
+
 #include "vswitch/base/commands.h"
 
 static uint64_t startedMillis, advancedMillis;
+static void (*secondHook)();
 static uint64_t heldMillis; /* the machine's clock when it was held; 0: it runs */
 
 static uint64_t machineMillis()
@@ -33,12 +36,22 @@ void resetClock()
     advancedMillis = heldMillis = 0;
 }
 
+void onSecond(void (*passed)())
+{
+    secondHook = passed;
+}
+
 static CommandOutcome advance(const Args &args, std::string *answer)
 {
     long long seconds = 0;
     if (!readNumber(args[0], 1, 10000000, &seconds))
         return refuse(answer, "\"advance\" takes a number of seconds from 1 to 10000000, not \"" + args[0] + "\"");
-    advancedMillis += 1000 * (uint64_t)seconds;
+    uint64_t singly = std::min<uint64_t>(seconds, 3600);
+    advancedMillis += 1000 * ((uint64_t)seconds - singly);
+    for (; singly; singly--) {
+        advancedMillis += 1000;
+        secondHook();
+    }
     return COMMAND_DONE;
 }
 

@@ -13,6 +13,9 @@ uint64_t uptimeMillis();
 /* Sets the uptime to 0, and lets the clock run. */
 void resetClock();
 
+/* Registers a function that `advance` calls after each second of its last hour, as frames may be due there. */
+void onSecond(void (*passed)());
+
 /* Registers the commands `advance` and `hold`. Call it once. */
 void registerClock();
 

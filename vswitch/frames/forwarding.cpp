@@ -16,7 +16,7 @@
 #include "vswitch/switch/state.h"
 
 enum : uint32_t { TYPE_IPV4 = 0x0800, TYPE_VLAN = 0x8100 };
-enum : uint32_t { MANAGEMENT_VLAN = 1, RESERVED_VLAN = 4095 };
+enum : uint32_t { MANAGEMENT_VLAN = 1 };
 enum : uint64_t { BROADCAST = 0xFFFFFFFFFFFF, REGISTRATION_GROUP = 0x0180C2000021 };
 
 /* What becomes of a frame. */
@@ -97,32 +97,7 @@ static bool hasGoodSource(const Frame &frame)
     return true;
 }
 
-/* Classification into a VLAN */
-
-static uint32_t vlanOfUntagged(const Frame &frame)
-{
-    uint32_t vlan = 0;
-    if (frame.port == MANAGEMENT_PORT)
-        return MANAGEMENT_VLAN;
-    if (switchportMode(frame.port) == MODE_GENERAL && !privatePort(frame.port)) {
-        vlan = vlanOfSource(frame.source);
-        if (!vlan)
-            vlan = voipSource(frame.port, frame.source).vlan;
-        if (!vlan)
-            vlan = vlanOfProtocol(frame.port, frame.type);
-    }
-    return vlan ? vlan : portPvid(frame.port);
-}
-
-/* In a private VLAN, a host sends in its secondary VLAN and a promiscuous port in the primary one. */
-static bool sendsInPrivateVlan(const Frame &frame)
-{
-    const PrivatePort *association = privatePort(frame.port);
-    if (!association || privateVlanType(frame.vlan) == PRIVATE_NONE)
-        return true;
-    uint32_t vlan = association->role == HOST ? *association->secondaries.begin() : association->primary;
-    return frame.vlan == vlan || discard("private VLAN ", frame.vlan, " not admitted: the port sends in VLAN ", vlan);
-}
+/* Admission to a VLAN */
 
 static void prioritise(Frame *frame)
 {
@@ -133,22 +108,23 @@ static void prioritise(Frame *frame)
         frame->priority = defaultPriority(frame->port);
 }
 
+static bool enterManagementVlan(Frame *frame)
+{
+    frame->vlan = MANAGEMENT_VLAN;
+    return !frame->tagged || discard("tagged frames are not accepted");
+}
+
 static bool enterVlan(Frame *frame)
 {
-    bool management = frame->port == MANAGEMENT_PORT;
-    AcceptedFrames accepted = management ? ACCEPT_UNTAGGED : acceptedFrames(frame->port);
-    if (frame->tagged ? accepted == ACCEPT_UNTAGGED : accepted == ACCEPT_TAGGED)
-        return discard(frame->tagged ? "tagged" : "untagged", " frames are not accepted");
-    if (!frame->tagged)
-        frame->vlan = vlanOfUntagged(*frame);
-    if (frame->vlan == RESERVED_VLAN || !vlanExists(frame->vlan))
-        return discard("VLAN ", frame->vlan, " does not exist");
-    if (management)
-        return true;
+    if (frame->port == MANAGEMENT_PORT)
+        return enterManagementVlan(frame);
+    Arrival arrival = {frame->port, frame->vlan, frame->source, frame->type};
+    Admission admission = admit(arrival);
+    if (admission.verdict != ADMITTED)
+        return reason && discard(refusalText(arrival, admission));
+    frame->vlan = admission.vlan;
     prioritise(frame);
-    if (filtersIngress(frame->port) && !portInVlan(frame->port, frame->vlan))
-        return discard("VLAN ", frame->vlan, " not admitted: ingress filtering");
-    return sendsInPrivateVlan(*frame);
+    return true;
 }
 
 /* Finds an address in the VLAN, or in all VLANs of the same private VLAN: the entry that was heard last. */
@@ -161,7 +137,7 @@ static const FdbEntry *whereIs(uint32_t vlan, uint64_t mac)
         return found;
     auto lookIn = [&](uint32_t other) {
         const FdbEntry *entry = fdbFind(other, mac);
-        if (entry && (!found || entry->seen > found->seen))
+        if (entry && (!found || entry->learning > found->learning))
             found = entry;
     };
     lookIn(primary);
@@ -206,24 +182,6 @@ static bool passesStormControl(const Frame &frame, bool known)
 
 /* Egress */
 
-/* The VLAN in which a frame leaves the port: another than the frame's in a private VLAN only. 0: it does not leave. */
-static uint32_t vlanAt(uint32_t port, const Frame &frame)
-{
-    const PrivatePort *association = privatePort(port);
-    PrivateVlanType type = association ? privateVlanType(frame.vlan) : PRIVATE_NONE;
-    if (type == PRIVATE_NONE)
-        return portInVlan(port, frame.vlan) ? frame.vlan : 0;
-    if (association->role == PROMISCUOUS) {
-        bool carries = frame.vlan == association->primary || association->secondaries.contains((uint16_t)frame.vlan);
-        return carries ? association->primary : 0;
-    }
-    uint16_t secondary = *association->secondaries.begin();
-    const PrivatePort *from = privatePort(frame.port);
-    if (frame.vlan == association->primary)
-        return !from || from->secondaries.contains(secondary) ? secondary : 0;
-    return frame.vlan == secondary && type == PRIVATE_COMMUNITY ? secondary : 0;
-}
-
 /* A frame that loses its tag and gets too short for Ethernet is padded. */
 static void send(const Frame &frame, uint32_t port, bool tagged, uint32_t vlan)
 {
@@ -240,12 +198,12 @@ static void send(const Frame &frame, uint32_t port, bool tagged, uint32_t vlan)
 
 static bool leavesPort(const Frame &frame, uint32_t port)
 {
-    uint32_t group = protectedGroup(port), vlan = vlanAt(port, frame);
+    uint32_t vlan = egressVlan(frame.port, frame.vlan, port);
     if (!vlan && privateVlanType(frame.vlan) == PRIVATE_NONE)
         return false; /* no reason: this is so for most ports of a flood */
     if (!vlan)
         return discard("port ", port, " is separated from private VLAN ", frame.vlan);
-    if (group && frame.port != MANAGEMENT_PORT && group == protectedGroup(frame.port))
+    if (areProtected(port, frame.port))
         return discard("port ", port, " is in the same protected group");
     if (!portIsUp(port))
         return discard("port ", port, " is ", portStatusText(port));

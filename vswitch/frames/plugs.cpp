@@ -365,6 +365,10 @@ void onFrames(FrameHook frameHook, TickHook tickHook)
 {
     onFrame = frameHook;
     onTick = tickHook;
+    onSecond([] {
+        if (!plugs.empty())
+            tick();
+    });
 }
 
 /* Plugging */

@@ -215,7 +215,7 @@ static void registerFields()
     DO(rpcclt_openapiMacalRuleSrcIpMaskAdd, addSource);
     ASK(rpcclt_openapiMacalRuleSrcIpMaskGet, getSource);
     DO(rpcclt_openapiMacalRuleVlanAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t vlan) {
-        return setField(name, priority, FIELD_VLAN, vlanExists(vlan), vlan);
+        return setField(name, priority, FIELD_VLAN, vlanIsConfigured(vlan), vlan);
     });
     ASK(rpcclt_openapiMacalRuleVlanGet, fieldGet<FIELD_VLAN>);
     DO(rpcclt_openapiMacalRuleInterfaceAdd, [](OpenBufferDesc *name, uint32_t priority, uint32_t port) {
@@ -335,6 +335,16 @@ static int clearStatistics()
     return OPEN_OK;
 }
 
+/* A rule for the VLAN goes as a whole. Without the field it would match packets of other VLANs. */
+static void forgetVlan(uint32_t vlan)
+{
+    for (auto &[name, rules] : lists)
+        std::erase_if(rules, [=](const auto &rule) {
+            auto field = rule.second.fields.find(FIELD_VLAN);
+            return field != rule.second.fields.end() && field->second == vlan;
+        });
+}
+
 static bool isVrf(const std::string &name)
 {
     return name == "" || name == "management" || name == "guest";
@@ -342,6 +352,7 @@ static bool isVrf(const std::string &name)
 
 void registerAccessLists()
 {
+    onVlanEnd(forgetVlan);
     registerSettings({&denyInterval});
     registerFields();
 

@@ -12,7 +12,8 @@
 static Fdb entries;
 static std::set<std::pair<uint64_t, uint32_t>> addresses; /* the same, by address and VLAN */
 static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> ageing; /* seen at this uptime; VLAN; address */
-static uint32_t mostEntries, badAdds;
+static uint32_t mostEntries;
+static uint64_t badAdds, learnings;
 static void (*removedHook)(uint32_t vlan, uint64_t mac);
 
 const Fdb &fdbEntries()
@@ -35,7 +36,7 @@ void fdbResetMostEntries()
     mostEntries = (uint32_t)entries.size();
 }
 
-uint32_t fdbBadAdds()
+uint64_t fdbBadAdds()
 {
     return badAdds;
 }
@@ -68,6 +69,8 @@ bool fdbInsert(uint32_t vlan, uint64_t mac, const FdbEntry &entry)
         return false;
     }
     entries[{vlan, mac}] = entry;
+    if (entry.type == FDB_LEARNED)
+        entries[{vlan, mac}].learning = ++learnings;
     addresses.insert({mac, vlan});
     mostEntries = std::max(mostEntries, (uint32_t)entries.size());
     return true;
@@ -85,6 +88,16 @@ void fdbErase(uint32_t vlan, uint64_t mac)
 void fdbAge(uint32_t vlan, uint64_t mac, uint64_t seen)
 {
     ageing.insert({seen, vlan, mac});
+}
+
+uint64_t fdbNextAge(uint64_t limit)
+{
+    return ageing.empty() ? UINT64_MAX : std::get<0>(*ageing.begin()) + limit;
+}
+
+void collectAddressValues(Values *values)
+{
+    values->push_back(&badAdds);
 }
 
 /* An entry that was renewed goes back into the queue with its new time. */
@@ -126,6 +139,7 @@ void resetAddresses()
     entries.clear();
     addresses.clear();
     ageing.clear();
-    mostEntries = badAdds = 0;
+    mostEntries = 0;
+    badAdds = learnings = 0;
     fdbInsert(1, bridgeMac(), {0, FDB_MANAGEMENT, 0});
 }

@@ -24,7 +24,7 @@ const std::set<std::pair<uint64_t, uint32_t>> &fdbByAddress();
 /* The highest number of entries since start or fdbResetMostEntries(); how often an entry found the table full. */
 uint32_t fdbMostEntries();
 void fdbResetMostEntries();
-uint32_t fdbBadAdds();
+uint64_t fdbBadAdds();
 
 /* Adds or replaces an entry. False when the table is full, which counts as a bad add. */
 bool fdbInsert(uint32_t vlan, uint64_t mac, const FdbEntry &entry);
@@ -43,6 +43,9 @@ void fdbForgetPort(uint32_t port);
 
 /* Lets the entry age from `seen` on, an uptime in seconds. A frame that the station sends later renews it. */
 void fdbAge(uint32_t vlan, uint64_t mac, uint64_t seen);
+
+/* When fdbRemoveAged() is due next, an uptime in seconds; UINT64_MAX: nothing ages. */
+uint64_t fdbNextAge(uint64_t limit);
 
 /* Removes learned entries that are `limit` seconds old at `now`, except of stations that sends() says still send. */
 void fdbRemoveAged(uint64_t now, uint64_t limit, bool (*sends)(uint32_t vlan, uint64_t mac));

@@ -70,7 +70,7 @@ template <class Map> static int insertNew(Map &map, size_t most, typename Map::k
 static int addMac(OpenBufferDesc *text, uint32_t vlan)
 {
     uint64_t mac = 0;
-    if (!parseMac(textOf(text), &mac) || !isStation(mac) || !vlanExists(vlan))
+    if (!parseMac(textOf(text), &mac) || !isStation(mac) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
     return insertNew(vlanOfMac, MOST_MACS, mac, vlan);
 }
@@ -116,7 +116,7 @@ static int nextMac(OpenBufferDesc *text, OpenBufferDesc *next, uint32_t *vlan)
 static int addOui(OpenBufferDesc *text, uint32_t vlan)
 {
     uint32_t oui;
-    if (!parseOui(textOf(text), &oui) || !vlanExists(vlan))
+    if (!parseOui(textOf(text), &oui) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
     return insertNew(vlanOfOui, MOST_OUIS, oui, vlan);
 }
@@ -253,7 +253,7 @@ static int listProtocols(uint32_t id, OpenBufferDesc *list)
 static int addVlan(uint32_t id, uint32_t vlan)
 {
     return inGroup(id, [=](ProtocolGroup &group) -> int {
-        if (!vlanExists(vlan))
+        if (!vlanIsConfigured(vlan))
             return OPEN_BAD_ARGUMENT;
         if (group.vlan)
             return OPEN_EXISTS;

@@ -6,7 +6,10 @@
 
 #include <stdint.h>
 
+#include <vector>
+
 #include "vswitch/base/operations.h"
+#include "vswitch/switch/state.h"
 
 /* Registers the operations and commands of all families. To be called once. */
 void registerFamilies();
@@ -67,7 +70,28 @@ void advanceStations(uint64_t now);
 void advanceStormControl();
 void advanceVlans();
 
+/* For bringUpToNow(): counts the frames that simulated hosts send and receive in this time, before anything changes. */
+void countSimulatedFrames(uint64_t seconds);
+
 /* For bringUpToNow(): adapts stations and address table to a change. */
 void settleStations(uint64_t now);
+
+/* For bringUpToNow(): the uptime in seconds at which the family changes the state of others. UINT64_MAX: never. */
+uint64_t nextLoopEvent();
+uint64_t nextStationEvent();
+
+/*
+ * For bringUpToNow(): counters and times that grow evenly while loop protection shuts ports and reopens them again and
+ * again. All these ports take the same time for a round: loopRoundSeconds(), 0 when there are none.
+ * collectLoopValues() returns the ports; its first values are when each reopens. nextOtherEvent() is the next event of a station on another port.
+ */
+using Values = std::vector<uint64_t *>;
+uint64_t loopRoundSeconds();
+PortSet collectLoopValues(Values *values);
+void collectAddressValues(Values *values);
+void collectPortValues(Values *values);
+void collectRegistrationValues(const PortSet &ports, Values *values);
+void collectStationValues(const PortSet &ports, Values *values);
+uint64_t nextOtherEvent(const PortSet &ports);
 
 #endif

@@ -236,7 +236,7 @@ static void registerBridgeView()
         const FdbEntry *entry = entryOf(address);
         return entry ? store(bridgeStatus(entry->type), status) : OPEN_FAILED;
     });
-    ASK(rpcclt_openapiDot1dTpLearnedEntryDiscardsGet, [](uint32_t *count) { return store(fdbBadAdds(), count); });
+    ASK(rpcclt_openapiDot1dTpLearnedEntryDiscardsGet, [](uint32_t *count) { return store((uint32_t)fdbBadAdds(), count); });
 }
 
 static void registerDatabases()
@@ -267,7 +267,7 @@ static void registerCounts()
         fdbResetMostEntries();
         return OPEN_OK;
     });
-    ASK(rpcclt_openapiFdbBadAddsGet, [](uint32_t *count) { return store(fdbBadAdds(), count); });
+    ASK(rpcclt_openapiFdbBadAddsGet, [](uint32_t *count) { return store((uint32_t)fdbBadAdds(), count); });
     ASK(rpcclt_openapiFdbDynamicEntriesGet, [](uint32_t *count) { return countEntries(count, isLearned); });
     ASK(rpcclt_openapiFdbInternalEntriesGet,
         [](uint32_t *count) { return countEntries(count, std::not_fn(isLearned)); });

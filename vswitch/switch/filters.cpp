@@ -48,22 +48,35 @@ static int readKey(const OpenBufferDesc *address, uint32_t vlan, FilterKey *key)
     return OPEN_OK;
 }
 
-static std::set<FilterKey> shown; /* in the address table */
+static std::map<FilterKey, bool> shown; /* filters to show; is it in the address table, or was that full? */
+
+static bool isShown(const FilterKey &key)
+{
+    auto found = filters.find(key);
+    return filterFor(key.second, key.first) && !isGroup(key.first) && !found->second.destinations.empty();
+}
+
+/* Gives the filter its entry. A full table counts as a bad add once, when the filter is new. */
+static void show(const FilterKey &key, uint32_t port)
+{
+    auto [mac, vlan] = key;
+    auto [place, isNew] = shown.try_emplace(key);
+    if (isNew || place->second || fdbEntries().size() < MAX_ADDRESSES || fdbFind(vlan, mac))
+        place->second = fdbInsert(vlan, mac, {port, FDB_STATIC, 0});
+}
 
 void showFilters()
 {
-    std::set<FilterKey> before = std::move(shown);
-    shown.clear();
-    for (const auto &[key, filter] : filters) {
-        auto [mac, vlan] = key;
-        if (!filterFor(vlan, mac) || isGroup(mac) || filter.destinations.empty())
-            continue;
-        fdbInsert(vlan, mac, {*filter.destinations.begin(), FDB_STATIC, 0});
-        shown.insert(key);
-        before.erase(key);
+    for (auto at = shown.begin(); at != shown.end();) {
+        auto [key, inTable] = *at;
+        bool stays = isShown(key);
+        at = stays ? std::next(at) : shown.erase(at);
+        if (!stays && inTable)
+            fdbErase(key.second, key.first);
     }
-    for (auto [mac, vlan] : before)
-        fdbErase(vlan, mac);
+    for (const auto &[key, filter] : filters)
+        if (isShown(key))
+            show(key, *filter.destinations.begin());
 }
 
 static int findFilter(const OpenBufferDesc *address, uint32_t vlan, Filters::iterator *found)
@@ -88,7 +101,7 @@ static int createFilter(OpenBufferDesc *address, uint32_t vlan)
     FilterKey key;
     if (int rc = readKey(address, vlan, &key))
         return rc;
-    if (macRestricted(key.first))
+    if (macRestricted(key.first) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
     if (filters.contains(key))
         return OPEN_EXISTS;
@@ -265,7 +278,7 @@ static void registerModes()
         return OPEN_OK;
     });
     DO(rpcclt_openapiFilterVlanFilteringModeSet, [](uint32_t vlan, uint32_t mode) -> int {
-        if (mode > FILTER_UNREGISTERED || !vlanExists(vlan))
+        if (mode > FILTER_UNREGISTERED || !vlanIsConfigured(vlan))
             return OPEN_BAD_ARGUMENT;
         vlanFilteringModes[vlan] = mode;
         return OPEN_OK;

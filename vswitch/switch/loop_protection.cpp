@@ -126,7 +126,7 @@ static void receive(uint32_t number, uint64_t frames, uint64_t when)
     if (together < needed)
         return;
     port.loops += together / needed;
-    port.lastLoop = when;
+    port.lastLoop = when - port.pending * txTimer.value(); /* later ones are no loop yet */
     port.detected = true;
     if (portAction.value(number) != LOOP_LOG)
         shutDown(number, when);
@@ -138,15 +138,26 @@ void loopFrameReceived(uint32_t number)
         receive(number, 1, uptimeSeconds());
 }
 
+/* So many frames more that come back are a loop. */
+static uint64_t framesToLoop(const LoopPort &port)
+{
+    return maxReceived.value() > port.pending ? maxReceived.value() - port.pending : 1;
+}
+
+/* Simulated: will frames that come back shut the port down? */
+static bool willBeShut(uint32_t number)
+{
+    return loopPorts[number].looped && portAction.value(number) != LOOP_LOG && isProtected(number) &&
+           portTxMode.value(number) && trafficIsSimulated();
+}
+
 /* Sends the frames that are due until `now`. Stops at the frame that shuts the port down. */
 static void sendDue(uint32_t number, uint64_t now)
 {
     LoopPort &port = loopPorts[number];
     uint64_t interval = txTimer.value(), due = (now - port.nextFrame) / interval + 1;
-    if (port.looped && portAction.value(number) != LOOP_LOG) {
-        uint64_t needed = maxReceived.value() > port.pending ? maxReceived.value() - port.pending : 1;
-        due = std::min(due, needed);
-    }
+    if (willBeShut(number))
+        due = std::min(due, framesToLoop(port));
     uint64_t last = port.nextFrame + (due - 1) * interval;
     port.sent += due;
     port.nextFrame = last + interval;
@@ -155,30 +166,12 @@ static void sendDue(uint32_t number, uint64_t now)
         receive(number, due, last);
 }
 
-/* After a long jump of the clock, accounts for all but the last rounds of SENDING and SHUT in one step. */
-static void skipRounds(uint32_t number, uint64_t now)
-{
-    LoopPort &port = loopPorts[number];
-    uint64_t frames = maxReceived.value(), round = (frames - 1) * txTimer.value() + disableTimer.value();
-    if (!port.looped || !disableTimer.value() || !portTxMode.value(number) || now < port.shutUntil + 2 * round ||
-        portAction.value(number) == LOOP_LOG)
-        return;
-    uint64_t rounds = (now - port.shutUntil) / round - 1;
-    port.sent += rounds * frames;
-    port.received += rounds * frames;
-    port.loops += rounds;
-    port.lastLoop += rounds * round;
-    port.shutUntil += rounds * round;
-}
-
 static void advancePort(uint32_t number, uint64_t now)
 {
     LoopPort &port = loopPorts[number];
     if (!isProtected(number))
         return turnOff(number);
     bool sends = trafficIsSimulated() && portTxMode.value(number);
-    if (port.state == SHUT && port.shutUntil <= now)
-        skipRounds(number, now);
     while (port.state != SHUT || port.shutUntil <= now) {
         if (port.state == SHUT)
             reopen(number);
@@ -196,6 +189,47 @@ void advanceLoopProtection(uint64_t now)
 {
     for (uint32_t port = nextPort(0); port; port = nextPort(port))
         advancePort(port, now);
+}
+
+uint64_t nextLoopEvent()
+{
+    uint64_t next = UINT64_MAX;
+    for (uint32_t number = nextPort(0); number; number = nextPort(number)) {
+        const LoopPort &port = loopPorts[number];
+        if (port.state == SHUT)
+            next = std::min(next, port.shutUntil);
+        else if (port.state == SENDING && willBeShut(number))
+            next = std::min(next, port.nextFrame + (framesToLoop(port) - 1) * txTimer.value());
+    }
+    return next;
+}
+
+static bool isInRounds(uint32_t port)
+{
+    return disableTimer.value() && willBeShut(port);
+}
+
+uint64_t loopRoundSeconds()
+{
+    for (uint32_t port = nextPort(0); port; port = nextPort(port))
+        if (isInRounds(port))
+            return disableTimer.value() + (maxReceived.value() - 1) * txTimer.value();
+    return 0;
+}
+
+PortSet collectLoopValues(Values *values)
+{
+    PortSet inRounds;
+    for (uint32_t port = nextPort(0); port; port = nextPort(port))
+        if (isInRounds(port)) {
+            inRounds.insert(port);
+            values->push_back(&loopPorts[port].shutUntil);
+        }
+    for (uint32_t number : inRounds) {
+        LoopPort &port = loopPorts[number];
+        values->insert(values->end(), {&port.sent, &port.received, &port.loops, &port.lastLoop, &port.nextFrame});
+    }
+    return inRounds;
 }
 
 /* Operations */

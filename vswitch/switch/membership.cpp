@@ -7,12 +7,6 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/switchport.h"
 
-/* Otherwise participation and tagging, as set for each VLAN, decide. */
-static bool modeDecides(uint32_t port)
-{
-    return switchportMode(port) != MODE_GENERAL || privatePort(port);
-}
-
 uint32_t portPvid(uint32_t port)
 {
     const PrivatePort *association = privatePort(port);

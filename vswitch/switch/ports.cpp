@@ -2,8 +2,8 @@
  * ports.cpp - which ports and link aggregation groups (LAGs) are up, and how many frames do they carry?
  *
  * At start the lower half of the ports has a link, but at least four ports; the LAGs have none. Ports 1 and 2 lead to
- * switches, the others to stations; the command `neighbour` adds switches. A port that is up carries IN_FRAMES and OUT_FRAMES a second. All this is simulated;
- * once ports have plugs, the link and the frames are those of the real hosts.
+ * switches, the others to stations; the command `neighbour` adds switches. All this is simulated; once ports have plugs,
+ * the link is that of the real hosts.
  */
 #include <algorithm>
 #include <vector>
@@ -14,21 +14,18 @@
 #include "vswitch/switch/spanning_tree.h"
 #include "vswitch/switch/state.h"
 
-static const uint64_t IN_FRAMES = 5, OUT_FRAMES = 10; /* simulated, a second */
-
 struct Port {
     bool link = false;  /* as the `link` command set it */
     bool loopShut = false, stormShut = false;
     bool wasUp = false; /* at the last advancePorts() */
-    uint32_t transitions = 0;
+    uint64_t transitions = 0;
     PortCounters counters;
 };
 
 static std::vector<Port> ports; /* by interface number */
 static PortSet hosts;           /* ports with a host plugged in that is up */
 static PortSet neighbours;      /* ports with a simulated switch */
-static uint64_t countedUntil, topologyChangedAt;
-static uint32_t changes;
+static uint64_t changes, topologyChangedAt;
 
 bool portHasLink(uint32_t port)
 {
@@ -98,12 +95,12 @@ PortCounters &countersOf(uint32_t port)
 
 uint32_t forwardTransitions(uint32_t port)
 {
-    return interfaceExists(port) ? ports[port].transitions : 0;
+    return interfaceExists(port) ? (uint32_t)ports[port].transitions : 0;
 }
 
 uint32_t topologyChanges()
 {
-    return changes;
+    return (uint32_t)changes;
 }
 
 uint64_t lastTopologyChange()
@@ -111,21 +108,10 @@ uint64_t lastTopologyChange()
     return topologyChangedAt;
 }
 
-static void countSimulated(Port *port, uint64_t seconds)
-{
-    if (!port->wasUp)
-        return;
-    port->counters.inFrames += IN_FRAMES * seconds;
-    port->counters.outFrames += OUT_FRAMES * seconds;
-}
-
 void advancePorts(uint64_t now)
 {
-    uint64_t seconds = trafficIsSimulated() && now > countedUntil ? now - countedUntil : 0;
-    countedUntil += seconds;
     for (uint32_t number = nextInterface(0); number; number = nextInterface(number)) {
         Port &port = ports[number];
-        countSimulated(&port, seconds);
         bool up = portIsUp(number);
         if (up == port.wasUp)
             continue;
@@ -137,6 +123,14 @@ void advancePorts(uint64_t now)
             fdbForgetPort(number);
         stateChanged();
     }
+}
+
+void collectPortValues(Values *values)
+{
+    values->insert(values->end(), {&changes, &topologyChangedAt});
+    for (Port &port : ports)
+        values->insert(values->end(), {&port.transitions, &port.counters.inFrames, &port.counters.outFrames,
+                                       &port.counters.inDiscards});
 }
 
 static CommandOutcome link(const Args &args, std::string *answer)
@@ -169,6 +163,6 @@ void resetPorts()
         for (Port &port : ports)
             port = {}, port.link = true;
     neighbours = {1, 2};
-    countedUntil = topologyChangedAt = 0;
+    topologyChangedAt = 0;
     changes = 1;
 }

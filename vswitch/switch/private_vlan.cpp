@@ -7,7 +7,7 @@
 
 #include "vswitch/base/operations.h"
 #include "vswitch/switch/families.h"
-#include "vswitch/switch/state.h"
+#include "vswitch/switch/switchport.h"
 
 struct PrivateVlan {
     PrivateVlanType type;
@@ -44,6 +44,16 @@ const PrivatePort *privatePort(uint32_t port)
     return found == associations.end() ? nullptr : &found->second;
 }
 
+bool modeDecides(uint32_t port)
+{
+    return switchportMode(port) != MODE_GENERAL || privatePort(port);
+}
+
+bool isForbidden(uint32_t port, uint32_t vlan)
+{
+    return !modeDecides(port) && participationSet(port, vlan) == PARTICIPATION_EXCLUDE;
+}
+
 static PrivatePortMode modeOf(uint32_t port)
 {
     const PrivatePort *association = privatePort(port);
@@ -61,7 +71,7 @@ static PrivatePortMode modeOf(uint32_t port)
 /* VLAN 1 is never private. The type of an associated VLAN cannot change. */
 static int setType(uint32_t vlan, uint32_t type)
 {
-    if (!vlanExists(vlan) || vlan == 1 || type > PRIVATE_COMMUNITY)
+    if (!vlanIsConfigured(vlan) || vlan == 1 || type > PRIVATE_COMMUNITY)
         return OPEN_BAD_ARGUMENT;
     if (type == privateVlanType(vlan))
         return OPEN_OK;

@@ -39,8 +39,7 @@ struct ProtocolState {
     bool enabled;
     PortSet ports; /* that it is enabled on */
     std::map<uint32_t, Session> sessions;
-    std::map<uint32_t, Counters> counted;
-    Counters total; /* of all ports; cleared separately */
+    std::map<uint32_t, Counters> counted, inTotal; /* by port; inTotal adds up to the total, which is cleared separately */
 };
 
 static ProtocolState states[REGISTRATION_PROTOCOLS];
@@ -105,7 +104,7 @@ static uint32_t refusedVlans(uint32_t port)
 void countRegistration(RegistrationProtocol protocol, uint32_t port, MrpCounter counter, uint64_t number)
 {
     states[protocol].counted[port][counter] += number;
-    states[protocol].total[counter] += number;
+    states[protocol].inTotal[port][counter] += number;
 }
 
 /* Simulated neighbours: `rounds` PDUs in each direction. */
@@ -157,6 +156,18 @@ void advanceRegistration(uint64_t now)
             advanceSession(protocol, port, now);
 }
 
+void collectRegistrationValues(const PortSet &ports, Values *values)
+{
+    for (ProtocolState &state : states)
+        for (uint32_t port : ports) {
+            Session &session = state.sessions[port];
+            values->insert(values->end(), {&session.nextLeaveAll, &session.periodicUntil});
+            for (Counters *counters : {&state.counted[port], &state.inTotal[port]})
+                for (uint64_t &counter : *counters)
+                    values->push_back(&counter);
+        }
+}
+
 /* Operations of all four protocols */
 
 template <RegistrationProtocol P> static int enableGet(uint32_t *flag)
@@ -206,7 +217,10 @@ template <RegistrationProtocol P> static int totalCounter(uint32_t type, uint32_
 {
     if (type > (P == MMRP ? MRP_SEND_FAILED : MRP_REGISTRATION_FAILED))
         return OPEN_BAD_ARGUMENT;
-    return store((uint32_t)states[P].total[type], value);
+    uint64_t total = 0;
+    for (const auto &[port, counters] : states[P].inTotal)
+        total += counters[type];
+    return store((uint32_t)total, value);
 }
 
 template <RegistrationProtocol P> static int clearPort(uint32_t port)
@@ -219,7 +233,7 @@ template <RegistrationProtocol P> static int clearPort(uint32_t port)
 
 template <RegistrationProtocol P> static int clearTotal()
 {
-    states[P].total = {};
+    states[P].inTotal.clear();
     return OPEN_OK;
 }
 

@@ -24,9 +24,10 @@ void onTreeQuestion(bool (*portIsOpen)(uint32_t port))
     isOpen = portIsOpen;
 }
 
+/* The better bridge, or the cheaper way to the same one. */
 static bool isBetter(const RootBridge &one, const RootBridge &other)
 {
-    return std::tie(one.priority, one.mac) < std::tie(other.priority, other.mac);
+    return std::tie(one.priority, one.mac, one.cost) < std::tie(other.priority, other.mac, other.cost);
 }
 
 /* Does the switch receive BPDUs on the port? A port that blocks does, a broken one does not. */
@@ -40,9 +41,7 @@ SpanningTree spanningTree()
 {
     SpanningTree tree = {{BRIDGE_PRIORITY, bridgeMac(), 0}, 0};
     for (const auto &[port, bridge] : behind)
-        if (hears(port) && (isBetter(bridge, tree.root) ||
-                            (bridge.mac == tree.root.mac && !isBetter(tree.root, bridge) &&
-                             bridge.cost < tree.root.cost)))
+        if (hears(port) && isBetter(bridge, tree.root))
             tree = {bridge, port};
     return tree;
 }
@@ -50,9 +49,7 @@ SpanningTree spanningTree()
 bool leadsToRoot(uint32_t port)
 {
     auto bridge = behind.find(port);
-    if (bridge == behind.end() || !hears(port))
-        return false;
-    return !isBetter(spanningTree().root, bridge->second);
+    return bridge != behind.end() && hears(port) && bridge->second.mac == spanningTree().root.mac;
 }
 
 StpPortState treeState(uint32_t port)
@@ -95,6 +92,9 @@ static CommandOutcome setRoot(const Args &args, std::string *answer)
         return refuse(answer, "the switch stays root: its " + std::to_string(BRIDGE_PRIORITY) + " " +
                               macText(bridgeMac()) + " is better (lower)");
     behind[port] = bridge;
+    for (auto &[otherPort, known] : behind)
+        if (known.mac == mac)
+            known.priority = bridge.priority; /* a bridge has one priority */
     return COMMAND_DONE;
 }
 

@@ -102,6 +102,9 @@ static const uint32_t HIGHEST_VLAN = 4094;
 /* Is the VLAN configured, or registered by a neighbour? */
 bool vlanExists(uint32_t vlan);
 
+/* Is it configured? Only of such a VLAN can something be set: a VLAN that a neighbour registered ends by itself. */
+bool vlanIsConfigured(uint32_t vlan);
+
 /* Does it exist only because a neighbour registered it? */
 bool vlanIsDynamic(uint32_t vlan);
 
@@ -116,7 +119,7 @@ const VlanBits &registeredVlans(uint32_t port);
 /* Replaces the VLANs that neighbours have registered on the port (registration.cpp computes them). */
 void setRegisteredVlans(uint32_t port, const VlanBits &vlans);
 
-/* Registers a function that runs whenever a VLAN is deleted: the family removes what it keeps for the VLAN. */
+/* Registers a function that runs when a VLAN is deleted or goes by itself: the family removes what it keeps of it. */
 void onVlanEnd(void (*ended)(uint32_t vlan));
 
 /* Ports in VLANs, as they were set (switchport.cpp) */
@@ -168,6 +171,12 @@ struct PrivatePort {
 /* The association of a port, null when it has none. */
 const PrivatePort *privatePort(uint32_t port);
 
+/* Does the mode or the association decide the port's VLANs? Otherwise what was set for each VLAN decides. */
+bool modeDecides(uint32_t port);
+
+/* Is the port excluded from the VLAN? Exclusions are not in force where the mode decides. */
+bool isForbidden(uint32_t port, uint32_t vlan);
+
 /* Protected ports (protected_ports.cpp): the group of a port, 0 for none. Ports of one group exchange no frames. */
 uint32_t protectedGroup(uint32_t port);
 
@@ -175,12 +184,45 @@ uint32_t protectedGroup(uint32_t port);
 uint32_t vlanOfSource(uint64_t mac); /* by address, then by OUI */
 uint32_t vlanOfProtocol(uint32_t port, uint32_t etherType);
 
+/* Admission (admission.cpp): one answer for real frames, simulated stations and storms */
+
+/* A frame that arrives on a port. Source 0: not of a certain station. */
+struct Arrival {
+    uint32_t port;
+    uint32_t tag = 0; /* the VLAN of its tag; 0: without a tag, or with a priority alone */
+    uint64_t source = 0;
+    uint32_t etherType = 0;
+};
+
+enum Verdict { ADMITTED, PORT_IS_DOWN, TYPE_NOT_ACCEPTED, VLAN_MISSING, INGRESS_FILTERED, OTHER_PRIVATE_VLAN };
+
+struct Admission {
+    Verdict verdict;
+    uint32_t vlan; /* of the frame, also if it is not admitted there; 0 if the port or its type was refused */
+};
+
+/* Does the port admit the frame, and into which VLAN? */
+Admission admit(const Arrival &frame);
+
+/* Why it was not admitted, as the trace says it: "untagged frames are not accepted". */
+std::string refusalText(const Arrival &frame, const Admission &admission);
+
+/*
+ * The VLAN in which a frame of `vlan` from a port leaves another port: in a private VLAN it can be another VLAN. 0: it
+ * does not leave there.
+ */
+uint32_t egressVlan(uint32_t from, uint32_t vlan, uint32_t to);
+
+/* Are both ports in one protected group? */
+bool areProtected(uint32_t port, uint32_t other);
+
 /* Addresses (addresses.cpp, fdb.cpp) */
 
 struct FdbEntry {
     uint32_t port; /* 0: the switch itself; static filter: its first destination */
     FdbType type;
-    uint64_t seen; /* uptime in seconds when the station was last heard */
+    uint64_t seen;         /* uptime in seconds when the station was last heard */
+    uint64_t learning = 0; /* a running number of all learnings: the higher one is the later one */
 };
 
 /* Can it be the address of a station: not a group, not zero, not the switch? */

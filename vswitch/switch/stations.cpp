@@ -1,8 +1,11 @@
 /*
- * stations.cpp - the simulated stations: which one sends, when does the switch learn its address, which one is silent?
+ * stations.cpp - the simulated stations: where does each send, when does the switch learn its address, and how many
+ * frames do the ports count?
+ *
+ * A station sends frames with a tag or without one; what the port does with them decides in which VLAN it is learned.
  */
 #include <algorithm>
-#include <tuple>
+#include <compare>
 
 #include "vswitch/base/clock.h"
 #include "vswitch/base/commands.h"
@@ -10,115 +13,225 @@
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/fdb.h"
 
-struct Station {
-    uint32_t port;
-    bool sends;
+static const uint64_t IN_FRAMES = 5, OUT_FRAMES = 10; /* of a port that is up, in a second */
+static const uint32_t TYPE_IPV4 = 0x0800;
+
+struct StationKey {
+    uint64_t mac;
+    uint32_t port, tag; /* tag 0: none */
+    auto operator<=>(const StationKey &) const = default;
 };
 
-using StationKey = std::pair<uint32_t, uint64_t>; /* VLAN, address */
+/* A station is heard in a VLAN, or will be heard at a time, or waits for a place in the full table, or cannot be heard. */
+struct Station {
+    uint32_t heardIn = 0;
+    uint64_t sendsAt = 0; /* uptime in seconds; 0: never */
+    bool waits = false;
+};
 
-static std::map<StationKey, Station> stations;
-static std::set<StationKey> unheard;                                /* send, but are not learned */
-static std::set<std::tuple<uint64_t, uint32_t, uint64_t>> willSend; /* uptime of the next frame; VLAN; address */
+static std::map<StationKey, Station> stations; /* that send */
+
+/* Calls use(key, station) for each station with the address. */
+template <class Use> static void forAddress(uint64_t mac, Use use)
+{
+    for (auto at = stations.lower_bound({mac, 0, 0}); at != stations.end() && at->first.mac == mac;) {
+        auto current = at++;
+        use(current->first, current->second);
+    }
+}
+
+static Arrival frameOf(const StationKey &key)
+{
+    return {key.port, key.tag, key.mac, TYPE_IPV4};
+}
+
+/* The VLAN in which the switch can learn the station, 0 for none. */
+static uint32_t audibleIn(const StationKey &key)
+{
+    Admission admission = admit(frameOf(key));
+    return admission.verdict == ADMITTED && mayLearn(admission.vlan, key.mac, key.port) ? admission.vlan : 0;
+}
 
 static bool stationSends(uint32_t vlan, uint64_t mac)
 {
-    auto found = stations.find({vlan, mac});
-    return found != stations.end() && found->second.sends;
+    bool sends = false;
+    forAddress(mac, [&](const StationKey &, const Station &station) { sends |= station.heardIn == vlan; });
+    return sends;
 }
 
-static void stationWasForgotten(uint32_t vlan, uint64_t mac)
+static void addressWasRemoved(uint32_t vlan, uint64_t mac)
 {
-    if (stationSends(vlan, mac))
-        unheard.insert({vlan, mac});
+    forAddress(mac, [=](const StationKey &, Station &station) {
+        if (station.heardIn == vlan)
+            station.heardIn = 0;
+    });
+    stateChanged();
 }
 
-static bool canBeHeard(const StationKey &key)
+/* The station does not send in the VLAN any more: its address ages from now on. */
+static void leaveAgeing(uint32_t vlan, uint64_t mac, uint64_t now)
 {
-    auto found = stations.find(key);
-    return found != stations.end() && found->second.sends && mayLearn(key.first, key.second, found->second.port);
+    const FdbEntry *entry = fdbFind(vlan, mac);
+    if (!entry || entry->type != FDB_LEARNED)
+        return;
+    fdbInsert(vlan, mac, {entry->port, FDB_LEARNED, now});
+    fdbAge(vlan, mac, now);
 }
 
-/* Each station that can be heard sends in two to four seconds. */
-static void scheduleFrames(uint64_t now)
+/* A station that can be heard sends in two to four seconds. */
+static void schedule(const StationKey &key, Station *station, uint64_t now)
 {
-    for (auto key = unheard.begin(); key != unheard.end();)
-        if (canBeHeard(*key)) {
-            willSend.insert({now + 2 + key->second % 3, key->first, key->second});
-            key = unheard.erase(key);
-        } else {
-            ++key;
-        }
+    uint32_t vlan = audibleIn(key);
+    if (station->heardIn && station->heardIn != vlan) {
+        leaveAgeing(station->heardIn, key.mac, now);
+        station->heardIn = 0;
+    }
+    station->waits = station->waits && vlan && fdbEntries().size() == MAX_ADDRESSES;
+    if (!vlan)
+        station->sendsAt = 0;
+    else if (!station->heardIn && !station->waits && !station->sendsAt)
+        station->sendsAt = now + 2 + key.mac % 3;
 }
 
-/* A station that cannot be heard, or finds the table full, tries again after the next change. */
-static void hear(uint32_t vlan, uint64_t mac, uint64_t now)
+static void hear(const StationKey &key, Station *station, uint64_t now)
 {
-    if (!canBeHeard({vlan, mac}) || !fdbInsert(vlan, mac, {stations.at({vlan, mac}).port, FDB_LEARNED, now}))
-        stationWasForgotten(vlan, mac);
+    station->sendsAt = 0;
+    uint32_t vlan = audibleIn(key);
+    if (!vlan)
+        return;
+    station->waits = !fdbInsert(vlan, key.mac, {key.port, FDB_LEARNED, now});
+    station->heardIn = station->waits ? 0 : vlan;
 }
 
 void advanceStations(uint64_t now)
 {
     fdbRemoveAged(now, fdbAgeingSeconds(), stationSends);
-    while (!willSend.empty() && std::get<0>(*willSend.begin()) <= now) {
-        auto [time, vlan, mac] = *willSend.begin();
-        willSend.erase(willSend.begin());
-        hear(vlan, mac, time);
-    }
+    for (auto &[key, station] : stations)
+        if (station.sendsAt && station.sendsAt <= now)
+            hear(key, &station, now);
 }
 
 void settleStations(uint64_t now)
 {
     fdbForgetUnreachable();
     showFilters();
-    scheduleFrames(now);
+    for (auto &[key, station] : stations)
+        schedule(key, &station, now);
+}
+
+uint64_t nextOtherEvent(const PortSet &ports)
+{
+    uint64_t next = UINT64_MAX;
+    bool anyWaits = false;
+    for (const auto &[key, station] : stations) {
+        if (station.sendsAt && !ports.contains(key.port))
+            next = std::min(next, station.sendsAt);
+        anyWaits |= station.waits;
+    }
+    return anyWaits ? std::min(next, fdbNextAge(fdbAgeingSeconds())) : next;
+}
+
+uint64_t nextStationEvent()
+{
+    return nextOtherEvent({});
+}
+
+void collectStationValues(const PortSet &ports, Values *values)
+{
+    for (auto &[key, station] : stations)
+        if (ports.contains(key.port))
+            values->push_back(&station.sendsAt);
+}
+
+/* Each port that is up receives frames without tags. Where it does not admit them, it discards them. */
+void countSimulatedFrames(uint64_t seconds)
+{
+    if (!trafficIsSimulated() || !seconds)
+        return;
+    for (uint32_t port = nextInterface(0); port; port = nextInterface(port)) {
+        if (!portIsUp(port))
+            continue;
+        Verdict verdict = admit({.port = port, .etherType = TYPE_IPV4}).verdict;
+        countersOf(port).inFrames += IN_FRAMES * seconds;
+        countersOf(port).inDiscards += verdict == ADMITTED ? 0 : IN_FRAMES * seconds;
+        countersOf(port).outFrames += OUT_FRAMES * seconds;
+    }
 }
 
 /* Commands */
 
-static bool readVlan(const std::string &text, uint32_t *vlan)
+/* The station sends in the VLAN; if it is not learned there, its frames would be. */
+static bool isIn(uint32_t vlan, const StationKey &key, const Station &station)
 {
-    long long number;
-    if (!readNumber(text, 1, HIGHEST_VLAN, &number) || !vlanExists((uint32_t)number))
-        return false;
-    *vlan = (uint32_t)number;
-    return true;
+    return station.heardIn == vlan || (!station.heardIn && admit(frameOf(key)).vlan == vlan);
+}
+
+/* Removes the stations of the address in the VLAN. False: there was none. */
+static bool removeStations(uint32_t vlan, uint64_t mac)
+{
+    bool found = false;
+    forAddress(mac, [&](const StationKey &key, const Station &station) {
+        if (!isIn(vlan, key, station))
+            return;
+        found = true;
+        stations.erase(StationKey(key));
+    });
+    return found;
+}
+
+/* Finds out how the station must send to be in the VLAN: without a tag, else with the VLAN's tag. */
+static bool findTag(uint32_t vlan, StationKey *key, std::string *answer)
+{
+    std::string port = std::to_string(key->port), name = std::to_string(vlan);
+    for (uint32_t tag : {0u, vlan}) {
+        key->tag = tag;
+        Admission admission = admit(frameOf(*key));
+        if (admission.verdict != ADMITTED && tag) {
+            refuse(answer, "port " + port + " discards frames of VLAN " + name + ": " +
+                               refusalText(frameOf(*key), admission));
+            return false;
+        }
+        if (admission.verdict == ADMITTED && admission.vlan == vlan)
+            break;
+    }
+    if (!portInVlan(key->port, vlan))
+        refuse(answer, "port " + port + " is not in VLAN " + name);
+    else if (!mayLearn(vlan, key->mac, key->port))
+        refuse(answer, "a static filter has " + macText(key->mac) + " in VLAN " + name + ": nothing is learned");
+    else
+        return true;
+    return false;
 }
 
 static CommandOutcome learn(const Args &args, std::string *answer)
 {
-    uint32_t vlan, port;
-    uint64_t mac;
-    if (!readVlan(args[0], &vlan))
+    long long vlan;
+    StationKey key = {};
+    if (!readNumber(args[0], 1, HIGHEST_VLAN, &vlan) || !vlanExists((uint32_t)vlan))
         return refuse(answer, "there is no VLAN \"" + args[0] + "\"; create it first");
-    if (!parseMac(args[1], &mac) || !isStation(mac))
+    if (!parseMac(args[1], &key.mac) || !isStation(key.mac))
         return refuse(answer, "\"" + args[1] + "\" is no station's address");
-    if (!readPort(args[2], highestInterface(), &port, answer))
+    if (!readPort(args[2], highestInterface(), &key.port, answer))
         return COMMAND_REFUSED;
-    if (!portLearns(port))
-        return refuse(answer, "port " + args[2] + " is " + portStatusText(port) + ": no frame arrives there");
-    if (!portInVlan(port, vlan))
-        return refuse(answer, "port " + args[2] + " is not in VLAN " + args[0]);
-    stations[{vlan, mac}] = {port, true};
-    hear(vlan, mac, uptimeSeconds());
+    if (!portLearns(key.port))
+        return refuse(answer, "port " + args[2] + " is " + portStatusText(key.port) + ": no frame arrives there");
+    if (!findTag((uint32_t)vlan, &key, answer))
+        return COMMAND_REFUSED;
+    removeStations((uint32_t)vlan, key.mac);
+    hear(key, &stations[key], uptimeSeconds());
+    if (stations[key].waits)
+        *answer = "not learned: the address table is full\n";
     return COMMAND_DONE;
 }
 
 static CommandOutcome silence(const Args &args, std::string *answer)
 {
-    uint32_t vlan;
+    long long vlan;
     uint64_t mac;
-    if (!readVlan(args[0], &vlan) || !parseMac(args[1], &mac) || !stationSends(vlan, mac))
+    if (!readNumber(args[0], 1, HIGHEST_VLAN, &vlan) || !parseMac(args[1], &mac) ||
+        !removeStations((uint32_t)vlan, mac))
         return refuse(answer, "no station " + args[1] + " sends in VLAN " + args[0]);
-    stations.erase({vlan, mac});
-    unheard.erase({vlan, mac});
-    const FdbEntry *entry = fdbFind(vlan, mac);
-    if (entry && entry->type == FDB_LEARNED) {
-        uint64_t now = uptimeSeconds();
-        fdbInsert(vlan, mac, {entry->port, FDB_LEARNED, now});
-        fdbAge(vlan, mac, now);
-    }
+    leaveAgeing((uint32_t)vlan, mac, uptimeSeconds());
     return COMMAND_DONE;
 }
 
@@ -131,14 +244,12 @@ void registerStations()
          .help = "a station stops sending: its address ages", .run = silence},
     };
     registerCommands(commands);
-    onAddressRemoved(stationWasForgotten);
+    onAddressRemoved(addressWasRemoved);
 }
 
 void resetStations()
 {
     stations.clear();
-    unheard.clear();
-    willSend.clear();
     if (!trafficIsSimulated())
         return;
     std::vector<uint32_t> linked;
@@ -154,8 +265,9 @@ void resetStations()
         bool sends = i + silent < options.stations;
         if (!fdbInsert(vlan, mac, {port, FDB_LEARNED, 0}))
             continue;
-        stations[{vlan, mac}] = {port, sends};
-        if (!sends)
+        if (sends)
+            stations[{mac, port, vlan == 1 ? 0 : vlan}].heardIn = vlan;
+        else
             fdbAge(vlan, mac, 0);
     }
 }

@@ -229,7 +229,12 @@ static void registerOfPort()
           ofPort<[](uint32_t port) { return actionOn(STORM_BROADCAST, port); }>);
 }
 
-/* Packets within the limit leave on all other ports that are up and in the VLAN of the port's untagged frames. */
+static bool leavesOn(uint32_t to, uint32_t from, uint32_t vlan)
+{
+    return to != from && portIsUp(to) && egressVlan(from, vlan, to) && !areProtected(from, to);
+}
+
+/* The packets are untagged. Those that the port admits, within its limit, leave on all other ports of the VLAN. */
 static CommandOutcome storm(const Args &args, std::string *answer)
 {
     static const char *const kinds[] = {"", "unicast", "broadcast", "multicast"};
@@ -245,17 +250,20 @@ static CommandOutcome storm(const Args &args, std::string *answer)
     if (!portIsUp(from))
         return refuse(answer, "port " + args[0] + " is " + portStatusText(from) + ": no packet arrives there");
 
-    uint64_t received = (uint64_t)packets;
-    uint64_t forwarded = std::min(received, stormLimit(from, (StormKind)kind).packetsPerSecond);
+    Arrival arrival = {from};
+    Admission admission = admit(arrival);
+    uint64_t received = (uint64_t)packets, admitted = admission.verdict == ADMITTED ? received : 0;
+    uint64_t forwarded = std::min(admitted, stormLimit(from, (StormKind)kind).packetsPerSecond);
     countersOf(from).inFrames += received;
     countersOf(from).inDiscards += received - forwarded;
     for (uint32_t to = nextInterface(0); to; to = nextInterface(to))
-        if (to != from && portIsUp(to) && portInVlan(to, portPvid(from)))
+        if (leavesOn(to, from, admission.vlan))
             countersOf(to).outFrames += forwarded;
-    if (forwarded < received)
+    if (forwarded < admitted)
         stormExceeded(from, (StormKind)kind);
-    *answer = std::to_string(forwarded) + " forwarded, " + std::to_string(received - forwarded) + " discarded; port " +
-              args[0] + " is " + portStatusText(from) + "\n";
+    std::string why = refusalText(arrival, admission);
+    *answer = std::to_string(forwarded) + " forwarded, " + std::to_string(received - forwarded) + " discarded" +
+              (why.empty() ? "" : ": " + why) + "; port " + args[0] + " is " + portStatusText(from) + "\n";
     return COMMAND_DONE;
 }
 

@@ -41,11 +41,6 @@ bool isAllowed(uint32_t port, uint32_t vlan)
     return set.allowsAll || set.allowed.contains((uint16_t)vlan);
 }
 
-bool isForbidden(uint32_t port, uint32_t vlan)
-{
-    return participationSet(port, vlan) == PARTICIPATION_EXCLUDE;
-}
-
 uint32_t untaggedPriority(uint32_t port)
 {
     return (uint32_t)userPriority.value(port);
@@ -78,7 +73,7 @@ static int listAllowed(uint32_t port, VlanIdList *list)
 
 static int setParticipation(uint32_t vlan, uint32_t port, uint32_t mode)
 {
-    if (!vlanExists(vlan) || !interfaceExists(port) || mode > PARTICIPATION_EXCLUDE)
+    if (!vlanIsConfigured(vlan) || !interfaceExists(port) || mode > PARTICIPATION_EXCLUDE)
         return OPEN_BAD_ARGUMENT;
     switchports[port].participation[vlan] = mode;
     return OPEN_OK;
@@ -86,7 +81,7 @@ static int setParticipation(uint32_t vlan, uint32_t port, uint32_t mode)
 
 static int setTagging(uint32_t port, uint32_t vlan, uint32_t tagged)
 {
-    if (!vlanExists(vlan) || !interfaceExists(port) || tagged > TAGGED)
+    if (!vlanIsConfigured(vlan) || !interfaceExists(port) || tagged > TAGGED)
         return OPEN_BAD_ARGUMENT;
     switchports[port].tagging[vlan] = tagged;
     return OPEN_OK;
@@ -94,7 +89,7 @@ static int setTagging(uint32_t port, uint32_t vlan, uint32_t tagged)
 
 template <SwitchportMode mode> static int setUntaggedVlan(uint32_t port, uint32_t vlan)
 {
-    if (!interfaceExists(port) || !vlanExists(vlan))
+    if (!interfaceExists(port) || !vlanIsConfigured(vlan))
         return OPEN_BAD_ARGUMENT;
     switchports[port].untaggedVlan[mode] = vlan;
     return OPEN_OK;

@@ -24,9 +24,8 @@ const Switchport &switchport(uint32_t port);
 /* The participation that was set for the port in the VLAN, or the initial one. */
 uint32_t participationSet(uint32_t port, uint32_t vlan);
 
-/* Does a trunk allow the VLAN? Is the VLAN forbidden on a general port? */
+/* Does a trunk allow the VLAN? */
 bool isAllowed(uint32_t port, uint32_t vlan);
-bool isForbidden(uint32_t port, uint32_t vlan);
 
 /* In force in general mode. */
 AcceptedFrames acceptedFramesSet(uint32_t port);

@@ -18,7 +18,7 @@ static std::vector<void (*)(uint32_t)> endHooks;
 static Setting nameLength = {.name = "VlanNameLen", .initial = 32};
 static Setting mostSupported = {.name = "Dot1qMaxSupportedVlans", .initial = HIGHEST_VLAN};
 
-static bool vlanIsConfigured(uint32_t vlan)
+bool vlanIsConfigured(uint32_t vlan)
 {
     return vlan <= HIGHEST_VLAN && configured[vlan];
 }
@@ -59,20 +59,30 @@ bool vlanRegistered(uint32_t port, uint32_t vlan)
     return vlan <= HIGHEST_VLAN && registeredVlans(port)[vlan];
 }
 
+void onVlanEnd(void (*ended)(uint32_t vlan))
+{
+    endHooks.push_back(ended);
+}
+
+static void endVlan(uint32_t vlan)
+{
+    for (auto ended : endHooks)
+        ended(vlan);
+}
+
 void setRegisteredVlans(uint32_t port, const VlanBits &vlans)
 {
     if (vlans == registeredVlans(port))
         return;
+    const VlanBits before = registered;
     registeredOn[port] = vlans;
     registered.reset();
     for (const auto &[onPort, bits] : registeredOn)
         registered |= bits;
+    for (uint32_t vlan = 1; vlan <= HIGHEST_VLAN; vlan++)
+        if (before[vlan] && !vlanExists(vlan))
+            endVlan(vlan);
     stateChanged();
-}
-
-void onVlanEnd(void (*ended)(uint32_t vlan))
-{
-    endHooks.push_back(ended);
 }
 
 static uint32_t dynamicVlans()
@@ -104,8 +114,7 @@ static int deleteVlan(uint32_t vlan)
         return OPEN_FAILED;
     configured.reset(vlan);
     deletes++;
-    for (auto ended : endHooks)
-        ended(vlan);
+    endVlan(vlan);
     return OPEN_OK;
 }
 

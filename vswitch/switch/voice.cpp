@@ -27,7 +27,8 @@ static Setting ouiPriority = {.name = "VoipOUIPriority", .initial = 7, .settable
 uint32_t voiceVlan(uint32_t port)
 {
     uint32_t vlan = (uint32_t)portVlan.value(port);
-    return adminMode.value() && portMode.value(port) == VOICE_VLAN && vlanExists(vlan) ? vlan : 0;
+    bool on = adminMode.value() && portMode.value(port) == VOICE_VLAN;
+    return on && vlanExists(vlan) && !isForbidden(port, vlan) ? vlan : 0;
 }
 
 VoicePolicy voicePolicy(uint32_t port)
@@ -44,12 +45,14 @@ bool voiceOverridesPriority(uint32_t port)
     return voiceVlan(port) && cosOverride.value(port);
 }
 
-/* VLAN 0: none. */
+/* VLAN 0: none, so the mode that needs a VLAN ends. */
 static int portVlanSet(uint32_t port, uint32_t vlan)
 {
-    if (!portExists(port) || (vlan && !vlanExists(vlan)))
+    if (!portExists(port) || (vlan && !vlanIsConfigured(vlan)))
         return OPEN_BAD_ARGUMENT;
     portVlan.put(port, vlan);
+    if (!vlan && portMode.value(port) == VOICE_VLAN)
+        portMode.put(port, VOICE_DISABLED);
     return OPEN_OK;
 }
 
@@ -57,7 +60,7 @@ static int portVlanSet(uint32_t port, uint32_t vlan)
 static int portModeSet(uint32_t port, uint32_t mode, uint32_t value)
 {
     if (!portExists(port) || mode > VOICE_UNTAGGED || (mode == VOICE_PRIORITY && !USER_PRIORITY.contains(value)) ||
-        (mode == VOICE_VLAN && !vlanExists(value)))
+        (mode == VOICE_VLAN && !vlanIsConfigured(value)))
         return OPEN_BAD_ARGUMENT;
     if (mode == VOICE_VLAN)
         portVlan.put(port, value);
@@ -77,7 +80,9 @@ static int portStatusGet(uint32_t port, uint32_t *status)
 
 static void forgetVlan(uint32_t vlan)
 {
-    std::erase_if(portVlan.values, [=](const auto &entry) { return entry.second == vlan; });
+    for (auto [port, set] : portVlan.values)
+        if (set == vlan)
+            portVlanSet(port, 0);
     if (voipVlan.value() == vlan)
         voipVlan.put(0, 0);
 }
@@ -109,12 +114,13 @@ template <VoipDetection type> static int detectionStatus(uint32_t port, uint32_t
     return store(valueIn(detection, {port, type}) && portIsUp(port) ? VOIP_UP : VOIP_DOWN, status);
 }
 
-/* Simulated: one call on each port that recognises VoIP by protocol. */
+/* Simulated: one call on each port that recognises VoIP by protocol. More than the most are refused. */
 static int sessionsGet(uint32_t *count)
 {
     *count = 0;
     for (const auto &[key, flag] : detection)
         *count += key.second == BY_PROTOCOL && flag && portIsUp(key.first);
+    *count = std::min(*count, (uint32_t)maxCalls.value());
     return OPEN_OK;
 }
 
@@ -257,7 +263,7 @@ void registerVoice()
     ASK(rpcclt_openapiVoiceVlanPortStatusGet, portStatusGet);
 
     DO(rpcclt_openapiVoipGlobalVlanIdSet, [](uint32_t vlan) -> int {
-        if (vlan && !vlanExists(vlan))
+        if (vlan && !vlanIsConfigured(vlan))
             return OPEN_BAD_ARGUMENT;
         voipVlan.put(0, vlan);
         return OPEN_OK;

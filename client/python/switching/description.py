@@ -1,4 +1,4 @@
-"""description.py - what openapi.json says about a request: where each key goes, which values it takes, how a walk goes on."""
+"""description.py - what openapi.json says about a request: where each key goes, its values, how a walk goes on."""
 import difflib
 import functools
 import itertools
@@ -52,7 +52,8 @@ class Key:
     def text(self, value):
         words = self.schema.get("enum")
         if words:
-            if value in self.schema.get("x-codes", words) or self.schema.get("x-number-too") and str(value).isdigit():
+            number = self.schema.get("x-number-too") and str(value).isdigit()
+            if number or value in self.schema.get("x-codes", words):
                 return str(value)
             raise self.wrong(value, f"one of {listed(words)}")
         value = str(value)
@@ -105,6 +106,9 @@ class Operation:
     def __str__(self):
         return f"{self.method} {self.path}"
 
+    def names(self):
+        return [key.name + "=" for key in self.keys]
+
     def key_for(self, name, given):
         """The key with this name, or the one key with this meaning ("interface") that is not given by its name."""
         for key in self.keys:
@@ -150,8 +154,8 @@ class Operation:
         return self.path + ("?" + query if query else ""), body
 
     def readable(self, keys, values):
-        """The pieces of the keys in an order in which the program finds each key's own piece: a loose lookup takes the first
-        piece that contains the key anywhere. A key without a value gets its default where it would find another's."""
+        """The pieces of the keys in an order in which the program finds each key's own piece: a loose lookup takes the
+        first piece that contains the key anywhere. A key without a value gets its default if it would find another's."""
         pieces = {key: key.piece(value) for key, value in values.items()}
         for key in keys:
             if is_loose(key) and key not in pieces and any(key.name in piece for piece in pieces.values()):
@@ -160,7 +164,7 @@ class Operation:
             found = [pieces[key] for key in order]
             if all(next(one for one in found if key.name in one) == pieces[key] for key in order if is_loose(key)):
                 return found
-        raise Wrong(f"{self}: a value contains the name of another key, which the switch would take for it: {listed(pieces.values())}")
+        raise Wrong(f"{self}: a value contains another key's name, and the switch would misread it: {listed(pieces.values())}")
 
 
 def is_loose(key):
@@ -223,9 +227,10 @@ class Description:
         raise Wrong(f"there is no {method} {path}" + (f"; close to it: {', '.join(close)}" if close else ""))
 
     def walk(self, path):
-        operation = self.operation("GET", path)
+        method = "POST" if ("POST", path.strip("/")) in self.operations else "GET"  # there are POSTs that only read
+        operation = self.operation(method, path)
         first = operation.path.replace("next", "first")
-        return Walk(operation, first if first != operation.path and ("GET", first) in self.operations else None)
+        return Walk(operation, first if first != operation.path and (method, first) in self.operations else None)
 
     def success_of(self, entry):
         """{member: the operand that it shows} of the data of a success."""
@@ -233,7 +238,8 @@ class Description:
         for one in [schema, *schema.get("oneOf", [])]:
             for name, data in one.get("properties", {}).items():
                 if name != "resp":
-                    return {member: part.get("x-source", {}).get("operand") for member, part in data["properties"].items()}
+                    members = data["properties"].items()
+                    return {member: part.get("x-source", {}).get("operand") for member, part in members}
         return {}
 
 

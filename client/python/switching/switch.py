@@ -63,11 +63,11 @@ class Switch:
     @classmethod
     def serve(cls, build=None, role="admin", **options):
         """Serves a virtual switch until close(), or the end of the `with`. `build` is the directory of a build in a
-        checkout; without it, what is installed. The options are those of serve.sh: ports=28, sockets=2, ..."""
-        words = [f"--{name.replace('_', '-')}" for name in options]
-        command = [*serve_command(build), "--json", "--own-files", *([] if "port" in options else ["--port", "0"])]
-        for word, value in zip(words, options.values()):
-            command += [word] if value is True else [word, str(value)] if value not in (None, False) else []
+        checkout (or SWITCHING_BUILD in the environment); without it, what is installed. The options are those of serve.sh: ports=28, sockets=2, ..."""
+        command = [*serve_command(build or os.environ.get("SWITCHING_BUILD")), "--json", "--own-files"]
+        for name, value in {"port": 0, **options}.items():
+            if value is not None and value is not False:
+                command += [f"--{name.replace('_', '-')}", *([] if value is True else [str(value)])]
         with tempfile.TemporaryFile() as errors:
             # It ends with its standard input: also when this process is killed.
             server = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=errors)
@@ -88,7 +88,8 @@ class Switch:
 
     def close(self):
         self.disconnect()
-        for one in [*self.ports.values(), self.control, self.trace and self.trace.file]:
+        self.end_hosts()
+        for one in [self.control, self.trace and self.trace.file]:
             if one:
                 one.close()
         if self.server:
@@ -104,17 +105,17 @@ class Switch:
 
     # Requests
 
-    def get(self, path, **keys):
+    def get(self, path, /, **keys):
         """The data of the answer, a dict. Raises Refused."""
         return self.call("GET", path, keys)
 
-    def post(self, path, **keys):
+    def post(self, path, /, **keys):
         return self.call("POST", path, keys)
 
-    def put(self, path, **keys):
+    def put(self, path, /, **keys):
         return self.call("PUT", path, keys)
 
-    def delete(self, path, **keys):
+    def delete(self, path, /, **keys):
         return self.call("DELETE", path, keys)
 
     def call(self, method, path, keys):
@@ -169,7 +170,7 @@ class Switch:
         if connection := getattr(self.kept, "connection", None):
             connection.close()
 
-    def walk(self, path, **keys):
+    def walk(self, path, /, **keys):
         """Yields the answers of a "next" endpoint, each fed into the following request, until the switch refuses one or
         does not move on. Keys that the answers do not name stay as they are given. Without any of the others the walk
         begins with the "first" endpoint, if there is one; its members get the names that they have in the others."""
@@ -179,7 +180,7 @@ class Switch:
         seen = set()
         for step in itertools.count():
             try:
-                data = self.get(first if first and step == 0 else path, **values)
+                data = self.call(walk.operation.method, first if first and step == 0 else path, values)
             except Refused as error:
                 if error.code in (NOT_ADMITTED, UNSUPPORTED):
                     raise
@@ -199,7 +200,8 @@ class Switch:
         """Sends a command of the virtual switch: command("link", 3, "down"). Returns its answer."""
         if not self.control:
             raise CommandFailed("commands need a virtual switch: this Switch was made without its socket")
-        return self.control.command(*map(quoted, words), *(quoted(f"{name}={shown(value)}") for name, value in conditions.items()))
+        pairs = [f"{name}={shown(value)}" for name, value in conditions.items()]
+        return self.control.command(*map(quoted, [*words, *pairs]))
 
     @contextlib.contextmanager
     def traced(self):
@@ -223,8 +225,15 @@ class Switch:
         return self.ports[number]
 
 
-COMMANDS = ("advance", "capture", "clear", "fault", "faults", "hold", "learn", "link", "loop", "reset", "settle", "silence",
-            "storm")
+    def end_hosts(self):
+        """Ends all hosts of port()."""
+        for port in self.ports.values():
+            port.close()
+        self.ports = {}
+
+
+COMMANDS = ("advance", "capture", "clear", "errors", "fault", "faults", "hold", "learn", "link", "loop", "neighbour", "plug",
+            "reset", "settle", "silence", "storm", "stp", "unplug")
 
 
 def method_of_command(name):

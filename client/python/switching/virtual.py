@@ -13,7 +13,7 @@ PREFIX = "rpcclt_openapi"  # of every operation's name
 VALUE = r'(?:\[\d+\]"(?:[^"\\]|\\.)*"|\d+\([\d ]*\)|[^ "(]+)'
 LINE = re.compile(rf"(?:\[\d+\] )?(\w+)((?: \w+={VALUE})*) -> (-?\d+)((?: \w+={VALUE})*)")
 OPERAND = re.compile(rf" (\w+)=({VALUE})")
-OTHER = re.compile(r"port \d+\b.*|discarded \d+ more frames")  # lines about frames
+OTHER = re.compile(r"port \d+\b.*|and \d+ more frames")  # lines about frames
 AT_START = ("ConnectivityCheck", "NetworkOSVersionGet", "ApiVersionGet")  # what every start of the program calls
 
 

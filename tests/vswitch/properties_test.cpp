@@ -1,0 +1,473 @@
+/*
+ * properties_test.cpp - what must hold for the virtual switch whatever was set: random operations and commands, from a
+ * seed, and then a property. PROPERTY_SEEDS=1000 tries so many seeds instead of a few. A failure names its seed.
+ */
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "vswitch/base/clock.h"
+#include "vswitch/base/numbers.h"
+#include "vswitch/base/operations.h"
+#include "vswitch/frames/forwarding.h"
+#include "vswitch/server/control.h"
+#include "vswitch/switch/addresses.h"
+#include "vswitch/switch/families.h"
+
+using Texts = std::vector<std::string>;
+using Numbers = std::vector<uint32_t>;
+
+enum : uint32_t { ENDS = 777, NEIGHBOURS_FIRST = 3001 }; /* VLANs that end */
+
+static const Numbers vlans = {1, 10, 20, 30, ENDS, NEIGHBOURS_FIRST}, ports = {1, 2, 3, 5, 29};
+static const Texts macs = {"02:00:00:00:01:01", "02:00:00:00:04:04", "02:0A:00:00:00:01", "01:00:5E:00:00:01"};
+
+/* Calls */
+
+struct Value {
+    uint32_t number = 0;
+    std::string text;
+};
+
+struct Call {
+    const Operation *operation;
+    std::vector<Value> values;
+};
+
+/* Runs the call. Returns its code and, after OPEN_OK, what it returned: "0 5 10". */
+static std::string answer(const Call &call, Arguments *arguments)
+{
+    arguments->clear();
+    for (size_t i = 0; i < call.values.size(); i++) {
+        Argument &argument = arguments->emplace_back();
+        const Value &value = call.values[i];
+        argument.tag = (WireTag)call.operation->tags[i];
+        argument.number64 = 0;
+        argument.number = value.number;
+        argument.bytes = value.text;
+        argument.bytes.resize(1024);
+        argument.list = std::make_unique<VlanIdList>();
+        if (value.number)
+            argument.list->ids[argument.list->count++] = (uint16_t)value.number;
+    }
+    for (Argument &argument : *arguments)
+        argument.text = {(uint32_t)argument.bytes.size(), argument.bytes.data()};
+    int code = runOperation(*call.operation, *arguments);
+    std::string text = std::to_string(code);
+    for (const Argument &argument : *arguments) {
+        if (code != OPEN_OK || !wireIsReturned(argument.tag))
+            continue;
+        text += argument.tag == WIRE_TEXT ? " " + textOf(&argument.text) : "";
+        text += argument.tag == WIRE_OUT || argument.tag == WIRE_OUT16 ? " " + std::to_string(argument.number) : "";
+        text += argument.tag == WIRE_OUT64 ? " " + std::to_string(argument.number64) : "";
+        for (uint32_t i = 0; argument.tag == WIRE_LISTREF && i < argument.list->count; i++)
+            text += " " + std::to_string(argument.list->ids[i]);
+    }
+    return text + " ";
+}
+
+static std::string answer(const Call &call)
+{
+    Arguments arguments;
+    return answer(call, &arguments);
+}
+
+/* The numbers that an operation returns; empty: it fails. Texts count as their lengths. */
+static Numbers ask(const std::string &name, const std::vector<Value> &values = {})
+{
+    Call call = {&operationNamed("rpcclt_openapi" + name), values};
+    call.values.resize(call.operation->tags.size());
+    Arguments arguments;
+    Numbers numbers;
+    if (!answer(call, &arguments).starts_with("0 "))
+        return {};
+    for (const Argument &argument : arguments)
+        if (argument.tag == WIRE_LISTREF)
+            numbers.insert(numbers.end(), argument.list->ids, argument.list->ids + argument.list->count);
+        else if (wireIsReturned(argument.tag))
+            numbers.push_back(argument.tag == WIRE_TEXT ? (uint32_t)textOf(&argument.text).size() : argument.number);
+    return numbers;
+}
+
+static bool command(const std::string &line)
+{
+    std::string said;
+    return runCommand(line, &said) == COMMAND_DONE;
+}
+
+static void restart()
+{
+    command("reset");
+    command("hold");
+}
+
+/* The numbers and texts that a parameter can get. */
+
+static Numbers numbersFor(const Operation &operation, size_t parameter)
+{
+    std::string name = operation.parameters[parameter];
+    if (name.find("lan") != std::string::npos || name.find("Vid") != std::string::npos || name == "fdbId")
+        return vlans;
+    if (name == "ifNum" || name == "intIfNum" || name == "port")
+        return ports;
+    Numbers numbers = {0, 1, 2, 6, 30, 1000};
+    if (const Meaning *meaning = meaningOf(operation, parameter))
+        for (const Number &number : meaning->numbers)
+            numbers.push_back(number.value);
+    return numbers;
+}
+
+static Texts textsFor(const Operation &operation, size_t parameter)
+{
+    std::string name = operation.parameters[parameter];
+    if (name == "mac" || name == "address")
+        return macs;
+    if (name == "oui")
+        return {"02:0A:00", "7E:40:91"};
+    return name.ends_with("IntfList") ? Texts{"", "1,3", "29"} : Texts{"a", "b"};
+}
+
+/* Every operation that only asks, with many keys. */
+static const std::vector<Call> &questions()
+{
+    static const std::vector<Call> calls = [] {
+        std::vector<Call> all;
+        for (const Operation &operation : operations()) {
+            std::vector<Call> variants = {{&operation, {}}};
+            for (size_t i = 0; operation.asks && i < operation.tags.size(); i++) {
+                std::vector<Value> values;
+                if (operation.tags[i] == WIRE_TEXT)
+                    for (const std::string &text : textsFor(operation, i))
+                        values.push_back({0, text});
+                else if (operation.tags[i] == WIRE_IN)
+                    for (uint32_t number : numbersFor(operation, i))
+                        values.push_back({number, ""});
+                if (values.empty() || variants.size() > 40)
+                    values = {{}};
+                std::vector<Call> longer;
+                for (const Call &variant : variants)
+                    for (const Value &value : values) {
+                        longer.push_back(variant);
+                        longer.back().values.push_back(value);
+                    }
+                variants = longer;
+            }
+            if (operation.asks)
+                all.insert(all.end(), variants.begin(), variants.end());
+        }
+        return all;
+    }();
+    return calls;
+}
+
+static Texts snapshot()
+{
+    Texts answers;
+    for (const Call &call : questions())
+        answers.push_back(answer(call));
+    return answers;
+}
+
+static void expectSame(const Texts &before, const Texts &after, const std::string &what)
+{
+    for (size_t i = 0; i < before.size(); i++)
+        if (before[i] != after[i]) {
+            std::string call = questions()[i].operation->name;
+            for (const Value &value : questions()[i].values)
+                call += " " + (value.text.empty() ? std::to_string(value.number) : value.text);
+            ADD_FAILURE() << what << ": " << call << " answers " << after[i] << "instead of " << before[i];
+            return;
+        }
+}
+
+/* Random changes */
+
+struct Random {
+    std::mt19937 engine;
+    uint32_t below(size_t limit) { return (uint32_t)(engine() % limit); }
+    template <class List> auto pick(const List &list) { return list[below(list.size())]; }
+};
+
+/* A sequence is about a few subjects, so that its changes meet each other. */
+static bool isAbout(const std::string &name, uint32_t subject)
+{
+    static const std::vector<Texts> subjects = {
+        {"LoopProtect"}, {"Garp", "Mvrp", "Mmrp"}, {"Vlan", "Dot1q", "PVlan", "Qports"}, {"Filter", "Fdb", "Tp"},
+        {"Voi"}, {"Storm", "ProtectedPort"}, {"Macal"}, {"PbVlan", "VlanMac"},
+    };
+    const Texts &parts = subjects[subject % subjects.size()];
+    return std::any_of(parts.begin(), parts.end(), [&](const auto &part) { return name.find(part) != name.npos; });
+}
+
+static std::string randomCommand(Random *random)
+{
+    std::string port = std::to_string(random->pick(ports)), vlan = std::to_string(random->pick(vlans));
+    switch (random->below(7)) {
+    case 0:
+        return "link " + port + (random->below(3) ? " up" : " down");
+    case 1:
+        return "loop " + port + (random->below(3) ? " on" : " off");
+    case 2:
+        return "silence " + vlan + " " + random->pick(macs);
+    case 3:
+        return "storm " + port + " broadcast 1000000";
+    case 4:
+        return "advance " + std::to_string(1 + random->below(20));
+    default:
+        return "learn " + vlan + " " + random->pick(macs) + " " + port;
+    }
+}
+
+static Call randomWrite(Random *random, const std::vector<const Operation *> &writes)
+{
+    Call call = {random->pick(writes), {}};
+    bool isAllowedList = std::string(call.operation->name).find("TrunkAllowed") != std::string::npos;
+    for (size_t i = 0; i < call.operation->tags.size(); i++) {
+        Value &value = call.values.emplace_back();
+        if (call.operation->tags[i] == WIRE_TEXT)
+            value.text = random->pick(textsFor(*call.operation, i));
+        else
+            value.number = isAllowedList && i ? 10 : random->pick(numbersFor(*call.operation, i));
+    }
+    return call;
+}
+
+/* Makes `steps` random changes. Calls check(what, succeeded) after each. */
+template <class Check> static void change(uint32_t seed, int steps, Check check)
+{
+    Random random = {std::mt19937(seed)};
+    std::vector<const Operation *> writes;
+    for (const Operation &operation : operations())
+        if (!operation.asks && (isAbout(operation.name, seed) || isAbout(operation.name, seed / 8 + 2)))
+            writes.push_back(&operation);
+    for (const char *name : {"VlanCreate"})
+        for (uint32_t vlan : {10u, 20u, (uint32_t)ENDS})
+            answer({&operationNamed(std::string("rpcclt_openapi") + name), {{vlan, ""}}});
+    for (uint32_t on = 0; on < 6; on++) { /* what does little until it is on */
+        static const char *const switches[] = {"GarpGvrpEnableSet", "MvrpModeSet", "MmrpModeSet",
+                                               "LoopProtectAdminModeSet", "VoiceVlanAdminModeSet", "GarpGmrpEnableSet"};
+        static const char *const onPorts[] = {"GarpGvrpPortEnableSet", "MvrpIntfModeSet", "MmrpIntfModeSet",
+                                              "LoopProtectPortAdminModeSet", "", ""};
+        if (random.below(2))
+            answer({&operationNamed(std::string("rpcclt_openapi") + switches[on]), {{1, ""}}});
+        for (uint32_t port : {1u, 2u, 3u})
+            if (*onPorts[on] && random.below(2))
+                answer({&operationNamed(std::string("rpcclt_openapi") + onPorts[on]), {{port, ""}, {1, ""}}});
+    }
+    for (int step = 0; step < steps; step++)
+        if (random.below(4)) {
+            Call call = randomWrite(&random, writes);
+            bool done = answer(call).starts_with("0 ");
+            check(call.operation->name, done);
+        } else {
+            std::string line = randomCommand(&random);
+            bool done = command(line);
+            check(line, done);
+        }
+}
+
+static void change(uint32_t seed, int steps)
+{
+    change(seed, steps, [](const std::string &, bool) {});
+}
+
+class Property : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        registerAll();
+        setDeviceOptions({});
+        resetAll();
+    }
+    void TearDown() override { setTrafficSimulated(true); }
+
+    /* Calls check(seed) for some seeds. */
+    template <class Check> static void forSeeds(uint32_t few, Check check)
+    {
+        const char *chosen = getenv("PROPERTY_SEEDS");
+        for (uint32_t seed = 0; seed < (chosen ? (uint32_t)atoi(chosen) : few) && !HasFailure(); seed++) {
+            SCOPED_TRACE("seed " + std::to_string(seed));
+            restart();
+            check(seed);
+        }
+    }
+};
+
+TEST_F(Property, aRefusedChangeChangesNothing)
+{
+    forSeeds(8, [](uint32_t seed) {
+        Texts before;
+        change(seed, 40, [&](const std::string &what, bool done) {
+            Texts after = snapshot();
+            if (!done && !before.empty()) {
+                expectSame(before, after, what);
+            }
+            before = after;
+        });
+    });
+}
+
+TEST_F(Property, askingAndSettlingTwiceChangeNothing)
+{
+    forSeeds(16, [](uint32_t seed) {
+        change(seed, 40);
+        Texts once = snapshot();
+        expectSame(once, snapshot(), "asking again");
+        stateChanged();
+        bringUpToNow();
+        expectSame(once, snapshot(), "settling again");
+    });
+}
+
+TEST_F(Property, aFullTableCountsAnAddressOnce)
+{
+    setDeviceOptions({.stations = MAX_ADDRESSES - 1});
+    restart();
+    answer({&operationNamed("rpcclt_openapiFilterCreate"), {{0, "02:0A:00:00:00:01"}, {1, ""}}});
+    answer({&operationNamed("rpcclt_openapiFilterDstIntfAdd"), {{0, "02:0A:00:00:00:01"}, {1, ""}, {3, ""}}});
+    uint32_t tries = ask("FdbBadAddsGet")[0];
+    command("advance 1");
+    EXPECT_EQ(answer({&operationNamed("rpcclt_openapiVlanCreate"), {{1, ""}}}), std::to_string(OPEN_EXISTS) + " ");
+    EXPECT_EQ(ask("FdbBadAddsGet")[0], tries);
+    EXPECT_TRUE(command("learn 1 02:0A:00:00:00:02 3"));
+    EXPECT_EQ(ask("FdbBadAddsGet")[0], tries + 1);
+    command("advance 400"); /* two silent stations age, and leave a place for it */
+    EXPECT_EQ(ask("Dot1dTpFdbPortGet", {{0, "02:0A:00:00:00:02"}, {}}).size(), 2u);
+    setDeviceOptions({});
+}
+
+TEST_F(Property, resetLeavesNothing)
+{
+    restart();
+    Texts fresh = snapshot();
+    forSeeds(32, [&](uint32_t seed) {
+        change(seed, 60);
+        restart();
+        expectSame(fresh, snapshot(), "reset");
+    });
+}
+
+TEST_F(Property, aVlanThatEndsLeavesNothing)
+{
+    forSeeds(48, [](uint32_t seed) {
+        change(seed, 100);
+        answer({&operationNamed("rpcclt_openapiVlanDelete"), {{ENDS, ""}}});
+        command("link 1 down");
+        command("link 2 down");
+        Texts left = snapshot();
+        for (uint32_t vlan : {ENDS, NEIGHBOURS_FIRST}) /* a change can have created the second one */
+            for (size_t i = 0; i < left.size() && ask("VlanTypeGet", {{vlan, ""}}).empty(); i++) {
+                std::string name = questions()[i].operation->name;
+                bool kept = name.find("TrunkAllowed") != std::string::npos; /* it stays as it was set */
+                bool leftOver = !kept && left[i].find(" " + std::to_string(vlan) + " ") != std::string::npos;
+                ASSERT_FALSE(leftOver) << name << " answers " << left[i];
+            }
+        for (uint32_t port : ports) {
+            Numbers mode = ask("VoiceVlanPortAdminModeGet", {{port, ""}}), id = ask("VoiceVlanPortVlanIdGet", {{port, ""}});
+            EXPECT_TRUE(mode.empty() || mode[0] != VOICE_VLAN || id[0]) << "voice VLAN without a VLAN";
+        }
+    });
+}
+
+TEST_F(Property, timeAdvancesInPartsAsInOnePiece)
+{
+    forSeeds(40, [](uint32_t seed) {
+        Random random = {std::mt19937(seed)};
+        uint32_t seconds = random.pick(Numbers{30, 60, 600, 5000});
+        auto after = [=](const Numbers &parts) {
+            restart();
+            change(seed, 40);
+            for (uint32_t part : parts)
+                command("advance " + std::to_string(part));
+            return snapshot();
+        };
+        uint32_t part = 1 + random.below(seconds - 1);
+        Texts whole = after({seconds});
+        expectSame(whole, after({part, seconds - part}), "two parts");
+        if (seconds <= 600)
+            expectSame(whole, after(Numbers(seconds, 1)), "second by second");
+    });
+}
+
+/* Lists, walks and counts of one thing; and what two operations say of one thing. */
+
+static Numbers walk(const std::string &next, const std::vector<Value> &keys)
+{
+    Numbers found;
+    for (Numbers step = {0}; found.size() < 5000; found.push_back(step.back())) {
+        std::vector<Value> values = keys;
+        values.push_back({step.back(), ""});
+        step = ask(next, values);
+        if (step.empty())
+            break;
+    }
+    return found;
+}
+
+static void expectAgreement()
+{
+    Numbers existing = walk("NextVlanGet", {});
+    EXPECT_EQ(existing.size(), ask("StaticVlanEntriesGet")[0] + ask("DynamicVlanEntriesGet")[0]);
+    EXPECT_EQ(existing, walk("FdbIdNextGet", {}));
+    EXPECT_LE(ask("VoipNumActiveProtocolSessionsGet")[0], ask("VoipMaxCallsGet")[0]);
+    EXPECT_EQ(ask("FdbDynamicEntriesGet")[0] + ask("FdbInternalEntriesGet")[0], ask("ActiveAddrEntriesGet")[0]);
+    uint32_t inVlans = 0, onPorts = 0;
+    for (uint32_t vlan : existing)
+        inVlans += ask("FdbVlanDynamicEntriesGet", {{vlan, ""}})[0];
+    for (uint32_t port = nextInterface(0); port; port = nextInterface(port)) {
+        onPorts += ask("FdbIntfDynamicEntriesGet", {{port, ""}})[0];
+        Numbers member = ask("VlanVIDListGet", {{port, ""}}), tagged = ask("Dot1qSwPortTaggedVlanListGet", {{port, ""}}),
+                untagged = ask("Dot1qSwPortUntaggedVlanListGet", {{port, ""}});
+        member.pop_back(); /* the count */
+        EXPECT_EQ(member.size(), tagged.size() + untagged.size()) << "port " << port;
+        for (uint32_t vlan : ask("Dot1qSwPortForbiddenVlanListGet", {{port, ""}}))
+            EXPECT_FALSE(std::count(member.begin(), member.end(), vlan)) << "port " << port << ", VLAN " << vlan;
+    }
+    EXPECT_EQ(inVlans, onPorts);
+    EXPECT_EQ(inVlans, ask("FdbDynamicEntriesGet")[0]);
+}
+
+TEST_F(Property, listsWalksAndCountsAgree)
+{
+    forSeeds(24, [](uint32_t seed) {
+        change(seed, 30, [](const std::string &what, bool) {
+            SCOPED_TRACE(what);
+            expectAgreement();
+        });
+    });
+}
+
+/*
+ * A station sends from port 5 without a tag, a host likewise. After the same changes the switch hears both in the same
+ * VLANs.
+ */
+TEST_F(Property, stationsAndFramesAreAdmittedAlike)
+{
+    const uint64_t mac = 0x020A00000009; /* none of macs[]: no change is about it */
+    auto heard = [=] {
+        Numbers found;
+        for (uint32_t vlan : vlans)
+            if (const FdbEntry *entry = fdbFind(vlan, mac); entry && entry->port == 5 && entry->type == FDB_LEARNED)
+                found.push_back(vlan);
+        return found;
+    };
+    forSeeds(200, [=](uint32_t seed) {
+        EXPECT_TRUE(command("learn 1 02:0A:00:00:00:09 5"));
+        change(seed * 8 + 2, 40);
+        answer({&operationNamed("rpcclt_openapiFdbFlush"), {}});
+        command("advance 4");
+        Numbers simulated = heard();
+        answer({&operationNamed("rpcclt_openapiFdbFlush"), {}});
+        std::string bytes("\x02\0\0\0\0\x99\x02\x0A\0\0\0\x09\x08\0", 14), why, storm;
+        bytes.resize(60);
+        receiveFrame(5, bytes, &why);
+        EXPECT_EQ(simulated, heard()) << why;
+        std::string said, other("\x02\0\0\0\0\x99\x02\x0B\0\0\0\x09\x88\xB5", 14); /* without a classification */
+        other.resize(60);
+        receiveFrame(5, other, &why);
+        runCommand("storm 5 broadcast 1", &said);
+        bool refused = why.find("no other port") == why.npos && why.find("storm") == why.npos &&
+                       why.find("separated") == why.npos && why.find("protected") == why.npos;
+        EXPECT_EQ(refused, !portIsUp(5) || said.find("discarded: ") != said.npos) << why << "; " << said;
+    });
+}
