@@ -4,7 +4,7 @@
 #ifndef VSWITCH_LLDP_H
 #define VSWITCH_LLDP_H
 
-/* Sends the frames that are due: after a port came up or its policy changed, three in three seconds; then every 30 s. */
+/* Sends the frames that are due: three, once a second, after a port came up or its policy changed; then every 30 s. */
 void sendDuePolicies();
 
 void resetLldp();
