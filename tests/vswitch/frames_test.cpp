@@ -83,6 +83,7 @@ static const std::map<char, std::string> addresses = {
     {'s', std::string("\x02\xa0\xc9\x00\x00\x01", 6)},  /* the switch's */
     {'l', std::string("\x03\xa0\xc9\x00\x00\x01", 6)},  /* loop protection's */
     {'r', std::string("\x01\x80\xc2\x00\x00\x21", 6)},  /* the registration protocols' */
+    {'e', std::string("\x01\x80\xc2\x00\x00\x0e", 6)}, /* LLDP's */
     {'0', std::string(6, '\0')},
 };
 
@@ -451,8 +452,8 @@ TEST_F(MacVlanFrames, areClassifiedByTheirSource)
 TEST_F(VoiceVlanFrames, getTheVoiceVlanAndPriority)
 {
     forward({
-        {"vlan 10; vlan 20; voice; voiceport 1 10; voiceport 2 10; join 1 20; join 2 20; tag 2 20", "1 A>*@10p5",
-         "2 A>*@10p5"},
+        {"vlan 10; vlan 20; voice; voiceport 1 10; voiceport 2 10; join 1 20; join 2 20; tag 2 20; settle",
+         "1 A>*@10p5", "1 s>e, 2 s>e, 2 A>*@10p5"},
         {"override 1", "1 A>*@10p5d", "2 A>*@10p5d"},
         {"", "1 A>*@20p6", "2 A>*@20"}, /* only the voice VLAN keeps its priority */
         {"voip 20; voipport 1", "1 A>*", "0 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"},
@@ -460,6 +461,18 @@ TEST_F(VoiceVlanFrames, getTheVoiceVlanAndPriority)
         {"", "1 A>*@10p1", "2 A>*@10p4"},
         {"", "3 C>*", "0 C>*, 1 C>*, 2 C>*, 4 C>*, 5 C>*"},
     });
+}
+
+/* LLDP-MED: three times at first, once a second, then every 30 s. */
+TEST_F(VoiceVlanFrames, tellPhonesTheNetworkPolicy)
+{
+    configure("vlan 10; voice; voiceport 1 10; settle");
+    std::vector<std::string> frames = get(1);
+    ASSERT_EQ(frames.size(), 1u);
+    /* of 8 bytes, from TIA; network policy; voice; tagged, VLAN 10, priority 5, DSCP 46 */
+    EXPECT_NE(frames[0].find("\xfe\x08" + std::string("\0\x12\xbb\2\1\x40\x15\x6e", 8)), std::string::npos);
+    forward({{"pass 1", "", "1 s>e"}, {"pass 1", "", "1 s>e"}, {"pass 29", "", ""}, {"pass 1", "", "1 s>e"},
+             {"voiceport 1 1", "", "1 s>e"}});
 }
 
 TEST_F(MvrpGvrpFrames, registerVlans)

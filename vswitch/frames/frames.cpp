@@ -1,5 +1,5 @@
 /*
- * frames.cpp - connects the parts: plugs call forwarding for each frame, and probes and mrp on each tick. And the
+ * frames.cpp - connects the parts: plugs call forwarding for each frame, and probes, mrp and lldp on each tick. And the
  * commands on frames.
  */
 #include "vswitch/frames/frames.h"
@@ -8,6 +8,7 @@
 #include "vswitch/base/commands.h"
 #include "vswitch/frames/capture.h"
 #include "vswitch/frames/forwarding.h"
+#include "vswitch/frames/lldp.h"
 #include "vswitch/frames/mrp.h"
 #include "vswitch/frames/plugs.h"
 #include "vswitch/frames/probes.h"
@@ -18,6 +19,7 @@ static void sendDueFrames()
 {
     sendDueProbes();
     sendDueRegistrations();
+    sendDuePolicies();
 }
 
 static CommandOutcome settle(const Args &, std::string *)
@@ -107,4 +109,5 @@ void resetFrames()
     resetForwarding();
     resetProbes();
     resetMrp();
+    resetLldp();
 }

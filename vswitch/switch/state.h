@@ -279,6 +279,14 @@ void loopFrameReceived(uint32_t port); /* may shut the port */
 /* The voice VLAN in force on a port, 0 for none (voice.cpp). The port sends its frames with a tag. */
 uint32_t voiceVlan(uint32_t port);
 
+/* How a phone on the port is to send, if the port's voice VLAN mode says so. VLAN 0 with a tag: a priority tag. */
+struct VoicePolicy {
+    bool sends = false, tagged = false;
+    uint32_t vlan = 0, priority = 0, dscp = 0;
+    bool operator==(const VoicePolicy &) const = default;
+};
+VoicePolicy voicePolicy(uint32_t port);
+
 /* Does the port replace the priority of frames outside its voice VLAN? */
 bool voiceOverridesPriority(uint32_t port);
 

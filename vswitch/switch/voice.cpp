@@ -31,6 +31,15 @@ uint32_t voiceVlan(uint32_t port)
     return on && vlanExists(vlan) && !isForbidden(port, vlan) ? vlan : 0;
 }
 
+VoicePolicy voicePolicy(uint32_t port)
+{
+    uint32_t mode = (uint32_t)portMode.value(port), vlan = voiceVlan(port);
+    bool tagged = vlan || mode == VOICE_PRIORITY;
+    if (!adminMode.value() || (!tagged && mode != VOICE_UNTAGGED))
+        return {};
+    return {true, tagged, vlan, (uint32_t)portPriority.value(port), (uint32_t)dscp.value(port)};
+}
+
 bool voiceOverridesPriority(uint32_t port)
 {
     return voiceVlan(port) && cosOverride.value(port);
