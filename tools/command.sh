@@ -3,6 +3,7 @@
 # serves it; on a switch there is none. GET lists the faults; POST sends the command in the body. The environment:
 # SESSIONS is the directory of the sessions, VSWITCH the program, OPENCLT_SOCKET its switch.
 LC_ALL=C
+[ "${1-}" != --help ] || { sed -n '2,4s/^# //p' "$0"; exit; }
 
 answer() # STATUS TEXT
 {
