@@ -104,7 +104,7 @@ head -n 1 "$run/refused" | grep -q 403 && ! grep -q ERROR "$run/refused" && grep
     fail "without a session: $(cat "$run/refused" "$fresh/tmp/zt731.log")"
 ! "${inRoot[@]}" --userspec=games:games "$fresh" cat /tmp/zt731.log >"$run/log" 2>&1 || fail "another user reads the log"
 echo "Debian's lighttpd: answered, with the query unchanged, and logged"
-kill "${pids[-1]}"
+kill -- "-${pids[-1]}" # its whole group: unshare itself ignores the signal
 wait "${pids[-1]}" || true
 within lighty-disable-mod switching-v2
 within lighty-enable-mod switching-v2-resident
