@@ -250,11 +250,11 @@ static void blockSignals(sigset_t *signals)
     sigprocmask(SIG_SETMASK, signals, nullptr);
 }
 
-int parentRun(int started)
+int parentRun(int passed)
 {
     sigset_t signals;
     blockSignals(&signals);
-    int listening = fcntl(started, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    int listening = fcntl(passed, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     busy = (volatile bool *)mmap(nullptr, WORKERS_MAX, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     static RouteTree *tree; /* never freed; static, so that a leak checker still reaches it */
     tree = routeTreeCreate();
@@ -263,7 +263,7 @@ int parentRun(int started)
         return 1;
     }
     int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-    dup2(nothing, started); /* as standard input */
+    dup2(nothing, passed); /* as standard input */
     close(nothing);
     registerEndpoints(tree);
     workerCount = configuredWorkers();

@@ -7,7 +7,7 @@
 /* The listening socket that this process was started with, as standard input or by LISTEN_FDS; -1: none. */
 int listeningSocket();
 
-/* Serves SCGI requests from `listening` until SIGTERM. The result is the exit status. */
-int parentRun(int listening);
+/* Serves SCGI requests from the socket `passed` until SIGTERM. The result is the exit status. */
+int parentRun(int passed);
 
 #endif

@@ -16,7 +16,7 @@
 #include "log/log.h"
 
 enum { RECEIVE_MILLIS = 10'000 };
-enum : size_t { LENGTH_DIGITS = 6, KEPT_MAX = 64 * 1024, DROPPED_MAX = 4 * (size_t)SCGI_BODY_MAX };
+enum : size_t { LENGTH_DIGITS = 6, KEPT_MAX = 0x10000, DROPPED_MAX = 4 * (size_t)SCGI_BODY_MAX };
 
 static_assert(SCGI_VARIABLES_MAX < 1'000'000); /* has at most LENGTH_DIGITS digits */
 

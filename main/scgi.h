@@ -10,7 +10,7 @@
 #include "common/request.h"
 
 /* Limits in bytes: of all variables together, and of the body. */
-enum : size_t { SCGI_VARIABLES_MAX = 256 * 1024, SCGI_BODY_MAX = 1024 * 1024 };
+enum : size_t { SCGI_VARIABLES_MAX = 0x40000, SCGI_BODY_MAX = 0x100000 };
 
 /* A head. The values of the variables point into the bytes that it was read from. */
 struct ScgiHead {

@@ -46,7 +46,7 @@ static CommandOutcome advance(const Args &args, std::string *answer)
     long long seconds = 0;
     if (!readNumber(args[0], 1, 10000000, &seconds))
         return refuse(answer, "\"advance\" takes a number of seconds from 1 to 10000000, not \"" + args[0] + "\"");
-    uint64_t singly = std::min<uint64_t>(seconds, 3600);
+    uint64_t singly = std::min((uint64_t)seconds, (uint64_t)3600);
     advancedMillis += 1000 * ((uint64_t)seconds - singly);
     for (; singly; singly--) {
         advancedMillis += 1000;

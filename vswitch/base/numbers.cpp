@@ -48,16 +48,6 @@ static const std::vector<Meaning> &meanings()
 #define EXPAND_4(...) EXPAND_1(EXPAND_1(EXPAND_1(EXPAND_1(__VA_ARGS__))))
 #define EXPAND_1(...) __VA_ARGS__
 
-/* What the parameter of these operations means; "": of all operations that no other row names. */
-static const struct {
-    const char *type, *parameter;
-    std::vector<const char *> operations;
-} uses[] = {
-#define NAMED(type, parameter) {#type, #parameter, {""}},
-#define MEANS(type, parameter, ...) {#type, #parameter, {QUOTE_EACH(__VA_ARGS__)}},
-#include "vswitch/base/numbers.def"
-};
-
 static const Meaning *meaningNamed(const char *type)
 {
     for (const Meaning &meaning : meanings())
@@ -70,6 +60,15 @@ static const Meaning *meaningNamed(const char *type)
 static const std::map<std::pair<std::string, std::string>, const Meaning *> &meaningIndex()
 {
     static const auto index = [] {
+        /* what the parameter of these operations means; "": of all operations that no other row names */
+        const struct {
+            const char *type, *parameter;
+            std::vector<const char *> operations;
+        } uses[] = {
+#define NAMED(type, parameter) {#type, #parameter, {""}},
+#define MEANS(type, parameter, ...) {#type, #parameter, {QUOTE_EACH(__VA_ARGS__)}},
+#include "vswitch/base/numbers.def"
+        };
         std::map<std::pair<std::string, std::string>, const Meaning *> made;
         for (const auto &use : uses)
             for (const char *operation : use.operations)
