@@ -25,13 +25,13 @@ enum CommandGroup { FAULT_COMMANDS, SWITCH_COMMANDS, EVENT_COMMANDS, FRAME_COMMA
 
 struct Command {
     CommandGroup group;
+    bool local = false; /* the client runs it, without a running switch */
     const char *name;
     const char *formerName = nullptr; /* also accepted; --help does not show it */
     const char *usage;                /* the arguments as --help shows them */
     size_t fewest, most;              /* number of arguments; ANY_NUMBER: no limit */
     const char *help;                 /* one line, or several with "\n" between them */
     CommandOutcome (*run)(const Args &args, std::string *answer);
-    bool local = false; /* the client runs it, without a running switch */
 };
 
 inline constexpr size_t ANY_NUMBER = SIZE_MAX;

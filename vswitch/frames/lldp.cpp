@@ -41,7 +41,7 @@ static std::string numbers(std::initializer_list<std::pair<uint64_t, size_t>> pa
 static void sendPolicy(uint32_t port, const VoicePolicy &policy)
 {
     const std::string addresses = numbers({{LLDP_GROUP, 6}, {bridgeMac(), 6}});
-    uint32_t bits = policy.tagged << 22 | policy.vlan << 9 | policy.priority << 6 | policy.dscp;
+    uint32_t bits = (uint32_t)policy.tagged << 22 | policy.vlan << 9 | policy.priority << 6 | policy.dscp;
     std::string rest = numbers({{TYPE_LLDP, 2}});
     putTlv(&rest, TLV_CHASSIS, numbers({{SUBTYPE_MAC, 1}, {bridgeMac(), 6}}));
     putTlv(&rest, TLV_PORT, numbers({{SUBTYPE_LOCAL, 1}}) + std::to_string(port));

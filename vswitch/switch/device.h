@@ -16,7 +16,7 @@ struct DeviceOptions {
 };
 
 /* To be called before the first reset. */
-void setDeviceOptions(const DeviceOptions &options);
+void setDeviceOptions(const DeviceOptions &chosen);
 const DeviceOptions &deviceOptions();
 
 /* The MAC address of the switch. */

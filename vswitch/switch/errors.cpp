@@ -25,22 +25,22 @@ static const struct Kind {
     const char *name;
     void (*addTo)(PortCounters &counters, uint64_t frames); /* null: PDUs, which `counter` counts */
     MrpCounter counter;
-    std::vector<RegistrationProtocol> protocols; /* that have the counter */
+    uint32_t protocols; /* that have the counter: a bit each */
 } kinds[] = {
-    {"too-long", tooLong, {}, {}},
-    {"delayed", delayed, {}, {}},
-    {"bad-header", nullptr, MRP_BAD_HEADER, {MVRP, MMRP}},
-    {"bad-format", nullptr, MRP_BAD_FORMAT, {MVRP, MMRP}},
-    {"not-sent", nullptr, MRP_SEND_FAILED, {MVRP, MMRP}},
-    {"not-registered", nullptr, MRP_REGISTRATION_FAILED, {GMRP, GVRP, MVRP}},
+    {"too-long", tooLong, {}, 0},
+    {"delayed", delayed, {}, 0},
+    {"bad-header", nullptr, MRP_BAD_HEADER, 1 << MVRP | 1 << MMRP},
+    {"bad-format", nullptr, MRP_BAD_FORMAT, 1 << MVRP | 1 << MMRP},
+    {"not-sent", nullptr, MRP_SEND_FAILED, 1 << MVRP | 1 << MMRP},
+    {"not-registered", nullptr, MRP_REGISTRATION_FAILED, 1 << GMRP | 1 << GVRP | 1 << MVRP},
 };
 
 /* Counts the PDUs for each protocol that runs on the port. False: none does. */
 static bool countPdus(const Kind &kind, uint32_t port, uint64_t number)
 {
     bool counted = false;
-    for (RegistrationProtocol protocol : kind.protocols)
-        if (registrationRuns(protocol, port)) {
+    for (RegistrationProtocol protocol : {GMRP, GVRP, MVRP, MMRP})
+        if (kind.protocols >> protocol & 1 && registrationRuns(protocol, port)) {
             countRegistration(protocol, port, kind.counter, number);
             counted = true;
         }

@@ -272,9 +272,9 @@ struct LoopProbe {
     bool sends;
     uint32_t tpid, vlan, intervalSeconds;
 };
-LoopProbe loopProbe(uint32_t port);
-void loopFrameSent(uint32_t port);
-void loopFrameReceived(uint32_t port); /* may shut the port */
+LoopProbe loopProbe(uint32_t number);
+void loopFrameSent(uint32_t number);
+void loopFrameReceived(uint32_t number); /* may shut the port */
 
 /* The voice VLAN in force on a port, 0 for none (voice.cpp). The port sends its frames with a tag. */
 uint32_t voiceVlan(uint32_t port);

@@ -187,8 +187,8 @@ static bool findTag(uint32_t vlan, StationKey *key, std::string *answer)
         key->tag = tag;
         Admission admission = admit(frameOf(*key));
         if (admission.verdict != ADMITTED && tag) {
-            refuse(answer, "port " + port + " discards frames of VLAN " + name + ": " +
-                               refusalText(frameOf(*key), admission));
+            refuse(answer, std::string("port ").append(port).append(" discards frames of VLAN ").append(name)
+                               .append(": ").append(refusalText(frameOf(*key), admission)));
             return false;
         }
         if (admission.verdict == ADMITTED && admission.vlan == vlan)
