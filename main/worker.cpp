@@ -67,7 +67,9 @@ static void prepare(int listening)
     }
     dup2(nothing, STDIN_FILENO);
     dup2(nothing, STDOUT_FILENO);
+#ifdef M_MMAP_THRESHOLD /* another C library gives memory back by itself */
     mallopt(M_MMAP_THRESHOLD, 128 * 1024); /* fixed: the memory of a large request goes back to the system */
+#endif
     prepareSignals();
 }
 
