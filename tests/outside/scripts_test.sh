@@ -70,8 +70,8 @@ for signals in "0.05 TERM" "0.4 HUP" "1.5 HUP TERM HUP" "3 TERM TERM TERM TERM";
 done
 # After SIGKILL, the next start ends and removes what was left.
 mkdir "$run/tmp"
-serve() { TMPDIR=$run/tmp launch ./serve.sh --own-files --build "$build" --port "$port" >"$run/out" 2>&1; }
-serves() { for ((try = 0; try < 400; try++)); do ! grep -q Ctrl-C "$run/out" || return 0; sleep 0.05; done; return 1; }
+serve() { rm -f "$run/out"; TMPDIR=$run/tmp launch ./serve.sh --own-files --build "$build" --port "$port" >"$run/out" 2>&1; }
+serves() { for ((try = 0; try < 400; try++)); do ! grep -sq Ctrl-C "$run/out" || return 0; sleep 0.05; done; return 1; }
 serve && serves && kill -KILL "${pids[-1]}" && serve
 serves && grep -q 'serve.sh .* was killed' "$run/out" || complain "after SIGKILL, serve.sh does not serve: $(cat "$run/out")"
 alone() { for ((try = 0; try < 100; try++)); do [ "$(pgrep -cf "$run/tmp.*lighttpd.conf")" != 1 ] || return 0; sleep 0.05; done; return 1; }
