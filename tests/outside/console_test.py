@@ -261,7 +261,8 @@ def shows_what_it_does_not_know(page):
 
 def believes_no_nonsense(page):
     for operation, value, part in (("Dot1dBaseNumPortsGet", "numPorts=4294967295", "4294967295"),
-                                   ("NextVlanGet", "nextVlanId=1", "does not ascend: 1 follows 1")):
+                                   ("NextVlanGet", "nextVlanId=1", "does not ascend: 1 follows 1"),
+                                   ("FdbEntryNextGet", "mac=a", "does not ascend: a follows a")):
         switch("fault", "rpcclt_openapi" + operation, "code=0", value)
         page.logs_in(token)
         page.go("#/switch")
