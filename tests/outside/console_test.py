@@ -166,6 +166,7 @@ def refuses_what_a_browser_cannot_send(page):
 def shows_the_switch(page):
     page.go("#/switch")
     page.sees("#sum", "14 up", "14 down", "root: this switch")
+    assert page.text("[aria-pressed=true]").startswith("1")
     page.clicks("#port3")
     page.sees("#portTitle", "Port 3: forwarding")
     page.sees("#settings", "general")
