@@ -129,9 +129,14 @@ def test_one_connection_serves_many_requests(switch):
     assert switch.get("vlan/next-vlan") == {"nextVid": 1}
 
 
-def test_hosts_on_ports_and_nothing_is_left(tmp_path):
+def test_a_resident_program_with_hosts_and_a_console_leaves_nothing(tmp_path):
     os.environ["TMPDIR"] = str(tmp_path)
-    with Switch.serve(sockets=3) as switch:
+    with Switch.serve(sockets=3, resident=True) as switch:
+        console = switch.url.replace("/api/v2/switching", "/console/")
+        with urllib.request.urlopen(console + "openapi.json") as answer:
+            assert json.load(answer)["servers"][0]["url"] == switch.url
+        door = urllib.request.Request(console + "vswitch", b"link 3 up", {"Session": switch.session})
+        assert urllib.request.urlopen(door).status == 200
         one, two = switch.port(1), switch.port(2)
         one.send(FRAME)
         assert (two.received(), one.received(), two.receive(0)) == ([FRAME], [], None)
@@ -176,8 +181,3 @@ def test_the_example_of_the_readme():
         section = file.read().split("\n## Python\n")[1]
     example = section[section.index("    from switching import"):section.index("\n`Switch(")]
     exec(re.sub("(?m)^    ", "", example), {})
-
-
-def test_the_description_that_is_served_names_the_server(switch):
-    with urllib.request.urlopen(switch.url.replace("/api/v2/switching", "/console/openapi.json")) as answer:
-        assert json.load(answer)["servers"][0]["url"] == switch.url
