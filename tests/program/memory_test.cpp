@@ -23,7 +23,8 @@ protected:
         takeTrace();
         Environment environment = request(exchange.method, exchange.target, exchange.body);
         environment["SANDBOX_FAIL_ALLOCATION"] = std::to_string(n);
-        expectRightOrNothing(run(environment, exchange.body), exchange, takeTrace());
+        Outcome outcome = run(environment, exchange.body);
+        expectRightOrNothing(outcome, exchange, takeTrace());
         expectSessionIsWhole();
         return exists(tmp("allocation-failed"));
     }
