@@ -92,7 +92,7 @@ class Tree:
             file.write(text)
 
     def commands_for(self, path, quick):
-        """(name, command) of the tests for a fault in `path`: those of its room, then the others (quick: some of them)."""
+        """(name, command) of the tests for a fault in `path`: its own tests, then the others (quick: some)."""
         def proof(*parts):
             return 'proof', ['tests/proof/proof.py', '--first', self.build, 'api/openapi.json', *parts]
 

@@ -11,8 +11,8 @@
  *   SANDBOX_REGISTER_FAILS    openapiClientRegister returns -1
  *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown aborts the process
  *   SANDBOX_READ_ONLY         /tmp is on a read-only file system
- *   SANDBOX_IMMOVABLE         this path of /tmp belongs to another user, and the directory is sticky: it cannot be removed,
- *                             renamed or replaced
+ *   SANDBOX_IMMOVABLE         this path of /tmp belongs to another user, and the directory is sticky: it cannot be
+ *                             removed, renamed or replaced
  *   SANDBOX_FAIL_ALLOCATION   N: only the Nth allocation since the start of main fails, and creates
  *                             /tmp/allocation-failed (preloaded only)
  */

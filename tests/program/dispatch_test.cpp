@@ -28,9 +28,10 @@ TEST_F(Dispatch, findsTheHandler)
 
 TEST_F(Dispatch, answersNothingToWhatItDoesNotKnow)
 {
-    for (const std::string uri : {"Bridge/dot1d-stp-priority", "bridge/DOT1D-stp-priority", "bridg/dot1d-stp-priority",
-                                  "bridges/dot1d-stp-priority", "bridge/dot1d-stp-priorit", "bridge/dot1d-stp-priority/",
-                                  "bridge/dot1d-stp-priority;x", "bridge/dot1d-stp-priority?a=/b", "bridge"})
+    for (const std::string uri :
+         {"Bridge/dot1d-stp-priority", "bridge/DOT1D-stp-priority", "bridg/dot1d-stp-priority",
+          "bridges/dot1d-stp-priority", "bridge/dot1d-stp-priorit", "bridge/dot1d-stp-priority/",
+          "bridge/dot1d-stp-priority;x", "bridge/dot1d-stp-priority?a=/b", "bridge"})
         EXPECT_EQ(ask("/api/v2/switching/" + uri), "") << uri;
     EXPECT_EQ(ask("/dot1d-stp-priority") + ask("/") + ask(path, "PUT") + ask(path, "") + ask(path, nullptr), "");
     Environment environment = get(priority);
@@ -50,9 +51,10 @@ TEST_F(Dispatch, masksControlBytesInTheLog)
     ask(path + "\033");
     ask("/\r\n\t\001x/\033[2J\177\037 \303\274?\n");
     ask("/\302\233\302\240\303\234\342\202\254/\2332J\360\237\230\200\302"); /* U+009B is CSI, too */
-    for (const std::string &entry : {"] method not found:" + path + "?\nbridge\ndot1d-stp-priority?\n",
-                                    std::string("] method not found:/????x/?[2J?? \303\274??\n????x\n?[2J?? \303\274\n"),
-                                    std::string("\n??\302\240\303\234\342\202\254\n?2J\360\237\230\200\302\n")})
+    for (const std::string &entry :
+         {"] method not found:" + path + "?\nbridge\ndot1d-stp-priority?\n",
+          std::string("] method not found:/????x/?[2J?? \303\274??\n????x\n?[2J?? \303\274\n"),
+          std::string("\n??\302\240\303\234\342\202\254\n?2J\360\237\230\200\302\n")})
         EXPECT_THAT(log(), HasSubstr(entry));
     EXPECT_EQ(takeTrace(), "");
 }

@@ -81,7 +81,7 @@ TEST_F(CrashRecord, isWrittenForAFatalSignal)
         EXPECT_THAT(record, AllOf(HasSubstr(what + std::to_string(signal)), HasSubstr(OP "Dot1dStpPriorityGet\n"),
                                   HasSubstr("switching_v2.cgi+0x")));
     }
-    /* a FIFO without a reader does not hold the process that crashes; the answer is out before the connection is closed */
+    /* A FIFO without a reader does not hold a process that crashes. The answer is out before the tear-down. */
     put(tmp("fifo"), PIPE);
     command("clear");
     Outcome outcome = run(get(priority, {{"CRASHLOG_FILE", tmp("fifo")}, {"SANDBOX_TEAR_DOWN_CRASHES", "1"}}));

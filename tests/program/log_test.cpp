@@ -1,6 +1,6 @@
 /*
- * log_test.cpp - the log as the program writes it: threshold, lines, rotation; and what it does when other users and full
- * or read-only file systems are in its way.
+ * log_test.cpp - the log as the program writes it: threshold, lines, rotation; also where other users are in the way, or
+ * the file system is full or read-only.
  */
 #include <fcntl.h>
 #include <signal.h>

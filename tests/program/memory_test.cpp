@@ -30,8 +30,8 @@ protected:
     }
 
     /*
-     * The program answers correctly; or that the body is invalid; or only the header; or nothing, not even a header, and
-     * ends with status 1. The log says why. Or it refuses the request. The switch gets the right call or none.
+     * The program answers correctly; or that the body is invalid; or only the header; or nothing, and ends with status 1.
+     * The log says why. Or it refuses the request. The switch gets the right call or none.
      */
     void expectRightOrNothing(const Outcome &outcome, const Exchange &exchange, const std::string &asked)
     {
@@ -39,8 +39,8 @@ protected:
         bool invalid = !exchange.body.empty() && output == header + failureLine(10003);
         EXPECT_EQ(outcome.errors, "");
         EXPECT_TRUE(asked == exchange.asked || (asked.empty() && output != right)) << asked;
-        EXPECT_TRUE(output == right || output == header || output == "" || (asked.empty() && (invalid || output == refused)))
-            << output;
+        bool refusal = asked.empty() && (invalid || output == refused);
+        EXPECT_TRUE(output == right || output == header || output == "" || refusal) << output;
         /* the builder with a fixed buffer logs only a failed print: established behaviour */
         bool inFixedBuffer = exchange.answered == success("");
         const std::string logged = log() + readFile(tmp(LOG_FILE ".old"));

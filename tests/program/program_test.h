@@ -82,7 +82,8 @@ protected:
     }
 
     /* The output of a shell script in which "$@" is the program. `command` starts the shell. */
-    static std::string outputAfter(const std::string &script, Environment environment, std::vector<std::string> command = {})
+    static std::string outputAfter(const std::string &script, Environment environment,
+                                   std::vector<std::string> command = {})
     {
         /* the sandbox is not for the shell, which can be of another processor */
         command.insert(command.end(), {"sh", "-c", script, "sh", "env", "LD_PRELOAD=" + environment["LD_PRELOAD"]});
@@ -95,7 +96,7 @@ protected:
     /* Logs one ERROR entry, `notFound`. Returns the output. */
     std::string logOnce(Environment more = {}) { return outputOf(get("nothing", std::move(more))); }
 
-    /* Gives the file to another user. False for a user who is not root: the test leaves this case out. */
+    /* Gives the file to another user. False without root: the test leaves this case out. */
     static bool giveAway(const std::string &path) { return chown(path.c_str(), 65534, (gid_t)-1) == 0; }
 
     std::string session() const { return readFile(tmp("session/token")); }

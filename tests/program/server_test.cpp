@@ -42,8 +42,8 @@ TEST_F(ServerFault, failsAtTheStart)
         {OP "ConnectivityCheck hangup times=6", three, ""},
         {OP "ConnectivityCheck rubbish times=6", three, ""},
         {OP "ConnectivityCheck delay=2000 times=2", "3 3 ", ""},
-        {OP "NetworkOSVersionGet hangup", "", R"(\(ERROR\): kelt_cgi: \[initHandler:\d+\] Network OS Version retrieve error\n)"},
-        {OP "ApiVersionGet delay=2000", "", R"(\(ERROR\): kelt_cgi: \[initHandler:\d+\] Open API Version retrieve error\n)"},
+        {OP "NetworkOSVersionGet hangup", "", "Network OS Version retrieve error\n"},
+        {OP "ApiVersionGet delay=2000", "", "Open API Version retrieve error\n"},
         {OP "ConnectivityCheck hangup", three, "", ""},
         {OP "Dot1dStpPriorityGet delay=100", "", ""}, /* late, but in time */
     };
@@ -58,9 +58,10 @@ TEST_F(ServerFault, failsAtTheStart)
         EXPECT_EQ(outputOf(get(priority, impatient), "", row.output.empty() ? 255 : 0), row.output);
         EXPECT_EQ(readFile(tmp("slept")), row.slept);
         const std::string text = log();
-        EXPECT_EQ((size_t)std::distance(std::sregex_iterator(text.begin(), text.end(), warning), std::sregex_iterator()),
-                  row.slept.size() / 2);
-        EXPECT_TRUE(std::regex_search(text, std::regex(row.logged))) << text;
+        const std::sregex_iterator warnings(text.begin(), text.end(), warning);
+        EXPECT_EQ((size_t)std::distance(warnings, std::sregex_iterator()), row.slept.size() / 2);
+        const std::regex line("\\(ERROR\\): kelt_cgi: \\[initHandler:\\d+\\] " + row.logged);
+        EXPECT_TRUE(row.logged.empty() || std::regex_search(text, line)) << text;
     }
     EXPECT_THAT(readFile(directory + "/trace"), HasSubstr("NetworkOSVersionGet version=[100]\"\" -> 0"));
 }

@@ -159,8 +159,8 @@ TEST_F(Session, waitsForTheLock)
     logEverything();
     for (const bool ends : {false, true}) {
         writeFile(tmp("session/s"), "admin\n7000\ns");
-        const std::string then = ends ? "rm " + tmp("session/s") : "touch " + tmp("done");
-        Process holder = startProcess({"flock", "-s", tmp("session/s"), "sh", "-c", "echo locked; sleep 1; " + then}, {}, "");
+        const std::string then = "echo locked; sleep 1; " + (ends ? "rm " + tmp("session/s") : "touch " + tmp("done"));
+        Process holder = startProcess({"flock", "-s", tmp("session/s"), "sh", "-c", then}, {}, "");
         char line[16];
         ASSERT_GT(read(holder.output, line, sizeof line), 0);
         EXPECT_EQ(served("s"), !ends);
@@ -189,15 +189,17 @@ TEST_F(Session, holdsTheLongestLines)
     EXPECT_EQ(readFile(tmp("session/" + token)), user + "7300\n" + role + token.substr(0, 36) + old.substr(36));
 }
 
-/* A user who can make session files could log in: only those of root and of the program's user count. */
+/* Any user can make files under /tmp: only session files of root and of the program's user count. */
 TEST_F(Session, belongsToAnotherUser)
 {
+    const std::string wrong = "is refused: it must be a directory";
+    const std::string belongs = "is refused: it belongs to user 65534, not to root";
     const struct { const char *what; std::string path; Kind kind; std::string content, logged; } rows[] = {
-        {"another user's directory", "session", DIRECTORY, "", "/tmp/session is refused: it belongs to user 65534, not to root"},
-        {"another user's file", "session/token", FILE_OF, fresh, "A file in /tmp/session is refused: it belongs to"},
+        {"another user's directory", "session", DIRECTORY, "", "/tmp/session " + belongs},
+        {"another user's file", "session/token", FILE_OF, fresh, "A file in /tmp/session " + belongs},
         {"a second name of a session", "session/token", SECOND_NAME_OF, tmp("mine"), ""},
-        {"a link to a directory", "session", LINK_TO, tmp("my sessions"), "/tmp/session is refused: it must be a directory"},
-        {"no directory", "session", FILE_OF, "", "/tmp/session is refused: it must be a directory"},
+        {"a link to a directory", "session", LINK_TO, tmp("my sessions"), "/tmp/session " + wrong},
+        {"no directory", "session", FILE_OF, "", "/tmp/session " + wrong},
     };
     put(tmp("mine"), FILE_OF, fresh);
     put(tmp("my sessions"), DIRECTORY);

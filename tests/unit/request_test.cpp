@@ -116,17 +116,17 @@ TEST(QueryExact, findsTheKeyOnlyAtTheStartOrBehindAnAmpersand)
 
 TEST(QueryExact, findsTheNameThatEndsAtTheNextAmpersand)
 {
-    static const NamedCode wordRows[] = {{1, "percent"}, {2, "pps"}};
-    static const NameTable words = nameTable(wordRows);
-    const struct { const char *query; uint32_t word, wordOrNumber; } rows[] = {
+    static const NamedCode nameRows[] = {{1, "percent"}, {2, "pps"}};
+    static const NameTable names = nameTable(nameRows);
+    const struct { const char *query; uint32_t code, codeOrNumber; } rows[] = {
         {nullptr, 9, 0}, {"unit=pps&unit=percent", 2, 2}, {"unit=percent", 1, 1}, {"unit=percentage", 9, 0},
         {"unit=70", 9, 70}, {"unit=7&8", 9, 7}, {"unit=%70ps", 9, 0}, {"unit=", 9, 0}, {"unit=4294967299", 9, 3},
         {"unit=00000000000000000000000000000056", 9, 5}, /* cut */
     };
     for (const auto &row : rows) {
         arrange("PUT", row.query, nullptr);
-        EXPECT_EQ(queryCodeExact("unit", words, 9), row.word) << textOf(row.query);
-        EXPECT_EQ(queryCodeOrUintExact("unit", words), row.wordOrNumber) << textOf(row.query);
+        EXPECT_EQ(queryCodeExact("unit", names, 9), row.code) << textOf(row.query);
+        EXPECT_EQ(queryCodeOrUintExact("unit", names), row.codeOrNumber) << textOf(row.query);
     }
 }
 
@@ -165,8 +165,8 @@ TEST(Body, mustParse)
 
 TEST(Body, readsValuesByEachRule)
 {
-    static const NamedCode wordRows[] = {{1, "permit"}, {2, "watch"}};
-    static const NameTable words = nameTable(wordRows);
+    static const NamedCode nameRows[] = {{1, "permit"}, {2, "watch"}};
+    static const NameTable names = nameTable(nameRows);
     const char *rows[][2] = { /* integer, of a number, saturated, flag, name, text, ids; 7 where it stays as it was */
         {"300", "300 300 300 0 7 "}, {"12.9", "12 12 12 0 7 "}, {"-5", "4294967291 4294967291 0 0 7 "},
         {"1", "1 1 1 0 7 "}, {"3000000000", "2147483647 2147483647 3000000000 0 7 "},
@@ -177,25 +177,25 @@ TEST(Body, readsValuesByEachRule)
         {R"("PERMIT")", "0 7 0 0 7 PERMIT"}, {R"("permitted")", "0 7 0 0 7 permit"},
     };
     for (auto [json, expected] : rows) {
-        uint32_t integer = 7, ofNumber = 7, saturated = 7, flag = 7, word = 7;
+        uint32_t integer = 7, ofNumber = 7, saturated = 7, flag = 7, code = 7;
         OpenText<7> text;
         VlanIdList list = {};
         arrangeBody(std::string("{\"VALUE\":") + json + "}"); /* members are found whatever their case */
         ASSERT_TRUE(parseBody({integerMember("value", &integer), integerOfNumberMember("value", &ofNumber),
                                saturatedMember("value", &saturated), trueMember("value", &flag),
-                               codeMember("value", words, &word), textMember("value", text),
+                               codeMember("value", names, &code), textMember("value", text),
                                vlanIdsMember("value", &list)}));
         std::string read;
-        for (uint32_t number : {integer, ofNumber, saturated, flag, word})
+        for (uint32_t number : {integer, ofNumber, saturated, flag, code})
             read += std::to_string(number) + " ";
         read += text.bytes;
         for (uint32_t i = 0; i < list.count; i++)
             read += " " + std::to_string(list.ids[i]);
         EXPECT_EQ(read, expected) << json;
     }
-    EXPECT_STREQ(nameOf(words, 2, "unknown"), "watch");
-    EXPECT_STREQ(nameOf(words, 3, "unknown"), "unknown");
-    EXPECT_EQ(codeOf(words, nullptr, 5), 5u);
+    EXPECT_STREQ(nameOf(names, 2, "unknown"), "watch");
+    EXPECT_STREQ(nameOf(names, 3, "unknown"), "unknown");
+    EXPECT_EQ(codeOf(names, nullptr, 5), 5u);
 }
 
 TEST(HttpMethod, hasANameForAnyCode)

@@ -15,18 +15,24 @@ TEST(ResultCodes, haveMessagesAndAreMadeOfAnyCode)
 {
     for (int code : {INT32_MIN, -30, 1, INT32_MAX}) /* the proof has the others */
         EXPECT_EQ(openResult(code), ResultCode::GENERAL_FAILED) << code;
-    const std::pair<int, const char *> rows[] = {{0, "Success"}, {10024, "HTTP method is not suported for this request"},
-        {11000, ""}, {-7, "Failed to allocate memory"}, {-204, "Invalid user, user does not exist"}, {12, "Error code unknown"}};
-    for (auto [code, message] : rows)
+    for (auto [code, message] : {std::pair{0, "Success"}, {10024, "HTTP method is not suported for this request"},
+                                 {11000, ""}, {-7, "Failed to allocate memory"}, {12, "Error code unknown"}})
         EXPECT_STREQ(resultMessage(ResultCode{code}), message);
 }
 
-/* Both builders: what they answer, and what their output holds then. At first it holds "old", and the buffer is zero. */
+/* Both builders: what they return, and what their output holds. (Before, it holds "old", or only zeros.) */
 TEST(Envelope, holdsDataOnlyOnSuccess)
 {
     const std::string plain = success(""), withData = success(R"("bridge":{"a":1})");
     const std::string failed = failure(-204, "Invalid user, user does not exist");
-    const struct { int code; const char *name, *data; int result; std::string allocated; int inBuffer; std::string fixed; } rows[] = {
+    const struct {
+        int code;
+        const char *name, *data;
+        int result;
+        std::string allocated;
+        int resultFixed;
+        std::string fixed;
+    } rows[] = {
         {0, "bridge", "{\"a\":1}", 0, withData, 0, withData},
         {0, "bridge", nullptr, 0, plain, -1, ""}, /* a name wants data in a fixed buffer */
         {0, nullptr, "{\"a\":1}", 0, plain, 0, plain},
@@ -38,7 +44,7 @@ TEST(Envelope, holdsDataOnlyOnSuccess)
         EXPECT_EQ(responseJsonRreallocStr(ResultCode{row.code}, row.name, row.data, &output), row.result);
         EXPECT_EQ(output, row.allocated);
         free(output);
-        EXPECT_EQ(responseJsonStr(ResultCode{row.code}, row.name, row.data, buffer), row.inBuffer);
+        EXPECT_EQ(responseJsonStr(ResultCode{row.code}, row.name, row.data, buffer), row.resultFixed);
         EXPECT_EQ(buffer, row.fixed);
         memset(buffer, 'x', sizeof buffer);
         responseJsonStr(ResultCode{row.code}, row.name, row.data, buffer);

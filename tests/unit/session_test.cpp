@@ -1,6 +1,6 @@
 /*
- * session_test.cpp - the session check for needs that no endpoint of the program has, SESSION_ADMIN and SESSION_NONE, and
- * what it leaves behind in its process.
+ * session_test.cpp - the session check for needs that no endpoint has, SESSION_ADMIN and SESSION_NONE, and what it leaves
+ * behind in its process.
  */
 #include "httpd/session.h"
 
