@@ -124,16 +124,16 @@ class Switch:
         start = self.trace.end() if self.trace else 0
         status, text = self.send(method, target, body)
         shown = f"{operation}" + "".join(f" {name}={value!r}" for name, value in keys.items())
-        calls = self.trace.calls(start) if self.trace else None
+        asked = lambda: self.trace.calls(start) if self.trace else None
         if status == NOT_ADMITTED:
-            raise Refused(status, "the session has ended, does not exist, or may not do this", shown, calls)
+            raise Refused(status, "the session has ended, does not exist, or may not do this", shown, asked())
         try:
             answer = json.loads(text)
             resp = answer.pop("resp")
         except (ValueError, KeyError):
             raise NoAnswer(f"{shown}: status {status}, and no answer of the interface: {text[:200]!r}") from None
         if resp["status"] != "success":
-            raise Refused(resp["respCode"], resp["respMsg"], shown, calls)
+            raise Refused(resp["respCode"], resp["respMsg"], shown, asked())
         return next(iter(answer.values()), {})
 
     def send(self, method, target, body=""):
