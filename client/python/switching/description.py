@@ -110,6 +110,10 @@ class Operation:
     def names(self):
         return [key.name + "=" for key in self.keys]
 
+    def has(self, name):
+        """Whether a key has this name or this meaning."""
+        return any(name in (key.name, key.means) for key in self.keys)
+
     def names_of(self, member):
         """{number as text: its name} of a member of the answer."""
         return self.members[member].get("x-names", {})

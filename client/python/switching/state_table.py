@@ -52,7 +52,7 @@ def sendable(key, value):
 
 def fitting(operation, keys):
     """Those of the {name or meaning: value} that the operation has."""
-    return {name: value for name, value in keys.items() if any(name in (key.name, key.means) for key in operation.keys)}
+    return {name: value for name, value in keys.items() if operation.has(name)}
 
 
 class Setting:

@@ -9,6 +9,7 @@ import shutil
 import subprocess
 import tempfile
 import threading
+import warnings
 from urllib.parse import urlsplit
 
 from . import description
@@ -193,6 +194,25 @@ class Switch:
                 return
             seen.add(place)
             yield data
+
+    # The state
+
+    def snapshot(self, jobs=4):
+        """Everything that is set: {table: {entry: {setting: value}}}. `jobs` requests are sent at a time."""
+        from .snapshot import snapshot
+        found, unread = snapshot(self, jobs)
+        if unread:
+            warnings.warn(f"not in the snapshot: {dict(unread)}", stacklevel=2)
+        return found
+
+    def apply(self, state, exact=False, jobs=4):
+        """Sets what differs from a state: a dict as snapshot() returns, or a part of one, or the path of a file. Removes
+        entries that the state does not have only if `exact`. Returns the Outcome; raises Incomplete."""
+        from .apply import Apply, Incomplete
+        outcome = Apply(self, state, exact, jobs).run()
+        if not outcome.complete:
+            raise Incomplete(outcome)
+        return outcome
 
     # The virtual switch
 
