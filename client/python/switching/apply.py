@@ -248,7 +248,7 @@ class Incomplete(Exception):
 
     def __init__(self, outcome):
         self.outcome = outcome
-        super().__init__("\n".join(f"{one.text('the state', 'the switch')} ({outcome.reason(one)})" for one in outcome.missing))
+        super().__init__("\n".join(f"{one.text('in the state', 'on the switch')} ({outcome.reason(one)})" for one in outcome.missing))
 
 
 def why(error):

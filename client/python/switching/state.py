@@ -268,11 +268,11 @@ class Difference(NamedTuple):
     def text(self, first, second):
         if self.second is None or self.first is None:
             there, value = (second, self.second) if self.first is None else (first, self.first)
-            return f"{self.place}: only in {there}" + (f": {shown(value)}" if value != {} else "")
-        return f"{self.place}: {shown(self.first)} in {first}, {shown(self.second)} in {second}"
+            return f"{self.place}: only {there}" + (f": {shown(value)}" if value != {} else "")
+        return f"{self.place}: {shown(self.first)} {first}, {shown(self.second)} {second}"
 
     def __str__(self):
-        return self.text("the first", "the second")
+        return self.text("in the first", "in the second")
 
 
 def shown(value):

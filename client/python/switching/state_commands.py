@@ -67,14 +67,14 @@ def take_snapshot(options, switch):
 def compare(options, switch):
     if len(options.files) > 2:
         raise Wrong("diff takes one or two files")
-    states, names = [state.State.of(file) for file in options.files], list(options.files)
+    states, names = [state.State.of(file) for file in options.files], [f"in {file}" for file in options.files]
     unread = {}
     if len(states) == 1:
         with pool(options.jobs, watched()) as threads:
             reader = Reader(switch(), threads)
             states.append(reader.read(states[0]))
             unread = reader.unread
-        names.append("the switch")
+        names.append("on the switch")
     differences = state.diff(*states)
     for one in differences:
         print(one.text(*names))
@@ -95,7 +95,7 @@ def apply(options, switch):
         raise
     for one in outcome.missing:
         reason = outcome.reason(one)
-        print(f"{one.text(options.files[0], 'the switch')}" + (f" ({reason})" if reason else ""), file=sys.stderr)
+        print(f"{one.text(f'in {options.files[0]}', 'on the switch')}" + (f" ({reason})" if reason else ""), file=sys.stderr)
     if outcome.extra:
         print(f"switching: the switch keeps {len(outcome.extra)} entries or settings that are not in {options.files[0]}; "
               "--exact removes them", file=sys.stderr)

@@ -157,7 +157,7 @@ class Table:
 
     def entity(self, texts):
         """The keys of an entry, of the texts under which a file has it."""
-        return tuple(self.key(number).value(text) for number, text in enumerate(texts))
+        return tuple(canonical(self.key(number), self.key(number).value(text)) for number, text in enumerate(texts))
 
 
 def member_of(data, key):

@@ -50,7 +50,7 @@ class Switch:
         self.trace = Trace(trace) if trace else None
         self.served, self.server = {}, None
         self.kept = threading.local()  # a connection for each thread
-        self.recordings, self.ports = [], {}
+        self.recordings, self.recording, self.ports = [], threading.Lock(), {}
 
     @classmethod
     def of(cls, served, role="admin"):
@@ -144,7 +144,6 @@ class Switch:
         path = f"{url.path}/{target}".encode("utf-8").decode("latin-1")
         body = body.encode() if isinstance(body, str) else body
         headers = {"Session": self.session} if self.session else {}
-        start = self.trace.end() if self.recordings else 0
         connection = self.connection(url)
         try:
             connection.request(method, path, body if method in ("POST", "PUT") else None, headers)
@@ -153,8 +152,10 @@ class Switch:
         except (OSError, http.client.HTTPException) as error:
             self.disconnect()
             raise NoAnswer(f"{method} {target}: {self.url} does not answer: {error or type(error).__name__}") from None
-        for recording in self.recordings:
-            recording.extend(self.trace.calls(start))
+        with self.recording:
+            for recording in self.recordings:
+                calls, recording.end = self.trace.since(recording.end)
+                recording.extend(calls)
         return status, text.decode("utf-8", "replace")
 
     def connection(self, url):
@@ -228,7 +229,8 @@ class Switch:
         """Records what the switch is asked: `with sw.traced() as calls` makes a list of Call."""
         if not self.trace:
             raise CommandFailed("there is no trace: this Switch was made without one")
-        calls = []
+        calls = Recording()
+        calls.end = self.trace.end()
         self.recordings.append(calls)
         try:
             yield calls
@@ -250,6 +252,10 @@ class Switch:
         for port in self.ports.values():
             port.close()
         self.ports = {}
+
+
+class Recording(list):
+    """The calls that traced() records, until `end` in the trace."""
 
 
 COMMANDS = ("advance", "capture", "clear", "errors", "fault", "faults", "hold", "learn", "link", "loop", "neighbour", "plug",
