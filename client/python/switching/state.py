@@ -67,9 +67,17 @@ class State:
 
 
 def parsed(path):
+    def once(pairs):
+        for name, count in collections.Counter(name for name, _ in pairs).items():
+            if count > 1:
+                raise Wrong(f'{path}: "{name}" is there twice in one object')
+        return dict(pairs)
+
     try:
         with open(path, encoding="utf-8") as file:
-            return json.load(file)
+            return json.load(file, object_pairs_hook=once)
+    except OSError as error:
+        raise Wrong(f"{path}: {error.strerror}") from None
     except UnicodeDecodeError:
         raise Wrong(f"{path}: this is no text") from None
     except json.JSONDecodeError as error:
@@ -156,6 +164,8 @@ class Reading:
         given = value if len(keys) > 1 else {keys[0].name: value}
         if not isinstance(given, dict) or set(given) != {key.name for key in keys}:
             raise self.wrong(place, f"this must be an object with {', '.join(key.name for key in keys)}")
+        if any(isinstance(one, dict) for one in given.values()):
+            raise self.wrong(place, "this must be a plain value")
         values = {}
         for key in keys:
             values[key.name] = canonical(key, given[key.name])
