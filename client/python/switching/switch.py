@@ -9,6 +9,7 @@ import shutil
 import subprocess
 import tempfile
 import threading
+import warnings
 from urllib.parse import urlsplit
 
 from . import description
@@ -52,7 +53,7 @@ class Switch:
         self.trace = Trace(trace) if trace else None
         self.served, self.server = {}, None
         self.kept = threading.local()  # a connection for each thread
-        self.recordings, self.ports = [], {}
+        self.recordings, self.recording, self.ports = [], threading.Lock(), {}
 
     @classmethod
     def of(cls, served, role="admin"):
@@ -128,16 +129,16 @@ class Switch:
         start = self.trace.end() if self.trace else 0
         status, text = self.send(method, target, body)
         shown = f"{operation}" + "".join(f" {name}={value!r}" for name, value in keys.items())
-        calls = self.trace.calls(start) if self.trace else None
+        asked = lambda: self.trace.calls(start) if self.trace else None
         if status == NOT_ADMITTED:
-            raise Refused(status, "the session has ended, does not exist, or may not do this", shown, calls)
+            raise Refused(status, "the session has ended, does not exist, or may not do this", shown, asked())
         try:
             answer = json.loads(text)
             resp = answer.pop("resp")
         except (ValueError, KeyError):
             raise NoAnswer(f"{shown}: status {status}, and no answer of the interface: {text[:200]!r}") from None
         if resp["status"] != "success":
-            raise Refused(resp["respCode"], resp["respMsg"], shown, calls)
+            raise Refused(resp["respCode"], resp["respMsg"], shown, asked())
         return next(iter(answer.values()), {})
 
     def send(self, method, target, body=""):
@@ -147,7 +148,6 @@ class Switch:
         path = f"{url.path}/{target}".encode("utf-8").decode("latin-1")
         body = body.encode() if isinstance(body, str) else body
         headers = {"Session": self.session} if self.session else {}
-        start = self.trace.end() if self.recordings else 0
         connection = self.connection(url)
         try:
             connection.request(method, path, body if method in ("POST", "PUT") else None, headers)
@@ -156,8 +156,10 @@ class Switch:
         except (OSError, http.client.HTTPException) as error:
             self.disconnect()
             raise NoAnswer(f"{method} {target}: {self.url} does not answer: {error or type(error).__name__}") from None
-        for recording in self.recordings:
-            recording.extend(self.trace.calls(start))
+        with self.recording:
+            for recording in self.recordings:
+                calls, recording.end = self.trace.since(recording.end)
+                recording.extend(calls)
         return status, text.decode("utf-8", "replace")
 
     def connection(self, url):
@@ -201,6 +203,25 @@ class Switch:
             seen.add(place)
             yield data
 
+    # The state
+
+    def snapshot(self, jobs=4):
+        """Everything that is set: {table: {entry: {setting: value}}}. `jobs` requests are sent at a time."""
+        from .snapshot import snapshot
+        found, unread = snapshot(self, jobs)
+        if unread:
+            warnings.warn(f"not in the snapshot: {dict(unread)}", stacklevel=2)
+        return found
+
+    def apply(self, state, exact=False, jobs=4):
+        """Sets what differs from a state: a dict as snapshot() returns, or a part of one, or the path of a file. Removes
+        entries that the state does not have only if `exact`. Returns the Outcome; raises Incomplete."""
+        from .apply import Apply, Incomplete
+        outcome = Apply(self, state, exact, jobs).run()
+        if not outcome.complete:
+            raise Incomplete(outcome)
+        return outcome
+
     # The virtual switch
 
     def command(self, *words, **conditions):
@@ -215,7 +236,8 @@ class Switch:
         """Records what the switch is asked: `with sw.traced() as calls` makes a list of Call."""
         if not self.trace:
             raise CommandFailed("there is no trace: this Switch was made without one")
-        calls = []
+        calls = Recording()
+        calls.end = self.trace.end()
         self.recordings.append(calls)
         try:
             yield calls
@@ -237,6 +259,10 @@ class Switch:
         for port in self.ports.values():
             port.close()
         self.ports = {}
+
+
+class Recording(list):
+    """The calls that traced() records, until `end` in the trace."""
 
 
 COMMANDS = ("advance", "capture", "clear", "errors", "fault", "faults", "hold", "learn", "link", "loop", "neighbour", "plug",
