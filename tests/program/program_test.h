@@ -32,19 +32,20 @@ inline const std::string refused = "Status:403\r\n\r\n";
 /* What the log says of the endpoint "nothing". */
 inline const std::string notFound = "] method not found:/api/v2/switching/nothing\nswitching\nnothing\n";
 
-enum Kind { FILE_OF, DIRECTORY, PIPE, LINK_TO, SECOND_NAME_OF };
+enum Kind { ABSENT, FILE_OF, DIRECTORY, PIPE, LINK_TO, SECOND_NAME_OF };
 
-/* Replaces the path by a file of that kind. */
+/* Replaces what is at the path. */
 inline void put(const std::string &path, Kind kind, const std::string &content = "")
 {
     std::filesystem::remove_all(path);
-    if (kind == FILE_OF)
+    if (kind == FILE_OF) {
         writeFile(path, content);
-    else
+    } else if (kind != ABSENT) {
         EXPECT_EQ(kind == DIRECTORY ? mkdir(path.c_str(), 0700)
                   : kind == PIPE    ? mkfifo(path.c_str(), 0600)
                   : kind == LINK_TO ? symlink(content.c_str(), path.c_str())
                                     : link(content.c_str(), path.c_str()), 0);
+    }
 }
 
 inline bool exists(const std::string &path)
