@@ -687,19 +687,23 @@ TEST_F(Plug, letsAHostReconnectAtOnce)
     }
 }
 
+/* Here a LAG: it is one port. */
 TEST_F(Plug, pluggedAndUnpluggedAtRunTime)
 {
-    play("plug 6=unix:" + path(6) + "\n"
-         "plug 6=unix:" + path(7) + " | something is plugged into port 6 already\n"
+    play("plug 29=unix:" + path(29) + "\n"
+         "plug 29=unix:" + path(7) + " | something is plugged into port 29 already\n"
          "plug 7=unix:" + directory + "/tmp | exists and is not a socket\n"
          "plug 7=unix:" + path(1) + " | another process is serving on\n" /* which is this switch */
-         "plug 29=unix:" + path(7) + " | a plug is PORT=tap:NAME or PORT=unix:PATH");
-    connectHost(6);
+         "plug 37=unix:" + path(7) + " | \"37\" is neither 0 (management) nor a port (to 28) nor a LAG (to 36)");
+    connectHost(29);
     command("settle");
-    forward({{"", "6 A>*", "0 A>*, 1 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"}});
-    play("unplug 6\nunplug 6 | nothing is plugged into port 6\nplug 7=unix:" + path(7));
-    EXPECT_TRUE(isHungUpOn(6));
-    EXPECT_NE(access(path(6).c_str(), F_OK), 0);
+    forward({{"vlan 10; mode 29 2; join 1 10; pvid 1 10", "1 A>*", "29 A>*@10"}, /* a trunk */
+             {"", "29 B>A@10", "1 B>A"},
+             {"", "1 A>B", "29 A>B@10"},
+             {"", "29 C>*", "0 C>*, 1 C>*, 2 C>*, 3 C>*, 4 C>*, 5 C>*"}});
+    play("unplug 29\nunplug 29 | nothing is plugged into port 29\nplug 7=unix:" + path(7));
+    EXPECT_TRUE(isHungUpOn(29));
+    EXPECT_NE(access(path(29).c_str(), F_OK), 0);
     startSwitch(); /* without plugs, as with serve.sh */
     play("POST vlan/create?vlanNum=10\nplug 1=unix:" + path(1));
     EXPECT_EQ(send("GET", "vlan/static-vlan-entries"), success("\"vlan\":{\"val\":1}")); /* it was reset */
