@@ -56,18 +56,6 @@ TEST_F(Forwarding, sendsFramesWhereTheirAddressWasLearned)
     EXPECT_EQ(send("GET", "bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:42"), success("\"bridge\":{\"port\":2}"));
 }
 
-TEST_F(Forwarding, obeysTheSpanningTree)
-{
-    forward({
-        {"stp 2 blocking", "1 A>*", "0 A>*, 3 A>*, 4 A>*, 5 A>*"},
-        {"", "2 B>A", "! it is blocked by the spanning tree"},
-        {"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"},
-        {"stp 2 learning", "2 B>A", "! it is learning: it does not forward yet"},
-        {"", "1 A>B", "! port 2 is learning: it does not forward yet"},
-        {"stp 2 auto", "1 A>B", "2 A>B"},
-    });
-}
-
 TEST_F(Forwarding, keepsFramesInTheirVlan)
 {
     forward({
@@ -258,7 +246,7 @@ TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
     EXPECT_EQ(send("GET", "vlan/dynamic-vlan-entries"), success("\"vlan\":{\"val\":4093}"));
 }
 
-TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)
+TEST_F(StaticFilterFrames, obeyFiltersProtectedPortsAndTheSpanningTree)
 {
     forward({
         {"filters enable; filter " A_MAC " 1; to " A_MAC " 1 4", "2 B>A", "4 B>A"},
@@ -279,6 +267,9 @@ TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)
         {"protect 1 1; protect 2 1; protect 3 2", "1 D>*", "0 D>*, 3 D>*, 4 D>*, 5 D>*"},
         {"", "2 B>D", "! port 1 is in the same protected group"},
         {"", "3 C>D", "1 C>D"},
+        {"stp 1 learning", "3 C>D", "! port 1 is learning: it does not forward yet"},
+        {"", "1 D>C", "! it is learning: it does not forward yet"},
+        {"stp 1 blocking", "1 D>C", "! it is blocked by the spanning tree"},
     });
 }
 

@@ -179,8 +179,10 @@ static std::vector<Key> keysOf(const Walk &walk)
         call.values.resize(call.operation->tags.size());
         if (!answer(call, &arguments).starts_with("0 "))
             break;
-        for (size_t i = walk.fixed; i < key.size(); i++)
-            key[i] = {arguments[walk.found + i - walk.fixed].number, textOf(&arguments[walk.found + i - walk.fixed].text)};
+        for (size_t i = walk.fixed; i < key.size(); i++) {
+            const Argument &next = arguments[walk.found + i - walk.fixed];
+            key[i] = {next.number, textOf(&next.text)};
+        }
     }
     return keys;
 }
