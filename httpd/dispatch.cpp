@@ -53,7 +53,7 @@ void httpdProcessRequest(RouteTree *tree)
     }
     char name[URI_BUFFER];
     snprintf(name, sizeof name, "%s", slash + 1);
-    name[strcspn(name, "?")] = 0;
+    *strchrnul(name, '?') = 0;
     *slash = 0; /* an empty path is the root */
 
     /* For the log. It changes no lookup: no registered name has control bytes or a "?". */

@@ -27,12 +27,15 @@
 
 enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10 };
 
-/* An open session file and its directory; the token is its name. Descriptors: -1 when not open. */
+/* An open session file; the token is its name. file: a descriptor, -1 when not open. */
 struct Session {
-    int directory;
     int file;
     const char *token;
 };
+
+/* The directory; it stays open from one check to the next. */
+static int directory = -1; /* a descriptor */
+static struct stat directoryStatus;
 
 /* Every user can write to /tmp, so only files of root and of this program's user are trusted. Logs a refusal. */
 static bool isTrusted(const char *what, uid_t owner)
@@ -55,24 +58,38 @@ static void logDirectory(int reason)
     missing = reason == ENOENT;
 }
 
-/* Returns -1 when the directory is refused, or missing; the log says which. */
-static int openDirectory()
+/* Is the open directory still the one at the path? */
+static bool isCurrent()
 {
-    int directory = open(DIRECTORY, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    struct stat status;
-    logDirectory(directory < 0 ? errno : 0);
-    if (directory >= 0 && !(fstat(directory, &status) == 0 && isTrusted(DIRECTORY, status.st_uid))) {
+    struct stat found;
+    if (lstat(DIRECTORY, &found) != 0 || found.st_dev != directoryStatus.st_dev ||
+        found.st_ino != directoryStatus.st_ino)
+        return false;
+    directoryStatus = found;
+    return true;
+}
+
+/* False: the directory is refused, or missing; the log says which. */
+static bool openDirectory()
+{
+    if (directory >= 0 && !isCurrent()) {
         close(directory);
-        return -1;
+        directory = -1;
     }
-    return directory;
+    if (directory < 0) {
+        directory = open(DIRECTORY, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        logDirectory(directory < 0 ? errno : 0);
+        if (directory < 0 || fstat(directory, &directoryStatus) != 0)
+            return false;
+    }
+    return isTrusted(DIRECTORY, directoryStatus.st_uid);
 }
 
 /*
  * Accepts only a regular file with one name, directly in the directory. A token with a "/" could name another file of
  * /tmp, such as the shared log, where every user can write lines that look like a session.
  */
-static int openFile(int directory, const char *token)
+static int openFile(const char *token)
 {
     if (strchr(token, '/'))
         return -1;
@@ -89,14 +106,6 @@ static int openFile(int directory, const char *token)
     return file;
 }
 
-static void closeSession(const Session *session)
-{
-    if (session->file >= 0)
-        close(session->file);
-    if (session->directory >= 0)
-        close(session->directory);
-}
-
 /* The established text; the request is refused. */
 static void logMissing(const Session *session)
 {
@@ -108,9 +117,8 @@ static void logMissing(const Session *session)
 
 static bool openSession(Session *session)
 {
-    session->directory = openDirectory();
-    if (session->directory >= 0)
-        session->file = openFile(session->directory, session->token);
+    if (openDirectory())
+        session->file = openFile(session->token);
     if (session->file < 0)
         logMissing(session);
     return session->file >= 0;
@@ -283,7 +291,7 @@ static bool isAlive(const Session *session, const SessionLines *lines, long upti
         return true;
     LOG_CHECK(LEVEL_INFO, "Token timeout(%ld - %ld).please login again. (userName: %s timestamp: %s)\r\n", uptime,
               stamp, lines->user, lines->stamp);
-    unlinkat(session->directory, session->token, 0);
+    unlinkat(directory, session->token, 0);
     return false;
 }
 
@@ -312,8 +320,9 @@ static bool checkLocked(const Session *session, const char *refresh, const Route
 
 int checkSessionX(const char *token, const char *refresh, const RouteEntry *entry)
 {
-    Session session = {.directory = -1, .file = -1, .token = token ? token : "(null)"};
+    Session session = {.file = -1, .token = token ? token : "(null)"};
     bool served = openSession(&session) && lockSession(&session) && checkLocked(&session, refresh, entry);
-    closeSession(&session);
+    if (session.file >= 0)
+        close(session.file);
     return served ? 0 : -1;
 }

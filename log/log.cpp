@@ -28,11 +28,14 @@ static struct {
     const char *identity = nullptr;
     int32_t fileFd = -1;
     int32_t levelFd = -1;
+    bool checkFile = false; /* whether the open files are still the current ones */
+    bool checkLevel = false;
     bool started = false; /* a line was written */
     pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER; /* guards fileFd and `entry` */
     char processName[64] = "";
 } logger;
 
+static struct stat fileStatus, levelStatus; /* of the open files */
 static char entry[ENTRY_BYTES]; /* only the pages that a line touches take memory */
 
 static bool isDigit(char c)
@@ -57,7 +60,7 @@ static void closeDescriptor(int32_t *fd)
 static void reopenFile()
 {
     closeDescriptor(&logger.fileFd);
-    logger.fileFd = logFileOpen();
+    logger.fileFd = logFileOpen(&fileStatus);
 }
 
 static void openFile()
@@ -98,9 +101,8 @@ static bool giveLevelFileADigit()
 
 static void openLevel()
 {
-    struct stat status;
-    logger.levelFd = levelFileOpen(&status);
-    if (logger.levelFd >= 0 && !(giveLevelFileItsSize(status.st_size) && giveLevelFileADigit()))
+    logger.levelFd = levelFileOpen(&levelStatus);
+    if (logger.levelFd >= 0 && !(giveLevelFileItsSize(levelStatus.st_size) && giveLevelFileADigit()))
         closeDescriptor(&logger.levelFd);
 }
 
@@ -136,20 +138,33 @@ void logClose()
 
 void logRefresh()
 {
-    struct stat status;
+    logger.checkLevel = logger.checkFile = true;
+}
+
+/* Returns the level byte of the current level file. */
+static char refreshLevel()
+{
+    bool isUsable = levelFileIsCurrent(&levelStatus) && levelStatus.st_size == LEVEL_FILE_SIZE;
+    char digit = isUsable ? levelByte() : (char)0;
+    logger.checkLevel = false;
+    if (isDigit(digit))
+        return digit;
+    closeDescriptor(&logger.levelFd);
+    openLevel();
+    return levelByte();
+}
+
+static void refreshFile()
+{
+    logger.checkFile = false;
     tzset();
-    bool isUsable = levelFileIsCurrent(logger.levelFd, &status) && status.st_size == LEVEL_FILE_SIZE;
-    if (!isUsable || !isDigit(levelByte())) {
-        closeDescriptor(&logger.levelFd);
-        openLevel();
-    }
-    if ((logger.flags & LOG_TO_FILE) && !logFileIsCurrent(logger.fileFd))
+    if ((logger.flags & LOG_TO_FILE) && (logger.fileFd < 0 || !logFileIsCurrent(&fileStatus)))
         openFile();
 }
 
 static int threshold()
 {
-    char digit = levelByte();
+    char digit = logger.checkLevel ? refreshLevel() : levelByte();
     return isDigit(digit) ? digit - '0' : DEFAULT_THRESHOLD;
 }
 
@@ -272,6 +287,8 @@ void logWrite(int level, const char *format, ...)
 {
     if (level > threshold())
         return;
+    if (logger.checkFile)
+        refreshFile();
     if (!logger.started)
         start();
 

@@ -31,14 +31,14 @@ enum { WORKERS = 8, WORKERS_MAX = 256, LOOK_SECONDS = 5, AT_ONCE_SECONDS = 1, PA
 /* pid 0: it has ended, and is to be replaced. */
 struct Worker {
     pid_t pid;
-    time_t started;
+    int32_t started;
 };
 
 static Worker workers[WORKERS_MAX];
 static int workerCount;
-static volatile bool *busy; /* of each worker, in memory that all share */
+static volatile int32_t *busySince; /* of each worker, in memory that all share; see worker.h */
 static int pauseSeconds; /* between the end of a worker that ended at once, and the next start */
-static time_t nextStart;
+static int32_t nextStart;
 static struct stat program;
 static char programPath[4096];
 static pid_t webServer;
@@ -58,13 +58,6 @@ int listeningSocket()
     const char *process = getenv("LISTEN_PID");
     bool passed = process && getenv("LISTEN_FDS") && strtol(process, nullptr, 10) == getpid();
     return passed && isListening(FIRST_PASSED) ? FIRST_PASSED : -1;
-}
-
-static time_t now()
-{
-    struct timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec;
 }
 
 /* The parent's lines: it logs seldom, and the files can be others by then. */
@@ -99,10 +92,10 @@ static bool isReplaced()
 
 static void pauseStarts()
 {
-    if (nextStart > now()) /* several ended together */
+    if (nextStart > monotonicSeconds()) /* several ended together */
         return;
     pauseSeconds = pauseSeconds == 0 ? 1 : pauseSeconds < PAUSE_SECONDS_MAX ? 2 * pauseSeconds : PAUSE_SECONDS_MAX;
-    nextStart = now() + pauseSeconds;
+    nextStart = monotonicSeconds() + pauseSeconds;
 }
 
 static void startWorker(int listening, RouteTree *tree, int index)
@@ -113,9 +106,9 @@ static void startWorker(int listening, RouteTree *tree, int index)
         prctl(PR_SET_PDEATHSIG, SIGTERM);
         if (getppid() != parent) /* it ended before that call */
             _exit(0);
-        workerRun(listening, tree, &busy[index]);
+        workerRun(listening, tree, &busySince[index]);
     }
-    workers[index] = {pid > 0 ? pid : 0, now()};
+    workers[index] = {pid > 0 ? pid : 0, monotonicSeconds()};
     if (pid > 0)
         return;
     pauseStarts();
@@ -125,21 +118,21 @@ static void startWorker(int listening, RouteTree *tree, int index)
 static void startWorkers(int listening, RouteTree *tree)
 {
     for (int i = 0; i < workerCount; i++)
-        if (workers[i].pid == 0 && now() >= nextStart)
+        if (workers[i].pid == 0 && monotonicSeconds() >= nextStart)
             startWorker(listening, tree, i);
 }
 
 /* A worker that ends by itself after its requests ends with status 0. */
 static void logEnd(const Worker *worker, int status)
 {
-    long seconds = (long)(now() - worker->started);
+    int32_t seconds = monotonicSeconds() - worker->started;
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGVTALRM)
         LOG_PARENT(LEVEL_ERROR, "Worker %d was ended: its request took too long\n", (int)worker->pid);
     else if (WIFSIGNALED(status))
-        LOG_PARENT(LEVEL_ERROR, "Worker %d was ended by signal %d (%s) after %ld s\n", (int)worker->pid,
+        LOG_PARENT(LEVEL_ERROR, "Worker %d was ended by signal %d (%s) after %d s\n", (int)worker->pid,
                    WTERMSIG(status), strsignal(WTERMSIG(status)), seconds);
     else
-        LOG_PARENT(LEVEL_ERROR, "Worker %d ended with status %d after %ld s\n", (int)worker->pid, WEXITSTATUS(status),
+        LOG_PARENT(LEVEL_ERROR, "Worker %d ended with status %d after %d s\n", (int)worker->pid, WEXITSTATUS(status),
                    seconds);
 }
 
@@ -147,13 +140,13 @@ static void noteEnd(int index, int status)
 {
     if (status != 0) {
         logEnd(&workers[index], status);
-        if (now() - workers[index].started > AT_ONCE_SECONDS)
+        if (monotonicSeconds() - workers[index].started > AT_ONCE_SECONDS)
             pauseSeconds = 0;
         else
             pauseStarts();
     }
     workers[index].pid = 0;
-    busy[index] = false;
+    busySince[index] = 0;
 }
 
 static void noteEnds()
@@ -185,7 +178,7 @@ static bool isWaited(int listening)
 static bool isIdle(int listening)
 {
     for (int i = 0; i < workerCount; i++)
-        if (busy[i])
+        if (busySince[i])
             return false;
     return !isWaited(listening);
 }
@@ -214,29 +207,45 @@ static bool shouldEnd(int listening)
     return wasReplaced && endsIdle(listening);
 }
 
-/* Waits for a signal, at most until the next look, or the next start. */
+/* Ends the workers whose request takes too long. Returns in how many seconds to do so again. */
+static int32_t endOverdue()
+{
+    int32_t next = LOOK_SECONDS;
+    for (int i = 0; i < workerCount; i++) {
+        int32_t since = busySince[i];
+        int32_t left = since ? since + REQUEST_SECONDS - monotonicSeconds() : LOOK_SECONDS;
+        if (left <= 0 && workers[i].pid > 0)
+            kill(workers[i].pid, SIGVTALRM);
+        if (left < next)
+            next = left > 0 ? left : 1;
+    }
+    return next;
+}
+
+/* Waits for a signal, at most until the next look, the next start, or the end of a request's time. */
 static int awaitSignal(const sigset_t *signals)
 {
-    struct timespec wait = {.tv_sec = pauseSeconds > 0 && nextStart > now() ? 1 : LOOK_SECONDS, .tv_nsec = 0};
+    int32_t seconds = endOverdue();
+    struct timespec wait = {.tv_sec = pauseSeconds > 0 && nextStart > monotonicSeconds() ? 1 : seconds, .tv_nsec = 0};
     return sigtimedwait(signals, nullptr, &wait);
 }
 
 static void keepWorkers(int listening, RouteTree *tree, const sigset_t *signals)
 {
-    time_t nextLook = now() + LOOK_SECONDS;
+    int32_t nextLook = monotonicSeconds() + LOOK_SECONDS;
     for (;;) {
         startWorkers(listening, tree);
         int number = awaitSignal(signals);
         noteEnds();
         if (number > 0 && number != SIGCHLD)
             return;
-        if (nextLook > now())
+        if (nextLook > monotonicSeconds())
             continue;
         if (!webServer) /* not earlier: a program that only starts others has ended by now */
             webServer = getppid();
         if (shouldEnd(listening))
             return;
-        nextLook = now() + LOOK_SECONDS;
+        nextLook = monotonicSeconds() + LOOK_SECONDS;
     }
 }
 
@@ -255,10 +264,11 @@ int parentRun(int passed)
     sigset_t signals;
     blockSignals(&signals);
     int listening = fcntl(passed, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    busy = (volatile bool *)mmap(nullptr, WORKERS_MAX, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    busySince = (volatile int32_t *)mmap(nullptr, WORKERS_MAX * sizeof *busySince, PROT_READ | PROT_WRITE,
+                                         MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     static RouteTree *tree; /* never freed; static, so that a leak checker still reaches it */
     tree = routeTreeCreate();
-    if (listening < 0 || busy == MAP_FAILED || !tree) {
+    if (listening < 0 || busySince == MAP_FAILED || !tree) {
         LOG(LEVEL_ERROR, "Cannot serve SCGI: %m\n");
         return 1;
     }
