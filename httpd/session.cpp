@@ -222,8 +222,10 @@ static void takeLine(const char **text, const char *end, char *line, size_t size
     *text += length;
 }
 
-/* The lines that the check needs, each with its newline; empty when the file lacks the line. */
+/* The start of the file, and the lines that the check needs, each with its newline; empty when the file lacks it. */
 struct SessionLines {
+    char text[416]; /* at most what the lines can hold */
+    size_t length;
     char user[200];
     char stamp[200];
     char role[16]; /* empty for "admin" */
@@ -236,13 +238,14 @@ static bool isAdmin(const SessionLines *lines)
 
 static SessionLines readSession(int file)
 {
-    SessionLines lines = {};
-    char text[sizeof lines]; /* at most what the lines can hold */
-    ssize_t length = read(file, text, sizeof text);
-    const char *rest = text;
-    const char *end = text + (length > 0 ? length : 0);
+    SessionLines lines;
+    ssize_t length = read(file, lines.text, sizeof lines.text);
+    lines.length = length > 0 ? (size_t)length : 0;
+    const char *rest = lines.text;
+    const char *end = rest + lines.length;
     takeLine(&rest, end, lines.user, sizeof lines.user);
     takeLine(&rest, end, lines.stamp, sizeof lines.stamp);
+    lines.role[0] = 0;
     if (!isAdmin(&lines))
         takeLine(&rest, end, lines.role, sizeof lines.role);
     return lines;
@@ -301,8 +304,13 @@ static void moveStamp(const Session *session, const SessionLines *lines, long up
     int used = snprintf(content, sizeof content, "%s%ld\n%s", lines->user, uptime, lines->role);
     char *token = content + used;
     snprintf(token, sizeof content - (size_t)used, "%s", session->token);
-    /* Overwrites the file's start and does not truncate it, so old bytes can remain: established behaviour. */
-    [[maybe_unused]] ssize_t written = pwrite(session->file, content, strlen(content), 0);
+    size_t length = strlen(content);
+    /*
+     * Overwrites the file's start and does not truncate it, so old bytes can remain: established behaviour. The many
+     * requests of one second write it once.
+     */
+    if (length > lines->length || memcmp(content, lines->text, length) != 0)
+        [[maybe_unused]] ssize_t written = pwrite(session->file, content, length, 0);
     logMaskControls(token);
     LOG_CHECK(LEVEL_DEBUG, "Token update to file. (%s)\r\n", content);
 }

@@ -327,6 +327,10 @@ void logMaskControls(char *text)
 {
     int expected = 0; /* bytes of a UTF-8 character */
     for (unsigned char *at = (unsigned char *)text; *at; at++) {
+        if (*at >= ' ' && *at < 0x7f) { /* nearly always */
+            expected = 0;
+            continue;
+        }
         bool continues = expected > 0 && (*at & 0xC0) == 0x80;
         expected = continues ? expected - 1 : beginsC1(at) ? 0 : bytesAfter(*at);
         bool control = *at < ' ' || *at == 0x7f || beginsC1(at) || (*at >= 0x80 && *at < 0xA0 && !continues);
