@@ -28,6 +28,8 @@ static struct {
     const char *identity = nullptr;
     int32_t fileFd = -1;
     int32_t levelFd = -1;
+    struct stat fileStatus = {}; /* of the open files */
+    struct stat levelStatus = {};
     bool checkFile = false; /* whether the open files are still the current ones */
     bool checkLevel = false;
     bool started = false; /* a line was written */
@@ -35,7 +37,6 @@ static struct {
     char processName[64] = "";
 } logger;
 
-static struct stat fileStatus, levelStatus; /* of the open files */
 static char entry[ENTRY_BYTES]; /* only the pages that a line touches take memory */
 
 static bool isDigit(char c)
@@ -60,7 +61,7 @@ static void closeDescriptor(int32_t *fd)
 static void reopenFile()
 {
     closeDescriptor(&logger.fileFd);
-    logger.fileFd = logFileOpen(&fileStatus);
+    logger.fileFd = logFileOpen(&logger.fileStatus);
 }
 
 static void openFile()
@@ -101,8 +102,8 @@ static bool giveLevelFileADigit()
 
 static void openLevel()
 {
-    logger.levelFd = levelFileOpen(&levelStatus);
-    if (logger.levelFd >= 0 && !(giveLevelFileItsSize(levelStatus.st_size) && giveLevelFileADigit()))
+    logger.levelFd = levelFileOpen(&logger.levelStatus);
+    if (logger.levelFd >= 0 && !(giveLevelFileItsSize(logger.levelStatus.st_size) && giveLevelFileADigit()))
         closeDescriptor(&logger.levelFd);
 }
 
@@ -144,7 +145,7 @@ void logRefresh()
 /* Returns the level byte of the current level file. */
 static char refreshLevel()
 {
-    bool isUsable = levelFileIsCurrent(&levelStatus) && levelStatus.st_size == LEVEL_FILE_SIZE;
+    bool isUsable = levelFileIsCurrent(&logger.levelStatus) && logger.levelStatus.st_size == LEVEL_FILE_SIZE;
     char digit = isUsable ? levelByte() : (char)0;
     logger.checkLevel = false;
     if (isDigit(digit))
@@ -158,7 +159,7 @@ static void refreshFile()
 {
     logger.checkFile = false;
     tzset();
-    if ((logger.flags & LOG_TO_FILE) && (logger.fileFd < 0 || !logFileIsCurrent(&fileStatus)))
+    if ((logger.flags & LOG_TO_FILE) && (logger.fileFd < 0 || !logFileIsCurrent(&logger.fileStatus)))
         openFile();
 }
 

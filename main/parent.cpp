@@ -34,13 +34,13 @@ struct Worker {
     int32_t started;
 };
 
-static Worker workers[WORKERS_MAX];
+static Worker *workers;
 static int workerCount;
 static volatile int32_t *busySince; /* of each worker, in memory that all share; see worker.h */
 static int pauseSeconds; /* between the end of a worker that ended at once, and the next start */
 static int32_t nextStart;
 static struct stat program;
-static char programPath[4096];
+static const char *programPath; /* null: it was removed before the parent looked */
 static pid_t webServer;
 
 static bool isListening(int fd)
@@ -79,15 +79,15 @@ static int configuredWorkers()
 
 static void rememberProgram()
 {
-    ssize_t length = readlink("/proc/self/exe", programPath, sizeof programPath - 1);
-    programPath[length > 0 ? length : 0] = 0;
+    programPath = realpath("/proc/self/exe", nullptr);
     stat("/proc/self/exe", &program);
 }
 
 static bool isReplaced()
 {
     struct stat found;
-    return stat(programPath, &found) != 0 || found.st_dev != program.st_dev || found.st_ino != program.st_ino;
+    return !programPath || stat(programPath, &found) != 0 || found.st_dev != program.st_dev ||
+           found.st_ino != program.st_ino;
 }
 
 static void pauseStarts()
@@ -201,7 +201,8 @@ static bool shouldEnd(int listening)
         return true;
     }
     if (!wasReplaced && isReplaced()) {
-        LOG_PARENT(LEVEL_NOTICE, "%s was replaced or removed: ending when no request is left\n", programPath);
+        LOG_PARENT(LEVEL_NOTICE, "%s was replaced or removed: ending when no request is left\n",
+                   programPath ? programPath : "The program");
         wasReplaced = true;
     }
     return wasReplaced && endsIdle(listening);
@@ -268,7 +269,9 @@ int parentRun(int passed)
                                          MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     static RouteTree *tree; /* never freed; static, so that a leak checker still reaches it */
     tree = routeTreeCreate();
-    if (listening < 0 || busySince == MAP_FAILED || !tree) {
+    workerCount = configuredWorkers();
+    workers = (Worker *)calloc((size_t)workerCount, sizeof *workers);
+    if (listening < 0 || busySince == MAP_FAILED || !tree || !workers) {
         LOG(LEVEL_ERROR, "Cannot serve SCGI: %m\n");
         return 1;
     }
@@ -276,7 +279,6 @@ int parentRun(int passed)
     dup2(nothing, passed); /* as standard input */
     close(nothing);
     registerEndpoints(tree);
-    workerCount = configuredWorkers();
     rememberProgram();
     keepWorkers(listening, tree, &signals);
     stopWorkers();
