@@ -158,6 +158,19 @@ static void noteEnds()
                 noteEnd(i, status);
 }
 
+/* Ends the workers whose request takes too long. Returns how many workers serve a request. */
+static int endOverdue()
+{
+    int busy = 0;
+    for (int i = 0; i < workerCount; i++) {
+        int32_t since = busySince[i];
+        if (since && monotonicSeconds() - since >= REQUEST_SECONDS && workers[i].pid > 0)
+            kill(workers[i].pid, SIGVTALRM);
+        busy += since != 0;
+    }
+    return busy;
+}
+
 /* Each worker ends when it has served its request. */
 static void stopWorkers()
 {
@@ -175,18 +188,10 @@ static bool isWaited(int listening)
     return poll(&waiting, 1, 0) != 0;
 }
 
-static bool isIdle(int listening)
-{
-    for (int i = 0; i < workerCount; i++)
-        if (busySince[i])
-            return false;
-    return !isWaited(listening);
-}
-
 /* Ends the workers if they are idle. False: they were not, or a client has come meanwhile; new workers serve it. */
 static bool endsIdle(int listening)
 {
-    if (!isIdle(listening))
+    if (endOverdue() > 0 || isWaited(listening))
         return false;
     stopWorkers();
     return !isWaited(listening);
@@ -208,26 +213,11 @@ static bool shouldEnd(int listening)
     return wasReplaced && endsIdle(listening);
 }
 
-/* Ends the workers whose request takes too long. Returns in how many seconds to do so again. */
-static int32_t endOverdue()
-{
-    int32_t next = LOOK_SECONDS;
-    for (int i = 0; i < workerCount; i++) {
-        int32_t since = busySince[i];
-        int32_t left = since ? since + REQUEST_SECONDS - monotonicSeconds() : LOOK_SECONDS;
-        if (left <= 0 && workers[i].pid > 0)
-            kill(workers[i].pid, SIGVTALRM);
-        if (left < next)
-            next = left > 0 ? left : 1;
-    }
-    return next;
-}
-
-/* Waits for a signal, at most until the next look, the next start, or the end of a request's time. */
+/* Waits for a signal, at most until the next look; only a second while there are requests, or a start is due. */
 static int awaitSignal(const sigset_t *signals)
 {
-    int32_t seconds = endOverdue();
-    struct timespec wait = {.tv_sec = pauseSeconds > 0 && nextStart > monotonicSeconds() ? 1 : seconds, .tv_nsec = 0};
+    bool isShort = endOverdue() > 0 || nextStart > monotonicSeconds();
+    struct timespec wait = {.tv_sec = isShort ? 1 : LOOK_SECONDS, .tv_nsec = 0};
     return sigtimedwait(signals, nullptr, &wait);
 }
 
