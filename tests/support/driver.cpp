@@ -63,6 +63,14 @@ const std::string &scratchDirectory()
     return *path;
 }
 
+std::string enterSandbox(const std::string &name)
+{
+    std::string tmp = scratchDirectory() + "/" + name;
+    fs::create_directories(tmp + "/session");
+    setenv("SANDBOX_TMP", tmp.c_str(), 1);
+    return tmp;
+}
+
 std::string readFile(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -294,6 +302,11 @@ Environment SwitchTest::request(const std::string &method, const std::string &ta
     return environment;
 }
 
+bool SwitchTest::isResident()
+{
+    return getenv("TEST_RESIDENT");
+}
+
 void SwitchTest::startResident(const Environment &environment)
 {
     stopResident();
@@ -322,7 +335,7 @@ void SwitchTest::stopResident()
 
 Outcome SwitchTest::run(const Environment &environment, const std::string &body)
 {
-    if (!getenv("TEST_RESIDENT"))
+    if (!isResident())
         return runProcess(programCommand(), environment, body);
     Environment others = environment;
     std::string head;

@@ -64,6 +64,9 @@ int connectTo(const std::string &path);
 /* A directory of this test process, removed at its end. */
 const std::string &scratchDirectory();
 
+/* Makes this process use a directory of that name in there as /tmp. Returns its path. (Needs the sandbox.) */
+std::string enterSandbox(const std::string &name);
+
 std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 
@@ -97,7 +100,8 @@ protected:
 
     /* The CGI environment of a request; the query is taken from the target. */
     Environment request(const std::string &method, const std::string &target, const std::string &body = "");
-    /* A worker has the environment without the request's variables. It has no exit status: that is 0. */
+    /* Is TEST_RESIDENT set? Then there is no exit status to be seen: it is 0. */
+    static bool isResident();
     Outcome run(const Environment &environment, const std::string &body = "");
 
     /*
