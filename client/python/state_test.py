@@ -64,6 +64,7 @@ def write(switch, operation, chance, left_out=0.02):
 
 
 ALL = [KNOWN.operation(*name.split()) for name in sorted([*TABLE.writing(), *CLASSES["same"], *CLASSES["unreadable"]])]
+OPERATIONS = sorted({name for entry in KNOWN.operations.values() for name in entry.get("x-operations", [])})
 MADE = [table.make for table in TABLE.tables.values() if table.make]
 RELATED = {name for setting in TABLE.settings.values() for name in (*setting.follows, *(other for words in setting.sent.values()
            for other in words.values()))}
@@ -126,7 +127,13 @@ def prove(switch, seed):
     switch.reset()
     prepare(switch, chance)
     write_many(switch, chance, 250)
-    switch.apply(wanted, exact=True)
+    for name in chance.sample(OPERATIONS, len(OPERATIONS) // 10):
+        switch.fault(name, code=-1, times=1)
+    try:
+        switch.apply(wanted, exact=True)
+    except Incomplete:
+        switch.apply(wanted, exact=True)
+    switch.clear()
     assert same(wanted, switch.snapshot()) == []
 
 

@@ -71,8 +71,15 @@ class Reader:
     def is_per(self, place):
         return place.setting and self.table.settings[place.setting].per
 
+    def walk(self, path, **keys):
+        """The steps of a walk. Its end is asked for twice: a request that failed once is no end."""
+        steps = list(self.switch.walk(path, **keys))
+        cursor = self.table.known.walk(path).cursor
+        last = {key: steps[-1][member] for key, member in cursor.items()} if steps else {}
+        return steps + [data for data in self.switch.walk(path, **{**keys, **last}) if data not in steps]
+
     def walked(self, path):
-        return [next(iter(data.values())) for data in self.switch.walk(path)]
+        return [next(iter(data.values())) for data in self.walk(path)]
 
     # Entries
 
@@ -84,8 +91,10 @@ class Reader:
         fixed = set()
         if table.kind:
             for place in list(facts):
-                kind = self.answer(table.kind["get"], table.entity_keys(place.entity))
-                if kind not in table.kind["shown"]:
+                kind = self.answer(table.kind["get"], table.entity_keys(place.entity), missing=None)
+                if kind is None:
+                    self.unread[f"{place} {table.kind['get']}", "refused"] += 1
+                elif kind not in table.kind["shown"]:
                     del facts[place]
                 elif kind not in table.kind["removable"]:
                     fixed.add(place)
@@ -94,9 +103,9 @@ class Reader:
     def listed(self, table):
         """The entries and values that a walk, a count or questions show."""
         if table.walk:
-            return [(self.entity(table, data), table.value(data)) for data in self.switch.walk(table.walk)]
+            return [(self.entity(table, data), table.value(data)) for data in self.walk(table.walk)]
         if "count" in table.row:
-            return [((number,), {}) for number in range(1, self.answer(table.row["count"], {}) + 1)]
+            return [((number,), {}) for number in range(1, self.answer(table.row["count"], {}, missing=0) + 1)]
         names = {self.answer(path, {}, missing=None) for path in table.row["seen"]}
         names |= {name for place in (self.wanted.facts if self.wanted else ()) if place.table in (table.name, table.row["rules"])
                   for name in place.entity[:1] if name not in names and self.exists(table, name)}
@@ -118,7 +127,7 @@ class Reader:
                 parents = sorted({place.entity for place in state.facts if place.table == table.of}
                                  or (entity for entity, _ in self.listed(self.table.tables[table.of])))
                 for parent, steps in zip(parents, self.pool.map(
-                        lambda entity: list(self.switch.walk(table.walk, **table.entity_keys(entity))), parents)):
+                        lambda entity: self.walk(table.walk, **table.entity_keys(entity)), parents)):
                     state.facts.update({Place(table.name, self.entity(table, data, parent)): {} for data in steps})
 
     # Settings
@@ -161,7 +170,7 @@ class Reader:
             if not all(self.answer(f"GET {path}", keys) in values for path, values in setting.when.items()):
                 return {}
             if setting.walk:
-                return {place: sorted(next(iter(data.values())) for data in self.switch.walk(setting.walk, **keys))}
+                return {place: sorted(next(iter(data.values())) for data in self.walk(setting.walk, **keys))}
             parts = self.parts(place) if setting.per else setting.parts
             return {place._replace(part=part): setting.value(self.data(setting, keys, part), part) for part in parts}
         except Refused as error:
