@@ -31,20 +31,23 @@ def test_every_operation_is_in_the_table_once():
 # The proof
 
 POOLS = {"vlan": [1, 10, 20, 30, 100, 101, 102, 3001], "macAddress": ["02:00:00:00:0A:01", "02:00:00:00:0a:02", "03-00-00-00-00-07"],
-         "oui": ["2A:5D:02", "2A:5D:03", "7e-40-91"], "interfaces": ["", "1", "1,3", "2-4", "5-7"], "rulePriority": [1, 2, 3],
+         "oui": ["2A:5D:02", "2A:5D:03", "7e-40-91"], "interfaces": ["", "1", "1,3", "2-4", "5-7"], "interface": range(1, 14), "rulePriority": [1, 2],
          "rulePriorityOrNext": [1, 2, 65535], "protocolGroup": [1, 2, 128], "ouiIndex": [1, 2, 3, 4, 32],
          "etherType": [1536, 2048, 34525, 65535], "ipv4Address": ["192.0.2.0", "255.255.255.0", "10.0.0.0"], "voiceValue": [0, 5, 10, 20],
          "stormThreshold": [0, 5, 64, 100, 1000]}
-NAMES = {"macalName": ["lab", "mgmt"], "groupName": ["x", "a b/c&d"], "vrfName": ["", "management"], "ouiDesc": ["", "lab phones"]}
+NARROWER = {"static-filter/filter": {"vlan": [10], "macAddress": ["02:00:00:00:0A:01", "02:00:00:00:0a:02"]},  # by the path
+            "private-vlan": {"vlan": [100, 100, 101, 102], "vlans": [101, 102]}, "pvlan-": {"vlan": [101, 102], "vlans": [101, 102]},
+            "mac": {"vlan": [10, 20], "interface": [1, 2]}, "protectedport": {"interface": [1, 2], "protectedGroup": [1, 2]}}
+NAMES = {"primaryVlan": [100], "mask": ["255.255.255.0", "255.0.0.0"], "macalName": ["lab", "mgmt"], "groupName": ["x", "a b/c&d"], "vrfName": ["", "management"], "ouiDesc": ["", "lab phones"]}
 
 
-def value_of(key, chance):
-    if key.means == "interface":
-        return chance.randint(1, 13)
+def value_of(path, key, chance):
+    narrower = next((pools for part, pools in NARROWER.items() if part in path), {}) if chance.random() < 0.9 else {}
+    values = NAMES.get(key.name) or narrower.get(key.means) or POOLS.get(key.means)
     if key.means == "vlans":
-        return chance.sample(POOLS["vlan"], chance.randint(0, 3))
-    if key.means in POOLS or key.name in NAMES:
-        return chance.choice(POOLS.get(key.means) or NAMES[key.name])
+        return chance.sample(values or POOLS["vlan"], chance.randint(0, 2))
+    if values:
+        return chance.choice(values)
     if key.names or "enum" in key.schema:
         return chance.choice(list(key.names) or key.schema["enum"])
     if key.schema["type"] == "boolean":
@@ -55,7 +58,7 @@ def value_of(key, chance):
 
 def write(switch, operation, chance, left_out=0.02):
     """A random write. Returns its keys, or None if it is refused."""
-    keys = {key.name: value_of(key, chance) for key in operation.keys if key.required or chance.random() >= left_out}
+    keys = {key.name: value_of(operation.path, key, chance) for key in operation.keys if key.required or chance.random() >= left_out}
     try:
         switch.call(operation.method, operation.path, keys)
         return keys
@@ -74,8 +77,11 @@ PLAIN = [setting for setting in TABLE.settings.values() if not (setting.elements
 
 def prepare(switch, chance):
     """Entries to which random writes can refer."""
-    for vlan in chance.sample(POOLS["vlan"][1:], 5):
+    for vlan in POOLS["vlan"][1:]:
         switch.post("vlan/create", vlanNum=vlan)
+    for vlan, kind in ((100, "primary"), (101, "isolated"), (102, "community")):
+        switch.post("vlan/dot1q-private-vlan-enable", vlanId=vlan, pvlanType=kind)
+    switch.post("vlan/dot1q-api-private-vlan-assoc", vlanId=100, vidList=[101])
     switch.post("macal/list", macalName="mgmt")
     switch.post("macal/activate", macalName="mgmt")  # or it would not be seen beside another
     for operation in MADE * 3:

@@ -47,7 +47,10 @@ def canonical(key, value):
 
 def sendable(key, value):
     """The value as a request takes it."""
-    return numbers_of(value) if key.schema["type"] == "array" and isinstance(value, str) else value
+    if key.schema["type"] != "array" or isinstance(value, list):
+        return value
+    numbers = [value] if isinstance(value, int) else numbers_of(value)
+    return value if numbers is None else numbers
 
 
 def fitting(operation, keys):
