@@ -3,6 +3,8 @@ served, SWITCHING_SEED the first seed (else one that is printed), SWITCHING_SECO
 import json
 import os
 import random
+import subprocess
+import sys
 import time
 
 import pytest
@@ -26,6 +28,92 @@ def test_every_operation_is_in_the_table_once():
     described = sorted(f"{method} {path}" for (method, path), entry in KNOWN.operations.items()
                        if method != "GET" and not entry.get("deprecated"))
     assert stated == described
+
+
+def test_what_the_table_names_exists():
+    words = {"set", "get", "remove", "members", "sent", "parts", "per", "elements", "walk", "new", "optional", "when", "after", "needs",
+             "follows"}
+    assert set(TABLE.rows) <= set(TABLE.settings) and all(set(row) <= words for row in TABLE.rows.values())
+    for setting in TABLE.settings.values():
+        row, read = TABLE.rows.get(setting.name, {}), setting.get and setting.get.success
+        assert {*setting.after, *setting.needs, *setting.follows} <= {*TABLE.settings, *TABLE.tables}
+        assert all(other in TABLE.settings for words in setting.sent.values() for other in words.values())
+        assert {*row.get("members", {}), *setting.sent, *setting.part_keys()} <= {key.name for key in setting.set.keys}
+        assert not read or {*setting.members.values(), *(part["member"] for part in setting.parts.values() if "member" in part)} <= set(read)
+        for path, values in setting.when.items():
+            operation = KNOWN.operation("GET", path)
+            assert set(values) <= set(operation.names_of(next(iter(operation.success))).values())
+
+
+# Files
+
+@pytest.mark.parametrize("text, says", [
+    ("{", r":1: this is no JSON"), ("[]", "no state of a switch"), ('{"switching state": 2}', "version 2, but"),
+    ('{"switching state": 1, "vlan": {}}', 'no section "vlan"; close to it: vlans'), ('{"a": 1, "a": 2}', '"a" is there twice'),
+    ('{"switching state": 1, "interfaces": {"2-4": {"vlan/if-pvi": 1}}}', r'interfaces 2: there is no setting "vlan/if-pvi"; close'),
+    ('{"switching state": 1, "interfaces": {"2-": {"vlan/if-pvid": 1}}}', r'"2-" is no list of interfaces'),
+    ('{"switching state": 1, "interfaces": {"2,3": {"vlan/if-pvid": 1}, "3-4": {"vlan/if-pvid": 2}}}', "interface 3 has two values"),
+    ('{"switching state": 1, "vlans": {"10": {"vlan/if-tagging": {"3": "taged"}}}}', "vlans 10 vlan/if-tagging 3: tagging takes"),
+    ('{"switching state": 1, "vlans": {"x": {}}}', "vlans x: vlanNum takes a number"),
+    ('{"switching state": 1, "vlan/mac": {"02:00:00:00:00:01": {}}}', "must be a plain value"),
+])
+def test_a_file_that_is_no_state(switch, tmp_path, text, says):
+    (tmp_path / "file.json").write_text(text)
+    with switch.traced() as calls, pytest.raises(Wrong, match=f"file.json.*{says}"):
+        switch.apply(tmp_path / "file.json")
+    assert calls == []
+
+
+MONDAY = {"switching state": 1, "switch": {"storm-control/mode": {"broadcast": "enable"}}, "vlans": {"10": {
+    "vlan/if-participation": {"3-4": "include"}, "vlan/if-tagging": {"4": 1}}}, "interfaces": {
+    "1-5": {"vlan/if-default-user-priority": 2}, "4": {"vlan/if-default-user-priority": 7, "vlan/if-pvid": 10}}}
+
+
+class TestStates:
+    @pytest.fixture
+    def switch_state(self):
+        return MONDAY
+
+    def test_a_fixture_sets_it(self, switch):
+        switch.post("vlan/create", vlanNum=11)
+        assert [str(one) for one in diff(MONDAY, switch.snapshot()) if one.first] == []
+        assert [switch.get("vlan/if-default-user-priority", ifNum=port)["priority"] for port in (3, 4, 6)] == [2, 7, 0]
+        assert switch.get("storm-control/intf-mode", stormCtrlMode="broadcast", interface=2)["state"] == "enable"  # it follows
+        assert [str(one.place) for one in switch.apply(MONDAY).extra] == ["vlans 1", "vlans 11"]
+        assert len(switch.apply(MONDAY, exact=True).done) == 1
+
+    def test_the_commands(self, switch, tmp_path):
+        for name, text in (("monday", dump(MONDAY)), ("served", json.dumps(switch.served)), ("snapshot", "")):
+            (tmp_path / name).write_text(text)
+        run = lambda *words: subprocess.run([sys.executable, "-m", "switching", *words], capture_output=True, text=True, cwd=tmp_path,
+                                            env={**os.environ, "SWITCHING_SERVED": "served"})
+        (tmp_path / "snapshot").write_text(run("snapshot").stdout)
+        switch.reset()
+        assert "vlans 10 vlan/if-tagging" not in run("diff", "monday").stdout
+        assert run("diff", "monday").stdout.splitlines()[-1] == "vlans 10: only in monday"
+        plan = run("apply", "--plan", "monday")
+        session = f"export session='Session: {switch.session}'\n"
+        subprocess.run(["bash", "-c", session + plan.stdout], check=True, capture_output=True)
+        assert run("diff", "monday", "snapshot").returncode == run("diff", "monday").returncode == 1  # VLAN 1 is not in it
+        assert run("apply", "monday").stdout == "11 of 11 values are as in monday; 0 requests set them\n"
+        assert (run("diff", "snapshot").stdout, run("diff", "no").returncode) == ("", 2)
+        switch.fault("VlanCreate", code=-1)
+        (tmp_path / "bad").write_text('{"switching state": 1, "vlans": {"11": {}}}')
+        done = run("apply", "bad")
+        assert (done.returncode, done.stderr.splitlines()[0]) == (1, "vlans 11: only in bad (10000 General Failed)")
+
+    def test_a_session_that_ends(self, switch):
+        writer = switch.as_user("writer")
+        session = os.path.join(switch.served["files"], "session", writer.session)
+        applied = Apply(writer, {**MONDAY, "vlans": {str(vlan): {} for vlan in range(100, 120)}}, jobs=1)
+        applied.report = lambda text: len(applied.outcome.done) == 3 and os.rename(session, session + "-")
+        try:
+            with pytest.raises(Refused, match="403"):
+                applied.run()
+        finally:
+            os.rename(session + "-", session)
+        vlans = [one["nextVid"] for one in switch.walk("vlan/next-vlan")]
+        assert vlans == [1, 10, *(step.place.entity[0] for step in applied.outcome.done)]
 
 
 # The proof

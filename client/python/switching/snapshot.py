@@ -5,7 +5,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 from . import state_table
 from .description import Wrong
-from .state import Place, State
+from .state import Place, State, natural
 from .state_table import canonical, fitting, member_of
 from .switch import NOT_ADMITTED, Refused
 
@@ -53,7 +53,9 @@ class Reader:
         limits the settings to these."""
         self.answers, self.unread = {}, collections.Counter()
         self.wanted = wanted
-        self.named = {(place.table, place.entity, place.setting) for place in wanted.facts} if wanted else set()
+        self.named = {}  # the parts of each setting of which `wanted` speaks
+        for place in sorted(wanted.facts, key=natural) if wanted else ():
+            self.named.setdefault(tuple(place[:3]), []).append(place.part)
         state = State(tables=wanted.tables if wanted else self.table.tables)
         state.fixed = set()
         if wanted is None or any(place.table == "interfaces" or self.is_per(place) for place in wanted.facts):
@@ -171,7 +173,7 @@ class Reader:
                 return {}
             if setting.walk:
                 return {place: sorted(next(iter(data.values())) for data in self.walk(setting.walk, **keys))}
-            parts = self.parts(place) if setting.per else setting.parts
+            parts = self.parts(place) or (self.interfaces if setting.per else setting.parts)
             return {place._replace(part=part): setting.value(self.data(setting, keys, part), part) for part in parts}
         except Refused as error:
             if error.code == NOT_ADMITTED:
@@ -183,9 +185,8 @@ class Reader:
         return {}
 
     def parts(self, place):
-        if not self.wanted:
-            return self.interfaces
-        return sorted(one.part for one in self.wanted.facts if one[:3] == place[:3])
+        """Those parts of a setting of which the wanted state speaks."""
+        return self.named.get(tuple(place[:3]), ())
 
     def data(self, setting, keys, part):
         chosen = {"interface": part} if setting.per else setting.parts[part]
