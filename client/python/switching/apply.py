@@ -40,7 +40,7 @@ class Planner:
     def __init__(self, current, wanted, exact):
         self.table = state_table.load()
         self.exact, self.spoken = exact, wanted
-        self.fixed = getattr(current, "fixed", set())
+        self.fixed, self.interfaces = current.fixed, getattr(current, "interfaces", None)
         self.current, self.wanted = elements(current), elements(wanted)
         self.wanted_lists = {place for place in wanted.facts if place.setting and self.setting(place).elements}
 
@@ -167,7 +167,7 @@ class Planner:
     def gone_with_entry(self, place):
         """Whether a place goes with its entry, or with the entry of another table to which that belongs."""
         table = self.table.tables[place.table]
-        above = [Place(place.table, place.entity)] if place.setting else []
+        above = [Place(place.table, place.entity)] if place.setting and not table.removed_last else []
         if table.of:
             above.append(Place(table.of, place.entity[:1]))
         return any(one in self.removed for one in above)
@@ -184,7 +184,15 @@ class Planner:
         value = place.part if setting.elements else value
         return Step((REMOVE, -rank), place, setting.remove, setting.request(setting.remove, place.entity, part, value))
 
+    def is_missing(self, place):
+        """Whether the switch does not have the interface of a place."""
+        interface = place.entity[0] if place.table == "interfaces" else (
+            place.part if place.setting and self.setting(place).per else None)
+        return interface is not None and interface not in self.interfaces
+
     def making(self, place, value):
+        if self.is_missing(place):
+            return None
         table, rank = self.table.tables[place.table], self.table.ranks[place.setting or place.table]
         if not place.setting:
             if not table.make or place in self.current and place not in self.removed:
@@ -228,7 +236,7 @@ class Outcome:
 
     def __init__(self):
         self.done, self.refused, self.missing, self.extra = [], [], [], []
-        self.wanted, self.unread = 0, {}
+        self.absent, self.wanted, self.unread = set(), 0, {}
 
     @property
     def complete(self):
@@ -240,7 +248,19 @@ class Outcome:
         for step, error in self.refused:
             if step.place == place or step.place.setting == place.setting and step.place[:2] == place[:2]:
                 return why(error)
-        return "set, but the switch has another value" if any(step.place == place for step in self.done) else ""
+        if any(step.place == place for step in self.done):
+            return "set, but the switch has another value" if difference.second is not None else "set, but it cannot be read"
+        return ""
+
+    def lines(self, state, switch):
+        """What remains and why, as text; `state` and `switch` are where the values are."""
+        for one in self.missing:
+            if one.place not in self.absent:
+                reason = self.reason(one)
+                yield one.text(state, switch) + (f" ({reason})" if reason else "")
+        numbers = {place.entity[0] if place.table == "interfaces" else place.part for place in self.absent}
+        if numbers:
+            yield f"interfaces {state_table.text_of(numbers)}: the switch does not have them"
 
 
 class Incomplete(Exception):
@@ -248,11 +268,16 @@ class Incomplete(Exception):
 
     def __init__(self, outcome):
         self.outcome = outcome
-        super().__init__("\n".join(f"{one.text('in the state', 'on the switch')} ({outcome.reason(one)})" for one in outcome.missing))
+        super().__init__("\n".join(outcome.lines("in the state", "on the switch")))
+
+
+OPEN_CODES = {-22: "invalid argument", -24: "it exists", -28: "not supported"}
 
 
 def why(error):
-    return f"{error.code} {error.message}" if isinstance(error, Refused) else str(error)
+    if not isinstance(error, Refused):
+        return str(error)
+    return f"{error.code} " + (OPEN_CODES.get(error.code, "failed") if error.code < 0 else error.message)
 
 
 class Apply:
@@ -332,11 +357,11 @@ class Apply:
             self.report(f"{step.place}: {why(error)} ({step})")
 
     def compare(self, current):
+        planner = Planner(current, self.wanted, self.exact)
         for difference in diff(self.wanted, current):
-            place = difference.place
-            extra = difference.first is None
-            listed = place.setting and self.wanted.facts.get(place) is not None
-            if extra and not self.exact and not listed:
-                self.outcome.extra.append(difference)
-            elif not (extra and Place(place.table, place.entity) in current.fixed):
+            if difference.first is not None or planner.goes(difference.place):
                 self.outcome.missing.append(difference)
+                if planner.is_missing(difference.place):
+                    self.outcome.absent.add(difference.place)
+            elif difference.place not in current.fixed:
+                self.outcome.extra.append(difference)

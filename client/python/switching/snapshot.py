@@ -56,14 +56,20 @@ class Reader:
         self.named = {}  # the parts of each setting of which `wanted` speaks
         for place in sorted(wanted.facts, key=natural) if wanted else ():
             self.named.setdefault(tuple(place[:3]), []).append(place.part)
+        self.entities_named = {named[:2] for named in self.named}
         state = State(tables=wanted.tables if wanted else self.table.tables)
         state.fixed = set()
         if wanted is None or any(place.table == "interfaces" or self.is_per(place) for place in wanted.facts):
             self.ports = self.walked(self.table.tables["interfaces"].ports["walk"])
-            self.interfaces = self.walked(self.table.tables["interfaces"].walk)
-        for entries in self.pool.map(self.entries, [self.table.tables[name] for name in sorted(state.tables)]):
-            state.facts.update(entries[0])
-            state.fixed |= entries[1]
+            self.interfaces = self.all_interfaces() or self.ports
+            state.interfaces = self.interfaces
+        names = sorted(state.tables)
+        for name, entries in zip(names, self.pool.map(self.entries, [self.table.tables[name] for name in names])):
+            if entries is None:
+                state.tables.remove(name)  # of an empty table --exact would remove the entries
+            else:
+                state.facts.update(entries[0])
+                state.fixed |= entries[1]
         self.rules(state)
         tasks = [task for task in self.tasks(state) if only is None or task[1].name in only]
         for facts in self.pool.map(self.setting, tasks):
@@ -83,13 +89,22 @@ class Reader:
     def walked(self, path):
         return [next(iter(data.values())) for data in self.walk(path)]
 
+    def all_interfaces(self):
+        try:
+            return self.walked(self.table.tables["interfaces"].walk)
+        except Refused as error:
+            self.report("interfaces that are no ports", error)
+            return []
+
     # Entries
 
     def entries(self, table):
         """The entries of a table with their values, and those of them that cannot be removed."""
         if table.name == "switch" or table.name == "interfaces" or table.of:
             return {}, set()
-        facts = {Place(table.name, entity): value for entity, value in self.listed(table)}
+        facts = self.facts_of(table)
+        if facts is None:
+            return None
         fixed = set()
         if table.kind:
             for place in list(facts):
@@ -101,6 +116,20 @@ class Reader:
                 elif kind not in table.kind["removable"]:
                     fixed.add(place)
         return facts if table.make else dict.fromkeys(facts), fixed
+
+    def facts_of(self, table):
+        """The entries; None, after a report, if they cannot be asked for."""
+        try:
+            return {Place(table.name, entity): value for entity, value in self.listed(table)}
+        except Refused as error:
+            self.report(table.name, error)
+            return None
+
+    def report(self, what, error):
+        """Counts what cannot be read. A session that may not even GET has ended."""
+        if isinstance(error, Refused) and error.code == NOT_ADMITTED and error.request.startswith("GET"):
+            raise error
+        self.unread[what, f"{error.code} {error.message}" if isinstance(error, Refused) else str(error)] += 1
 
     def listed(self, table):
         """The entries and values that a walk, a count or questions show."""
@@ -128,9 +157,15 @@ class Reader:
             if table.of and table.name in state.tables:
                 parents = sorted({place.entity for place in state.facts if place.table == table.of}
                                  or (entity for entity, _ in self.listed(self.table.tables[table.of])))
-                for parent, steps in zip(parents, self.pool.map(
-                        lambda entity: self.walk(table.walk, **table.entity_keys(entity)), parents)):
+                for parent, steps in zip(parents, self.pool.map(lambda entity: self.steps_in(table, entity), parents)):
                     state.facts.update({Place(table.name, self.entity(table, data, parent)): {} for data in steps})
+
+    def steps_in(self, table, parent):
+        try:
+            return self.walk(table.walk, **table.entity_keys(parent))
+        except Wrong as error:  # a name that no query can carry
+            self.report(table.name, error)
+            return []
 
     # Settings
 
@@ -148,7 +183,7 @@ class Reader:
             return [()]
         if table.name == "interfaces":
             named = {entity for name, entity, _ in self.named if name == table.name}
-            return sorted(named) if self.wanted else [(number,) for number in self.interfaces]
+            return sorted(named & {(number,) for number in self.interfaces}) if self.wanted else [(one,) for one in self.interfaces]
         entities = sorted(place.entity for place in state.facts if place.table == table.name and not place.setting)
         if not table.make:
             for entity in entities:
@@ -161,8 +196,7 @@ class Reader:
         if self.wanted is None or (table.name, entity, setting.name) in self.named:
             return True
         can_be_absent = setting.remove or setting.optional
-        return can_be_absent and (not table.keys or any(place.entity == entity for place in self.wanted.facts
-                                                        if place.table == table.name))
+        return can_be_absent and (not table.keys or table.removed_last or (table.name, entity) in self.entities_named)
 
     def setting(self, task):
         """{place: value} of a setting of an entry, empty if it is not set."""
@@ -176,12 +210,8 @@ class Reader:
             parts = self.parts(place) or (self.interfaces if setting.per else setting.parts)
             return {place._replace(part=part): setting.value(self.data(setting, keys, part), part) for part in parts}
         except Refused as error:
-            if error.code == NOT_ADMITTED:
-                raise
             if not (error.code == INVALID or setting.optional and error.code == GENERAL_FAILED):
-                self.unread[setting.name, f"{error.code} {error.message}"] += 1
-        except Wrong as error:  # a name that no query can carry
-            self.unread[setting.name, str(error)] += 1
+                self.report(setting.name, error)
         return {}
 
     def parts(self, place):
