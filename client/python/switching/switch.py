@@ -42,11 +42,14 @@ class NoAnswer(Exception):
 
 
 class Switch:
-    """A switch. Keys of requests are placed and checked as the description says; several threads may use one Switch."""
+    """A switch. Keys of requests are placed and checked as the description says; several threads may use one Switch.
 
-    def __init__(self, url, session=None, *, socket=None, trace=None, description_file=None, timeout=40):
+    `context` is the ssl.SSLContext for an https URL. Without it, the switch's certificate must be signed by one of the
+    system's authorities, or by one in the file that SSL_CERT_FILE in the environment names."""
+
+    def __init__(self, url, session=None, *, context=None, socket=None, trace=None, description_file=None, timeout=40):
         self.url = url.rstrip("/")
-        self.session, self.timeout = session, timeout
+        self.session, self.context, self.timeout = session, context, timeout
         self.description = description.load(description_file)
         self.control = Control(socket) if socket else None
         self.trace = Trace(trace) if trace else None
@@ -66,7 +69,8 @@ class Switch:
     @classmethod
     def serve(cls, build=None, role="admin", **options):
         """Serves a virtual switch until close(), or the end of the `with`. `build` is the directory of a build in a
-        checkout (or SWITCHING_BUILD in the environment); without it, what is installed. The options are those of serve.sh: ports=28, sockets=2, ..."""
+        checkout (or SWITCHING_BUILD in the environment); without it, what is installed. The options are those of
+        serve.sh: ports=28, sockets=2, ..."""
         command = [*serve_command(build or os.environ.get("SWITCHING_BUILD")), "--json", "--own-files"]
         for name, value in {"port": 0, **options}.items():
             if value is not None and value is not False:
@@ -167,8 +171,11 @@ class Switch:
         if connection and connection.sock and (idle > IDLE or select.select([connection.sock], [], [], 0)[0]):
             connection.close()
         if not connection:
-            kind = HttpsConnection if url.scheme == "https" else HttpConnection
-            connection = self.kept.connection = kind(url.hostname, url.port, timeout=self.timeout)
+            if url.scheme == "https":
+                connection = HttpsConnection(url.hostname, url.port, timeout=self.timeout, context=self.context)
+            else:
+                connection = HttpConnection(url.hostname, url.port, timeout=self.timeout)
+            self.kept.connection = connection
         return connection
 
     def disconnect(self):
