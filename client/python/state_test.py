@@ -10,7 +10,7 @@ import time
 import pytest
 
 from switching import Incomplete, Refused, Wrong, description, diff, dump, state_table
-from switching.apply import Apply, elements
+from switching.apply import Apply
 from switching.state import Place, State
 
 TABLE = state_table.load()

@@ -58,7 +58,6 @@ class Reader:
             self.named.setdefault(tuple(place[:3]), []).append(place.part)
         self.entities_named = {named[:2] for named in self.named}
         state = State(tables=wanted.tables if wanted else self.table.tables)
-        state.fixed = set()
         if wanted is None or any(place.table == "interfaces" or self.is_per(place) for place in wanted.facts):
             self.ports = self.walked(self.table.tables["interfaces"].ports["walk"])
             self.interfaces = self.all_interfaces() or self.ports

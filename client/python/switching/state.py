@@ -35,6 +35,7 @@ class State:
 
     def __init__(self, facts=None, tables=()):
         self.facts, self.tables = dict(facts or {}), set(tables)
+        self.fixed, self.interfaces = set(), ()  # of a state that was read: entries that stay, interfaces that there are
 
     @classmethod
     def of(cls, found, name="the state"):
