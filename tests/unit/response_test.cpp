@@ -24,7 +24,7 @@ TEST(ResultCodes, haveMessagesAndAreMadeOfAnyCode)
 /* Counters have 64 bits: cJSON prints those of more than 15 digits with an exponent. */
 TEST(Numbers, arePrintedAsByCJson)
 {
-    for (double value : {0., 1., -22., 4294967295., 999999999999999., 1e15, 9007199254740994., 18446744073709551615., 0.5}) {
+    for (double value : {0., -22., 999999999999999., 1e15, 9007199254740994., 18446744073709551615., 0.5}) {
         cJSON *ours = numberItem(value), *theirs = cJSON_CreateNumber(value);
         char *text = cJSON_Print(ours), *expected = cJSON_Print(theirs);
         EXPECT_STREQ(text, expected);
