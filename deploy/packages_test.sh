@@ -100,7 +100,15 @@ debianServes()
         >"$run/lighttpd.log" 2>&1
     await '"address":	"{\"%41+"' curl -s -g -H "@$run/header" "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
 }
+# reload: as Debian's unit and the rotation of its logs do it. The server starts anew.
+reload()
+{
+    : >"$fresh/var/log/lighttpd/error.log"
+    kill -USR1 "$(cat "/proc/${pids[-1]}/task/${pids[-1]}/children")"
+    await "server started" cat "$fresh/var/log/lighttpd/error.log"
+}
 debianServes
+reload
 curl -s -i "$base/bridge/dot1d-stp-priority" >"$run/refused"
 head -n 1 "$run/refused" | grep -q 403 && ! grep -q ERROR "$run/refused" && grep -q '403 Forbidden' "$fresh/tmp/zt731.log" ||
     fail "without a session: $(cat "$run/refused" "$fresh/tmp/zt731.log")"

@@ -49,7 +49,7 @@ static int serveOneRequest()
 int main()
 {
     occupyStandardStreams();
-#ifndef __GLIBC__ /* musl would send the header line at once: a process that runs out of memory then could not take it back */
+#ifndef __GLIBC__ /* musl would send the header line at once, before memory can run out */
     setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
 #endif
     signal(SIGPIPE, SIG_IGN); /* the request ends as usual, even if the web server no longer reads */
