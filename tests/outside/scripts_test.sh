@@ -94,7 +94,7 @@ if [ "$(id -u)" = 0 ]; then
 fi
 
 # What other users of the machine must not get at: the token in a command's arguments, and the trace without a session.
-given=$(grep -nP '(?<!\\)\$\{?(token|writer|reader|session)\b' "${scripts[@]/*.py//dev/null}" tools/*.sh | grep -vP ':\d+: *(\(umask 077; )?(echo|printf|set --|makeSession|startWebServer|"\$\(consoleFor|"\$port" |\\\$ curl|The switch|  as a|  session=|[A-Z_]+=\$token\b(?!.*\$token\b)|export [A-Z_]+=\$token\b)')
+given=$(grep -nP '(?<!\\)\$\{?(token|writer|reader|session)\b' "${scripts[@]/*.py//dev/null}" tools/*.sh | grep -vP ':\d+: *(\(umask 077; )?(echo|printf|set --|makeSession|startWebServer|"\$\(consoleFor|"\$port" |\\\$ curl|The switch|  as a|  session=|[A-Z_]+=\$token\b(?!.*\$token\b)|export [A-Z_]+=\$token\b)') || true
 [ ! "$given" ] || complain "a command may get a token as an argument: $given"
 mkdir "$run/tmp"
 serve && serves || complain "serve.sh does not serve: $(cat "$run/out")"
