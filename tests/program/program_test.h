@@ -72,14 +72,13 @@ protected:
         return outcome.output;
     }
 
-    /* The output of the program, or of another command, which must end in time. */
-    static std::string outputOf(const Environment &environment, const std::string &body = "", int exitStatus = 0,
-                                const std::vector<std::string> &command = programCommand())
+    /* The output of the program, which must end in time. */
+    std::string outputOf(const Environment &environment, const std::string &body = "", int exitStatus = 0)
     {
         Clock::time_point start = Clock::now();
-        Outcome outcome = runProcess(command, environment, body);
+        Outcome outcome = run(environment, body);
         EXPECT_LT(Clock::now() - start, 8s);
-        return outputOf(outcome, exitStatus);
+        return outputOf(outcome, isResident() ? 0 : exitStatus);
     }
 
     /* The output of a shell script in which "$@" is the program. `command` starts the shell. */
@@ -91,7 +90,7 @@ protected:
         environment.erase("LD_PRELOAD");
         for (const std::string &argument : programCommand())
             command.push_back(argument);
-        return outputOf(environment, "", 0, command);
+        return outputOf(runProcess(command, environment));
     }
 
     /* Logs one ERROR entry, `notFound`. Returns the output. */
