@@ -164,7 +164,7 @@ static int endOverdue()
     int busy = 0;
     for (int i = 0; i < workerCount; i++) {
         int32_t since = busySince[i];
-        if (since && monotonicSeconds() - since >= REQUEST_SECONDS && workers[i].pid > 0)
+        if (since && monotonicSeconds() - since > REQUEST_SECONDS && workers[i].pid > 0)
             kill(workers[i].pid, SIGVTALRM);
         busy += since != 0;
     }

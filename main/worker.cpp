@@ -45,8 +45,8 @@ int32_t monotonicSeconds()
 static void stop(int)
 {
     int error = errno;
-    int32_t start = *busySince ? *busySince : monotonicSeconds();
-    const struct itimerspec end = {.it_interval = {}, .it_value = {.tv_sec = start + REQUEST_SECONDS, .tv_nsec = 0}};
+    int32_t last = (*busySince ? *busySince : monotonicSeconds()) + REQUEST_SECONDS;
+    const struct itimerspec end = {.it_interval = {}, .it_value = {.tv_sec = last + 1, .tv_nsec = 0}};
     stopping = true;
     timer_settime(lastRequestTimer, TIMER_ABSTIME, &end, nullptr);
     dup2(nothing, listeningSocket);
