@@ -203,7 +203,7 @@ static bool isAbout(const std::string &name, uint32_t subject)
 static std::string randomCommand(Random *random)
 {
     std::string port = std::to_string(random->pick(ports)), vlan = std::to_string(random->pick(vlans));
-    switch (random->below(7)) {
+    switch (random->below(9)) {
     case 0:
         return "link " + port + (random->below(3) ? " up" : " down");
     case 1:
@@ -213,6 +213,10 @@ static std::string randomCommand(Random *random)
     case 3:
         return "storm " + port + " broadcast 1000000";
     case 4:
+        return "neighbour " + port + (random->below(3) ? " joins " : " leaves ") + macs.back() + " " + vlan;
+    case 5:
+        return "neighbour " + port + (random->below(3) ? " joins " : " leaves ") + vlan;
+    case 6:
         return "advance " + std::to_string(1 + random->below(20));
     default:
         return "learn " + vlan + " " + random->pick(macs) + " " + port;
@@ -251,7 +255,7 @@ template <class Check> static void change(uint32_t seed, int steps, Check check,
         static const char *const switches[] = {"GarpGvrpEnableSet", "MvrpModeSet", "MmrpModeSet",
                                                "LoopProtectAdminModeSet", "VoiceVlanAdminModeSet", "GarpGmrpEnableSet"};
         static const char *const onPorts[] = {"GarpGvrpPortEnableSet", "MvrpIntfModeSet", "MmrpIntfModeSet",
-                                              "LoopProtectPortAdminModeSet", "", ""};
+                                              "LoopProtectPortAdminModeSet", "", "GarpGmrpPortEnableSet"};
         if (random.below(2))
             answer({&operationNamed(std::string("rpcclt_openapi") + switches[on]), {{1, ""}}});
         for (uint32_t port : {1u, 2u, 3u})
@@ -540,6 +544,7 @@ TEST_F(Property, stationsAndFramesAreAdmittedAlike)
         return found;
     };
     forSeeds(200, [=](uint32_t seed) {
+        bool broadcast = seed % 2;
         EXPECT_TRUE(command("learn 1 02:0A:00:00:00:09 5"));
         change(seed * 8 + 2, 40);
         answer({&operationNamed("rpcclt_openapiFdbFlush"), {}});
@@ -550,10 +555,11 @@ TEST_F(Property, stationsAndFramesAreAdmittedAlike)
         bytes.resize(60);
         receiveFrame(5, bytes, &why);
         EXPECT_EQ(simulated, heard()) << why;
-        std::string said, other("\x02\0\0\0\0\x99\x02\x0B\0\0\0\x09\x88\xB5", 14); /* without a classification */
+        std::string said, other("\x01\0\x5E\x7F\xFF\xFF\x02\x0B\0\0\0\x09\x88\xB5", 14); /* without a classification */
         other.resize(60);
+        other.replace(0, broadcast ? 6 : 0, std::string(broadcast ? 6 : 0, '\xFF'));
         receiveFrame(5, other, &why);
-        runCommand("storm 5 broadcast 1", &said);
+        runCommand(broadcast ? "storm 5 broadcast 1" : "storm 5 multicast 1", &said);
         bool refused = why.find("no other port") == why.npos && why.find("storm") == why.npos &&
                        why.find("separated") == why.npos && why.find("protected") == why.npos;
         EXPECT_EQ(refused, !portIsUp(5) || said.find("discarded: ") != said.npos) << why << "; " << said;

@@ -256,7 +256,10 @@ static bool forward(const Frame &frame, const FdbEntry *known)
     Reach reach = reachOf(frame.port, frame.vlan, frame.destination);
     if (reach.verdict)
         return reason && discard(refusalText(reach, frame.vlan, frame.destination));
-    explain("no other port is in VLAN ", frame.vlan); /* a port can replace this reason */
+    if (reach.anywhere)
+        explain("no other port is in VLAN ", frame.vlan); /* a port can replace this reason */
+    else
+        explain("no other port is a member of ", macText(frame.destination));
     if (!reach.anywhere || isGroup(frame.destination))
         return flood(frame, reach.anywhere ? nullptr : &reach.ports, reach.never);
     if (frame.destination == bridgeMac()) {

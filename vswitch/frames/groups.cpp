@@ -15,8 +15,7 @@
 
 #include "vswitch/base/clock.h"
 #include "vswitch/frames/frame.h"
-#include "vswitch/frames/mrp_pdu.h"
-#include "vswitch/frames/plugs.h"
+#include "vswitch/frames/registrars.h"
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
@@ -25,14 +24,18 @@ enum : size_t { ADDRESS = 6, SERVICE = 1 /* the bytes of a value */, PDU_GROUPS 
 
 using Groups = std::vector<GroupKey>; /* ascending */
 
-/* Times are milliseconds of uptime. */
-struct GroupRegistrar {
+struct GroupRegistrar : RegistrarTimes {
     Groups declared;                      /* what the port declared to the neighbour last */
-    uint64_t declaredAt = 0;              /* the changeNumber() at that time */
     std::map<GroupKey, uint64_t> leaving; /* registrations that end at that time, unless the neighbour joins again */
-    uint64_t nextLeaveAll = 0, nextJoin = 0;
 };
-static std::map<std::pair<RegistrationProtocol, uint32_t>, GroupRegistrar> registrars; /* where a protocol runs */
+static Registrars<GroupRegistrar> registrars;
+
+/* Begins and ends with the protocols, and with neighbours. */
+static void update()
+{
+    for (uint32_t port : updateRegistrars({GMRP, MMRP}, &registrars))
+        withdrawGroups(port);
+}
 
 /* Receiving */
 
@@ -65,6 +68,7 @@ bool handleGroupRegistration(uint32_t port, uint32_t vlan, std::string_view fram
     RegistrationProtocol protocol = mmrp ? MMRP : GMRP;
     if (!registrationRuns(protocol, port))
         return false;
+    update();
     GroupRegistrar *registrar = &registrars[{protocol, port}];
     std::set<size_t> left; /* a PDU's second LeaveAll of a kind has no effect */
     auto handle = [&](RegistrationEvent event, size_t size, uint64_t value) {
@@ -179,29 +183,11 @@ static void endRegistrations(uint32_t port, GroupRegistrar *registrar, uint64_t 
     });
 }
 
-/* Begins and ends with the protocols, and ends what has left. */
-static void updateRegistrars()
-{
-    uint64_t now = uptimeMillis();
-    PortSet ended;
-    std::erase_if(registrars, [&](const auto &entry) {
-        bool runs = registrationRuns(entry.first.first, entry.first.second);
-        return !runs && (ended.insert(entry.first.second), true);
-    });
-    for (uint32_t port : ended)
-        if (!registrars.contains({GMRP, port}) && !registrars.contains({MMRP, port}))
-            withdrawGroups(port);
-    for (uint32_t port = nextPlugged(MANAGEMENT_PORT); port != UINT32_MAX; port = nextPlugged(port))
-        for (RegistrationProtocol protocol : {GMRP, MMRP})
-            if (registrationRuns(protocol, port) && !registrars.contains({protocol, port}))
-                registrars[{protocol, port}].nextLeaveAll = now + leaveAllMillis(protocol, port);
-    for (auto &[key, registrar] : registrars)
-        endRegistrations(key.second, &registrar, now);
-}
-
 void sendDueGroupRegistrations()
 {
-    updateRegistrars();
+    update();
+    for (auto &[key, registrar] : registrars)
+        endRegistrations(key.second, &registrar, uptimeMillis());
     bringUpToNow();
     if (registrars.empty())
         return;

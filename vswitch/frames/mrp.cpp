@@ -9,14 +9,11 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <string>
-#include <utility>
 
 #include "vswitch/base/clock.h"
 #include "vswitch/frames/frame.h"
-#include "vswitch/frames/mrp_pdu.h"
-#include "vswitch/frames/plugs.h"
+#include "vswitch/frames/registrars.h"
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/state.h"
 
@@ -25,15 +22,19 @@ enum : uint64_t { VLAN_GROUP = 0x0180C2000021 };
 
 static const AttributeSizes sizes = {2, 0}; /* VLANs are type 1 */
 
-/* Times are milliseconds of uptime. */
-struct Registrar {
+struct Registrar : RegistrarTimes {
     VlanBits declared;                 /* what the port declared to the neighbour last */
-    uint64_t declaredAt = 0;           /* the changeNumber() at that time */
     VlanBits leaving;                  /* registrations that end, unless the neighbour joins again */
     std::array<uint64_t, 4096> ends{}; /* when they end */
-    uint64_t nextLeaveAll = 0, nextJoin = 0;
 };
-static std::map<std::pair<RegistrationProtocol, uint32_t>, Registrar> registrars; /* where a protocol runs */
+static Registrars<Registrar> registrars;
+
+/* Begins and ends with the protocols, and with neighbours. */
+static void update()
+{
+    for (uint32_t port : updateRegistrars({GVRP, MVRP}, &registrars))
+        neighbourHasGone(port);
+}
 
 /* Receiving */
 
@@ -85,6 +86,7 @@ bool handleRegistration(uint32_t port, std::string_view frame)
     RegistrationProtocol protocol = mvrp ? MVRP : GVRP;
     if (!registrationRuns(protocol, port))
         return false;
+    update();
     const Reception reception = receptionOn(protocol, port);
     auto handle = [&](RegistrationEvent event, size_t, uint64_t vlan) {
         if (event == ALL_LEAVE)
@@ -170,20 +172,10 @@ static void advanceRegistrar(RegistrationProtocol protocol, uint32_t port, Regis
 
 void sendDueRegistrations()
 {
-    uint64_t now = uptimeMillis();
-    for (uint32_t port = nextPlugged(MANAGEMENT_PORT); port != UINT32_MAX; port = nextPlugged(port))
-        for (RegistrationProtocol protocol : {GVRP, MVRP}) {
-            if (!registrationRuns(protocol, port)) {
-                if (registrars.erase({protocol, port}) && !registrars.contains({protocol == GVRP ? MVRP : GVRP, port}))
-                    neighbourHasGone(port);
-                bringUpToNow();
-                continue;
-            }
-            auto [place, isNew] = registrars.try_emplace({protocol, port});
-            if (isNew)
-                place->second.nextLeaveAll = now + leaveAllMillis(protocol, port);
-            advanceRegistrar(protocol, port, &place->second, now);
-        }
+    update();
+    bringUpToNow();
+    for (auto &[key, registrar] : registrars)
+        advanceRegistrar(key.first, key.second, &registrar, uptimeMillis());
     bringUpToNow();
 }
 
