@@ -27,6 +27,7 @@ using Groups = std::vector<GroupKey>; /* ascending */
 struct GroupRegistrar : RegistrarTimes {
     Groups declared;                      /* what the port declared to the neighbour last */
     std::map<GroupKey, uint64_t> leaving; /* registrations that end at that time, unless the neighbour joins again */
+    bool all = false;                     /* the next PDU is a LeaveAll */
 };
 static Registrars<GroupRegistrar> registrars;
 
@@ -92,16 +93,16 @@ bool handleGroupRegistration(uint32_t port, uint32_t vlan, std::string_view fram
 /* Sending */
 
 /* The groups that neighbours on other ports have joined in the port's VLANs. */
-static Groups declarations(uint32_t port, const std::map<GroupKey, PortSet> &registered)
+static Groups declarations(uint32_t port, const std::vector<RegisteredGroup> &registered)
 {
     Groups groups;
     uint32_t vlan = 0;
     bool inVlan = false;
-    for (const auto &[group, ports] : registered) {
+    for (const auto &[group, first, second] : registered) {
         if (group.first != vlan)
             inVlan = portInVlan(port, group.first);
         vlan = group.first;
-        if (inVlan && ports.size() > ports.count(port))
+        if (inVlan && (first != port || second))
             groups.push_back(group);
     }
     return groups;
@@ -149,51 +150,56 @@ static void sendGroups(RegistrationProtocol protocol, uint32_t port, const Group
             sendVlan(protocol, port, vlan, all, ofVlan);
 }
 
-/* What is declared is computed only after a change. */
-static void advanceRegistrar(RegistrationProtocol protocol, uint32_t port, GroupRegistrar *registrar,
-                             const std::map<GroupKey, PortSet> &registered)
+/* Ends the registrations that are due. Everything leaves with a LeaveAll, unless the neighbour joins again. */
+static void endRegistrations(RegistrationProtocol protocol, uint32_t port, GroupRegistrar *registrar)
 {
     uint64_t now = uptimeMillis();
-    bool all = registrar->nextLeaveAll <= now;
-    if (all) {
-        for (const GroupKey &group : declaredGroups(port))
-            leave(port, registrar, group);
-        registrar->nextLeaveAll = now + leaveAllMillis(protocol, port);
-        registrar->nextJoin = 0;
-    }
-    if (registrar->declaredAt == changeNumber() && now < registrar->nextJoin)
-        return;
-    registrar->declaredAt = changeNumber();
-    Groups groups = declarations(port, registered), left;
-    std::set_difference(registrar->declared.begin(), registrar->declared.end(), groups.begin(), groups.end(),
-                        std::back_inserter(left));
-    if (groups == registrar->declared && now < registrar->nextJoin)
-        return;
-    sendGroups(protocol, port, groups, left, all);
-    registrar->declared = groups;
-    registrar->nextJoin = registrationIsPeriodic(protocol) ? now + 1000 : UINT64_MAX;
-}
-
-static void endRegistrations(uint32_t port, GroupRegistrar *registrar, uint64_t now)
-{
     std::erase_if(registrar->leaving, [=](const auto &leaving) {
         if (leaving.second <= now)
             withdrawGroup(port, leaving.first);
         return leaving.second <= now;
     });
+    registrar->all = registrar->nextLeaveAll <= now;
+    if (!registrar->all)
+        return;
+    for (const GroupKey &group : declaredGroups(port))
+        leave(port, registrar, group);
+    registrar->nextLeaveAll = now + leaveAllMillis(protocol, port);
+    registrar->nextJoin = 0;
+}
+
+/* What is declared is computed only after a change. */
+static bool mayDeclare(const GroupRegistrar &registrar)
+{
+    return registrar.declaredAt != changeNumber() || uptimeMillis() >= registrar.nextJoin;
+}
+
+static void declare(RegistrationProtocol protocol, uint32_t port, GroupRegistrar *registrar,
+                    const std::vector<RegisteredGroup> &registered)
+{
+    Groups groups = declarations(port, registered), left;
+    std::set_difference(registrar->declared.begin(), registrar->declared.end(), groups.begin(), groups.end(),
+                        std::back_inserter(left));
+    registrar->declaredAt = changeNumber();
+    if (groups == registrar->declared && uptimeMillis() < registrar->nextJoin)
+        return;
+    sendGroups(protocol, port, groups, left, registrar->all);
+    registrar->declared = groups;
+    registrar->nextJoin = registrationIsPeriodic(protocol) ? uptimeMillis() + 1000 : UINT64_MAX;
 }
 
 void sendDueGroupRegistrations()
 {
     update();
     for (auto &[key, registrar] : registrars)
-        endRegistrations(key.second, &registrar, uptimeMillis());
+        endRegistrations(key.first, key.second, &registrar);
     bringUpToNow();
-    if (registrars.empty())
+    if (std::none_of(registrars.begin(), registrars.end(), [](const auto &entry) { return mayDeclare(entry.second); }))
         return;
-    const std::map<GroupKey, PortSet> registered = registeredGroups();
+    const std::vector<RegisteredGroup> registered = registeredGroups();
     for (auto &[key, registrar] : registrars)
-        advanceRegistrar(key.first, key.second, &registrar, registered);
+        if (mayDeclare(registrar))
+            declare(key.first, key.second, &registrar, registered);
 }
 
 void resetGroupRegistrations()

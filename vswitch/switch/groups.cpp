@@ -78,34 +78,34 @@ PortSet groupPorts(const GroupKey &group)
     return ports;
 }
 
-std::map<GroupKey, PortSet> registeredGroups()
+std::vector<RegisteredGroup> registeredGroups()
 {
-    std::map<GroupKey, PortSet> groups;
+    std::vector<RegisteredGroup> groups;
     std::map<uint32_t, bool> inForce; /* by port, of `ofVlan` */
     uint32_t ofVlan = 0;
     for (const auto &[group, ports] : declared) {
         if (group.first != ofVlan)
             inForce.clear();
         ofVlan = group.first;
-        PortSet left;
-        for (uint32_t port : ports) {
-            auto [place, isNew] = inForce.try_emplace(port);
+        RegisteredGroup found = {group, 0, 0};
+        for (auto port = ports.begin(); port != ports.end() && !found.second; ++port) {
+            auto [place, isNew] = inForce.try_emplace(*port);
             if (isNew)
-                place->second = isInForce(port, ofVlan);
+                place->second = isInForce(*port, ofVlan);
             if (place->second)
-                left.insert(left.end(), port);
+                (found.first ? found.second : found.first) = *port;
         }
-        if (!left.empty())
-            groups.insert(groups.end(), {group, left});
+        if (found.first)
+            groups.push_back(found);
     }
     return groups;
 }
 
 void addGroupEntries(std::map<GroupKey, FdbEntry> *entries)
 {
-    for (const auto &[group, ports] : registeredGroups())
-        if (isGroup(group.second))
-            entries->insert({group, {*ports.begin(), FDB_GMRP_LEARNED, 0}});
+    for (const RegisteredGroup &group : registeredGroups())
+        if (isGroup(group.key.second))
+            entries->insert({group.key, {group.first, FDB_GMRP_LEARNED, 0}});
 }
 
 void registerGroups()

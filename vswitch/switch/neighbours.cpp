@@ -56,11 +56,10 @@ static CommandOutcome neighbour(const Args &args, std::string *answer)
 void registerNeighbours()
 {
     static const Command commands[] = {
-        {.group = EVENT_COMMANDS, .name = "neighbour", .usage = "PORT joins|leaves VLAN|GROUP [VLAN]", .fewest = 3,
-         .most = 4,
-         .help = "a neighbour on the port declares the VLAN by GVRP and MVRP, or withdraws it; or a group by GMRP\n"
-                 "and MMRP: an address, \"all-groups\" or \"unregistered-groups\" in VLAN (else the port's PVID)",
-         .run = neighbour},
+        {.group = EVENT_COMMANDS, .name = "neighbour", .usage = "PORT joins|leaves VLAN", .fewest = 3, .most = 4,
+         .help = "a neighbour on the port declares the VLAN by GVRP and MVRP, or withdraws it\n"
+                 "neighbour PORT joins|leaves GROUP [VLAN]   the group by GMRP and MMRP, in VLAN or in the port's PVID;\n"
+                 "GROUP is an address, all-groups or unregistered-groups", .run = neighbour},
     };
     registerCommands(commands);
 }

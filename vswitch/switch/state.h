@@ -289,7 +289,13 @@ std::vector<GroupKey> declaredGroups(uint32_t port);
 
 /* The ports on which the group is registered now: what neighbours declare, where the protocol runs in the VLAN. */
 PortSet groupPorts(const GroupKey &group);
-std::map<GroupKey, PortSet> registeredGroups(); /* none without ports */
+
+/* The groups that are registered, ascending, each with the lowest two of its ports; `second` 0: it has one port only. */
+struct RegisteredGroup {
+    GroupKey key;
+    uint32_t first, second;
+};
+std::vector<RegisteredGroup> registeredGroups();
 
 /* Storm control (storm_control.cpp) */
 
