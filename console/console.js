@@ -1,6 +1,6 @@
 // console.js - chooses the view, and shows what the session may do and whether the server answers.
 import * as api from './api.js';
-import {$} from './dom.js';
+import {$, markCurrent} from './dom.js';
 import {openRequests, showEndpoint} from './requests.js';
 import {allowWriting, hideSwitch, openSwitch, showSwitch} from './switch.js';
 
@@ -21,8 +21,8 @@ function route() {
   const isSwitch = location.hash === '#/switch';
   $('requests').hidden = isSwitch;
   $('switch').hidden = !isSwitch;
-  $('toRequests').toggleAttribute('aria-current', !isSwitch);
-  $('toSwitch').toggleAttribute('aria-current', isSwitch);
+  markCurrent($('toRequests'), !isSwitch);
+  markCurrent($('toSwitch'), isSwitch);
   if (isSwitch) return showSwitch();
   hideSwitch();
   showEndpoint(decodeURIComponent(location.hash.slice(2)));

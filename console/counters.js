@@ -5,9 +5,12 @@ import {portNumbers, read, reading} from './readings.js';
 
 const COUNTERS = {received: 'frames received', sent: 'frames sent', discarded: 'frames discarded'};
 const HISTORY = 60; // samples in a line
+const FEW = 12;     // with fewer samples, a line does not take the whole width
 const WIDTH = 160, HEIGHT = 40;
 const COLUMNS = {port: 'Port', received: 'Received', receivedRate: '/s', sent: 'Sent', sentRate: '/s',
                  discarded: 'Discarded', discardedRate: '/s'};
+
+const COUNTED = Object.keys(COLUMNS).slice(1);
 
 const histories = new Map(); // port -> samples {at, received, sent, discarded}; undefined: was not read
 const sorting = {by: 'port', descending: false};
@@ -51,6 +54,7 @@ function lineOf(title, rates) {
   const highest = Math.max(1, ...rates.filter(rate => rate !== undefined));
   const drawing = shape('svg', {viewBox: `0 0 ${WIDTH} ${HEIGHT}`, preserveAspectRatio: 'none', role: 'img',
     'aria-label': `${title}: ${rounded(rates.at(-1))} per second now, ${rounded(highest)} at most`});
+  const span = Math.min(HISTORY - 2, Math.max(FEW, rates.length - 1));
   let points = [];
   const end = () => {
     if (points.length) drawing.append(shape('polyline', {points: [...points, points.at(-1)].join(' ')}));
@@ -58,7 +62,7 @@ function lineOf(title, rates) {
   };
   rates.forEach((rate, index) => {
     if (rate === undefined) return end();
-    const x = WIDTH - (rates.length - 1 - index) * WIDTH / (HISTORY - 2); // the newest is on the right
+    const x = WIDTH - (rates.length - 1 - index) * WIDTH / span; // the newest is on the right
     points.push(`${x},${HEIGHT - 2 - rate / highest * (HEIGHT - 4)}`);
   });
   end();
@@ -80,7 +84,7 @@ export function showCounterTable(choose) {
     }
     return row;
   });
-  fill($('counterTable'), sortableHead('counters', COLUMNS, sorting, () => showCounterTable(choose)),
+  fill($('counterTable'), sortableHead('counters', COLUMNS, sorting, () => showCounterTable(choose), COUNTED),
     element('tbody', {}, ...sorted(rows, sorting).map(row => counterRow(row, choose))));
 }
 
@@ -88,7 +92,7 @@ function counterRow(row, choose) {
   const [word, letter] = stateOf(row.port);
   const {at, problem, value} = reading('received', row.port);
   const isOld = problem && value !== undefined;
-  const cells = Object.keys(COLUMNS).slice(1).map(key => {
+  const cells = COUNTED.map(key => {
     const text = row[key] === undefined ? '?' : key.endsWith('Rate') ? rounded(row[key]) : number(row[key]);
     return element('td', {class: row[key] ? undefined : 'none'}, text);
   });

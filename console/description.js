@@ -1,6 +1,9 @@
 // description.js - loads the description of the interface: its endpoints, and the requests that the examples need.
 
-/** Returns endpoints as prepare() makes them, and the scene: the requests that the examples need. */
+/**
+ * Returns endpoints as prepare() makes them; what each family is about; and the scene: the requests that the examples
+ * need.
+ */
 export async function loadDescription() {
   const answer = await fetch('openapi.json');
   if (!answer.ok) throw new Error('The description of the interface is missing (openapi.json).');
@@ -9,8 +12,11 @@ export async function loadDescription() {
   for (const [path, methods] of Object.entries(description.paths))
     for (const [method, operation] of Object.entries(methods))
       endpoints.push(prepare(path.slice(1), method.toUpperCase(), operation));
-  return {endpoints, scene: description['x-scene'] ?? []};
+  const families = Object.fromEntries((description.tags ?? []).map(({name, description}) => [name, sentenceOf(description)]));
+  return {endpoints, families, scene: description['x-scene'] ?? []};
 }
+
+const sentenceOf = (text = '') => text.split(/(?<=\.) /)[0];
 
 function prepare(path, method, operation) {
   const fields = (operation.parameters ?? []).filter(parameter => parameter.in === 'query').map(parameter => ({

@@ -22,6 +22,12 @@ export function fill(parent, ...children) {
   if (focused) $(focused)?.focus({preventScroll: true});
 }
 
+/** Marks the link of what is shown, for those who do not see it as well. */
+export function markCurrent(link, isCurrent) {
+  if (isCurrent) link.setAttribute('aria-current', 'true');
+  else link.removeAttribute('aria-current');
+}
+
 export const number = value => value.toLocaleString('en');
 
 export function ageOf(time) {
@@ -55,10 +61,13 @@ export function moveByArrows(parent, next) {
   });
 }
 
-/** A table head whose buttons sort. `sorting` is {by, descending}; `columns` maps keys to titles. */
-export function sortableHead(id, columns, sorting, show) {
+/**
+ * A table head whose buttons sort. `sorting` is {by, descending}; `columns` maps keys to titles. The columns in
+ * `mostFirst` begin with the largest values.
+ */
+export function sortableHead(id, columns, sorting, show, mostFirst = []) {
   const sortBy = key => {
-    sorting.descending = sorting.by === key && !sorting.descending;
+    sorting.descending = sorting.by === key ? !sorting.descending : mostFirst.includes(key);
     sorting.by = key;
     show();
   };

@@ -55,7 +55,7 @@ function draw(ports, lags) {
   if (lags.length) groups.push(['group lags', lags]);
   fill($('ports'), ...groups.map(([kind, members]) => element('div', {class: kind}, ...members.map(port =>
     element('button', {type: 'button', id: `port${port}`, value: port, tabindex: port === chosen ? 0 : -1,
-                       'aria-pressed': port === chosen, onclick: () => choose(port)},
+                       'aria-pressed': String(port === chosen), onclick: () => choose(port)},
             element('b', {}, kind === 'group' ? String(port) : `L${lags.indexOf(port) + 1}`), element('i', {}))))));
   if (!ports.length) fill($('ports'), element('p', {class: 'unknown'}, '? The number of ports is not known.'));
 }

@@ -72,9 +72,10 @@ function showMembership(port) {
 function showAddressesOf(port) {
   const found = addressesOf(port);
   $('portAddressCount').textContent = found ? `(${number(found.length)})` : '(?)';
-  fill($('portAddresses'), ...(found ?? []).slice(0, ADDRESSES).map(({mac, vlan}) =>
+  if (!found) return fill($('portAddresses'), element('li', {class: 'hint'}, 'The walk has not ended yet.'));
+  fill($('portAddresses'), ...found.slice(0, ADDRESSES).map(({mac, vlan}) =>
     element('li', {}, element('code', {}, mac), ` VLAN ${vlan}`)));
-  const more = (found?.length ?? 0) - ADDRESSES;
+  const more = found.length - ADDRESSES;
   if (more <= 0) return;
   const button = element('button', {type: 'button', onclick: () => filterBy(port)}, `${number(more)} more`);
   $('portAddresses').append(element('li', {}, button));

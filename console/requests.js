@@ -1,15 +1,19 @@
 // requests.js - finds an endpoint, fills in its form, sends the request, shows the calls to the switch and a curl line.
 import * as api from './api.js';
 import {loadDescription} from './description.js';
-import {$, element, fill} from './dom.js';
+import {$, element, fill, markCurrent} from './dom.js';
+
+/* What every start of the program calls. */
+const AT_START = /_openapi(ConnectivityCheck|NetworkOSVersionGet|ApiVersionGet)\b/;
 
 let endpoints = [];
+let families = {}; // name -> what it is about
 let scene = [];
 let current = null;
 
 /** Loads the description, and fills the list of endpoints. */
 export async function openRequests() {
-  ({endpoints, scene} = await loadDescription());
+  ({endpoints, families, scene} = await loadDescription());
   for (const event of ['input', 'change']) $('search').addEventListener(event, listEndpoints);
   $('placeholders').addEventListener('change', listEndpoints);
   $('search').addEventListener('keydown', event => {
@@ -31,16 +35,35 @@ function listEndpoints() {
   const found = endpoints.filter(endpoint => ($('placeholders').checked || !endpoint.placeholder) &&
                                              terms.every(term => endpoint.searchText.includes(term)));
   $('found').textContent = `${found.length} of ${endpoints.length} endpoints`;
-  const families = Map.groupBy(found, endpoint => endpoint.family);
-  fill($('list'), ...[...families].map(([family, members]) => element('section', {'aria-label': family},
-    element('h2', {}, family, element('small', {}, ` ${members.length}`)),
-    element('ul', {}, ...members.map(endpoint => element('li', {}, linkTo(endpoint)))))));
+  const members = Object.entries(Object.groupBy(found, endpoint => endpoint.family));
+  fill($('list'), ...members.map(([family, some]) => element('details', {open: terms.length > 0},
+    element('summary', {}, element('b', {}, family), ` ${some.length}`, element('small', {}, families[family])),
+    element('ul', {}, ...some.map(endpoint => element('li', {}, linkTo(endpoint)))))));
+  markInList();
 }
 
 const linkTo = endpoint =>
-  element('a', {href: endpoint.link, 'aria-current': endpoint === current && 'true'},
-          element('b', {class: endpoint.method}, endpoint.method), ' ', element('code', {}, endpoint.path),
+  element('a', {href: endpoint.link}, methodOf(endpoint.method), ' ', element('code', {}, endpoint.path),
           element('small', {}, endpoint.summary));
+
+const methodOf = method => element('b', {class: `method ${method}`}, method);
+
+/* Marks the chosen endpoint in the list, where its family opens. */
+function markInList() {
+  for (const link of $('list').querySelectorAll('a')) {
+    const isCurrent = link.getAttribute('href') === current?.link;
+    markCurrent(link, isCurrent);
+    if (!isCurrent) continue;
+    link.closest('details').open = true;
+    showInList(link);
+  }
+}
+
+/* Scrolls the list, but not the page. */
+function showInList(link) {
+  const list = $('list'), above = link.offsetTop - list.scrollTop;
+  if (above < 0 || above + link.offsetHeight > list.clientHeight) list.scrollTop = link.offsetTop - list.clientHeight / 3;
+}
 
 /** Shows the endpoint of a link, "PATH" or "PATH@METHOD". Without a method: the first endpoint of the path. */
 export function showEndpoint(link) {
@@ -48,8 +71,8 @@ export function showEndpoint(link) {
   const chosen = endpoints.find(endpoint => endpoint.path === path && (!method || endpoint.method === method));
   if (!chosen || chosen === current) return;
   current = chosen;
-  listEndpoints();
-  fill($('title'), element('b', {class: chosen.method}, chosen.method), ` ${chosen.path}`);
+  markInList();
+  fill($('title'), methodOf(chosen.method), ` ${chosen.path}`);
   $('summary').textContent = chosen.description || chosen.summary;
   fill($('description'), element('p', {},
     chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
@@ -185,7 +208,13 @@ function showOutcome(answer, lines) {
   $('verdict').className = answer && api.succeeded(answer) ? 'good' : 'bad';
   $('verdict').textContent = answer ? api.verdictOf(answer) : 'The server does not answer. Is serve.sh running?';
   $('answer').textContent = answer?.text || '(nothing)';
-  $('trace').textContent = !lines ? '(the trace is not served here)' : lines.join('\n') || '(nothing)';
+  showTrace(lines);
+  $('outcome').scrollIntoView({block: 'nearest', behavior: 'smooth'}); // on a telephone it is below the form
+}
+
+function showTrace(lines) {
+  if (!lines?.length) return fill($('trace'), lines ? '(nothing)' : '(the trace is not served here)');
+  fill($('trace'), ...lines.map(line => element('span', {class: AT_START.test(line) && 'quiet'}, line + '\n')));
 }
 
 function showScene() {
@@ -194,7 +223,7 @@ function showScene() {
     'requests: they create these, and change settings of some ports. On the virtual switch, “Reset the switch” ' +
     '(in the view Switch) takes everything back.';
   fill($('sceneRequests'), ...scene.map(({method, target, body}) => element('li', {},
-    element('b', {class: method}, method), ' ',
+    methodOf(method), ' ',
     element('code', {}, `${target.slice(api.BASE.length)} ${body ?? ''}`))));
 }
 

@@ -1,6 +1,6 @@
 /*
- * route_tree.cpp - the tree of endpoint directories. Every CGI process builds the whole tree, so it must be cheap: nodes
- * and names come from a few large blocks, and a new node goes to the head of its list.
+ * route_tree.cpp - the tree of endpoint directories. Every CGI process builds the whole tree, so it must be cheap:
+ * nodes and names come from a few large blocks, and a new node goes to the head of its list.
  */
 #include "httpd/route_tree.h"
 

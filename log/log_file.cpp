@@ -85,8 +85,8 @@ static bool copyContent(int from, int to)
 }
 
 /*
- * Moves a new file to `path`, in place of what is there. A directory cannot be replaced: it gets the new file's name and
- * stays there, unless it is empty. On failure removes the new file.
+ * Moves a new file to `path`, in place of what is there. A directory cannot be replaced: it gets the new file's name
+ * and stays there, unless it is empty. On failure removes the new file.
  */
 static bool moveTo(const char *path, const char *newFile)
 {
@@ -98,8 +98,8 @@ static bool moveTo(const char *path, const char *newFile)
 }
 
 /*
- * Replaces a file that has a second name by a copy: who has the other name could write the file, and must not get new
- * lines. Works with the copy's descriptor, as the copy can get a second name, too. Returns it; -1 on failure.
+ * Replaces a file that has a second name by a copy: the user of the other name could write the file, and must not get
+ * new lines. Works with the copy's descriptor, as the copy can get a second name, too. Returns it; -1 on failure.
  */
 static int openCopy(const char *path, int file, int flags, struct stat *status)
 {
@@ -190,8 +190,9 @@ static bool lockForRotation(int file, const struct stat *status)
 }
 
 /*
- * First moves an empty file to the old log's place, then exchanges it for the log. Where this user must not move the log
- * (another user's, in a sticky directory), or the file system cannot exchange, copies the content and empties the log.
+ * First moves an empty file to the old log's place, then exchanges it for the log. Where this user must not move the
+ * log (another user's, in a sticky directory), or the file system cannot exchange, copies the content and empties the
+ * log.
  */
 static RotationResult replaceLog(int file, const struct stat *status)
 {

@@ -8,8 +8,8 @@
 #include <sys/stat.h>
 
 /*
- * Sizes of the log. Above LIMIT it is rotated. Above PATIENCE it is rotated even while another process holds the lock of
- * the processes that rotate. Above HOPELESS its content is given up, if it cannot be rotated.
+ * Sizes of the log. Above LIMIT it is rotated. Above PATIENCE it is rotated even while another process holds the lock
+ * for rotation. Above HOPELESS its content is dropped, if it cannot be rotated.
  */
 enum : long { LOG_LIMIT = 0x100000, LOG_PATIENCE = 2 * LOG_LIMIT, LOG_HOPELESS = 8 * LOG_LIMIT };
 

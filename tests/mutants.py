@@ -5,9 +5,7 @@ PART is "endpoints" (switching/), "framework" (common/, httpd/, log/, main/), "m
 source file. The faults are planted in a copy of what is committed, which is built and tested in a directory of its own.
 A fault that survives either changes nothing that can be noticed, or needs a test.
 """
-import argparse
 import glob
-import io
 import os
 import random
 import re
@@ -15,8 +13,11 @@ import shutil
 import signal
 import subprocess
 import sys
-import tarfile
 import tempfile
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, ROOT + '/tools')
+from arguments import parser  # noqa: E402
 
 PARTS = {'endpoints': ['switching/*.cpp'], 'framework': ['common/*.cpp', 'httpd/*.cpp', 'log/*.cpp', 'main/*.cpp'],
          'model': ['vswitch/switch/*.cpp']}
@@ -61,13 +62,11 @@ class Tree:
 
     def __init__(self, directory):
         self.source, self.build = f'{directory}/source', f'{directory}/build'
-        top = subprocess.check_output(['git', 'rev-parse', '--show-toplevel'], text=True).strip()
-        with tarfile.open(fileobj=io.BytesIO(subprocess.check_output(['git', '-C', top, 'archive', 'HEAD']))) as files:
-            for member in files.getmembers():  # an unchanged file keeps its time, and is not compiled again
-                path = f'{self.source}/{member.name}'
-                if not member.isfile() or not os.path.isfile(path) or open(path, 'rb').read() != files.extractfile(member).read():
-                    files.extract(member, self.source)
-                    os.utime(path)
+        git = ['git', '-C', self.source]
+        if not os.path.exists(self.source):
+            subprocess.check_call(['git', 'clone', '-q', '--no-checkout', ROOT, self.source])
+        subprocess.check_call([*git, 'fetch', '-q', 'origin', 'HEAD'])
+        subprocess.check_call([*git, 'checkout', '-qf', 'FETCH_HEAD'])  # an unchanged file is not compiled again
         subprocess.check_call(['cmake', '-S', self.source, '-B', self.build, '-DCMAKE_BUILD_TYPE=Release'],
                               stdout=subprocess.DEVNULL)
         if not self.make():
@@ -93,7 +92,7 @@ class Tree:
             file.write(text)
 
     def commands_for(self, path, quick):
-        """(name, command) of the tests for a fault in `path`: those of its room, then the others (quick: some of them)."""
+        """(name, command) of the tests for a fault in `path`: its own tests, then the others (quick: some)."""
         def proof(*parts):
             return 'proof', ['tests/proof/proof.py', '--first', self.build, 'api/openapi.json', *parts]
 
@@ -115,26 +114,27 @@ class Tree:
 
 
 def main():
-    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    arguments = parser(__doc__)
     arguments.add_argument('--seed', type=int, default=1, help='of the random choice (1)')
     arguments.add_argument('--count', type=int, default=50, help='how many faults to plant (50)')
     arguments.add_argument('--keep', metavar='DIRECTORY', help='build there, and keep that for a quicker next time')
     arguments.add_argument('--quick', action='store_true', help='run fewer of the tests of other parts')
     arguments.add_argument('parts', nargs='+', metavar='PART')
     options = arguments.parse_args()
-    project = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..')
+    paths = []
     for part in options.parts:
-        if not any(path.endswith('.cpp') for pattern in PARTS.get(part, [part]) for path in glob.glob(pattern, root_dir=project)):
+        found = [path for pattern in PARTS.get(part, [part]) for path in sorted(glob.glob(pattern, root_dir=ROOT))]
+        if not any(path.endswith('.cpp') for path in found):
             arguments.error(f'no source file matches {part}')
+        paths += found
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     directory = options.keep or tempfile.mkdtemp(prefix='mutants-')
     tree = Tree(directory)
     candidates = []
-    for pattern in sum((PARTS.get(part, [part]) for part in options.parts), []):
-        for path in sorted(glob.glob(pattern, root_dir=tree.source)):
-            with open(f'{tree.source}/{path}', encoding='utf-8') as file:
-                text = file.read()
-            candidates += [(path, text, number, line) for number, line in faultsOf(text)]
+    for path in paths:
+        with open(f'{tree.source}/{path}', encoding='utf-8') as file:
+            text = file.read()
+        candidates += [(path, text, number, line) for number, line in faultsOf(text)]
     chosen = random.Random(options.seed).sample(candidates, len(candidates))
     built = survived = 0
     for path, text, number, line in chosen:

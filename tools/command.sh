@@ -40,6 +40,6 @@ case $REQUEST_METHOD in
     *) answer '405 Method Not Allowed' 'only GET and POST' ;;
 esac
 [[ $command =~ ^($allowed)$ ]] || answer '400 Bad Request' 'no such command, or a wrong argument'
-read -ra words <<<"$command"
-if output=$(timeout 5 "$VSWITCH" "${words[@]}" 2>&1); then answer '200 OK' "$output"; fi
+read -ra args <<<"$command"
+if output=$(timeout 5 "$VSWITCH" "${args[@]}" 2>&1); then answer '200 OK' "$output"; fi
 answer '400 Bad Request' "$output"

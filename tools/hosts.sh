@@ -35,7 +35,7 @@ makeNamespace()
     [ ! -e "/run/netns/$1" ] || fail "there is a network namespace $1 already; remove it (ip netns del $1)"
     atEnd ip netns del "$1"
     ip netns add "$1"
-    ip netns exec "$1" sh -c 'echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6' 2>/dev/null || true # it sends frames unasked
+    ip netns exec "$1" sh -c 'echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6' 2>/dev/null || true # IPv6 sends frames by itself
     ip -n "$1" link set lo up
 }
 

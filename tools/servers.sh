@@ -80,6 +80,7 @@ consoleFor()
     local tokens
     tokens=$(IFS='|'; echo "${*:2}")
     cat <<END
+server.modules += ("mod_alias", "mod_cgi")
 alias.url += ("/console/vswitch" => "$root/tools/command.sh", "/console/trace" => "$run/trace")
 server.stat-cache-engine = "disable"
 include "$1/switching_console.conf"

@@ -30,7 +30,6 @@ def asked(switch, method, path, keys, sent):
 
 
 @pytest.mark.parametrize("method, path, keys, call, sent", [
-    ("GET", "vlan/next-vlan", {"vid": 7}, "NextVlanGet", {"vlanId": 7}),
     ("PUT", "vlan/if-participation", {"participationMode": "exclude", "interface": 3, "vlan": 9},
      "VlanIfParticipationSet", {"vlanId": 9, "ifNum": 3, "mode": 2}),
     ("DELETE", "vlan/mac", {"mac": "a b+c/%&=", "vlanId": 5}, "VlanMacDelete", {"mac": "a b c/%&=", "vlanId": 5}),
@@ -41,8 +40,6 @@ def asked(switch, method, path, keys, sent):
      {"macalName": "macalRulePrio", "priority": 4}),
     ("GET", "macal/rule-next", {"macalName": "macalRulePrio"}, "MacalRuleNextGet",
      {"macalName": "macalRulePrio", "priority": 0}),
-    ("PUT", "storm-control/mode", {"stormCtrlMode": "multicast", "state": "enable"}, "StormControlModeSet",
-     {"type": 3, "state": 1}),
 ])
 def test_a_key_reaches_the_switch(switch, method, path, keys, call, sent):
     assert asked(switch, method, path, keys, sent) == [(call, sent)]
@@ -100,11 +97,6 @@ def test_every_command_of_the_virtual_switch_has_a_method(switch):
         switch.link(3, "sideways")
 
 
-def test_each_test_has_a_fresh_state(switch):
-    assert [one["nextVid"] for one in switch.walk("vlan/next-vlan")] == [1]
-    assert switch.faults() == ""
-
-
 def test_users_raw_requests_and_what_does_not_answer(switch):
     with pytest.raises(Refused) as refused:
         switch.as_user("reader").post("vlan/create", vlanNum=10)
@@ -129,9 +121,14 @@ def test_one_connection_serves_many_requests(switch):
     assert switch.get("vlan/next-vlan") == {"nextVid": 1}
 
 
-def test_hosts_on_ports_and_nothing_is_left(tmp_path):
+def test_a_resident_program_with_hosts_and_a_console_leaves_nothing(tmp_path):
     os.environ["TMPDIR"] = str(tmp_path)
-    with Switch.serve(sockets=3) as switch:
+    with Switch.serve(sockets=3, resident=True) as switch:
+        console = switch.url.replace("/api/v2/switching", "/console/")
+        with urllib.request.urlopen(console + "openapi.json") as answer:
+            assert json.load(answer)["servers"][0]["url"] == switch.url
+        door = urllib.request.Request(console + "vswitch", b"link 3 up", {"Session": switch.session})
+        assert urllib.request.urlopen(door).status == 200
         one, two = switch.port(1), switch.port(2)
         one.send(FRAME)
         assert (two.received(), one.received(), two.receive(0)) == ([FRAME], [], None)
@@ -176,8 +173,3 @@ def test_the_example_of_the_readme():
         section = file.read().split("\n## Python\n")[1]
     example = section[section.index("    from switching import"):section.index("\n`Switch(")]
     exec(re.sub("(?m)^    ", "", example), {})
-
-
-def test_the_description_that_is_served_names_the_server(switch):
-    with urllib.request.urlopen(switch.url.replace("/api/v2/switching", "/console/openapi.json")) as answer:
-        assert json.load(answer)["servers"][0]["url"] == switch.url

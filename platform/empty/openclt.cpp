@@ -1,6 +1,6 @@
 /*
- * openclt.cpp - libopenclt.so for linking the program when the switch's own library is not there: every function by name, and
- * none does anything. It never runs.
+ * openclt.cpp - libopenclt.so for linking the program where the switch's library is missing: all functions by their
+ * names, without content. It never runs.
  */
 #define OPEN_OPERATION(name, ...) extern "C" void name() {}
 #include "openclt_operations.def"

@@ -6,12 +6,13 @@
  * Environment:
  *   SANDBOX_TMP               the directory that replaces /tmp
  *   SANDBOX_SLEEP_MS          sleep() lasts so many milliseconds, and appends the seconds asked for to /tmp/slept
+ *   SANDBOX_FAST_TIMER        timers (setitimer) run ten times as fast
  *   SANDBOX_UPTIME            the uptime that sysinfo() returns, in seconds; "fail": sysinfo() fails
  *   SANDBOX_REGISTER_FAILS    openapiClientRegister returns -1
  *   SANDBOX_TEAR_DOWN_CRASHES openapiClientTearDown aborts the process
  *   SANDBOX_READ_ONLY         /tmp is on a read-only file system
- *   SANDBOX_IMMOVABLE         this path of /tmp belongs to another user, and the directory is sticky: it cannot be removed,
- *                             renamed or replaced
+ *   SANDBOX_IMMOVABLE         this path of /tmp belongs to another user, and the directory is sticky: it cannot be
+ *                             removed, renamed or replaced
  *   SANDBOX_FAIL_ALLOCATION   N: only the Nth allocation since the start of main fails, and creates
  *                             /tmp/allocation-failed (preloaded only)
  */
@@ -25,13 +26,14 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
+#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
 #ifdef _TIME_BITS /* a 32-bit build: the functions for large files and late times have other names */
 #define __open_2 __open64_2
 static const char *const otherNames[][2] = {{"open", "open64"}, {"openat", "openat64"}, {"lstat", "__lstat64_time64"},
-                                         {"mkostemp", "mkostemp64"}};
+                                         {"mkostemp", "mkostemp64"}, {"setitimer", "__setitimer64"}};
 #else
 static const char *const otherNames[][2] = {{"", ""}};
 #endif
@@ -179,6 +181,14 @@ EXPORT unsigned sleep(unsigned seconds)
     close(slept);
     usleep((useconds_t)atoi(millis) * 1000);
     return 0;
+}
+
+EXPORT int setitimer(__itimer_which_t which, const struct itimerval *timer, struct itimerval *before) noexcept
+{
+    struct itimerval fast = *timer;
+    if (getenv("SANDBOX_FAST_TIMER"))
+        fast.it_value = {.tv_sec = timer->it_value.tv_sec / 10, .tv_usec = timer->it_value.tv_sec % 10 * 100'000};
+    return NEXT(setitimer)(which, &fast, before);
 }
 
 EXPORT int sysinfo(struct sysinfo *info) noexcept

@@ -9,9 +9,6 @@
  *   3  time advances by a number of seconds
  */
 #include <arpa/inet.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <time.h>
@@ -32,15 +29,6 @@ enum { PORTS = 4 }; /* 0 is the management port */
 static int hosts[PORTS];
 static bool halfFrames[PORTS]; /* the switch may have the half of a frame: this host must connect again */
 static std::string directory;
-
-static void check(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    printf("%s\n", what);
-    fflush(stdout);
-    abort();
-}
 
 static std::string pathOf(int port)
 {

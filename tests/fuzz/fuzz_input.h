@@ -1,15 +1,26 @@
 /*
- * fuzz_input.h - reads the input of a fuzzer from its front. Behind its end, numbers are zero and texts are empty.
+ * fuzz_input.h - reads the input of a fuzzer from its front. Behind its end, numbers are zero and texts are empty. And
+ * how a fuzzer reports what is wrong.
  */
 #ifndef TESTS_FUZZ_FUZZ_INPUT_H
 #define TESTS_FUZZ_FUZZ_INPUT_H
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
 #include <string>
+
+inline void check(bool holds, const char *what = "", const std::string &output = "")
+{
+    if (holds)
+        return;
+    fprintf(stderr, "%s\n%s\n", what, output.c_str());
+    abort();
+}
 
 struct FuzzInput {
     const uint8_t *bytes;

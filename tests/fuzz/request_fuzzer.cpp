@@ -25,6 +25,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -80,24 +81,14 @@ static void collect(RouteDir *dir, const std::string &path)
 
 static void writeSession(const char *name, const std::string &content)
 {
-    FILE *file = fopen((temporary + "/session/" + name).c_str(), "w");
-    if (!file)
-        abort();
-    fwrite(content.data(), 1, content.size(), file);
-    fclose(file);
-}
-
-static void removeTemporary()
-{
-    std::filesystem::remove_all(temporary);
+    std::ofstream(temporary + "/session/" + name) << content;
 }
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     temporary = (std::filesystem::temp_directory_path() / "request-fuzzer-XXXXXX").string();
-    if (!mkdtemp(temporary.data()))
-        abort();
-    atexit(removeTemporary);
+    check(mkdtemp(temporary.data()), "There is no directory");
+    atexit([] { std::filesystem::remove_all(temporary); });
     setenv("SANDBOX_TMP", temporary.c_str(), 1);
     setenv("SANDBOX_UPTIME", "7300", 1);
     mkdir((temporary + "/session").c_str(), 0700);
@@ -170,14 +161,6 @@ static void serve()
     serving = false;
 }
 
-static void check(bool holds, const char *what, const std::string &output)
-{
-    if (holds)
-        return;
-    fprintf(stderr, "%s\n%s\n", what, output.c_str());
-    abort();
-}
-
 static void checkEnvelope(const std::string &body, const std::string &output)
 {
     const char *end = nullptr;
@@ -198,14 +181,10 @@ static void checkEnvelope(const std::string &body, const std::string &output)
 
 static bool mayBeServed()
 {
-    const char *session = getenv("HTTP_SESSION");
-    const char *method = getenv("REQUEST_METHOD");
-    if (!session || !method)
-        return false;
-    for (const char *good : {"admin", "rw", "fuzz"})
-        if (strcmp(session, good) == 0)
-            return true;
-    return strcmp(session, "ro") == 0 && strcasecmp(method, "GET") == 0;
+    const char *method = getenv("REQUEST_METHOD"), *variable = getenv("HTTP_SESSION");
+    const std::string session = variable ? variable : "";
+    bool writes = session == "admin" || session == "rw" || session == "fuzz";
+    return writes || (session == "ro" && method && strcasecmp(method, "GET") == 0);
 }
 
 static void checkAnswer(const std::string &output)
@@ -229,17 +208,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
     FILE *usualInput = stdin, *usualOutput = stdout;
     char *output = nullptr;
     size_t outputSize = 0;
-    FILE *file = body.empty() ? fopen("/dev/null", "r") : fmemopen(body.data(), body.size(), "r");
-    FILE *stream = open_memstream(&output, &outputSize);
-    if (!file || !stream)
-        abort();
-    stdin = file;
-    stdout = stream;
+    stdin = body.empty() ? fopen("/dev/null", "r") : fmemopen(body.data(), body.size(), "r");
+    stdout = open_memstream(&output, &outputSize);
     serve();
+    fclose(stdin);
+    fclose(stdout);
     stdin = usualInput;
     stdout = usualOutput;
-    fclose(file);
-    fclose(stream);
     checkAnswer(std::string(output, outputSize));
     free(output);
     return 0;

@@ -1,8 +1,6 @@
 /*
  * scgi_fuzzer.cpp - any bytes from a client of the resident program. The head is read as by a slow and simple reader.
  */
-#include <stdlib.h>
-#include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,12 +10,7 @@
 
 #include "log/log.h"
 #include "main/scgi.h"
-
-static void check(bool holds)
-{
-    if (!holds)
-        abort();
-}
+#include "tests/fuzz/fuzz_input.h"
 
 /* The head's variables, and its size; 0: it is wrong, or not whole. */
 static size_t simpleHead(const std::string &bytes, std::map<std::string, std::string> *variables)

@@ -5,6 +5,7 @@ Usage: console_test.py URL BUILD LIGHTTPD-CONFIGURATION LIGHTTPD-PID SESSION-DIR
 OPENCLT_SOCKET names the switch's socket. AXE, if set, is the path of axe-core's script: then each view is checked for
 accessibility. The screenshots go into the directory SHOTS.
 """
+import inspect
 import json
 import os
 import signal
@@ -112,13 +113,7 @@ window.fetch = async (...request) => {
 };"""
 
 
-def colour_is(page, selector, name):
-    red, green, _ = page.driver.execute_script(
-        "return getComputedStyle(arguments[0]).color.match(/\\d+/g).map(Number)", page.at(selector))
-    assert (red > green) == (name == "red"), f"{selector} is not {name}"
-
-
-# The tests, in this order: each begins with the page as the one before has left it.
+# The tests are the functions that take a page, in this order: each begins with it as the one before has left it.
 
 def loads_in_time_and_hides_the_token(page):
     took = []
@@ -126,9 +121,6 @@ def loads_in_time_and_hides_the_token(page):
         started = time.monotonic()
         page.logs_in(token)
         took.append(time.monotonic() - started)
-    page.at("#placeholders").click()
-    page.sees("#found", f"{endpoints} of {endpoints}")
-    page.at("#placeholders").click()
     assert min(took) < 1.5, took
     assert token not in page.driver.current_url
     page.sees("#who", "may read and write")
@@ -147,13 +139,11 @@ def finds_by_key_and_operation(page):
 def tries_an_endpoint(page):
     page.sends("#/vlan/create", vlanNum="77")
     page.sees("#verdict", "Success: 0")
-    colour_is(page, "#verdict", "green")
     page.sees("#trace", "rpcclt_openapiVlanCreate", "77")
     assert "ConnectivityCheck" not in page.text("#trace").split("\n", 3)[-1]
     page.driver.save_screenshot(shots + "/requests.png")
     page.at("#form button[type=submit]").click()
     page.sees("#verdict", "Failure: 10011", "Object exist")
-    colour_is(page, "#verdict", "red")
 
 
 def says_the_same_as_its_curl_line(page):
@@ -176,6 +166,7 @@ def refuses_what_a_browser_cannot_send(page):
 def shows_the_switch(page):
     page.go("#/switch")
     page.sees("#sum", "14 up", "14 down", "root: this switch")
+    assert page.text("[aria-pressed=true]").startswith("1")
     page.clicks("#port3")
     page.sees("#portTitle", "Port 3: forwarding")
     page.sees("#settings", "general")
@@ -197,11 +188,8 @@ def shows_the_switch(page):
 def shows_changes_at_once(page):
     page.sees("#updates", "requests")
     page.sends("#/vlan/create", vlanNum="88")
-    page.sees("#verdict", "Success")
     page.go("#/switch")
-    started = time.monotonic()
     page.sees("#vlans", "88")
-    assert time.monotonic() - started < 10
 
 
 def shows_what_happens(page):
@@ -222,9 +210,8 @@ def shows_what_happens(page):
     page.sees("#faults", "none")
     switch("fault", "rpcclt_openapiDot1dTpPortInDiscardsGet", "code=0", "port=9", "count=7")
     page.clicks("#readNow")
-    page.clicks("#counters-discarded")
     page.clicks("#counters-discarded") # the most first
-    page.sees("#counterTable tbody tr", "9 ", "7")
+    page.sees("#counterTable tr:first-child #counterRow9", "9")
     page.clicks("#clearFaults")
     page.sees("#faults", "none")
     page.driver.save_screenshot(shots + "/switch.png")
@@ -262,7 +249,8 @@ def shows_what_it_does_not_know(page):
 
 def believes_no_nonsense(page):
     for operation, value, part in (("Dot1dBaseNumPortsGet", "numPorts=4294967295", "4294967295"),
-                                   ("NextVlanGet", "nextVlanId=1", "does not ascend: 1 follows 1")):
+                                   ("NextVlanGet", "nextVlanId=1", "does not ascend: 1 follows 1"),
+                                   ("FdbEntryNextGet", "mac=a", "does not ascend: a follows a")):
         switch("fault", "rpcclt_openapi" + operation, "code=0", value)
         page.logs_in(token)
         page.go("#/switch")
@@ -305,6 +293,8 @@ def needs_no_mouse(page):
 
 
 def is_accessible(page):
+    if "AXE" not in os.environ:
+        return "skipped: axe-core is missing"
     for link in ("#/vlan/create", "#/switch"):
         for scheme in ("light", "dark"):
             page.driver.execute_cdp_cmd("Emulation.setEmulatedMedia",
@@ -324,8 +314,8 @@ def is_no_use_to_others(page):
         "fetch(arguments[0], {headers: {Session: arguments[1]}}).then(a => a.text(), e => e.name).then(arguments[2])",
         api + "vlan/next-vlan?vid=0", token)
     assert outcome == "TypeError", outcome
-    for name, headers in (("trace", {}), ("lighttpd.conf", {"Session": token}), ("%74race", {}), ("vswitch", {}),
-                          ("vswitch", {"Session": reader}), ("vswitch/x", {"Session": "0" * 32})):
+    for name, headers in (("lighttpd.conf", {"Session": token}), ("vswitch", {}), ("vswitch", {"Session": reader}),
+                          ("vswitch/x", {"Session": "0" * 32})):
         try:
             urllib.request.urlopen(urllib.request.Request(url + name, headers=headers))
             raise AssertionError(f"{name} is served")
@@ -343,7 +333,7 @@ def knows_who_may_only_read(page):
     assert not page.at("#simulation").is_displayed()
 
 
-def outlives_the_web_server(page):
+def outlives_the_web_server_but_not_the_session(page):
     page.logs_in(token)
     page.go("#/switch")
     page.sees("#updates", "requests")
@@ -357,30 +347,21 @@ def outlives_the_web_server(page):
         page.go("#/switch")
         page.sees("#updates", "requests")
         WebDriverWait(page.driver, 30).until(lambda _: not page.at("#trouble").is_displayed())
-        loses_its_session(page)
+        os.unlink(f"{sessions}/{token}")
+        page.driver.execute_script(WATCH)
+        page.sees("#trouble", "HTTP 403", "session has ended")
+        asked = page.driver.execute_script("return asked")
+        time.sleep(6)
+        assert page.driver.execute_script("return asked") == asked, "the page goes on asking"
+        page.sends("#/vlan/create", vlanNum="79")
+        page.sees("#verdict", "HTTP 403")
     finally:
         again.terminate()
         again.wait()
 
 
-def loses_its_session(page):
-    os.unlink(f"{sessions}/{token}")
-    page.driver.execute_script(WATCH)
-    page.sees("#trouble", "HTTP 403", "session has ended")
-    asked = page.driver.execute_script("return asked")
-    time.sleep(6)
-    assert page.driver.execute_script("return asked") == asked, "the page goes on asking"
-    page.sends("#/vlan/create", vlanNum="79")
-    page.sees("#verdict", "HTTP 403")
-
-
 def main():
-    tests = [loads_in_time_and_hides_the_token, finds_by_key_and_operation, tries_an_endpoint,
-             says_the_same_as_its_curl_line, refuses_what_a_browser_cannot_send, shows_the_switch,
-             shows_changes_at_once, shows_what_happens, asks_one_thing_once, shows_what_it_does_not_know,
-             believes_no_nonsense, fits_a_phone, needs_no_mouse]
-    tests += [is_accessible] if "AXE" in os.environ else []
-    tests += [is_no_use_to_others, knows_who_may_only_read, outlives_the_web_server]
+    tests = [one for one in globals().values() if inspect.isfunction(one) and "page" in inspect.signature(one).parameters]
     failed = 0
     with tempfile.TemporaryDirectory() as profile:
         driver = browser(profile)
@@ -392,8 +373,6 @@ def main():
                 except Exception as reason: # an exception of the browser is a failure as well
                     failed += 1
                     print(f"FAILED  {name}: {str(reason).split('Stacktrace')[0]}", flush=True)
-                    if test is tests[0] and "#found" in str(reason):
-                        break # the page does not work at all
             for line in driver.get_log("browser"):
                 if "Content Security Policy" in line["message"]:
                     failed += 1

@@ -1,86 +1,67 @@
 /*
  * dispatch_test.cpp - from the CGI environment to the handler, or to no handler.
  */
-#include "tests/support/driver.h"
+#include "tests/program/program_test.h"
 
-class Dispatch : public SwitchTest {
+static const std::string path = "/api/v2/switching/" + priority;
+
+class Dispatch : public ProgramTest {
 protected:
-    /* Runs a request with this path and method; the query string stays empty. */
-    Outcome ask(const char *uri, const char *method)
+    /* The output for this path and method (null: there is none); the query string is empty. */
+    std::string ask(const std::string &uri, const char *method = "GET")
     {
-        Environment environment = request("GET", "");
-        environment.erase("REQUEST_URI");
+        Environment environment = get("", {{"REQUEST_URI", uri}});
         environment.erase("REQUEST_METHOD");
-        if (uri)
-            environment["REQUEST_URI"] = uri;
         if (method)
             environment["REQUEST_METHOD"] = method;
-        Outcome outcome = run(environment);
-        EXPECT_EQ(outcome.exitStatus, 0);
-        return outcome;
+        return outputOf(environment);
     }
 };
 
-static const char *priority = "/api/v2/switching/bridge/dot1d-stp-priority";
-
 TEST_F(Dispatch, findsTheHandler)
 {
-    const std::string answer = header + success(R"("bridge":{"priority":32768})");
-    EXPECT_EQ(ask(priority, "GET").output, answer);
-    EXPECT_EQ(ask(priority, "get").output, answer);
-    EXPECT_EQ(ask("/api/v2/switching//bridge/dot1d-stp-priority?x=1", "GET").output, answer);
-    /* without the prefix no header is written */
-    EXPECT_EQ(ask("/api//v2/switching/bridge/dot1d-stp-priority", "GET").output,
-              success(R"("bridge":{"priority":32768})"));
+    EXPECT_EQ(ask(path), priorityAnswer);
+    EXPECT_EQ(ask(path, "get"), priorityAnswer);
+    EXPECT_EQ(ask("/api/v2/switching//" + priority + "?x=1"), priorityAnswer);
+    EXPECT_EQ(ask("/api//v2/switching/" + priority), priorityData); /* without the prefix no header is written */
 }
 
 TEST_F(Dispatch, answersNothingToWhatItDoesNotKnow)
 {
-    const struct { const char *uri, *method; } rows[] = {
-        {"/api/v2/switching/Bridge/dot1d-stp-priority", "GET"},
-        {"/api/v2/switching/bridge/DOT1D-stp-priority", "GET"},
-        {"/api/v2/switching/bridg/dot1d-stp-priority", "GET"},
-        {"/api/v2/switching/bridges/dot1d-stp-priority", "GET"},
-        {"/api/v2/switching/bridge/dot1d-stp-priorit", "GET"},
-        {"/api/v2/switching/bridge/dot1d-stp-priority/", "GET"},
-        {"/api/v2/switching/bridge/dot1d-stp-priority;x", "GET"},
-        {"/api/v2/switching/bridge/dot1d-stp-priority?a=/b", "GET"},
-        {"/api/v2/switching/bridge", "GET"},
-        {"/dot1d-stp-priority", "GET"},
-        {"/", "GET"},
-        {priority, "PUT"},
-        {priority, ""},
-        {priority, nullptr},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(ask(row.uri, row.method).output, "") << row.uri;
-    EXPECT_EQ(ask(nullptr, "GET").output, "");
+    for (const std::string uri :
+         {"Bridge/dot1d-stp-priority", "bridge/DOT1D-stp-priority", "bridg/dot1d-stp-priority",
+          "bridges/dot1d-stp-priority", "bridge/dot1d-stp-priorit", "bridge/dot1d-stp-priority/",
+          "bridge/dot1d-stp-priority;x", "bridge/dot1d-stp-priority?a=/b", "bridge"})
+        EXPECT_EQ(ask("/api/v2/switching/" + uri), "") << uri;
+    EXPECT_EQ(ask("/dot1d-stp-priority") + ask("/") + ask(path, "PUT") + ask(path, "") + ask(path, nullptr), "");
+    Environment environment = get(priority);
+    environment.erase("REQUEST_URI");
+    EXPECT_EQ(outputOf(environment), "");
     EXPECT_EQ(takeTrace(), "");
 
-    std::string text = log();
-    EXPECT_NE(text.find("] method not found:/api/v2/switching/bridge/dot1d-stp-priority?a=/b\n"
-                        "dot1d-stp-priority?a=\nb\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("(ERROR): kelt_cgi: [httpdProcessRequest:"), std::string::npos) << text;
-    EXPECT_NE(text.find("] method not found:/\n\n\n"), std::string::npos) << text;
+    EXPECT_THAT(log(), HasSubstr("] method not found:/api/v2/switching/bridge/dot1d-stp-priority?a=/b\n"
+                                 "dot1d-stp-priority?a=\nb\n"));
+    EXPECT_THAT(log(), HasSubstr("(ERROR): kelt_cgi: [httpdProcessRequest:"));
+    EXPECT_THAT(log(), HasSubstr("] method not found:/\n\n\n"));
 }
 
 /* Control bytes of a client do not reach a terminal that shows the log. A masked path is no endpoint either. */
 TEST_F(Dispatch, masksControlBytesInTheLog)
 {
-    ask((std::string(priority) + "\033").c_str(), "GET");
-    ask("/\r\n\t\001x/\033[2J\177\037 \303\274?\n", "GET");
-    ask("/\302\233\302\240\303\234\342\202\254/\2332J\360\237\230\200\302", "GET"); /* U+009B is CSI, too */
-    for (const std::string &entry : {"] method not found:" + std::string(priority) + "?\nbridge\ndot1d-stp-priority?\n",
-                                    std::string("] method not found:/????x/?[2J?? \303\274??\n????x\n?[2J?? \303\274\n"),
-                                    std::string("\n??\302\240\303\234\342\202\254\n?2J\360\237\230\200\302\n")})
-        EXPECT_NE(log().find(entry), std::string::npos) << log();
+    ask(path + "\033");
+    ask("/\r\n\t\001x/\033[2J\177\037 \303\274?\n");
+    ask("/\302\233\302\240\303\234\342\202\254/\2332J\360\237\230\200\302"); /* U+009B is CSI, too */
+    for (const std::string &entry :
+         {"] method not found:" + path + "?\nbridge\ndot1d-stp-priority?\n",
+          std::string("] method not found:/????x/?[2J?? \303\274??\n????x\n?[2J?? \303\274\n"),
+          std::string("\n??\302\240\303\234\342\202\254\n?2J\360\237\230\200\302\n")})
+        EXPECT_THAT(log(), HasSubstr(entry));
     EXPECT_EQ(takeTrace(), "");
 }
 
 TEST_F(Dispatch, namesAPathWithoutASlash)
 {
-    EXPECT_EQ(ask("nonsense", "GET").output, "Invalid request path 'nonsense'\n");
-    EXPECT_EQ(ask(std::string(3000, 'x').c_str(), "GET").output,
-              "Invalid request path '" + std::string(1023, 'x') + "'\n");
-    EXPECT_EQ(ask(("/" + std::string(3000, 'x')).c_str(), "GET").output, "");
+    EXPECT_EQ(ask("nonsense"), "Invalid request path 'nonsense'\n");
+    EXPECT_EQ(ask(std::string(3000, 'x')), "Invalid request path '" + std::string(1023, 'x') + "'\n");
+    EXPECT_EQ(ask("/" + std::string(3000, 'x')), "");
 }

@@ -1,62 +1,92 @@
 /*
- * lifecycle_test.cpp - start and end of the process: the wait for the server, the crash record, the libraries.
+ * lifecycle_test.cpp - the process: its registration, its standard streams, its crash record, its libraries.
  */
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <filesystem>
+#include "tests/program/program_test.h"
 
-#include "tests/support/driver.h"
-
-using StartUp = SwitchTest;
-using CrashRecord = SwitchTest;
-using Libraries = SwitchTest;
-
-TEST_F(StartUp, pausesThreeSecondsBetweenChecks)
-{
-    command("fault rpcclt_openapiConnectivityCheck code=-1 times=2");
-    Environment environment = request("GET", "bridge/dot1d-stp-priority");
-    environment["SANDBOX_SLEEP_MS"] = "1";
-    EXPECT_NE(run(environment).output.find("32768"), std::string::npos);
-    EXPECT_EQ(readFile(tmp("slept")), "3 3 ");
-    EXPECT_NE(readFile(directory + "/trace").find("NetworkOSVersionGet version=[100]\"\" -> 0"), std::string::npos);
-}
+using StartUp = ProgramTest;
+using StreamFault = ProgramTest;
+using CrashRecord = ProgramTest;
+using Libraries = ProgramTest;
 
 TEST_F(StartUp, endsWithoutARegistration)
 {
-    Environment environment = request("GET", "bridge/dot1d-stp-priority");
-    environment["SANDBOX_REGISTER_FAILS"] = "1";
-    Outcome outcome = run(environment);
-    EXPECT_EQ(outcome.exitStatus, 255);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_NE(log().find("] \nFailed to initialize RPC to OpEN. Exiting (result = -1)\n"), std::string::npos) << log();
+    EXPECT_EQ(outputOf(get(priority, {{"SANDBOX_REGISTER_FAILS", "1"}}), "", 255), "");
+    EXPECT_THAT(log(), HasSubstr("] \nFailed to initialize RPC to OpEN. Exiting (result = -1)\n"));
+}
+
+TEST_F(StreamFault, isClosedOrFull)
+{
+    const struct { const char *what, *script; std::string output; } rows[] = {
+        {"output closed", "exec \"$@\" >&-", ""},
+        {"output full", "exec \"$@\" >/dev/full", ""},
+        {"output read-only", "exec \"$@\" 1</dev/null", ""},
+        {"input closed", "exec \"$@\" <&-", priorityAnswer},
+        {"errors closed", "exec \"$@\" 2>&-", priorityAnswer},
+        {"all closed", "exec \"$@\" <&- >&- 2>&-", ""},
+    };
+    for (const auto &row : rows)
+        for (const std::string level : {"6", "7"}) {
+            SCOPED_TRACE(row.what);
+            put(tmp(LOG_FILE), FILE_OF);
+            writeFile(tmp(LEVEL_FILE), level);
+            EXPECT_EQ(outputAfter(row.script, get(priority)), row.output);
+            EXPECT_EQ(readFile(tmp(LEVEL_FILE)), level + std::string(3, 0)); /* no answer in it */
+            EXPECT_THAT(log(), Not(HasSubstr("32768")));
+            expectSessionIsWhole();
+        }
+
+    /* a body that cannot be read is an empty one */
+    EXPECT_EQ(outputAfter("exec \"$@\" <&-", request("PUT", "bridge/db-dot1d-tp-aging-time", "{}")),
+              header + failureLine(10003));
+}
+
+TEST_F(StreamFault, outputHasNoReader)
+{
+    Process process = startProcess(programCommand(), get(priority), "");
+    close(process.output);
+    process.output = -1;
+    outputOf(finishProcess(process)); /* no SIGPIPE */
+}
+
+TEST_F(StreamFault, bodyEndsEarly)
+{
+    for (const char *length : {"17", "1000", "300000000", "100000000000000", "-1", "x", ""}) {
+        SCOPED_TRACE(length);
+        Environment environment = request("PUT", "bridge/db-dot1d-tp-aging-time");
+        environment["CONTENT_LENGTH"] = length;
+        EXPECT_EQ(outputOf(environment, R"({"agingTime":300)"), header + failureLine(10003));
+    }
+    /* a form body that cannot be had is no empty one, and no answer */
+    Environment environment = request("PUT", "macal/rule-is-service-port");
+    environment["CONTENT_LENGTH"] = "100000000000000";
+    EXPECT_EQ(outputOf(environment, "macalName=mgmt", 1), "");
+    EXPECT_EQ(takeTrace(), "");
 }
 
 TEST_F(CrashRecord, isWrittenForAFatalSignal)
 {
     for (int signal : {SIGSEGV, SIGABRT}) {
-        command("fault rpcclt_openapiDot1dStpPriorityGet delay=5000");
+        command("fault " OP "Dot1dStpPriorityGet delay=5000");
         takeTrace();
-        Process process = startProcess(programCommand(), request("GET", "bridge/dot1d-stp-priority"), "");
-        awaitCall("rpcclt_openapiDot1dStpPriorityGet"); /* which takes 5 seconds */
+        Process process = startProcess(programCommand(), get(priority), "");
+        awaitCall(OP "Dot1dStpPriorityGet");
         std::string name = readFile("/proc/" + std::to_string(process.pid) + "/comm"); /* the emulator's, with one */
         name = name.substr(0, name.find('\n'));
         kill(process.pid, signal);
         EXPECT_EQ(finishProcess(process).signal, signal);
         std::string record = readFile(tmp("crashlog.txt"));
         const std::string what = " UTC process " + name + " (" + std::to_string(process.pid) + ") died of signal ";
-        EXPECT_NE(record.find(what + std::to_string(signal)), std::string::npos) << record;
-        EXPECT_NE(record.find("rpcclt_openapiDot1dStpPriorityGet\n"), std::string::npos) << record;
-        EXPECT_NE(record.find("switching_v2.cgi+0x"), std::string::npos) << record;
+        EXPECT_THAT(record, AllOf(HasSubstr(what + std::to_string(signal)), HasSubstr(OP "Dot1dStpPriorityGet\n"),
+                                  HasSubstr("switching_v2.cgi+0x")));
     }
-    /* a FIFO without a reader does not hold the process that crashes */
-    Environment environment = request("GET", "bridge/dot1d-stp-priority");
-    environment["CRASHLOG_FILE"] = tmp("fifo");
-    environment["SANDBOX_TEAR_DOWN_CRASHES"] = "1";
-    mkfifo(tmp("fifo").c_str(), 0600);
+    /* A FIFO without a reader does not hold a process that crashes. The answer is out before the tear-down. */
+    put(tmp("fifo"), PIPE);
     command("clear");
-    EXPECT_EQ(run(environment).signal, SIGABRT); /* not SIGALRM */
+    Outcome outcome = run(get(priority, {{"CRASHLOG_FILE", tmp("fifo")}, {"SANDBOX_TEAR_DOWN_CRASHES", "1"}}));
+    EXPECT_EQ(outcome.signal, SIGABRT); /* not SIGALRM */
+    EXPECT_EQ(outcome.output, priorityAnswer);
 }
 
 /* The run-time libraries; those of the switch can take the place of the stand-ins. */
@@ -73,8 +103,7 @@ TEST_F(Libraries, areTheFourOfTheSwitch)
     if (needed.ends_with(loader))
         needed.resize(needed.size() - loader.size());
     EXPECT_EQ(needed, "libopenclt.so libproc_libs.so libcjson.so.1 libc.so.6 ");
-    EXPECT_EQ(dynamic.find("BIND_NOW"), std::string::npos);
-    EXPECT_EQ(dynamic.find("Flags: NOW"), std::string::npos);
+    EXPECT_THAT(dynamic, Not(AnyOf(HasSubstr("BIND_NOW"), HasSubstr("Flags: NOW"))));
     for (const char *library : {"libopenclt.so", "libproc_libs.so"}) {
         std::string path = platformLibraries() + "/" + library;
         EXPECT_EQ(runProcess({"readelf", "-d", path}).output.find("libstdc++"), std::string::npos) << library;
@@ -83,9 +112,7 @@ TEST_F(Libraries, areTheFourOfTheSwitch)
     /* an empty library of that name earlier on the search path is the one that is loaded */
     std::filesystem::create_directories(directory + "/lib");
     writeFile(directory + "/lib/libopenclt.so", "not a library");
-    Environment environment = request("GET", "bridge/dot1d-stp-priority");
-    environment["LD_LIBRARY_PATH"] = directory + "/lib";
-    Outcome outcome = run(environment);
+    Outcome outcome = run(get(priority, {{"LD_LIBRARY_PATH", directory + "/lib"}}));
     EXPECT_EQ(outcome.exitStatus, 127);
-    EXPECT_NE(outcome.errors.find(directory + "/lib/libopenclt.so"), std::string::npos) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr(directory + "/lib/libopenclt.so"));
 }

@@ -14,6 +14,15 @@ OPEN_RESULTS = {0: 0, -22: 10003, -24: 10011, -28: 17002, -29: 10023}  # the rul
 UNKNOWN_WORD = "no-word-of-any"
 
 
+class Wrong(Exception):
+    """The program does not do what the description says."""
+
+
+def same(what, found, described):
+    if found != described:
+        raise Wrong(f"{what}: {found!r:.600} where the description says {described!r:.600}")
+
+
 class Key:
     """A key of a request: its place in the request, and what it becomes for the switch."""
 

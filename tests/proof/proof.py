@@ -19,23 +19,15 @@ except ImportError:
     jsonschema = None
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
-from described import described_operations  # noqa: E402
-from description import DESCRIPTION, SceneFailed, example_answer, example_request, load, set_scene  # noqa: E402
+from described import Wrong, described_operations, same  # noqa: E402
+from description import DESCRIPTION, SceneFailed, load  # noqa: E402
+from examples import left_behind_reset, prove_examples, wrong_meanings  # noqa: E402
 from arguments import PROGRAM, build_with, parser  # noqa: E402
 from switch import Refused, Switch  # noqa: E402
 
 HEADER = b"Content-Type: application/json\r\n\r\n"
 NOT_ADMITTED = b"Status:403\r\n\r\n"
 MARK = 77777  # the value of keys that the program must not read
-
-
-class Wrong(Exception):
-    """The program does not do what the description says."""
-
-
-def same(what, found, described):
-    if found != described:
-        raise Wrong(f"{what}: {found!r:.600} where the description says {described!r:.600}")
 
 
 class Proof:
@@ -303,55 +295,6 @@ def prove_all(switch, operations, report):
         report((operation.name, wrong, proof.requests))
 
 
-def prove_examples(switch, scene, operations, report):
-    """Sends every example to a switch in the state of the scene, and compares the answer with the example's."""
-    set_scene(switch, scene)
-    for operation in sorted(operations, key=lambda operation: operation.method != "GET"):
-        if operation.method != "GET" and operation.calls:
-            set_scene(switch, scene)
-        answer, wrong = switch.request(operation.method, *example_request(operation.path, operation.entry)), None
-        described = example_answer(operation.entry)["example"]
-        try:
-            same("the example", json.loads(answer), described)
-            same("whether the example succeeds", described["resp"]["respCode"] == 0, bool(operation.calls))
-            prove_ranges(switch, operation)
-        except (Wrong, ValueError) as error:
-            wrong = f"{error} in {answer!r:.300}"
-        report((operation.name, wrong, 1))
-
-
-def prove_ranges(switch, operation):
-    """A write refuses the numbers beside their range, where they can reach the switch."""
-    example = operation.example_values()
-    asks = operation.method == "GET" or operation.members
-    for key in [key for key in operation.keys if "x-range" in key.schema and not asks]:
-        least, largest = key.schema["x-range"]
-        for value in (least - 1, largest + 1):
-            if key.schema["minimum"] <= value <= key.schema["maximum"] and not least <= key.reached(value) <= largest:
-                query, body = operation.request({**example, key: value})
-                answer = json.loads(switch.request(operation.method, f"{operation.path}?{query}", body))
-                same(f"whether {key.name}={value} is refused", answer["resp"]["respCode"] != 0, True)
-
-
-def left_behind_reset(switch, scene, operations):
-    """Names of the reads that answer otherwise after writes and a reset than they did at the start."""
-    reads = [operation for operation in operations if operation.method == "GET" and operation.calls]
-
-    def send(operation):
-        return switch.request(operation.method, *example_request(operation.path, operation.entry))
-
-    def answers():
-        set_scene(switch, [])
-        return [send(read) for read in reads]
-
-    at_start = answers()
-    set_scene(switch, scene)
-    for operation in operations:
-        if operation.method in ("PUT", "POST") and operation.calls:
-            send(operation)
-    return [read.name for read, before, behind in zip(reads, at_start, answers()) if before != behind]
-
-
 def work(build, workers, scene, operations, report):
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # ends the switch as well
     with Switch(build, workers=workers) as switch:
@@ -410,6 +353,9 @@ def main():
         for name in left_behind_reset(switch, description["x-scene"], operations):
             left[name] += 1
             print(f"{name}: a reset of the virtual switch does not bring back its first answer")
+    for name, message in wrong_meanings(options.build, int(options.resident), description["x-scene"], operations):
+        left[name] += 1
+        print(f"{name}: {message}")
     right = list(left.values()).count(0)
     print(f"{right} of {len(operations)} operations are as described ({sent} requests)")
     sys.exit(right != len(operations))

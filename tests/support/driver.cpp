@@ -63,6 +63,14 @@ const std::string &scratchDirectory()
     return *path;
 }
 
+std::string enterSandbox(const std::string &name)
+{
+    std::string tmp = scratchDirectory() + "/" + name;
+    fs::create_directories(tmp + "/session");
+    setenv("SANDBOX_TMP", tmp.c_str(), 1);
+    return tmp;
+}
+
 std::string readFile(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);

@@ -62,6 +62,9 @@ int connectTo(const std::string &path);
 /* A directory of this test process, removed at its end. */
 const std::string &scratchDirectory();
 
+/* Makes this process use a directory of that name in there as /tmp. Returns its path. (Needs the sandbox.) */
+std::string enterSandbox(const std::string &name);
+
 std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &content);
 

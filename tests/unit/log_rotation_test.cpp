@@ -58,9 +58,7 @@ static void writeAtOnce(const std::string &log)
 /* The old log keeps the content of the full one, and every entry is whole in one of the two. */
 TEST(LogRotation, losesAndTearsNothing)
 {
-    const std::string tmp = scratchDirectory() + "/rotation", full(0x100000 - 400'000, '\n');
-    std::filesystem::create_directories(tmp);
-    setenv("SANDBOX_TMP", tmp.c_str(), 1);
+    const std::string tmp = enterSandbox("rotation"), full(0x100000 - 400'000, '\n');
     for (int round = 0; round < 15; round++) {
         writeFile(tmp + "/zt731.log", full);
         writeAtOnce(tmp + "/zt731.log");
@@ -71,5 +69,4 @@ TEST(LogRotation, losesAndTearsNothing)
             for (int number = 0; number < ENTRIES; number++)
                 ASSERT_NE(all.find(": " + message(writer, number)), std::string::npos) << writer << "/" << number;
     }
-    unsetenv("SANDBOX_TMP");
 }

@@ -6,8 +6,6 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "log/log.h"
 #include "tests/support/driver.h"
 
@@ -35,32 +33,23 @@ void __vsyslog_chk(int priority, int, const char *format, va_list arguments)
 /* Runs `use` in a new process, whose log is not open yet. Returns what it prints, "|", and what it sends to syslog. */
 static std::string printed(void (*use)())
 {
-    int output[2];
-    EXPECT_EQ(pipe(output), 0);
+    const std::string path = scratchDirectory() + "/printed";
     fflush(stdout);
     if (fork() == 0) {
-        dup2(output[1], STDOUT_FILENO);
+        (void)!freopen(path.c_str(), "w", stdout);
         use();
+        printf("|%s", logged.c_str());
         fflush(stdout);
-        dprintf(STDOUT_FILENO, "|%s", logged.c_str());
         _exit(0);
     }
-    close(output[1]);
-    std::string text;
-    char bytes[4096];
-    for (ssize_t got; (got = read(output[0], bytes, sizeof bytes)) > 0;)
-        text.append(bytes, (size_t)got);
-    close(output[0]);
     wait(nullptr);
-    return text;
+    return readFile(path);
 }
 
 TEST(LogTargets, getTheEntriesMeantForThem)
 {
     using ::testing::MatchesRegex;
-    const std::string tmp = scratchDirectory() + "/logger";
-    std::filesystem::create_directories(tmp);
-    setenv("SANDBOX_TMP", tmp.c_str(), 1);
+    const std::string tmp = enterSandbox("logger");
     EXPECT_THAT(printed([] { logWrite(LEVEL_WARN, "%d\n", 7); }), MatchesRegex(".* \\(WARN\\): : 7\n\\|"));
     EXPECT_THAT(printed([] {
                     logOpen(LOG_TO_STDOUT | LOG_TO_SYSLOG, LOG_DAEMON, "me");
@@ -86,5 +75,4 @@ TEST(LogTargets, getTheEntriesMeantForThem)
     });
     EXPECT_TRUE(cut.ends_with("xxx\n|"));
     EXPECT_TRUE(readFile(tmp + "/zt731.log").ends_with("9\n" + cut.substr(0, cut.size() - 1)));
-    unsetenv("SANDBOX_TMP");
 }

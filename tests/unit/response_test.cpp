@@ -11,54 +11,43 @@
 
 #include "tests/support/driver.h"
 
-/* The codes that there are, are shown with every endpoint. */
-TEST(ResultCodes, mapWhatIsNoOpenCodeToo)
+TEST(ResultCodes, haveMessagesAndAreMadeOfAnyCode)
 {
-    for (int code : {INT32_MIN, -30, 1, INT32_MAX})
+    for (int code : {INT32_MIN, -30, 1, INT32_MAX}) /* the proof has the others */
         EXPECT_EQ(openResult(code), ResultCode::GENERAL_FAILED) << code;
+    for (auto [code, message] : {std::pair{0, "Success"}, {10024, "HTTP method is not suported for this request"},
+                                 {11000, ""}, {-7, "Failed to allocate memory"}, {12, "Error code unknown"}})
+        EXPECT_STREQ(resultMessage(ResultCode{code}), message);
 }
 
-TEST(ResultCodes, haveMessages)
-{
-    EXPECT_STREQ(resultMessage(ResultCode{0}), "Success");
-    EXPECT_STREQ(resultMessage(ResultCode{10024}), "HTTP method is not suported for this request");
-    EXPECT_STREQ(resultMessage(ResultCode{11000}), "");
-    EXPECT_STREQ(resultMessage(ResultCode{-7}), "Failed to allocate memory");
-    EXPECT_STREQ(resultMessage(ResultCode{-204}), "Invalid user, user does not exist");
-    EXPECT_STREQ(resultMessage(ResultCode{12}), "Error code unknown");
-}
-
-/* What responseJsonRreallocStr makes of an output that holds "old". */
-static std::string allocated(ResultCode code, const char *name, const char *data, int *result)
-{
-    char *output = strdup("old");
-    *result = responseJsonRreallocStr(code, name, data, &output);
-    std::string text = output;
-    free(output);
-    return text;
-}
-
+/* Both builders: what they return, and what their output holds. (Before, it holds "old", or only zeros.) */
 TEST(Envelope, holdsDataOnlyOnSuccess)
 {
     const std::string plain = success(""), withData = success(R"("bridge":{"a":1})");
     const std::string failed = failure(-204, "Invalid user, user does not exist");
-    int result = -1;
-    EXPECT_EQ(allocated(ResultCode{0}, "bridge", "{\"a\":1}", &result), withData);
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(allocated(ResultCode{0}, "bridge", nullptr, &result), plain);
-    EXPECT_EQ(allocated(ResultCode{0}, nullptr, "{\"a\":1}", &result), plain);
-    EXPECT_EQ(allocated(ResultCode{-204}, "bridge", "{\"a\":1}", &result), failed);
-    EXPECT_EQ(allocated(ResultCode{0}, "bridge", "no JSON", &result), "old");
-    EXPECT_EQ(result, 10000);
-
-    char buffer[1024] = "";
-    EXPECT_EQ(responseJsonStr(ResultCode{0}, nullptr, "ignored", buffer), 0);
-    EXPECT_EQ(buffer, plain);
-    memset(buffer, 0, sizeof buffer);
-    EXPECT_EQ(responseJsonStr(ResultCode{0}, "bridge", "{\"a\":1}", buffer), 0);
-    EXPECT_EQ(buffer, withData);
-    memset(buffer, 'x', sizeof buffer);
-    EXPECT_EQ(responseJsonStr(ResultCode{-204}, "bridge", nullptr, buffer), 0);
-    EXPECT_EQ(std::string(buffer, failed.size() + 1), failed + "x"); /* no zero is put behind it */
-    EXPECT_EQ(responseJsonStr(ResultCode{0}, "bridge", nullptr, buffer), -1); /* a name wants data here */
+    const struct {
+        int code;
+        const char *name, *data;
+        int result;
+        std::string allocated;
+        int resultFixed;
+        std::string fixed;
+    } rows[] = {
+        {0, "bridge", "{\"a\":1}", 0, withData, 0, withData},
+        {0, "bridge", nullptr, 0, plain, -1, ""}, /* a name wants data in a fixed buffer */
+        {0, nullptr, "{\"a\":1}", 0, plain, 0, plain},
+        {-204, "bridge", "{\"a\":1}", 0, failed, 0, failed},
+        {0, "bridge", "no JSON", 10000, "old", -1, ""},
+    };
+    for (const auto &row : rows) {
+        char *output = strdup("old"), buffer[1024] = "";
+        EXPECT_EQ(responseJsonRreallocStr(ResultCode{row.code}, row.name, row.data, &output), row.result);
+        EXPECT_EQ(output, row.allocated);
+        free(output);
+        EXPECT_EQ(responseJsonStr(ResultCode{row.code}, row.name, row.data, buffer), row.resultFixed);
+        EXPECT_EQ(buffer, row.fixed);
+        memset(buffer, 'x', sizeof buffer);
+        responseJsonStr(ResultCode{row.code}, row.name, row.data, buffer);
+        EXPECT_EQ(buffer[row.fixed.size()], 'x'); /* no zero is put behind it */
+    }
 }

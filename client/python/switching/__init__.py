@@ -4,8 +4,10 @@
     with Switch.serve(ports=28, stations=8) as sw:
         sw.post("vlan/create", vlanNum=10)
 """
+from .apply import Incomplete
 from .description import Wrong
+from .state import diff, dump
 from .switch import NoAnswer, Refused, Switch
 from .virtual import Call, CommandFailed
 
-__all__ = ["Call", "CommandFailed", "NoAnswer", "Refused", "Switch", "Wrong"]
+__all__ = ["Call", "CommandFailed", "Incomplete", "NoAnswer", "Refused", "Switch", "Wrong", "diff", "dump"]

@@ -2,6 +2,9 @@
 
   python3 -m switching get PATH [KEY=VALUE...]      the data of the answer as JSON; post, put, delete likewise
   python3 -m switching walk PATH [KEY=VALUE...]     one line of JSON for each step
+  python3 -m switching snapshot                     everything that is set on the switch, as JSON
+  python3 -m switching diff FILE [FILE]             a snapshot against the switch, or against another; status 1: they differ
+  python3 -m switching apply [--exact] [--plan] FILE  sets what differs from a snapshot; each of the three has --help
   python3 -m switching trace METHOD PATH [...]      what the virtual switch is asked for a request
   python3 -m switching COMMAND [ARG...]             a command of the virtual switch: reset, link, fault...
   python3 -m switching paths [BEGINNING]            the paths that begin so
@@ -15,7 +18,7 @@ import json
 import os
 import sys
 
-from . import description
+from . import description, state_commands
 from .switch import COMMANDS, NoAnswer, Refused, Switch
 from .virtual import CommandFailed
 
@@ -35,7 +38,9 @@ def complete(words):
     """The words that can follow these."""
     known = description.load()
     if not words:
-        return [*METHODS, "walk", "trace", "paths", *COMMANDS]
+        return [*METHODS, "walk", "trace", "paths", *state_commands.COMMANDS, *COMMANDS]
+    if words[0] in state_commands.COMMANDS:
+        return state_commands.OPTIONS[words[0]]
     if words[0] == "trace":
         words = words[1:]
     if not words:
@@ -65,6 +70,8 @@ def keys_of(words):
 
 def run(options):
     verb, words = options.verb, options.words
+    if verb in state_commands.COMMANDS:
+        sys.exit(state_commands.run([verb, *words], lambda: the_switch(options)))
     if verb == "completion":
         return print(COMPLETION, end="")
     if verb == "complete":

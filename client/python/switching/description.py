@@ -97,7 +97,8 @@ class Operation:
         if "x-query-string" in entry:
             self.add_body("json-query", entry["x-query-string"]["schema"])
             self.json_required = entry["x-query-string"]["required"]
-        self.success = success_of(entry)
+        self.members = members_of(entry)
+        self.success = {name: part.get("x-source", {}).get("operand") for name, part in self.members.items()}
 
     def add_body(self, place, schema):
         for name, one in schema["properties"].items():
@@ -108,6 +109,14 @@ class Operation:
 
     def names(self):
         return [key.name + "=" for key in self.keys]
+
+    def has(self, name):
+        """Whether a key has this name or this meaning."""
+        return any(name in (key.name, key.means) for key in self.keys)
+
+    def names_of(self, member):
+        """{number as text: its name} of a member of the answer."""
+        return self.members[member].get("x-names", {})
 
     def key_for(self, name, given):
         """The key with this name, or the one key with this meaning ("interface") that is not given by its name."""
@@ -167,14 +176,13 @@ class Operation:
         raise Wrong(f"{self}: a value contains another key's name, and the switch would misread it: {listed(pieces.values())}")
 
 
-def success_of(entry):
-    """{member: the operand that it shows} of the data of a success."""
+def members_of(entry):
+    """{member: its schema} of the data of a success."""
     schema = entry["responses"]["200"]["content"]["application/json"]["schema"]
     for one in [schema, *schema.get("oneOf", [])]:
         for name, data in one.get("properties", {}).items():
             if name != "resp":
-                members = data["properties"].items()
-                return {member: part.get("x-source", {}).get("operand") for member, part in members}
+                return data["properties"]
     return {}
 
 

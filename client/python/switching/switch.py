@@ -9,6 +9,7 @@ import shutil
 import subprocess
 import tempfile
 import threading
+import warnings
 from urllib.parse import urlsplit
 
 from . import description
@@ -39,17 +40,20 @@ class NoAnswer(Exception):
 
 
 class Switch:
-    """A switch. Keys of requests are placed and checked as the description says; several threads may use one Switch."""
+    """A switch. Keys of requests are placed and checked as the description says; several threads may use one Switch.
 
-    def __init__(self, url, session=None, *, socket=None, trace=None, description_file=None, timeout=40):
+    `context` is the ssl.SSLContext for an https URL. Without it, the switch's certificate must be signed by one of the
+    system's authorities, or by one in the file that SSL_CERT_FILE in the environment names."""
+
+    def __init__(self, url, session=None, *, context=None, socket=None, trace=None, description_file=None, timeout=40):
         self.url = url.rstrip("/")
-        self.session, self.timeout = session, timeout
+        self.session, self.context, self.timeout = session, context, timeout
         self.description = description.load(description_file)
         self.control = Control(socket) if socket else None
         self.trace = Trace(trace) if trace else None
         self.served, self.server = {}, None
         self.kept = threading.local()  # a connection for each thread
-        self.recordings, self.ports = [], {}
+        self.recordings, self.recording, self.ports = [], threading.Lock(), {}
 
     @classmethod
     def of(cls, served, role="admin"):
@@ -63,7 +67,8 @@ class Switch:
     @classmethod
     def serve(cls, build=None, role="admin", **options):
         """Serves a virtual switch until close(), or the end of the `with`. `build` is the directory of a build in a
-        checkout (or SWITCHING_BUILD in the environment); without it, what is installed. The options are those of serve.sh: ports=28, sockets=2, ..."""
+        checkout (or SWITCHING_BUILD in the environment); without it, what is installed. The options are those of
+        serve.sh: ports=28, sockets=2, ..."""
         command = [*serve_command(build or os.environ.get("SWITCHING_BUILD")), "--json", "--own-files"]
         for name, value in {"port": 0, **options}.items():
             if value is not None and value is not False:
@@ -124,16 +129,16 @@ class Switch:
         start = self.trace.end() if self.trace else 0
         status, text = self.send(method, target, body)
         shown = f"{operation}" + "".join(f" {name}={value!r}" for name, value in keys.items())
-        calls = self.trace.calls(start) if self.trace else None
+        asked = lambda: self.trace.calls(start) if self.trace else None
         if status == NOT_ADMITTED:
-            raise Refused(status, "the session has ended, does not exist, or may not do this", shown, calls)
+            raise Refused(status, "the session has ended, does not exist, or may not do this", shown, asked())
         try:
             answer = json.loads(text)
             resp = answer.pop("resp")
         except (ValueError, KeyError):
             raise NoAnswer(f"{shown}: status {status}, and no answer of the interface: {text[:200]!r}") from None
         if resp["status"] != "success":
-            raise Refused(resp["respCode"], resp["respMsg"], shown, calls)
+            raise Refused(resp["respCode"], resp["respMsg"], shown, asked())
         return next(iter(answer.values()), {})
 
     def send(self, method, target, body=""):
@@ -143,7 +148,6 @@ class Switch:
         path = f"{url.path}/{target}".encode("utf-8").decode("latin-1")
         body = body.encode() if isinstance(body, str) else body
         headers = {"Session": self.session} if self.session else {}
-        start = self.trace.end() if self.recordings else 0
         connection = self.connection(url)
         try:
             connection.request(method, path, body if method in ("POST", "PUT") else None, headers)
@@ -152,8 +156,10 @@ class Switch:
         except (OSError, http.client.HTTPException) as error:
             self.disconnect()
             raise NoAnswer(f"{method} {target}: {self.url} does not answer: {error or type(error).__name__}") from None
-        for recording in self.recordings:
-            recording.extend(self.trace.calls(start))
+        with self.recording:
+            for recording in self.recordings:
+                calls, recording.end = self.trace.since(recording.end)
+                recording.extend(calls)
         return status, text.decode("utf-8", "replace")
 
     def connection(self, url):
@@ -162,8 +168,11 @@ class Switch:
         if connection and connection.sock and select.select([connection.sock], [], [], 0)[0]:
             connection.close()
         if not connection:
-            kind = HttpsConnection if url.scheme == "https" else HttpConnection
-            connection = self.kept.connection = kind(url.hostname, url.port, timeout=self.timeout)
+            if url.scheme == "https":
+                connection = HttpsConnection(url.hostname, url.port, timeout=self.timeout, context=self.context)
+            else:
+                connection = HttpConnection(url.hostname, url.port, timeout=self.timeout)
+            self.kept.connection = connection
         return connection
 
     def disconnect(self):
@@ -194,6 +203,25 @@ class Switch:
             seen.add(place)
             yield data
 
+    # The state
+
+    def snapshot(self, jobs=4):
+        """Everything that is set: {table: {entry: {setting: value}}}. `jobs` requests are sent at a time."""
+        from .snapshot import snapshot
+        found, unread = snapshot(self, jobs)
+        if unread:
+            warnings.warn(f"not in the snapshot: {dict(unread)}", stacklevel=2)
+        return found
+
+    def apply(self, state, exact=False, jobs=4):
+        """Sets what differs from a state: a dict as snapshot() returns, or a part of one, or the path of a file. Removes
+        entries that the state does not have only if `exact`. Returns the Outcome; raises Incomplete."""
+        from .apply import Apply, Incomplete
+        outcome = Apply(self, state, exact, jobs).run()
+        if not outcome.complete:
+            raise Incomplete(outcome)
+        return outcome
+
     # The virtual switch
 
     def command(self, *words, **conditions):
@@ -208,7 +236,8 @@ class Switch:
         """Records what the switch is asked: `with sw.traced() as calls` makes a list of Call."""
         if not self.trace:
             raise CommandFailed("there is no trace: this Switch was made without one")
-        calls = []
+        calls = Recording()
+        calls.end = self.trace.end()
         self.recordings.append(calls)
         try:
             yield calls
@@ -230,6 +259,10 @@ class Switch:
         for port in self.ports.values():
             port.close()
         self.ports = {}
+
+
+class Recording(list):
+    """The calls that traced() records, until `end` in the trace."""
 
 
 COMMANDS = ("advance", "capture", "clear", "errors", "fault", "faults", "hold", "learn", "link", "loop", "neighbour", "plug",

@@ -66,12 +66,17 @@ class Trace:
 
     def calls(self, start):
         """The calls in the trace from a former end on, but not those with which the program starts."""
-        self.file.seek(start)
-        text = self.file.read().decode("latin-1")
-        calls = [parse(line) for line in text[:text.rfind("\n") + 1].splitlines()]
+        return self.since(start)[0]
+
+    def since(self, start):
+        """The same, and the end of the last whole line. A line that began before `start` is left out."""
+        begin = max(start - 1, 0)
+        text = os.pread(self.file.fileno(), self.end() - begin, begin).decode("latin-1")
+        lines = text[text.find("\n") + 1 if start else 0:text.rfind("\n") + 1]
+        calls = [parse(line) for line in lines.splitlines()]
         return [Call(call.name.removeprefix(PREFIX), {name: plain(value) for name, value in call.sent.items()}, call.code,
                      {name: plain(value) for name, value in call.returned.items()})
-                for call in calls if call and call.name.removeprefix(PREFIX) not in AT_START]
+                for call in calls if call and call.name.removeprefix(PREFIX) not in AT_START], begin + text.rfind("\n") + 1
 
 
 class Control:

@@ -1,0 +1,211 @@
+"""snapshot.py - reads the state of a switch: everything, or what another state speaks of."""
+import collections
+import contextlib
+from concurrent.futures import ThreadPoolExecutor
+
+from . import state_table
+from .description import Wrong
+from .state import Place, State
+from .state_table import canonical, fitting, member_of
+from .switch import NOT_ADMITTED, Refused
+
+GENERAL_FAILED, INVALID = 10000, 10003
+
+
+class Pool:
+    """Runs requests in several threads; `progress`, if given, is called with the number done and the number of all."""
+
+    def __init__(self, jobs, progress=None):
+        self.executor, self.progress = ThreadPoolExecutor(jobs), progress
+
+    def map(self, function, items):
+        """The results in the order of the items."""
+        items, results = list(items), []
+        for result in self.executor.map(function, items):
+            results.append(result)
+            if self.progress:
+                self.progress(len(results), len(items))
+        return results
+
+    def close(self):
+        self.executor.shutdown(cancel_futures=True)
+
+
+@contextlib.contextmanager
+def pool(jobs, progress=None):
+    made = Pool(jobs, progress)
+    try:
+        yield made
+    finally:
+        made.close()
+
+
+class Reader:
+    """Reads states. `unread` counts what the switch refused: {(setting or table, reason): how often}."""
+
+    def __init__(self, switch, pool):
+        self.switch, self.pool, self.table = switch, pool, state_table.load()
+        self.unread = collections.Counter()
+        self.answers = {}
+
+    def read(self, wanted=None, only=None):
+        """The state. `wanted` is a State: only what it speaks of is read, and which entries its tables have. `only`
+        limits the settings to these."""
+        self.answers, self.unread = {}, collections.Counter()
+        self.wanted = wanted
+        self.named = {(place.table, place.entity, place.setting) for place in wanted.facts} if wanted else set()
+        state = State(tables=wanted.tables if wanted else self.table.tables)
+        state.fixed = set()
+        if wanted is None or any(place.table == "interfaces" or self.is_per(place) for place in wanted.facts):
+            self.ports = self.walked(self.table.tables["interfaces"].ports["walk"])
+            self.interfaces = self.walked(self.table.tables["interfaces"].walk)
+        for entries in self.pool.map(self.entries, [self.table.tables[name] for name in sorted(state.tables)]):
+            state.facts.update(entries[0])
+            state.fixed |= entries[1]
+        self.rules(state)
+        tasks = [task for task in self.tasks(state) if only is None or task[1].name in only]
+        for facts in self.pool.map(self.setting, tasks):
+            state.facts.update(facts)
+        return state
+
+    def is_per(self, place):
+        return place.setting and self.table.settings[place.setting].per
+
+    def walked(self, path):
+        return [next(iter(data.values())) for data in self.switch.walk(path)]
+
+    # Entries
+
+    def entries(self, table):
+        """The entries of a table with their values, and those of them that cannot be removed."""
+        if table.name == "switch" or table.name == "interfaces" or table.of:
+            return {}, set()
+        facts = {Place(table.name, entity): value for entity, value in self.listed(table)}
+        fixed = set()
+        if table.kind:
+            for place in list(facts):
+                kind = self.answer(table.kind["get"], table.entity_keys(place.entity))
+                if kind not in table.kind["shown"]:
+                    del facts[place]
+                elif kind not in table.kind["removable"]:
+                    fixed.add(place)
+        return facts if table.make else dict.fromkeys(facts), fixed
+
+    def listed(self, table):
+        """The entries and values that a walk, a count or questions show."""
+        if table.walk:
+            return [(self.entity(table, data), table.value(data)) for data in self.switch.walk(table.walk)]
+        if "count" in table.row:
+            return [((number,), {}) for number in range(1, self.answer(table.row["count"], {}) + 1)]
+        names = {self.answer(path, {}, missing=None) for path in table.row["seen"]}
+        names |= {name for place in (self.wanted.facts if self.wanted else ()) if place.table in (table.name, table.row["rules"])
+                  for name in place.entity[:1] if name not in names and self.exists(table, name)}
+        return [((name,), {}) for name in sorted(names - {None})]
+
+    def entity(self, table, data, given=()):
+        return (*given, *(canonical(table.key(number), member_of(data, key))
+                          for number, key in enumerate(table.keys) if number >= len(given)))
+
+    def exists(self, table, name):
+        probe = dict(table.row["probe"])
+        operation = probe.pop("operation")
+        return self.answer(operation, {table.keys[0]: name, **probe}, missing=None) is not None
+
+    def rules(self, state):
+        """The entries of tables that belong to an entry of another table."""
+        for table in self.table.tables.values():
+            if table.of and table.name in state.tables:
+                parents = sorted({place.entity for place in state.facts if place.table == table.of}
+                                 or (entity for entity, _ in self.listed(self.table.tables[table.of])))
+                for parent, steps in zip(parents, self.pool.map(
+                        lambda entity: list(self.switch.walk(table.walk, **table.entity_keys(entity))), parents)):
+                    state.facts.update({Place(table.name, self.entity(table, data, parent)): {} for data in steps})
+
+    # Settings
+
+    def tasks(self, state):
+        """(entry, setting) of all that is to be read."""
+        for name in sorted(state.tables):
+            table = self.table.tables[name]
+            for entity in self.entities(table, state):
+                for setting in table.settings.values():
+                    if self.is_wanted(table, entity, setting):
+                        yield entity, setting
+
+    def entities(self, table, state):
+        if not table.keys:
+            return [()]
+        if table.name == "interfaces":
+            named = {entity for name, entity, _ in self.named if name == table.name}
+            return sorted(named) if self.wanted else [(number,) for number in self.interfaces]
+        entities = sorted(place.entity for place in state.facts if place.table == table.name and not place.setting)
+        if not table.make:
+            for entity in entities:
+                del state.facts[Place(table.name, entity)]
+        return entities
+
+    def is_wanted(self, table, entity, setting):
+        if table.name == "interfaces" and setting.name in table.port_settings and entity[0] not in self.ports:
+            return False
+        if self.wanted is None or (table.name, entity, setting.name) in self.named:
+            return True
+        can_be_absent = setting.remove or setting.optional
+        return can_be_absent and (not table.keys or any(place.entity == entity for place in self.wanted.facts
+                                                        if place.table == table.name))
+
+    def setting(self, task):
+        """{place: value} of a setting of an entry, empty if it is not set."""
+        entity, setting = task
+        place, keys = Place(setting.table.name, entity, setting.name), setting.table.entity_keys(entity)
+        try:
+            if not all(self.answer(f"GET {path}", keys) in values for path, values in setting.when.items()):
+                return {}
+            if setting.walk:
+                return {place: sorted(next(iter(data.values())) for data in self.switch.walk(setting.walk, **keys))}
+            parts = self.parts(place) if setting.per else setting.parts
+            return {place._replace(part=part): setting.value(self.data(setting, keys, part), part) for part in parts}
+        except Refused as error:
+            if error.code == NOT_ADMITTED:
+                raise
+            if not (error.code == INVALID or setting.optional and error.code == GENERAL_FAILED):
+                self.unread[setting.name, f"{error.code} {error.message}"] += 1
+        except Wrong as error:  # a name that no query can carry
+            self.unread[setting.name, str(error)] += 1
+        return {}
+
+    def parts(self, place):
+        if not self.wanted:
+            return self.interfaces
+        return sorted(one.part for one in self.wanted.facts if one[:3] == place[:3])
+
+    def data(self, setting, keys, part):
+        chosen = {"interface": part} if setting.per else setting.parts[part]
+        return self.ask(setting.get, fitting(setting.get, {**keys, **chosen}))
+
+    # Questions
+
+    def ask(self, operation, keys):
+        """The data of an answer. What was asked already is not asked again."""
+        question = (str(operation), *sorted(keys.items()))
+        if question not in self.answers:
+            self.answers[question] = self.switch.call(operation.method, operation.path, keys)
+        return self.answers[question]
+
+    def answer(self, text, keys, **missing):
+        """The only member of the answer to "GET PATH", by its name if it has one. `missing` is for a refusal."""
+        operation = self.table.known.operation(*(text if " " in text else f"GET {text}").split())
+        try:
+            data = self.ask(operation, fitting(operation, keys))
+        except Refused as error:
+            if error.code == NOT_ADMITTED or "missing" not in missing:
+                raise
+            return missing["missing"]
+        member, value = next(iter(data.items()))
+        return operation.names_of(member).get(str(value), value)
+
+
+def snapshot(switch, jobs=4, progress=None):
+    """Everything that is set, as a dict, and what could not be read: {(setting, reason): how often}."""
+    with pool(jobs, progress) as threads:
+        reader = Reader(switch, threads)
+        return reader.read().dict(), reader.unread
