@@ -73,6 +73,8 @@ bool handleGroupRegistration(uint32_t port, uint32_t vlan, std::string_view fram
     GroupRegistrar *registrar = &registrars[{protocol, port}];
     std::set<size_t> left; /* a PDU's second LeaveAll of a kind has no effect */
     auto handle = [&](RegistrationEvent event, size_t size, uint64_t value) {
+        if (size == ADDRESS && !isGroup(value))
+            value = BROADCAST; /* which is never registered */
         if (event == ATTRIBUTE_JOINS)
             join(protocol, port, registrar, {vlan, value});
         else if (event == ATTRIBUTE_LEAVES)

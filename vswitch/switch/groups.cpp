@@ -16,7 +16,7 @@ static const size_t MAX_GROUPS = 1024;
 
 static std::map<GroupKey, PortSet> declared;
 
-static bool isRegistrable(uint64_t group)
+bool groupIsRegistrable(uint64_t group)
 {
     return group == ALL_GROUPS || group == UNREGISTERED_GROUPS || (isGroup(group) && !macRestricted(group));
 }
@@ -25,7 +25,7 @@ bool declareGroup(uint32_t port, const GroupKey &group)
 {
     auto found = declared.find(group);
     if (found == declared.end()) {
-        if (!isRegistrable(group.second) || declared.size() == MAX_GROUPS)
+        if (!groupIsRegistrable(group.second) || declared.size() == MAX_GROUPS)
             return false;
         found = declared.insert({group, {}}).first;
     }

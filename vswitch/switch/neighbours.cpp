@@ -11,7 +11,10 @@ static bool readGroup(const std::string &text, uint64_t *group)
         *group = text == "all-groups" ? ALL_GROUPS : UNREGISTERED_GROUPS;
         return true;
     }
-    return parseMac(text, group);
+    if (!parseMac(text, group))
+        return false;
+    *group = isGroup(*group) ? *group : BROADCAST; /* which is never registered */
+    return true;
 }
 
 static CommandOutcome moveInGroup(uint32_t port, uint64_t group, const Args &args, std::string *answer)
@@ -24,8 +27,10 @@ static CommandOutcome moveInGroup(uint32_t port, uint64_t group, const Args &arg
         return withdrawGroup(port, key) ? COMMAND_DONE
                                         : refuse(answer, "the neighbour on port " + args[0] + " has not joined " + args[2] +
                                                              " in VLAN " + std::to_string(vlan));
+    if (!groupIsRegistrable(group))
+        return refuse(answer, "\"" + args[2] + "\" is no group that can be registered");
     if (!declareGroup(port, key))
-        return refuse(answer, args[2] + " cannot be registered: it is no group address, or the switch has no room");
+        return refuse(answer, "the switch has no room for another group");
     setPortNeighbour(port);
     return COMMAND_DONE;
 }

@@ -266,7 +266,7 @@ struct Filter {
 /* Null when there is none, or the admin mode is off. */
 const Filter *filterFor(uint32_t vlan, uint64_t mac);
 
-/* What the VLAN does with frames to groups without a filter. */
+/* What the VLAN does with frames to groups. */
 FilteringMode filteringMode(uint32_t vlan);
 
 /* Groups that neighbours register by GMRP and MMRP (groups.cpp) */
@@ -275,6 +275,9 @@ using GroupKey = std::pair<uint32_t, uint64_t>; /* VLAN, address */
 
 /* In place of an address: the port wants the frames to all groups, or to those that are not registered. */
 enum : uint64_t { ALL_GROUPS, UNREGISTERED_GROUPS };
+
+/* Can it be registered: a group that bridges forward, or one of the above? */
+bool groupIsRegistrable(uint64_t group);
 
 /* The neighbour on the port joins the group. False: it cannot be registered, or there is no room for another group. */
 bool declareGroup(uint32_t port, const GroupKey &group);
