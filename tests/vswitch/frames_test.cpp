@@ -268,7 +268,7 @@ TEST_F(GroupFrames, reachTheMembersOfTheGroup)
     from(3, gmrpOf(m, 3));
     configure("pass 1; settle");
     forward({{"", "4 D>m", "2 D>m"}});
-    configure("vlan 10; join 1 10; tag 1 10; join 2 10; tag 2 10; join 3 10; tag 3 10; filtering 10 filter_unregistered");
+    configure("vlan 10; join 1 10; tag 1 10; join 2 10; tag 2 10; filtering 10 filter_unregistered");
     from(2, tag + mmrpOf(m, 1));
     forward({{"", "1 A>m@10", "2 A>m@10"}});
     configure("pass 11; settle; pass 2; settle"); /* the switch has sent LeaveAll, and no neighbour has joined again */
@@ -281,7 +281,8 @@ TEST_F(GroupFrames, reachTheMembersOfTheGroup)
     EXPECT_EQ(send("GET", "mmrp/intf-counter?intIfNum=2&type=rx_bad_format"), success("\"mmrp\":{\"counter\":1}"));
     from(3, gmrpOf(addressOf('0'), 2)); /* no group */
     forward({{"", "1 A>m", "! " M_MAC " is not registered in VLAN 1"}});
-    EXPECT_EQ(send("GET", "garp/gmrp-failed-registrations?ifNum=3"), success("\"garp\":{\"gmrpFailedRegistrations\":1}"));
+    EXPECT_EQ(send("GET", "garp/gmrp-failed-registrations?ifNum=3"),
+              success("\"garp\":{\"gmrpFailedRegistrations\":1}"));
 }
 
 /* A neighbour that trunks all VLANs joins them in one PDU; here all neighbours do, and one sends many LeaveAlls. */
@@ -293,8 +294,8 @@ TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
     for (int port = 1; port <= PORTS; port++)
         configure("mvrpport " + std::to_string(port) + " enable; mmrpport " + std::to_string(port));
     const std::string to = addressOf('r') + addressOf('A') + std::string("\x88\xf5\0\1\2", 5), end(4, '\0');
-    const std::string groups = addressOf('g') + addressOf('A') + std::string("\x88\xf6\0\2\6\x0f\xfe", 7) + addressOf('m') +
-                               std::string(4094 / 3 + 1, 43);
+    const std::string groups = addressOf('g') + addressOf('A') + std::string("\x88\xf6\0\2\6\x0f\xfe", 7) +
+                               addressOf('m') + std::string(4094 / 3 + 1, 43);
     std::string all = std::string("\x0f\xfe\0\1", 4) + std::string(4094 / 3 + 1, 43), leaves;
     for (int i = 0; i < 280; i++)
         leaves += std::string("\x20\1\0\1\x24", 5); /* LeaveAll, and VLAN 1 joins */
@@ -311,7 +312,8 @@ TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
     put(1, to + leaves + end);
     command("settle");
     clock_gettime(cpu, &after);
-    EXPECT_LT((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1000000, 2 * PORTS * MOST_MILLIS);
+    EXPECT_LT((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1000000,
+              2 * PORTS * MOST_MILLIS);
     EXPECT_EQ(send("GET", "vlan/dynamic-vlan-entries"), success("\"vlan\":{\"val\":4093}"));
 }
 
