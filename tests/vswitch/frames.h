@@ -47,6 +47,10 @@ inline const struct { const char *name, *method, *target, *body; } requests[] = 
     {"gvrp", "PUT", "garp/gvrp-enable", R"({"globalGvrpStatus":"enable"})"},
     {"leavetime", "PUT", "garp/leave-time?ifNum=$1", R"({"leaveTime":$2})"},
     {"gvrpport", "PUT", "garp/gvrp-port-enable?ifNum=$1", R"({"intfGvrpStatus":"enable"})"},
+    {"mmrp", "PUT", "mmrp/mode", R"({"mmrpMode":"enable"})"},
+    {"mmrpport", "PUT", "mmrp/intf-mode", R"({"ifNum":$1,"mmrpIntfMode":"enable"})"},
+    {"gmrp", "PUT", "garp/gmrp-enable", R"({"globalGmrpStatus":"enable"})"},
+    {"gmrpport", "PUT", "garp/gmrp-port-enable?ifNum=$1", R"({"intfGmrpStatus":"enable"})"},
     {"flush", "POST", "fdb/flush", ""},
     {"filter", "POST", "static-filter/filter?vlanId=$2", R"({"macAddr":"$1"})"},
     {"to", "POST", "static-filter/filter-dst-intf?vlanId=$2&ifNum=$3", R"({"macAddr":"$1"})"},
@@ -78,6 +82,8 @@ inline const struct { const char *name, *method, *target, *body; } requests[] = 
 inline const std::map<char, std::string> addresses = {
     {'*', std::string(6, '\xff')},
     {'m', std::string("\x01\x00\x5e\x00\x00\x01", 6)},
+    {'n', std::string("\x01\x00\x5e\x00\x00\x02", 6)},
+    {'g', std::string("\x01\x80\xc2\x00\x00\x20", 6)},  /* GMRP's and MMRP's */
     {'b', std::string("\x01\x80\xc2\x00\x00\x00", 6)},  /* spanning tree's */
     {'s', std::string("\x02\xa0\xc9\x00\x00\x01", 6)},  /* the switch's */
     {'l', std::string("\x03\xa0\xc9\x00\x00\x01", 6)},  /* loop protection's */
@@ -192,6 +198,14 @@ protected:
             close(hosts[port]);
         received[port].clear();
         hosts[port] = host;
+    }
+
+    void reconnectHost(int port)
+    {
+        close(hosts[port]);
+        hosts.erase(port);
+        connectHost(port);
+        command("settle");
     }
 
     /* Sends requests of the table and commands: "join 1 10; tag 1 10; pass 300". */
