@@ -275,6 +275,7 @@ TEST_F(Property, stationsAndFramesAreAdmittedAlike)
         return found;
     };
     forSeeds(200, [=](uint32_t seed) {
+        bool broadcast = seed % 2;
         EXPECT_TRUE(command("learn 1 02:0A:00:00:00:09 5"));
         change(seed * 8 + 2, 40);
         answer({&operationNamed("rpcclt_openapiFdbFlush"), {}});
@@ -285,10 +286,11 @@ TEST_F(Property, stationsAndFramesAreAdmittedAlike)
         bytes.resize(60);
         receiveFrame(5, bytes, &why);
         EXPECT_EQ(simulated, heard()) << why;
-        std::string said, other("\x02\0\0\0\0\x99\x02\x0B\0\0\0\x09\x88\xB5", 14); /* without a classification */
+        std::string said, other("\x01\0\x5E\x7F\xFF\xFF\x02\x0B\0\0\0\x09\x88\xB5", 14); /* without a classification */
         other.resize(60);
+        other.replace(0, broadcast ? 6 : 0, std::string(broadcast ? 6 : 0, '\xFF'));
         receiveFrame(5, other, &why);
-        runCommand("storm 5 broadcast 1", &said);
+        runCommand(broadcast ? "storm 5 broadcast 1" : "storm 5 multicast 1", &said);
         bool refused = why.find("no other port") == why.npos && why.find("storm") == why.npos &&
                        why.find("separated") == why.npos && why.find("protected") == why.npos;
         EXPECT_EQ(refused, !portIsUp(5) || said.find("discarded: ") != said.npos) << why << "; " << said;
