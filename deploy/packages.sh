@@ -169,7 +169,7 @@ pythonClient()
     python=$client/usr/lib/python3/dist-packages
     rm -rf "$client"
     umask 022
-    install -D -m 644 -t "$python/switching" client/python/switching/*.py api/openapi.json
+    install -D -m 644 -t "$python/switching" client/python/switching/*.py api/openapi.json api/state.toml
     mkdir -p "$python/switching-$version.dist-info" "$client/usr/bin" "$client/usr/share/bash-completion/completions"
     printf 'Metadata-Version: 2.1\nName: switching\nVersion: %s\n' "$version" >"$python/switching-$version.dist-info/METADATA"
     printf '[pytest11]\nswitching = switching.fixtures\n' >"$python/switching-$version.dist-info/entry_points.txt"
@@ -181,7 +181,7 @@ pythonClient()
     printf '#!/bin/sh\nset -e\npy3compile -p python3-switching\n' >"$client/DEBIAN/postinst"
     printf '#!/bin/sh\nset -e\npy3clean -p python3-switching\n' >"$client/DEBIAN/prerm"
     chmod 755 "$client/DEBIAN"/p*
-    pack python3-switching all "$client" "python3 (>= 3.9)" switching-vswitch \
+    pack python3-switching all "$client" "python3 (>= 3.11)" switching-vswitch \
 "client for the REST interface of switching-v2
  Requests from Python and from the command line, checked against the
  description of the interface, and pytest fixtures that start a virtual switch

@@ -64,10 +64,16 @@ bool portInVlan(uint32_t port, uint32_t vlan)
     return included || isAdded(port, vlan) || voiceVlan(port) == vlan;
 }
 
-/* In force in general mode; in other modes only VlanTaggedSetGet returns it. */
+/* In force in general mode. */
 static uint32_t taggingIn(uint32_t port, uint32_t vlan)
 {
     return valueIn(switchport(port).tagging, vlan, isAdded(port, vlan) ? TAGGED : UNTAGGED);
+}
+
+/* As it was set, in every mode. */
+static uint32_t taggingSet(uint32_t port, uint32_t vlan)
+{
+    return valueIn(switchport(port).tagging, vlan, UNTAGGED);
 }
 
 bool portTags(uint32_t port, uint32_t vlan)
@@ -124,7 +130,7 @@ void registerMembership()
 {
     ASK(rpcclt_openapiVlanTaggedSetGet, [](uint32_t vlan, uint32_t port, uint32_t *tagged) {
         bool exist = vlanExists(vlan) && interfaceExists(port);
-        return exist ? store(taggingIn(port, vlan), tagged) : (int)OPEN_BAD_ARGUMENT;
+        return exist ? store(taggingSet(port, vlan), tagged) : (int)OPEN_BAD_ARGUMENT;
     });
     ASK(rpcclt_openapiVlanVIDListGet, [](uint32_t port, VlanIdList *list, uint32_t *count) {
         int rc = listVlans<portInVlan>(port, list);

@@ -11,7 +11,7 @@
   python3 -m switching completion                   completion for bash: source <(python3 -m switching completion)
 
 Which switch: --served FILE (or SWITCHING_SERVED), what "serve.sh --json" printed; or --url URL (or SWITCHING_URL) with the
-session's token in SWITCHING_SESSION. Exit status: 0 success, 1 refused, 2 wrong arguments, 3 no answer.
+session's token in SWITCHING_SESSION. Exit status: 0 success, 1 refused or different, 2 wrong arguments, 3 no answer.
 """
 import argparse
 import json

@@ -2,6 +2,7 @@
 
     served      a Switch, served once for all tests
     switch      the same, in its state at the start: a fresh one for each test
+    switch_state  what `switch` is set to before each test; override it: a file that "switching snapshot" wrote, or a dict
     serving     what is served, the arguments of Switch.serve; override it: {"ports": 48, "sockets": 4}
 
 A test that fails shows what the switch was asked. --switching-build DIR serves a build in a checkout.
@@ -28,9 +29,16 @@ def served(serving, request):
 
 
 @pytest.fixture
-def switch(served, request):
+def switch_state():
+    return None
+
+
+@pytest.fixture
+def switch(served, switch_state, request):
     served.end_hosts()
     served.reset()
+    if switch_state is not None:
+        served.apply(switch_state, exact=True)
     with served.traced() as calls:
         request.node.stash[CALLS] = calls
         yield served

@@ -5,7 +5,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 from . import state_table
 from .description import Wrong
-from .state import Place, State
+from .state import Place, State, natural
 from .state_table import canonical, fitting, member_of
 from .switch import NOT_ADMITTED, Refused
 
@@ -53,15 +53,22 @@ class Reader:
         limits the settings to these."""
         self.answers, self.unread = {}, collections.Counter()
         self.wanted = wanted
-        self.named = {(place.table, place.entity, place.setting) for place in wanted.facts} if wanted else set()
+        self.named = {}  # the parts of each setting of which `wanted` speaks
+        for place in sorted(wanted.facts, key=natural) if wanted else ():
+            self.named.setdefault(tuple(place[:3]), []).append(place.part)
+        self.entities_named = {named[:2] for named in self.named}
         state = State(tables=wanted.tables if wanted else self.table.tables)
-        state.fixed = set()
         if wanted is None or any(place.table == "interfaces" or self.is_per(place) for place in wanted.facts):
             self.ports = self.walked(self.table.tables["interfaces"].ports["walk"])
-            self.interfaces = self.walked(self.table.tables["interfaces"].walk)
-        for entries in self.pool.map(self.entries, [self.table.tables[name] for name in sorted(state.tables)]):
-            state.facts.update(entries[0])
-            state.fixed |= entries[1]
+            self.interfaces = self.all_interfaces() or self.ports
+            state.interfaces = self.interfaces
+        names = sorted(state.tables)
+        for name, entries in zip(names, self.pool.map(self.entries, [self.table.tables[name] for name in names])):
+            if entries is None:
+                state.tables.remove(name)  # of an empty table --exact would remove the entries
+            else:
+                state.facts.update(entries[0])
+                state.fixed |= entries[1]
         self.rules(state)
         tasks = [task for task in self.tasks(state) if only is None or task[1].name in only]
         for facts in self.pool.map(self.setting, tasks):
@@ -71,8 +78,22 @@ class Reader:
     def is_per(self, place):
         return place.setting and self.table.settings[place.setting].per
 
+    def walk(self, path, **keys):
+        """The steps of a walk. Its end is asked for twice: a request that failed once is no end."""
+        steps = list(self.switch.walk(path, **keys))
+        cursor = self.table.known.walk(path).cursor
+        last = {key: steps[-1][member] for key, member in cursor.items()} if steps else {}
+        return steps + [data for data in self.switch.walk(path, **{**keys, **last}) if data not in steps]
+
     def walked(self, path):
-        return [next(iter(data.values())) for data in self.switch.walk(path)]
+        return [next(iter(data.values())) for data in self.walk(path)]
+
+    def all_interfaces(self):
+        try:
+            return self.walked(self.table.tables["interfaces"].walk)
+        except Refused as error:
+            self.report("interfaces that are no ports", error)
+            return []
 
     # Entries
 
@@ -80,23 +101,41 @@ class Reader:
         """The entries of a table with their values, and those of them that cannot be removed."""
         if table.name == "switch" or table.name == "interfaces" or table.of:
             return {}, set()
-        facts = {Place(table.name, entity): value for entity, value in self.listed(table)}
+        facts = self.facts_of(table)
+        if facts is None:
+            return None
         fixed = set()
         if table.kind:
             for place in list(facts):
-                kind = self.answer(table.kind["get"], table.entity_keys(place.entity))
-                if kind not in table.kind["shown"]:
+                kind = self.answer(table.kind["get"], table.entity_keys(place.entity), missing=None)
+                if kind is None:
+                    self.unread[f"{place} {table.kind['get']}", "refused"] += 1
+                elif kind not in table.kind["shown"]:
                     del facts[place]
                 elif kind not in table.kind["removable"]:
                     fixed.add(place)
         return facts if table.make else dict.fromkeys(facts), fixed
 
+    def facts_of(self, table):
+        """The entries; None, after a report, if they cannot be asked for."""
+        try:
+            return {Place(table.name, entity): value for entity, value in self.listed(table)}
+        except Refused as error:
+            self.report(table.name, error)
+            return None
+
+    def report(self, what, error):
+        """Counts what cannot be read. A session that may not even GET has ended."""
+        if isinstance(error, Refused) and error.code == NOT_ADMITTED and error.request.startswith("GET"):
+            raise error
+        self.unread[what, f"{error.code} {error.message}" if isinstance(error, Refused) else str(error)] += 1
+
     def listed(self, table):
         """The entries and values that a walk, a count or questions show."""
         if table.walk:
-            return [(self.entity(table, data), table.value(data)) for data in self.switch.walk(table.walk)]
+            return [(self.entity(table, data), table.value(data)) for data in self.walk(table.walk)]
         if "count" in table.row:
-            return [((number,), {}) for number in range(1, self.answer(table.row["count"], {}) + 1)]
+            return [((number,), {}) for number in range(1, self.answer(table.row["count"], {}, missing=0) + 1)]
         names = {self.answer(path, {}, missing=None) for path in table.row["seen"]}
         names |= {name for place in (self.wanted.facts if self.wanted else ()) if place.table in (table.name, table.row["rules"])
                   for name in place.entity[:1] if name not in names and self.exists(table, name)}
@@ -117,9 +156,15 @@ class Reader:
             if table.of and table.name in state.tables:
                 parents = sorted({place.entity for place in state.facts if place.table == table.of}
                                  or (entity for entity, _ in self.listed(self.table.tables[table.of])))
-                for parent, steps in zip(parents, self.pool.map(
-                        lambda entity: list(self.switch.walk(table.walk, **table.entity_keys(entity))), parents)):
+                for parent, steps in zip(parents, self.pool.map(lambda entity: self.steps_in(table, entity), parents)):
                     state.facts.update({Place(table.name, self.entity(table, data, parent)): {} for data in steps})
+
+    def steps_in(self, table, parent):
+        try:
+            return self.walk(table.walk, **table.entity_keys(parent))
+        except Wrong as error:  # a name that no query can carry
+            self.report(table.name, error)
+            return []
 
     # Settings
 
@@ -137,7 +182,7 @@ class Reader:
             return [()]
         if table.name == "interfaces":
             named = {entity for name, entity, _ in self.named if name == table.name}
-            return sorted(named) if self.wanted else [(number,) for number in self.interfaces]
+            return sorted(named & {(number,) for number in self.interfaces}) if self.wanted else [(one,) for one in self.interfaces]
         entities = sorted(place.entity for place in state.facts if place.table == table.name and not place.setting)
         if not table.make:
             for entity in entities:
@@ -150,8 +195,7 @@ class Reader:
         if self.wanted is None or (table.name, entity, setting.name) in self.named:
             return True
         can_be_absent = setting.remove or setting.optional
-        return can_be_absent and (not table.keys or any(place.entity == entity for place in self.wanted.facts
-                                                        if place.table == table.name))
+        return can_be_absent and (not table.keys or table.removed_last or (table.name, entity) in self.entities_named)
 
     def setting(self, task):
         """{place: value} of a setting of an entry, empty if it is not set."""
@@ -161,22 +205,17 @@ class Reader:
             if not all(self.answer(f"GET {path}", keys) in values for path, values in setting.when.items()):
                 return {}
             if setting.walk:
-                return {place: sorted(next(iter(data.values())) for data in self.switch.walk(setting.walk, **keys))}
-            parts = self.parts(place) if setting.per else setting.parts
+                return {place: sorted(next(iter(data.values())) for data in self.walk(setting.walk, **keys))}
+            parts = self.parts(place) or (self.interfaces if setting.per else setting.parts)
             return {place._replace(part=part): setting.value(self.data(setting, keys, part), part) for part in parts}
         except Refused as error:
-            if error.code == NOT_ADMITTED:
-                raise
             if not (error.code == INVALID or setting.optional and error.code == GENERAL_FAILED):
-                self.unread[setting.name, f"{error.code} {error.message}"] += 1
-        except Wrong as error:  # a name that no query can carry
-            self.unread[setting.name, str(error)] += 1
+                self.report(setting.name, error)
         return {}
 
     def parts(self, place):
-        if not self.wanted:
-            return self.interfaces
-        return sorted(one.part for one in self.wanted.facts if one[:3] == place[:3])
+        """Those parts of a setting of which the wanted state speaks."""
+        return self.named.get(tuple(place[:3]), ())
 
     def data(self, setting, keys, part):
         chosen = {"interface": part} if setting.per else setting.parts[part]

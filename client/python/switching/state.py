@@ -8,7 +8,7 @@ from typing import NamedTuple
 
 from . import state_table
 from .description import Wrong
-from .state_table import canonical, numbers_of, text_of
+from .state_table import numbers_of, text_of
 
 HEAD = "switching state"  # the member with the version
 
@@ -35,6 +35,7 @@ class State:
 
     def __init__(self, facts=None, tables=()):
         self.facts, self.tables = dict(facts or {}), set(tables)
+        self.fixed, self.interfaces = set(), ()  # of a state that was read: entries that stay, interfaces that there are
 
     @classmethod
     def of(cls, found, name="the state"):
@@ -74,7 +75,7 @@ def parsed(path):
         return dict(pairs)
 
     try:
-        with open(path, encoding="utf-8") as file:
+        with open(path, encoding="utf-8-sig") as file:
             return json.load(file, object_pairs_hook=once)
     except OSError as error:
         raise Wrong(f"{path}: {error.strerror}") from None
@@ -134,6 +135,9 @@ class Reading:
         else:
             if table.make:
                 state.facts[Place(table.name, entity)] = {}
+            if table.of:  # a rule implies its list
+                state.tables.add(table.of)
+                state.facts[Place(table.of, entity[:1])] = {}
             self.settings(table, entity, found, state)
 
     def settings(self, table, entity, found, state):
@@ -155,7 +159,7 @@ class Reading:
     def keep(self, state, setting, place, value):
         if setting.elements and setting.keys[0].means not in ("vlans", "interfaces"):
             values = value if isinstance(value, list) else [value]
-            state.facts[place] = sorted(self.value(place, setting.keys, one) for one in values)
+            state.facts[place] = sorted({self.value(place, setting.keys, one) for one in values})
         else:
             state.facts[place] = self.value(place, setting.keys, value)
 
@@ -164,15 +168,10 @@ class Reading:
         given = value if len(keys) > 1 else {keys[0].name: value}
         if not isinstance(given, dict) or set(given) != {key.name for key in keys}:
             raise self.wrong(place, f"this must be an object with {', '.join(key.name for key in keys)}")
-        if any(isinstance(one, dict) for one in given.values()):
-            raise self.wrong(place, "this must be a plain value")
-        values = {}
-        for key in keys:
-            values[key.name] = canonical(key, given[key.name])
-            try:
-                key.value(state_table.sendable(key, values[key.name]))
-            except (Wrong, TypeError) as error:
-                raise self.wrong(place, error) from None
+        try:
+            values = {key.name: state_table.checked(key, given[key.name]) for key in keys}
+        except Wrong as error:
+            raise self.wrong(place, error) from None
         return values if len(keys) > 1 else values[keys[0].name]
 
     def interfaces(self, table, found, state):
@@ -289,12 +288,18 @@ def shown(value):
     return value if isinstance(value, str) and value else json.dumps(value, ensure_ascii=False)
 
 
+def value_of(state, place):
+    """The value, or None. An empty list is as none."""
+    setting, value = state_table.load().settings.get(place.setting), state.facts.get(place)
+    return None if setting and setting.elements and not value else value
+
+
 def diff(first, second):
     """The differences of two states, in order. Of an entry that only one has, its settings are not listed."""
     first, second = State.of(first, "the first state"), State.of(second, "the second state")
     found = []
     for place in sorted({*first.facts, *second.facts}, key=natural):
-        values = first.facts.get(place), second.facts.get(place)
+        values = [value_of(state, place) for state in (first, second)]
         entry = Place(place.table, place.entity)
         missing = place.setting and (entry in first.facts) != (entry in second.facts)
         if values[0] != values[1] and not missing:

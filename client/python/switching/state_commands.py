@@ -89,13 +89,14 @@ def apply(options, switch):
     try:
         outcome = applied.run()
     except (NoAnswer, Refused, KeyboardInterrupt) as error:
-        print(f"switching: ended early: {len(applied.outcome.done)} requests were done; run it again to go on", file=sys.stderr)
+        if applied.outcome.done:
+            print(f"switching: ended early, after {len(applied.outcome.done)} requests that set something; run it again to go on",
+                  file=sys.stderr)
         if isinstance(error, KeyboardInterrupt):
             return 130
         raise
-    for one in outcome.missing:
-        reason = outcome.reason(one)
-        print(f"{one.text(f'in {options.files[0]}', 'on the switch')}" + (f" ({reason})" if reason else ""), file=sys.stderr)
+    for line in outcome.lines(f"in {options.files[0]}", "on the switch"):
+        print(line, file=sys.stderr)
     if outcome.extra:
         print(f"switching: the switch keeps {len(outcome.extra)} entries or settings that are not in {options.files[0]}; "
               "--exact removes them", file=sys.stderr)

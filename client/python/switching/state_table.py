@@ -2,6 +2,7 @@
 each is read, set and removed, and in which order."""
 import functools
 import graphlib
+import ipaddress
 import os
 import re
 import tomllib
@@ -47,7 +48,31 @@ def canonical(key, value):
 
 def sendable(key, value):
     """The value as a request takes it."""
-    return numbers_of(value) if key.schema["type"] == "array" and isinstance(value, str) else value
+    if key.schema["type"] != "array" or isinstance(value, list):
+        return value
+    numbers = [value] if isinstance(value, int) else numbers_of(value)
+    return value if numbers is None else numbers
+
+
+def checked(key, value):
+    """The value of a state's file in its one form. Raises Wrong; a switch would take some of what is wrong for another value."""
+    kind = key.schema["type"]
+    wanted = {"integer": (int, str), "string": str, "boolean": bool, "array": (list, str)}[kind]
+    if not isinstance(value, wanted) or isinstance(value, bool) and kind != "boolean":
+        raise key.wrong(value, {"string": "text", "boolean": "true or false", "array": "a list of numbers"}.get(kind, "a number"))
+    if kind == "array" and sendable(key, value) == value and isinstance(value, str):
+        raise key.wrong(value, 'a list of numbers, as "1,3-5"')
+    if key.means == "ipv4Address" and not is_ipv4(value):
+        raise key.wrong(value, "an IPv4 address")
+    sent = key.value(sendable(key, value))
+    return canonical(key, sent if kind == "integer" else value)
+
+
+def is_ipv4(text):
+    try:
+        return bool(ipaddress.IPv4Address(text))
+    except ValueError:
+        return False
 
 
 def fitting(operation, keys):

@@ -9,6 +9,7 @@ import shutil
 import subprocess
 import tempfile
 import threading
+import time
 import warnings
 from urllib.parse import urlsplit
 
@@ -19,6 +20,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 CHECKOUT = os.path.normpath(os.path.join(HERE, "../../.."))
 NOT_ADMITTED = 403
 UNSUPPORTED = 17002
+IDLE = 4  # seconds after which a connection is made anew: web servers close them after 5, and that may cross a request
 
 
 class Refused(Exception):
@@ -164,8 +166,9 @@ class Switch:
 
     def connection(self, url):
         """The thread's connection. It is made anew when the server has closed it meanwhile."""
-        connection = getattr(self.kept, "connection", None)
-        if connection and connection.sock and select.select([connection.sock], [], [], 0)[0]:
+        connection, now = getattr(self.kept, "connection", None), time.monotonic()
+        idle, self.kept.used = now - getattr(self.kept, "used", now), now
+        if connection and connection.sock and (idle > IDLE or select.select([connection.sock], [], [], 0)[0]):
             connection.close()
         if not connection:
             if url.scheme == "https":
