@@ -4,7 +4,8 @@
  *
  *   measure ROUNDS SECONDS -- CASE [-- CASE]...     CASE: NAME [<INPUT] [VARIABLE=VALUE]... PROGRAM [ARGUMENT]...
  *
- * A command gets exactly the environment of its case, and its input from the file INPUT; its output is dropped. No
+ * A command gets exactly the environment of its case and HTTP_SESSION of measure's own environment (a secret must not be
+ * in arguments, which other users can read). It gets its input from the file INPUT; its output is dropped. No
  * round begins after SECONDS. Output, one line for each case, separated by tabs: name, CPU time (user and system), wall
  * time (both in microseconds), number of rounds.
  */
@@ -36,11 +37,15 @@ static void fail(const char *what, const char *name)
 /* Reads a case from its arguments, which end with a null; the last ones become its command's argument vector. */
 static void readCase(char **argument, struct Case *one)
 {
+    static char session[128];
+    snprintf(session, sizeof session, "HTTP_SESSION=%s", getenv("HTTP_SESSION"));
     one->name = *argument++;
     one->input = "/dev/null";
     if (*argument && **argument == '<')
         one->input = *argument++ + 1;
-    for (int i = 0; *argument && strchr(*argument, '='); argument++) {
+    int i = 0;
+    one->environment[i++] = session;
+    for (; *argument && strchr(*argument, '='); argument++) {
         if (i == VARIABLES_MAX)
             fail("too many variables", one->name);
         one->environment[i++] = *argument;
@@ -129,8 +134,8 @@ int main(int argc, char **argv)
     int rounds = argc > 1 ? atoi(argv[1]) : 0;
     double seconds = argc > 2 ? atof(argv[2]) : 0;
     int count = rounds > 0 && seconds > 0 ? readCases(argv + 3, cases) : 0;
-    if (count == 0)
-        fail("usage", "measure ROUNDS SECONDS -- NAME [<INPUT] [VARIABLE=VALUE]... PROGRAM [ARGUMENT]... [-- ...]");
+    if (count == 0 || !getenv("HTTP_SESSION"))
+        fail("usage", "HTTP_SESSION=TOKEN measure ROUNDS SECONDS -- NAME [<INPUT] [VARIABLE=VALUE]... PROGRAM [ARGUMENT]... [-- ...]");
 
     int order[CASES_MAX];
     for (int i = 0; i < count; i++) {

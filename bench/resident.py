@@ -1,7 +1,8 @@
 #!/usr/bin/python3
-"""resident.py BUILD TOKEN ROUNDS [RATES] - measures the resident program beside the CGI program and prints a Markdown table.
+"""resident.py BUILD ROUNDS [RATES] - measures the resident program beside the CGI program and prints a Markdown table.
 
-BUILD holds switching_v2.cgi, lib/ and resident_floor. OPENCLT_SOCKET names a virtual switch, TOKEN an admin's session.
+BUILD holds switching_v2.cgi, lib/ and resident_floor. OPENCLT_SOCKET names a virtual switch, HTTP_SESSION an
+administrator's session.
 RATES is a directory with rates.plain and rates.resident (requests a second, one line for each round). In each round every
 case runs in turn, so that a change of the machine's load affects all of them alike; the numbers are medians.
 """
@@ -108,14 +109,13 @@ def judged(value, limit):
 def main():
     arguments = parser(__doc__)
     arguments.add_argument("build", metavar="BUILD", type=build_with("switching_v2.cgi", "resident_floor"))
-    arguments.add_argument("token", metavar="TOKEN")
     arguments.add_argument("rounds", metavar="ROUNDS", type=int)
     arguments.add_argument("rates", metavar="RATES", nargs="?")
     options = arguments.parse_args()
-    build, token, rounds = options.build, options.token, options.rounds
+    build, rounds = options.build, options.rounds
     environment = {"OPENCLT_SOCKET": os.environ["OPENCLT_SOCKET"], "LD_LIBRARY_PATH": build + "/lib"}
     program = build + "/switching_v2.cgi"
-    session = {"HTTP_SESSION": token}
+    session = {"HTTP_SESSION": os.environ["HTTP_SESSION"]}
     costs = {name: [] for name in ("read", "write", "resident read", "resident write", "resident floor")}
     with tempfile.TemporaryDirectory() as directory:
         with open(directory + "/body", "wb") as file:

@@ -33,6 +33,8 @@ scratch
 filesOf "$build"
 [ "$files" = /tmp ] || fail "the program's files in /tmp belong to another user: remove them, or run this as their owner"
 makeSession
+export HTTP_SESSION=$token # never in a command's arguments, which other users can read
+mapfile -t bare < <({ compgen -e; echo SWITCHING_SCRIPT; echo _; } | grep -vx HTTP_SESSION | sed 's/^/--unset=/')
 
 # A switch for each length of list. Faults answer the list operations, as no switch has 4,096 VLANs to list. All ids
 # have four digits, so that twice as many ids make a text twice as long.
@@ -52,7 +54,7 @@ names=(floor floorAgain plain read1024 read2048 read4096 write1024 write2048 wri
 listPath=vlan/dot1q-sw-port-trunk-allowed-vlan-list
 success='"resp":{"respCode":0,"respMsg":"Success","status":"success"}'
 
-# setRequest NAME: sets request (environment and command), input, and expected, the answer without white space.
+# setRequest NAME: sets request (environment without the session, and command), input, and expected, the answer without white space.
 setRequest()
 {
     local length=${1//[!0-9]/} method=GET path=bridge/dot1d-stp-priority query="" data='"bridge":{"priority":32768},'
@@ -63,7 +65,7 @@ setRequest()
         read*) path=$listPath query=intf=1 data="\"vlan\":{\"vidList\":[${ids[$length]}]}," ;;
         write*) path=$listPath method=PUT input=$run/body$length data="" ;;
     esac
-    request=(PATH=/usr/bin:/bin "OPENCLT_SOCKET=$run/switch${length:-4096}" "HTTP_SESSION=$token" REQUEST_METHOD=$method
+    request=(PATH=/usr/bin:/bin "OPENCLT_SOCKET=$run/switch${length:-4096}" REQUEST_METHOD=$method
              "REQUEST_URI=/api/v2/switching/$path${query:+?$query}" "QUERY_STRING=$query"
              "CONTENT_LENGTH=$(stat -c %s "$input")" "LD_LIBRARY_PATH=$build/lib" "${command[@]}")
     expected="Content-Type:application/json{$data$success}"
@@ -72,7 +74,7 @@ setRequest()
 # Every answer must be right before anything is measured.
 for name in "${names[@]}"; do
     setRequest $name
-    answer=$(env -i "${request[@]}" <"$input" | tr -d ' \t\r\n')
+    answer=$(env "${bare[@]}" "${request[@]}" <"$input" | tr -d ' \t\r\n')
     [ "$answer" = "$expected" ] || fail "$name answers ${answer:0:300}"
 done
 
@@ -90,8 +92,8 @@ echo "Counting instructions" >&2
 for name in "${names[@]}"; do
     [ $name != floorAgain ] || continue
     setRequest $name
-    attend timeout 60 env -i "${request[@]::8}" valgrind --tool=callgrind \
-        --callgrind-out-file="$run/$name.callgrind" "${request[@]:8}" <"$input" >/dev/null 2>"$run/$name.valgrind" ||
+    attend timeout 60 env "${bare[@]}" "${request[@]::7}" valgrind --tool=callgrind \
+        --callgrind-out-file="$run/$name.callgrind" "${request[@]:7}" <"$input" >/dev/null 2>"$run/$name.valgrind" ||
         fail "$name under callgrind: $(cat "$run/$name.valgrind")"
 done
 callgrind_annotate --inclusive=yes --threshold=100 "$run/plain.callgrind" >"$run/plain.annotated"
@@ -102,23 +104,23 @@ startWebServer "$build" "$(anyPorts)" "\"LD_LIBRARY_PATH\" => \"$build/lib\"" "
 alias.url += (\"/api/v2/floor/\" => \"$build/floor/\")
 \$HTTP[\"url\"] =~ \"^/api/v2/floor(/|\$)\" { cgi.assign = (\"floor\" => \"\") }"
 base=http://127.0.0.1:$port
-session="Session: $token"
+echo "wrk.headers['Session'] = '$token'" >"$run/session.lua"
 declare -A url=([floor]=$base/api/v2/floor/bridge/dot1d-stp-priority
                  [plain]=$base/api/v2/switching/bridge/dot1d-stp-priority)
 resident=yes startWebServer "$build" "$(anyPorts)" "\"LD_LIBRARY_PATH\" => \"$build/lib\""
 url[resident]=http://127.0.0.1:$port/api/v2/switching/bridge/dot1d-stp-priority
 setRequest plain
 for name in floor plain resident; do
-    answer=$(curl -s -D - -o "$run/answer" -H "$session" "${url[$name]}")
+    answer=$(curl -s -D - -o "$run/answer" -H "@$run/header" "${url[$name]}")
     [ "$(tr -d ' \t\r\n' <"$run/answer")" = "${expected#*json}" ] || fail "$name answers $answer"
 done
 for ((round = 0; round < webRounds; round++)); do
     for name in floor plain resident; do
-        attend wrk -t 1 -c 4 -d 1s -H "$session" "${url[$name]}" >"$run/wrk"
+        attend wrk -t 1 -c 4 -d 1s -s "$run/session.lua" "${url[$name]}" >"$run/wrk"
         ! grep -E 'Non-2xx|Socket errors' "$run/wrk" >&2 || fail "$name was not answered"
         sed -n 's|^Requests/sec: *||p' "$run/wrk" >>"$run/rates.$name"
     done
 done
-bench/resident.py "$build" "$token" $residentRounds "$run" >"$run/resident" # after the rates: it is printed last
+bench/resident.py "$build" $residentRounds "$run" >"$run/resident" # after the rates: it is printed last
 bench/table.py "$run" "$load at the start, $(cut -d' ' -f1 /proc/loadavg) at the end"
 cat "$run/resident"

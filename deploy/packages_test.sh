@@ -52,8 +52,8 @@ port=$(shuf -i 20000-32000 -n 1)
 base=http://127.0.0.1:$port/api/v2/switching
 launch "${inRoot[@]}" --userspec=games:games "$fresh" switching-serve --port "$port" >"$run/serve.log" 2>&1
 await "until you press Ctrl-C" cat "$run/serve.log"
-session=$(sed -n "s/^  session='\(.*\)'/\1/p" "$run/serve.log")
-await '"priority":	32768' curl -s -H "$session" "$base/bridge/dot1d-stp-priority"
+sed -n "s/^  session='\(.*\)'/\1/p" "$run/serve.log" >"$run/header"
+await '"priority":	32768' curl -s -H "@$run/header" "$base/bridge/dot1d-stp-priority"
 await '<title>' curl -s "${base%/api/*}/console/"
 kill -TERM "$(cat "/proc/$!/task/$!/children")"
 wait "$!" || true
@@ -88,7 +88,9 @@ chown root "$fresh/tmp/zt731.log"
 files_at_boot
 [ "$(stat -c '%U %a' "$fresh/tmp/zt731.log.old")" = "www-data 660" ] && grep -q 'a line' "$fresh/tmp/zt731.log.old" ||
     fail "files_at_boot.sh lost root's log: $(made)"
-within sh -c 'printf "admin\n0\ntoken" >/tmp/session/token && chown -R www-data /tmp/session'
+token=$(newToken)
+(umask 077; echo "Session: $token" >"$run/header"; printf 'admin\n0\n%s' "$token" >"$fresh/tmp/session/$token")
+within chown -R www-data /tmp/session
 launch "${inRoot[@]}" --userspec=www-data:www-data "$fresh" vswitch >"$run/vswitch.log" 2>&1
 await "serving" cat "$run/vswitch.log"
 # debianServes: starts lighttpd with what is enabled, and waits for an answer.
@@ -96,9 +98,17 @@ debianServes()
 {
     launch "${inRoot[@]}" "$fresh" sh -c 'LD_LIBRARY_PATH=$(echo /usr/lib/*/switching-vswitch/lib) exec lighttpd -D -f /etc/lighttpd/lighttpd.conf' \
         >"$run/lighttpd.log" 2>&1
-    await '"address":	"{\"%41+"' curl -s -g -H 'Session: token' "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
+    await '"address":	"{\"%41+"' curl -s -g -H "@$run/header" "$base/bridge/dot1d-tp-fdb-entry?address={\"%41+"
+}
+# reload: as Debian's unit and the rotation of its logs do it. The server starts anew.
+reload()
+{
+    : >"$fresh/var/log/lighttpd/error.log"
+    kill -USR1 "$(cat "/proc/${pids[-1]}/task/${pids[-1]}/children")"
+    await "server started" cat "$fresh/var/log/lighttpd/error.log"
 }
 debianServes
+reload
 curl -s -i "$base/bridge/dot1d-stp-priority" >"$run/refused"
 head -n 1 "$run/refused" | grep -q 403 && ! grep -q ERROR "$run/refused" && grep -q '403 Forbidden' "$fresh/tmp/zt731.log" ||
     fail "without a session: $(cat "$run/refused" "$fresh/tmp/zt731.log")"

@@ -49,6 +49,9 @@ static int serveOneRequest()
 int main()
 {
     occupyStandardStreams();
+#ifndef __GLIBC__ /* musl would send the header line at once, before memory can run out */
+    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
+#endif
     signal(SIGPIPE, SIG_IGN); /* the request ends as usual, even if the web server no longer reads */
     logOpen(LOG_TO_FILE, LOG_USER, "kelt_cgi");
     int listening = listeningSocket();

@@ -93,8 +93,8 @@ class Tree:
         with open(f'{self.source}/{path}', 'w', encoding='utf-8') as file:
             file.write(text)
 
-    def commands_for(self, path, quick):
-        """(name, command) of the tests for a fault in `path`: its own tests, then the others (quick: some)."""
+    def finder_of_fault(self, path, quick):
+        """The name of the first tests that fail: those for `path`, then the others (quick: some); None if none do."""
         def proof(*parts):
             return 'proof', ['tests/proof/proof.py', '--first', self.build, 'api/openapi.json', *parts]
 
@@ -105,14 +105,8 @@ class Tree:
         family = os.path.basename(path)[:-4].replace('protected_port', 'protectedport').replace('_', '-')
         first = {'switching': proof(f'/{family}/'), 'vswitch': tests('-L', 'vswitch')}.get(
             path.split('/')[0], ('unit_tests', [f'{self.build}/unit_tests']))
-        return [first, *([tests('-L', 'program'), proof('/macal/', '/mvrp/')] if quick else [tests()])]
-
-    def finder_of_fault(self, path, quick):
-        """The name of the first tests that fail; None if none do."""
-        for name, command in self.commands_for(path, quick):
-            if self.run(command, 900) != 0:
-                return name
-        return None
+        others = [tests('-L', 'program'), proof('/macal/', '/mvrp/')] if quick else [tests()]
+        return next((name for name, command in [first, *others] if self.run(command, 900) != 0), None)
 
 
 def main():

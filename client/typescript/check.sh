@@ -29,7 +29,7 @@ filesOf "$root/build" private
 makeSession
 startSwitch switch "$root/build"
 startWebServer "$root/build" "$(anyPorts)" "$preload"
-attend node compiled/example.js "http://127.0.0.1:$port/api/v2/switching" "$token" | tee "$run/printed"
+SWITCHING_SESSION=$token attend node compiled/example.js "http://127.0.0.1:$port/api/v2/switching" | tee "$run/printed"
 diff - "$run/printed" <<'END'
 once more: Object exist
 VLANs: 1 30

@@ -1,16 +1,17 @@
 /*
- * example.ts BASE TOKEN - a client in TypeScript. The compiler checks its paths, keys, values and answers: check.sh makes
- * switching.d.ts from openapi.json. The client creates a VLAN, walks through the VLANs, and filters an address.
+ * example.ts BASE - a client in TypeScript. SWITCHING_SESSION is the session's token. The compiler checks its paths, keys,
+ * values and answers: check.sh makes switching.d.ts from openapi.json. The client creates a VLAN, walks through the VLANs,
+ * and filters an address.
  */
 import createClient from "openapi-fetch";
 import type { paths } from "./switching.js";
 
-declare const process: { argv: string[] };
-const [baseUrl, token] = process.argv.slice(2);
+declare const process: { argv: string[]; env: Record<string, string | undefined> };
+const baseUrl = process.argv[2];
 
 const client = createClient<paths>({
   baseUrl,
-  headers: { Session: token },
+  headers: { Session: process.env["SWITCHING_SESSION"] },
   querySerializer: { allowReserved: true }, // the interface does not percent-decode the values of a query
 });
 

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """console_test.py - uses the console as a person would, in a headless Chromium. console_test.sh starts it.
 
-Usage: console_test.py URL BUILD LIGHTTPD-CONFIGURATION LIGHTTPD-PID SESSION-DIRECTORY TOKEN READ-ONLY-TOKEN SHOTS
-OPENCLT_SOCKET names the switch's socket. AXE, if set, is the path of axe-core's script: then each view is checked for
-accessibility. The screenshots go into the directory SHOTS.
+Usage: console_test.py URL BUILD LIGHTTPD-CONFIGURATION LIGHTTPD-PID SESSION-DIRECTORY SHOTS
+OPENCLT_SOCKET names the switch's socket, TOKEN an administrator's session, READER one that may only read. AXE, if set, is
+the path of axe-core's script: then each view is checked for accessibility. The screenshots go into the directory SHOTS.
 """
 import inspect
 import json
@@ -15,7 +15,7 @@ import tempfile
 import time
 import urllib.request
 
-if len(sys.argv) != 9:  # before selenium is needed
+if len(sys.argv) != 7:  # before selenium is needed
     print(__doc__)
     sys.exit(0 if "--help" in sys.argv else 2)
 
@@ -29,7 +29,8 @@ from selenium.webdriver.support.ui import WebDriverWait
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools"))
 from description import load, operations_of  # noqa: E402
 
-url, build, configuration, web_server, sessions, token, reader, shots = sys.argv[1:]
+url, build, configuration, web_server, sessions, shots = sys.argv[1:]
+token, reader = os.environ["TOKEN"], os.environ["READER"]
 api = url.replace("/console/", "/api/v2/switching/")
 endpoints = len(list(operations_of(load())))
 

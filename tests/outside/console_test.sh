@@ -27,5 +27,5 @@ if command -v npm >/dev/null; then
 else
     echo "skipped: accessibility (there is no npm)"
 fi
-attend /usr/bin/python3 "$root/tests/outside/console_test.py" "http://127.0.0.1:$port/console/" "$build" "$run/lighttpd.conf" \
-    "${pids[-1]}" "$files/session" "$token" "$reader" "${shots:-$run}"
+TOKEN=$token READER=$reader attend /usr/bin/python3 "$root/tests/outside/console_test.py" "http://127.0.0.1:$port/console/" "$build" "$run/lighttpd.conf" \
+    "${pids[-1]}" "$files/session" "${shots:-$run}"

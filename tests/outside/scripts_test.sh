@@ -94,15 +94,11 @@ if [ "$(id -u)" = 0 ]; then
 fi
 
 # What other users of the machine must not get at: the token in a command's arguments, and the trace without a session.
-mkdir "$run/tmp" "$run/bin"
-printf '#!/bin/sh\necho "$@" >>%q\nexec %q "$@"\n' "$run/arguments" "$(command -v curl)" >"$run/bin/curl"
-chmod 755 "$run/bin/curl"
-PATH=$run/bin:$PATH TMPDIR=$run/tmp launch ./serve.sh --own-files --build "$build" --port "$port" >"$run/out" 2>&1
-for ((try = 0; try < 400; try++)); do ! grep -q Ctrl-C "$run/out" || break; sleep 0.05; done
-token=$(sed -n "s/^  session='Session: \(.*\)'/\1/p" "$run/out")
-[ ${#token} = 32 ] && grep -q 127.0.0.1 "$run/arguments" || complain "serve.sh does not serve: $(cat "$run/out")"
-! grep "$token" "$run/arguments" || complain "serve.sh gives a command the token"
-printf 'Session: %s\n' "$token" >"$run/header"
+given=$(grep -nP '(?<!\\)\$\{?(token|writer|reader|session)\b' "${scripts[@]/*.py//dev/null}" tools/*.sh | grep -vP ':\d+: *(\(umask 077; )?(echo|printf|set --|makeSession|startWebServer|"\$\(consoleFor|"\$port" |\\\$ curl|The switch|  as a|  session=|[A-Z_]+=\$token\b(?!.*\$token\b)|export [A-Z_]+=\$token\b)') || true
+[ ! "$given" ] || complain "a command may get a token as an argument: $given"
+mkdir "$run/tmp"
+serve && serves || complain "serve.sh does not serve: $(cat "$run/out")"
+sed -n "s/^  session='\(.*\)'/\1/p" "$run/out" >"$run/header"
 for path in trace trace/ trace/x trace%2fx trace/.; do
     status=$(curl -s -o "$run/body" -w '%{http_code}' --path-as-is "http://127.0.0.1:$port/console/$path")
     [ "$status" = 403 ] || complain "/console/$path without a session: status $status, $(head -c 80 "$run/body")"

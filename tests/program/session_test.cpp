@@ -102,6 +102,8 @@ TEST_F(Session, endsAfterTwoHours)
     EXPECT_TRUE(logged("INFO Token timeout(7300 - 99).please login again. "
                        "(userName: joe\n timestamp: 99\n)\r\n")) << log();
     EXPECT_FALSE(served("s"));
+    EXPECT_FALSE(servedWith("joe\n99\nro\ns", "PUT"));
+    EXPECT_TRUE(exists(tmp("session/s"))); /* the role is checked first */
     EXPECT_TRUE(servedWith("joe\n0\nrw\ns"));
     EXPECT_TRUE(servedWith("joe\nsoon\nrw\ns"));
     EXPECT_TRUE(servedWith("joe\n999999\nrw\ns")); /* before the last reboot */
