@@ -122,7 +122,8 @@ static VlanBits declarations(uint32_t port)
 }
 
 /* MVRP names all VLANs in one vector. */
-static void sendVlans(RegistrationProtocol protocol, uint32_t port, const VlanBits &joined, const VlanBits &left, bool all)
+static void sendVlans(RegistrationProtocol protocol, uint32_t port, const VlanBits &joined, const VlanBits &left,
+                      bool all)
 {
     Declarations vlans = {1, sizes.first, HIGHEST_VLAN, all, {}};
     auto flush = [&] {

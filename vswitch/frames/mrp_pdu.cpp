@@ -30,7 +30,8 @@ static uint64_t takeNumber(std::string_view *from, size_t size)
 /* Reading */
 
 /* Handles a vector, with three events in a byte. */
-static void readVector(std::string_view events, uint64_t values, size_t size, uint64_t first, const EventHandler &handle)
+static void readVector(std::string_view events, uint64_t values, size_t size, uint64_t first,
+                       const EventHandler &handle)
 {
     static const uint32_t place[] = {36, 6, 1};
     for (uint64_t i = 0; i < values; i++) {

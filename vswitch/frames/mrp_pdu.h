@@ -1,5 +1,5 @@
 /*
- * mrp_pdu.h - the PDUs of the registration protocols: MRP's (MVRP, MMRP) and GARP's (GVRP, GMRP), and when they are due.
+ * mrp_pdu.h - the PDUs of the registration protocols: MRP's (MVRP, MMRP) and GARP's (GVRP, GMRP), and their timers.
  */
 #ifndef VSWITCH_MRP_PDU_H
 #define VSWITCH_MRP_PDU_H

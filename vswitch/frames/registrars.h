@@ -1,5 +1,5 @@
 /*
- * registrars.h - where the registration protocols run with plugged neighbours: one registrar for each protocol and port.
+ * registrars.h - where the registration protocols run with plugged neighbours: a registrar for each protocol and port.
  */
 #ifndef VSWITCH_REGISTRARS_H
 #define VSWITCH_REGISTRARS_H
@@ -25,8 +25,8 @@ struct RegistrarTimes {
 template <class Registrar> using Registrars = std::map<std::pair<RegistrationProtocol, uint32_t>, Registrar>;
 
 /*
- * Removes the registrars whose protocol has ended, and adds those whose protocol has started. Returns the ports that lost
- * all they had: nothing of their neighbour may stay registered.
+ * Removes the registrars whose protocol has ended, and adds those whose protocol has started. Returns the ports that
+ * lost all they had: nothing of their neighbour may stay registered.
  */
 template <class Registrar>
 PortSet updateRegistrars(std::array<RegistrationProtocol, 2> protocols, Registrars<Registrar> *registrars)

@@ -1,8 +1,8 @@
 /*
  * groups.cpp - the group addresses that neighbours register by GMRP and MMRP: on which ports are members of a group?
  *
- * What a neighbour declared is kept by VLAN and address. It is in force while GMRP or MMRP runs on the port and the port
- * is in the VLAN.
+ * What a neighbour declared is kept by VLAN and address. It is in force while GMRP or MMRP runs on the port and the
+ * port is in the VLAN.
  */
 #include <algorithm>
 #include <map>

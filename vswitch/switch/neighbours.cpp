@@ -23,10 +23,11 @@ static CommandOutcome moveInGroup(uint32_t port, uint64_t group, const Args &arg
     if (args.size() > 3 && (!readNumber(args[3], 1, HIGHEST_VLAN, &vlan) || !vlanExists((uint32_t)vlan)))
         return refuse(answer, "there is no VLAN \"" + args[3] + "\"; create it first");
     GroupKey key = {(uint32_t)vlan, group};
+    if (args[1] == "leaves" && !withdrawGroup(port, key))
+        return refuse(answer, "the neighbour on port " + args[0] + " has not joined " + args[2] + " in VLAN " +
+                                  std::to_string(vlan));
     if (args[1] == "leaves")
-        return withdrawGroup(port, key) ? COMMAND_DONE
-                                        : refuse(answer, "the neighbour on port " + args[0] + " has not joined " + args[2] +
-                                                             " in VLAN " + std::to_string(vlan));
+        return COMMAND_DONE;
     if (!groupIsRegistrable(group))
         return refuse(answer, "\"" + args[2] + "\" is no group that can be registered");
     if (!declareGroup(port, key))
@@ -63,8 +64,8 @@ void registerNeighbours()
     static const Command commands[] = {
         {.group = EVENT_COMMANDS, .name = "neighbour", .usage = "PORT joins|leaves VLAN", .fewest = 3, .most = 4,
          .help = "a neighbour on the port declares the VLAN by GVRP and MVRP, or withdraws it\n"
-                 "neighbour PORT joins|leaves GROUP [VLAN]   the group by GMRP and MMRP, in VLAN or in the port's PVID;\n"
-                 "GROUP is an address, all-groups or unregistered-groups", .run = neighbour},
+                 "neighbour PORT joins|leaves GROUP [VLAN]   the group by GMRP and MMRP, in VLAN or in the\n"
+                 "port's PVID; GROUP is an address, all-groups or unregistered-groups", .run = neighbour},
     };
     registerCommands(commands);
 }

@@ -5,8 +5,8 @@
  * sends a PDU and receives one when it starts and at each LeaveAll timer. MVRP and MMRP send another one every second
  * while their periodic state machine is on. Where GVRP or MVRP runs, the neighbour registers the VLANs that it
  * declares. A VLAN that the port may not be in counts as a failed registration each time. Simulated neighbours declare
- * the VLANs 3001 and 3002 on port 1, 3002 and 3003 on port 2, until the command `neighbour` changes that. groups.cpp keeps
- * the groups that are declared where GMRP or MMRP runs. frames/mrp.cpp and frames/groups.cpp handle real neighbours.
+ * the VLANs 3001 and 3002 on port 1, 3002 and 3003 on port 2, until the command `neighbour` changes that. groups.cpp
+ * keeps the groups that are declared. frames/mrp.cpp and frames/groups.cpp handle real neighbours.
  */
 #include <algorithm>
 #include <array>

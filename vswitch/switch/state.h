@@ -293,7 +293,7 @@ std::vector<GroupKey> declaredGroups(uint32_t port);
 /* The ports on which the group is registered now: what neighbours declare, where the protocol runs in the VLAN. */
 PortSet groupPorts(const GroupKey &group);
 
-/* The groups that are registered, ascending, each with the lowest two of its ports; `second` 0: it has one port only. */
+/* The groups that are registered, ascending, each with the lowest two of its ports; `second` 0: it has one. */
 struct RegisteredGroup {
     GroupKey key;
     uint32_t first, second;
