@@ -1,6 +1,6 @@
 /*
- * changes.h - random operations and commands from a seed, for the virtual switch that a test is linked with, and what all
- * operations that only ask answer then.
+ * changes.h - random operations and commands from a seed, for the virtual switch that a test is linked with, and what
+ * all operations that only ask answer then.
  */
 #ifndef TESTS_VSWITCH_CHANGES_H
 #define TESTS_VSWITCH_CHANGES_H

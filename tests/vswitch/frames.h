@@ -1,6 +1,6 @@
 /*
- * frames.h - frames through the virtual switch. Requests configure it, hosts on sockets send frames, and each row says on
- * which ports the frames come out. The command "settle" waits until all frames are forwarded. The clock stands still
+ * frames.h - frames through the virtual switch. Requests configure it, hosts on sockets send frames, and each row says
+ * on which ports the frames come out. The command "settle" waits until all frames are forwarded. The clock stands still
  * except for the command "pass SECONDS".
  */
 #ifndef TESTS_VSWITCH_FRAMES_H
@@ -107,8 +107,8 @@ inline char letterOf(const std::string &address)
 }
 
 /*
- * The frame of a text: "A>B" from A to B, "A>B@10" with a tag of VLAN 10, "A>B@10p5" and priority 5, "A>B@10p5d" and DEI.
- * Behind that, "=IP:PORT" for a TCP packet, "=IP:PORT+" for a later fragment of one, and ":1600" for the length in bytes.
+ * The frame of a text: "A>B" from A to B, "A>B@10" with a tag of VLAN 10, "A>B@10p5" and priority 5, "A>B@10p5d" and
+ * DEI. Behind that, "=IP:PORT" for a TCP packet, "=IP:PORT+" for a later fragment of one, and ":1600" for the length.
  */
 inline std::string frameOf(const std::string &text)
 {

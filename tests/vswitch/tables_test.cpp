@@ -27,11 +27,15 @@ TEST_F(Vlan, isCreatedListedAndDeleted)
         POST vlan/create?vlanNum=20
         POST vlan/create?vlanNum=10
         POST vlan/create?vlanNum=4094
+        POST vlan/create?vlanNum=4095 | 10003
         DELETE vlan/delete?vlanNum=20
         DELETE vlan/delete?vlanNum=20 | 10003
         DELETE vlan/delete?vlanNum=1 | 10000
         GET vlan/dot1q-vlan-num-deletes | "val":1
+        GET vlan/next-vlan?vid=10 | "nextVid":4094
+        GET vlan/next-vlan?vid=4094 | 10000
         PUT vlan/if-participation?vlanNum=10&ifNum=3 {"participationMode":1}
+        PUT vlan/if-participation?vlanNum=10&ifNum=3 {"participationMode":3} | -22
         GET vlan/vid-list?intfNum=3 | "numOfElements":2,"vidList":[1,10]
         PUT vlan/if-tagging?vlanNum=10&ifNum=3 {"tagging":2} | -22
         PUT vlan/if-accept-frame-type?ifNum=3 {"type":3}
@@ -62,6 +66,7 @@ TEST_F(Fdb, isWalkedCountedAndFlushed)
         hold
         GET fdb/entry-next?vlanId=3 | "mac":"02:00:00:00:03:03"
         GET fdb/entry-next?vlanId=3&mac=02:00:00:00:1b:1b | 10000
+        GET fdb/vlan-internal-entries?vlanId=1 | "entries":1
         DELETE fdb/entry?vlanId=1&intIfNum=4&mac=02:00:00:00:04:04
         DELETE fdb/entry?vlanId=1&intIfNum=4&mac=02:00:00:00:04:04 | 10000
         POST fdb/flush-by-mac {"mac":"02:00:00:00:05:05"}
@@ -75,6 +80,7 @@ TEST_F(Fdb, isWalkedCountedAndFlushed)
         GET fdb/is-restr-filter-mac?macaddr=01:80:C2:00:00:0F | "restricted":"true"
         GET fdb/is-restr-filter-mac?macaddr=01:80:C2:00:00:10 | "restricted":"false"
         PUT bridge/db-dot1d-tp-aging-time {"agingTime":10}
+        PUT bridge/db-dot1d-tp-aging-time {"agingTime":1000001} | 10003
         PUT fdb/addr-aging-timeout {"fdbId":3,"timeOut":400}
         GET bridge/db-dot1d-tp-aging-time | "agingTime":400
         GET bridge/dot1d-tp-fdb-entry-next?address=02:A0:C9:00:00:01 | 10000
@@ -89,6 +95,7 @@ TEST_F(StaticFilter, keepsItsSourcesAndDestinations)
         POST static-filter/filter?vlanId=4 {"macAddr":"02:00:00:00:aa:01"}
         POST static-filter/filter?vlanId=1 {"macAddr":"03-00-00-00-aa-01"}
         POST static-filter/filter?vlanId=1 {"macAddr":"FF:FF:FF:FF:FF:FF"} | 10003
+        GET static-filter/filter-next?vlanId=1&macAddr=03:00:00:00:AA:01 | 10000
         POST static-filter/filter-src-intf-list-modify?vlanId=4 {"macAddr":"02:00:00:00:AA:01","srcIntfList":"9,1-3"}
         POST static-filter/filter-src-intf-list-modify?vlanId=4 {"macAddr":"02:00:00:00:AA:01","srcIntfList":"3-1"}
             | 10003
@@ -144,6 +151,7 @@ TEST_F(ProtectedPort, keepsGroupsAndTheirMembers)
         POST protectedport/group-intf?ifNum=4&groupId=2
         POST protectedport/group-intf?ifNum=5&groupId=1
         POST protectedport/group-intf?ifNum=9&groupId=3 | 10000
+        GET protectedport/next-group?ifNum=9&groupId=2 | 10000
         DELETE protectedport/group-intf?ifNum=9&groupId=1 | 10000
         DELETE protectedport/group-intf?ifNum=9&groupId=2
         POST protectedport/group-intf?ifNum=2&groupId=2
@@ -176,7 +184,12 @@ TEST_F(Setting, isReadBack)
 TEST_F(Voip, keepsVendorPrefixesAndModes)
 {
     play(R"(
+        GET voip/oui-next-entry?voipOui=2A:5D:01 | "nextVoipOui":"7E:40:91"
+        GET voip/oui-next-entry?voipOui=B6:0C:E3 | 10000
+        GET voip/oui-entry?ouiIndex=33 | 10003
+        GET voip/oui-entry-next?ouiIndex=1 | "voipOui":"2A:5D:01","ouiDesc":"Conference phones","nextOuiIndex":2
         POST voip/index-oui?ouiIndex=32 {"voipOui":"02:BE:EF","ouiDesc":"lab"}
+        POST voip/index-oui?ouiIndex=33 {"voipOui":"02:BE:F0"} | 10003
         POST voip/oui {"voipOui":"02:BE:F0"}
         GET voip/oui-entry?ouiIndex=4 | "02:BE:F0"
         POST voip/oui {"voipOui":"ac-de-48","ouiDesc":"lab"}
@@ -209,6 +222,8 @@ TEST_F(AccessList, keepsListsAndRules)
         POST macal/rule-entry {"macalName":"lab"} | "macalRulePrio":4
         POST macal/rule-entry {"macalName":"lab","macalRulePrio":64} | "macalRulePrio":64
         POST macal/rule-entry {"macalName":"lab"} | "macalRulePrio":1
+        POST macal/rule-entry {"macalName":"lab","macalRulePrio":65} | 10003
+        GET macal/rule-next?macalName=lab&macalRulePrio=64 | 10000
         DELETE macal/rule?macalName=lab&macalRulePrio=4
         POST macal/rule-action {"macalName":"lab","macalRulePrio":3,"action":"permit"}
         GET macal/rule-action?macalName=lab&macalRulePrio=3 | "permit"
@@ -241,6 +256,7 @@ TEST_F(MacVlan, mapsAddressesAndVendorPrefixes)
         POST vlan/mac-get-next {"mac":"00:11:22:33:44:AA"} | "nextMac":"00:11:22:33:44:AB","nextVlanId":1
         DELETE vlan/mac?mac=00:11:22:33:44:AB&vlanId=10 | -1
         DELETE vlan/mac?mac=00:11:22:33:44:AB&vlanId=1
+        POST vlan/mac {"mac":"01:00:5E:00:00:01","vlanId":10} | -22
         POST vlan/mac-oui-vlan?vlanId=10 {"oui":"ac-de-48"}
         POST vlan/mac-oui-vlan?vlanId=10 {"oui":"00:11:22"}
         POST vlan/mac-oui-vlan?vlanId=10 {"oui":"01:00:5E"} | 10003
@@ -271,14 +287,19 @@ TEST_F(ProtocolVlan, keepsGroupsAndTheirProtocols)
     play(R"(
         POST pbvlan/group?groupId=128
         POST pbvlan/group?groupId=2
+        POST pbvlan/group?groupId=129 | 10003
+        POST pbvlan/group-get-next?groupId=2 | "nextGroupId":128
+        POST pbvlan/group-get-next?groupId=128 | 10000
         PUT pbvlan/group-name?groupId=2 {"groupName":"lab"}
         PUT pbvlan/group-name?groupId=128 {"groupName":"lab"} | 10011
         GET pbvlan/group-id?groupName=attic | 10000
         POST pbvlan/group-protocol?groupId=2 {"prot":2054}
         POST pbvlan/group-protocol?groupId=2 {"prot":2048}
+        POST pbvlan/group-protocol?groupId=2 {"prot":1535} | 10003
         GET pbvlan/group-protocol?groupId=2 | "protList":"2048,2054"
         POST pbvlan/group-protocol-get-next?groupId=2 {"prot":2048} | "nextProt":2054
         DELETE pbvlan/group-protocol?groupId=2&prot=2054
+        DELETE pbvlan/group-protocol?groupId=2&prot=2054 | 10000
         POST pbvlan/intf-validate?ifNum=28
         DELETE pbvlan/group?groupId=2
         GET pbvlan/group-protocol?groupId=2 | 10000
