@@ -340,7 +340,8 @@ Outcome SwitchTest::run(const Environment &environment, const std::string &body)
     Environment others = environment;
     std::string head;
     others.try_emplace("CONTENT_LENGTH", "0");
-    for (const char *name : {"CONTENT_LENGTH", "REQUEST_URI", "REQUEST_METHOD", "QUERY_STRING", "HTTP_SESSION", "HTTP_REFRESH"})
+    for (const char *name :
+         {"CONTENT_LENGTH", "REQUEST_URI", "REQUEST_METHOD", "QUERY_STRING", "HTTP_SESSION", "HTTP_REFRESH"})
         if (auto variable = others.extract(name))
             head += name + ('\0' + variable.mapped()) + '\0';
     if (resident.pid < 0 || others != residentEnvironment)

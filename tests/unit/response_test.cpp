@@ -3,6 +3,7 @@
  */
 #include "common/response.h"
 
+#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
@@ -18,6 +19,17 @@ TEST(ResultCodes, haveMessagesAndAreMadeOfAnyCode)
     for (auto [code, message] : {std::pair{0, "Success"}, {10024, "HTTP method is not suported for this request"},
                                  {11000, ""}, {-7, "Failed to allocate memory"}, {12, "Error code unknown"}})
         EXPECT_STREQ(resultMessage(ResultCode{code}), message);
+}
+
+/* Counters have 64 bits: cJSON prints those of more than 15 digits with an exponent. */
+TEST(Numbers, arePrintedAsByCJson)
+{
+    for (double value : {0., -22., 999999999999999., 1e15, 9007199254740994., 18446744073709551615., 0.5}) {
+        cJSON *ours = numberItem(value), *theirs = cJSON_CreateNumber(value);
+        char *text = cJSON_Print(ours), *expected = cJSON_Print(theirs);
+        EXPECT_STREQ(text, expected);
+        cJSON_free(text), cJSON_free(expected), cJSON_Delete(ours), cJSON_Delete(theirs);
+    }
 }
 
 /* Both builders: what they return, and what their output holds. (Before, it holds "old", or only zeros.) */
