@@ -137,8 +137,9 @@ class Reader:
         if "count" in table.row:
             return [((number,), {}) for number in range(1, self.answer(table.row["count"], {}, missing=0) + 1)]
         names = {self.answer(path, {}, missing=None) for path in table.row["seen"]}
-        names |= {name for place in (self.wanted.facts if self.wanted else ()) if place.table in (table.name, table.row["rules"])
-                  for name in place.entity[:1] if name not in names and self.exists(table, name)}
+        asked = {place.entity[0] for place in (self.wanted.facts if self.wanted else ())
+                 if place.table in (table.name, table.row["rules"])}
+        names |= {name for name in asked - names if self.exists(table, name)}
         return [((name,), {}) for name in sorted(names - {None})]
 
     def entity(self, table, data, given=()):
@@ -181,8 +182,8 @@ class Reader:
         if not table.keys:
             return [()]
         if table.name == "interfaces":
-            named = {entity for name, entity, _ in self.named if name == table.name}
-            return sorted(named & {(number,) for number in self.interfaces}) if self.wanted else [(one,) for one in self.interfaces]
+            every = [(number,) for number in self.interfaces]
+            return [entity for entity in every if not self.wanted or (table.name, entity) in self.entities_named]
         entities = sorted(place.entity for place in state.facts if place.table == table.name and not place.setting)
         if not table.make:
             for entity in entities:
