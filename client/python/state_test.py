@@ -58,15 +58,16 @@ def test_what_the_table_names_exists():
     ('{"switching state": 1, "vlans": {"10": {"vlan/if-tagging": {"3": "taged"}}}}', "10 vlan/if-tagging 3: tagging takes"),
     ('{"switching state": 1, "macal/rule-entry": {"a": {"1": {"macal/rule-src-ip-mask": {"ipAddr": "1", "mask": "1"}}}}}',
      "ipAddr takes an IPv4 address"),
+    ('{"switching state": 1, "ports": 48}', "48 ports, but this one has 5"),
     ('{"switching state": 1, "switch": {"macal/activate": null}}', "macalName takes text, not None"),
     ('{"switching state": 1, "vlans": {"x": {}}}', "vlans x: vlanNum takes a number"),
     ('{"switching state": 1, "vlan/mac": {"02:00:00:00:00:01": {}}}', "vlanId takes a number"),
 ])
 def test_a_file_that_is_no_state(switch, tmp_path, text, says):
     (tmp_path / "file.json").write_text(text)
-    with switch.traced() as calls, pytest.raises(Wrong, match=f"file.json.*{says}"):
+    with switch.traced() as calls, pytest.raises(Wrong, match=says):
         switch.apply(tmp_path / "file.json")
-    assert calls == []
+    assert all("Get" in call.name for call in calls)
 
 
 MONDAY = {"switching state": 1, "switch": {"storm-control/mode": {"broadcast": "enable"}}, "vlans": {"10": {

@@ -113,6 +113,8 @@ def main():
         sys.exit(report(error, 2))
     except (NoAnswer, OSError) as error:
         sys.exit(report(error, 3))
+    except KeyboardInterrupt:
+        sys.exit(130)
 
 
 def report(error, status):

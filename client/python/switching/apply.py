@@ -41,7 +41,7 @@ class Outcome:
                 yield one.text(state, switch) + (f" ({reason})" if reason else "")
         numbers = {place.entity[0] if place.table == "interfaces" else place.part for place in self.absent}
         if numbers:
-            yield f"interfaces {state_table.text_of(numbers)}: the switch does not have them"
+            yield f"interfaces {state_table.text_of(numbers)}: the switch does not have them, or they are no ports"
 
 
 class Incomplete(Exception):

@@ -11,6 +11,7 @@ from .description import Wrong
 from .state_table import numbers_of, text_of
 
 HEAD = "switching state"  # the member with the version
+PORTS = "ports"  # how many ports the switch has: interface numbers mean something else on a switch with more or fewer
 
 
 class Place(NamedTuple):
@@ -36,7 +37,8 @@ class State:
 
     def __init__(self, facts=None, tables=()):
         self.facts, self.tables = dict(facts or {}), set(tables)
-        self.fixed, self.interfaces = set(), ()  # when read from a switch: entries that stay, interfaces that exist
+        self.ports = None                        # how many the switch has; None: unknown
+        self.fixed, self.interfaces = set(), {}  # when read from a switch: entries that stay; {interface: is it a port?}
 
     @classmethod
     def of(cls, found, name="the state"):
@@ -50,7 +52,8 @@ class State:
     def dict(self):
         """As a dict: {table: {entry: {setting: value}}}."""
         table = state_table.load()
-        found = {HEAD: table.version, **{name: {} for name in sorted(self.tables)}}
+        found = {HEAD: table.version, **({PORTS: self.ports} if self.ports else {}),
+                 **{name: {} for name in sorted(self.tables)}}
         for place in sorted(self.facts, key=natural):
             value = self.facts[place]
             at = found[place.table]
@@ -111,7 +114,10 @@ class Reading:
         if found[HEAD] != self.table.version:
             version = json.dumps(found[HEAD])
             raise self.wrong(HEAD, f"version {version}, but this program reads version {self.table.version}")
-        state = State(tables=[name for name in found if name != HEAD])
+        state = State(tables=[name for name in found if name not in (HEAD, PORTS)])
+        state.ports = found.get(PORTS)
+        if not isinstance(state.ports, int | None) or isinstance(state.ports, bool):
+            raise self.wrong(PORTS, f"this must be a number, not {json.dumps(state.ports)}")
         for name in sorted(state.tables):
             if name not in self.table.tables:
                 raise self.unknown("", "section", name, list(self.table.tables))
@@ -262,7 +268,7 @@ def written(value, depth):
         for key in sorted(value, key=natural)) + "}"
     if not isinstance(value, dict) or plain and len(line) < 90 or not value:
         return line
-    order = sorted(value, key=lambda key: (depth > 0 or key != HEAD, natural(key)))
+    order = sorted(value, key=lambda key: (depth > 0 or key not in (HEAD, PORTS), key != HEAD, natural(key)))
     if all(numbers_of(key) for key in value):
         order.sort(key=lambda key: (numbers_of(key)[0], -len(numbers_of(key))))
     pad = "    " * (depth + 1)
