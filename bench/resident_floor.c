@@ -6,12 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "floor_answer.h"
 #include "openclt.h"
-
-static const char answer[] = "Content-Type: application/json\r\n\r\n"
-                             "{\n\t\"bridge\":\t{\n\t\t\"priority\":\t32768\n\t},\n"
-                             "\t\"resp\":\t{\n\t\t\"respCode\":\t0,\n\t\t\"respMsg\":\t\"Success\",\n"
-                             "\t\t\"status\":\t\"success\"\n\t}\n}";
 
 int main(void)
 {

@@ -15,7 +15,7 @@ static bool addVlanIds(cJSON *object, const char *key, const VlanIdList &list)
         return false;
     /* Do not trust the count: it comes from the switch. */
     for (uint32_t i = 0; i < list.count && i < VLAN_ID_LIST_MAX; i++) {
-        cJSON *id = cJSON_CreateNumber(list.ids[i]);
+        cJSON *id = numberItem(list.ids[i]);
         if (!cJSON_AddItemToArray(array, id))
             return false;
     }
@@ -25,7 +25,7 @@ static bool addVlanIds(cJSON *object, const char *key, const VlanIdList &list)
 static bool addVlanArray(cJSON *object, const char *key, const VlanIdList &list)
 {
     cJSON *record = cJSON_AddObjectToObject(object, key);
-    return record && cJSON_AddNumberToObject(record, "numEntries", (int32_t)list.count) &&
+    return record && addItem(record, "numEntries", numberItem((int32_t)list.count)) &&
            addVlanIds(record, "ids", list);
 }
 
@@ -40,7 +40,7 @@ static bool addDatum(cJSON *object, const Datum &datum)
 {
     switch (datum.kind) {
     case Datum::NUMBER:
-        return cJSON_AddNumberToObject(object, datum.key, datum.number);
+        return addItem(object, datum.key, numberItem(datum.number));
     case Datum::STRING:
         return cJSON_AddStringToObject(object, datum.key, datum.text);
     case Datum::NAME:

@@ -7,6 +7,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <charconv>
+
 #include "log/log.h"
 
 /* The interface fixes these texts, misspellings included. */
@@ -118,8 +120,23 @@ const char *resultMessage(ResultCode code)
     return "Error code unknown";
 }
 
-/* Gives `item` to `object`. False: `item` is null, or out of memory; then it deletes the item. */
-static bool addOwned(cJSON *object, const char *name, cJSON *item)
+/* The numbers that cJSON prints without a fraction and an exponent. */
+static bool isWhole(double value)
+{
+    const double limit = 1e15;
+    return value > -limit && value < limit && value == (double)(int64_t)value;
+}
+
+cJSON *numberItem(double value)
+{
+    char text[24];
+    if (!isWhole(value))
+        return cJSON_CreateNumber(value);
+    *std::to_chars(text, text + sizeof text - 1, (int64_t)value).ptr = 0;
+    return cJSON_CreateRaw(text);
+}
+
+bool addItem(cJSON *object, const char *name, cJSON *item)
 {
     if (item && cJSON_AddItemToObject(object, name, item))
         return true;
@@ -131,7 +148,7 @@ static bool addOwned(cJSON *object, const char *name, cJSON *item)
 static cJSON *outcomeObject(ResultCode code)
 {
     cJSON *resp = cJSON_CreateObject();
-    if (cJSON_AddNumberToObject(resp, "respCode", (int32_t)code) &&
+    if (addItem(resp, "respCode", numberItem((int32_t)code)) &&
         cJSON_AddStringToObject(resp, "respMsg", resultMessage(code)) &&
         cJSON_AddStringToObject(resp, "status", code == SUCCESS ? "success" : "fail"))
         return resp;
@@ -151,9 +168,9 @@ static cJSON *envelopeDocument(ResultCode code, const char *dataName, cJSON *dat
         *failed = "create root object";
         return nullptr;
     }
-    if (dataName && !addOwned(root, dataName, data))
+    if (dataName && !addItem(root, dataName, data))
         *failed = "parse data JSON";
-    else if (!addOwned(root, "resp", outcomeObject(code)))
+    else if (!addItem(root, "resp", outcomeObject(code)))
         *failed = "create resp object";
     else
         return root;

@@ -38,6 +38,15 @@ constexpr ResultCode invalidUnlessOk(int openCode)
 const char *resultMessage(ResultCode code);
 
 /*
+ * A JSON number; null: out of memory. cJSON prints the same text, but takes much longer for a whole number: it formats a
+ * floating-point number and reads it back.
+ */
+struct cJSON *numberItem(double value);
+
+/* Adds `item`, which it takes over, to `object`. False: `item` is null, or out of memory; then it deletes the item. */
+bool addItem(struct cJSON *object, const char *name, struct cJSON *item);
+
+/*
  * Builds the envelope of `code` and, on success with both given, the JSON text `data` under `dataName`. Frees *output
  * and replaces it by the envelope's text, which the caller frees. Returns 0; 10000 when it cannot build the envelope:
  * it then logs what failed and keeps *output. No handler gives `data`; it stays, as the builder promises it.

@@ -13,6 +13,14 @@
 
 enum { URI_BUFFER = 1024 };
 
+/* What does not fit is cut. */
+static void copyText(char (&to)[URI_BUFFER], const char *from)
+{
+    size_t length = strnlen(from, sizeof to - 1);
+    memcpy(to, from, length);
+    to[length] = 0;
+}
+
 static void logNotFound(const char *requestUri, const char *directory, const char *name)
 {
     char *shown = strdup(requestUri);
@@ -43,7 +51,7 @@ void httpdProcessRequest(RouteTree *tree)
         return;
 
     char directory[URI_BUFFER];
-    snprintf(directory, sizeof directory, "%s", requestUri);
+    copyText(directory, requestUri);
 
     /* Splits at the last "/" of the whole text. So a "/" in the query makes the request match no endpoint. */
     char *slash = strrchr(directory, '/');
@@ -52,8 +60,8 @@ void httpdProcessRequest(RouteTree *tree)
         return;
     }
     char name[URI_BUFFER];
-    snprintf(name, sizeof name, "%s", slash + 1);
-    name[strcspn(name, "?")] = 0;
+    copyText(name, slash + 1);
+    *strchrnul(name, '?') = 0;
     *slash = 0; /* an empty path is the root */
 
     /* For the log. It changes no lookup: no registered name has control bytes or a "?". */

@@ -129,7 +129,7 @@ RouteEntry *routeEntryFind(const RouteDir *dir, const char *name, const char *me
     if (!methodName)
         return nullptr;
     for (RouteEntry *entry = dir->entries; entry; entry = entry->next)
-        if (strcasecmp(httpMethodName(entry->method), methodName) == 0 && strcmp(entry->name, name) == 0)
+        if (strcmp(entry->name, name) == 0 && strcasecmp(httpMethodName(entry->method), methodName) == 0)
             return entry;
     return nullptr;
 }

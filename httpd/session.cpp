@@ -27,12 +27,15 @@
 
 enum { SESSION_SECONDS = 7200, LOCK_WAIT_SECONDS = 10 };
 
-/* An open session file and its directory; the token is its name. Descriptors: -1 when not open. */
+/* An open session file; the token is its name. file: a descriptor, -1 when not open. */
 struct Session {
-    int directory;
     int file;
     const char *token;
 };
+
+/* The directory; it stays open from one check to the next. */
+static int directory = -1; /* a descriptor */
+static struct stat directoryStatus;
 
 /* Every user can write to /tmp, so only files of root and of this program's user are trusted. Logs a refusal. */
 static bool isTrusted(const char *what, uid_t owner)
@@ -55,24 +58,38 @@ static void logDirectory(int reason)
     missing = reason == ENOENT;
 }
 
-/* Returns -1 when the directory is refused, or missing; the log says which. */
-static int openDirectory()
+/* Is the open directory still the one at the path? */
+static bool isCurrent()
 {
-    int directory = open(DIRECTORY, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    struct stat status;
-    logDirectory(directory < 0 ? errno : 0);
-    if (directory >= 0 && !(fstat(directory, &status) == 0 && isTrusted(DIRECTORY, status.st_uid))) {
+    struct stat found;
+    if (lstat(DIRECTORY, &found) != 0 || found.st_dev != directoryStatus.st_dev ||
+        found.st_ino != directoryStatus.st_ino)
+        return false;
+    directoryStatus = found;
+    return true;
+}
+
+/* False: the directory is refused, or missing; the log says which. */
+static bool openDirectory()
+{
+    if (directory >= 0 && !isCurrent()) {
         close(directory);
-        return -1;
+        directory = -1;
     }
-    return directory;
+    if (directory < 0) {
+        directory = open(DIRECTORY, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        logDirectory(directory < 0 ? errno : 0);
+        if (directory < 0 || fstat(directory, &directoryStatus) != 0)
+            return false;
+    }
+    return isTrusted(DIRECTORY, directoryStatus.st_uid);
 }
 
 /*
  * Accepts only a regular file with one name, directly in the directory. A token with a "/" could name another file of
  * /tmp, such as the shared log, where every user can write lines that look like a session.
  */
-static int openFile(int directory, const char *token)
+static int openFile(const char *token)
 {
     if (strchr(token, '/'))
         return -1;
@@ -89,14 +106,6 @@ static int openFile(int directory, const char *token)
     return file;
 }
 
-static void closeSession(const Session *session)
-{
-    if (session->file >= 0)
-        close(session->file);
-    if (session->directory >= 0)
-        close(session->directory);
-}
-
 /* The established text; the request is refused. */
 static void logMissing(const Session *session)
 {
@@ -108,9 +117,8 @@ static void logMissing(const Session *session)
 
 static bool openSession(Session *session)
 {
-    session->directory = openDirectory();
-    if (session->directory >= 0)
-        session->file = openFile(session->directory, session->token);
+    if (openDirectory())
+        session->file = openFile(session->token);
     if (session->file < 0)
         logMissing(session);
     return session->file >= 0;
@@ -214,8 +222,10 @@ static void takeLine(const char **text, const char *end, char *line, size_t size
     *text += length;
 }
 
-/* The lines that the check needs, each with its newline; empty when the file lacks the line. */
+/* The start of the file, and the lines that the check needs, each with its newline; empty when the file lacks it. */
 struct SessionLines {
+    char text[416]; /* at most what the lines can hold */
+    size_t length;
     char user[200];
     char stamp[200];
     char role[16]; /* empty for "admin" */
@@ -228,13 +238,14 @@ static bool isAdmin(const SessionLines *lines)
 
 static SessionLines readSession(int file)
 {
-    SessionLines lines = {};
-    char text[sizeof lines]; /* at most what the lines can hold */
-    ssize_t length = read(file, text, sizeof text);
-    const char *rest = text;
-    const char *end = text + (length > 0 ? length : 0);
+    SessionLines lines;
+    ssize_t length = read(file, lines.text, sizeof lines.text);
+    lines.length = length > 0 ? (size_t)length : 0;
+    const char *rest = lines.text;
+    const char *end = rest + lines.length;
     takeLine(&rest, end, lines.user, sizeof lines.user);
     takeLine(&rest, end, lines.stamp, sizeof lines.stamp);
+    lines.role[0] = 0;
     if (!isAdmin(&lines))
         takeLine(&rest, end, lines.role, sizeof lines.role);
     return lines;
@@ -283,7 +294,7 @@ static bool isAlive(const Session *session, const SessionLines *lines, long upti
         return true;
     LOG_CHECK(LEVEL_INFO, "Token timeout(%ld - %ld).please login again. (userName: %s timestamp: %s)\r\n", uptime,
               stamp, lines->user, lines->stamp);
-    unlinkat(session->directory, session->token, 0);
+    unlinkat(directory, session->token, 0);
     return false;
 }
 
@@ -293,8 +304,13 @@ static void moveStamp(const Session *session, const SessionLines *lines, long up
     int used = snprintf(content, sizeof content, "%s%ld\n%s", lines->user, uptime, lines->role);
     char *token = content + used;
     snprintf(token, sizeof content - (size_t)used, "%s", session->token);
-    /* Overwrites the file's start and does not truncate it, so old bytes can remain: established behaviour. */
-    [[maybe_unused]] ssize_t written = pwrite(session->file, content, strlen(content), 0);
+    size_t length = strlen(content);
+    /*
+     * Overwrites the file's start and does not truncate it, so old bytes can remain: established behaviour. The many
+     * requests of one second write it once.
+     */
+    if (length > lines->length || memcmp(content, lines->text, length) != 0)
+        [[maybe_unused]] ssize_t written = pwrite(session->file, content, length, 0);
     logMaskControls(token);
     LOG_CHECK(LEVEL_DEBUG, "Token update to file. (%s)\r\n", content);
 }
@@ -312,8 +328,9 @@ static bool checkLocked(const Session *session, const char *refresh, const Route
 
 int checkSessionX(const char *token, const char *refresh, const RouteEntry *entry)
 {
-    Session session = {.directory = -1, .file = -1, .token = token ? token : "(null)"};
+    Session session = {.file = -1, .token = token ? token : "(null)"};
     bool served = openSession(&session) && lockSession(&session) && checkLocked(&session, refresh, entry);
-    closeSession(&session);
+    if (session.file >= 0)
+        close(session.file);
     return served ? 0 : -1;
 }

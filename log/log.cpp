@@ -28,6 +28,10 @@ static struct {
     const char *identity = nullptr;
     int32_t fileFd = -1;
     int32_t levelFd = -1;
+    struct stat fileStatus = {}; /* of the open files */
+    struct stat levelStatus = {};
+    bool checkFile = false; /* whether the open files are still the current ones */
+    bool checkLevel = false;
     bool started = false; /* a line was written */
     pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER; /* guards fileFd and `entry` */
     char processName[64] = "";
@@ -57,7 +61,7 @@ static void closeDescriptor(int32_t *fd)
 static void reopenFile()
 {
     closeDescriptor(&logger.fileFd);
-    logger.fileFd = logFileOpen();
+    logger.fileFd = logFileOpen(&logger.fileStatus);
 }
 
 static void openFile()
@@ -98,9 +102,8 @@ static bool giveLevelFileADigit()
 
 static void openLevel()
 {
-    struct stat status;
-    logger.levelFd = levelFileOpen(&status);
-    if (logger.levelFd >= 0 && !(giveLevelFileItsSize(status.st_size) && giveLevelFileADigit()))
+    logger.levelFd = levelFileOpen(&logger.levelStatus);
+    if (logger.levelFd >= 0 && !(giveLevelFileItsSize(logger.levelStatus.st_size) && giveLevelFileADigit()))
         closeDescriptor(&logger.levelFd);
 }
 
@@ -136,20 +139,33 @@ void logClose()
 
 void logRefresh()
 {
-    struct stat status;
+    logger.checkLevel = logger.checkFile = true;
+}
+
+/* Returns the level byte of the current level file. */
+static char refreshLevel()
+{
+    bool isUsable = levelFileIsCurrent(&logger.levelStatus) && logger.levelStatus.st_size == LEVEL_FILE_SIZE;
+    char digit = isUsable ? levelByte() : (char)0;
+    logger.checkLevel = false;
+    if (isDigit(digit))
+        return digit;
+    closeDescriptor(&logger.levelFd);
+    openLevel();
+    return levelByte();
+}
+
+static void refreshFile()
+{
+    logger.checkFile = false;
     tzset();
-    bool isUsable = levelFileIsCurrent(logger.levelFd, &status) && status.st_size == LEVEL_FILE_SIZE;
-    if (!isUsable || !isDigit(levelByte())) {
-        closeDescriptor(&logger.levelFd);
-        openLevel();
-    }
-    if ((logger.flags & LOG_TO_FILE) && !logFileIsCurrent(logger.fileFd))
+    if ((logger.flags & LOG_TO_FILE) && (logger.fileFd < 0 || !logFileIsCurrent(&logger.fileStatus)))
         openFile();
 }
 
 static int threshold()
 {
-    char digit = levelByte();
+    char digit = logger.checkLevel ? refreshLevel() : levelByte();
     return isDigit(digit) ? digit - '0' : DEFAULT_THRESHOLD;
 }
 
@@ -272,6 +288,8 @@ void logWrite(int level, const char *format, ...)
 {
     if (level > threshold())
         return;
+    if (logger.checkFile)
+        refreshFile();
     if (!logger.started)
         start();
 
@@ -310,6 +328,10 @@ void logMaskControls(char *text)
 {
     int expected = 0; /* bytes of a UTF-8 character */
     for (unsigned char *at = (unsigned char *)text; *at; at++) {
+        if (*at >= ' ' && *at < 0x7f) { /* nearly always */
+            expected = 0;
+            continue;
+        }
         bool continues = expected > 0 && (*at & 0xC0) == 0x80;
         expected = continues ? expected - 1 : beginsC1(at) ? 0 : bytesAfter(*at);
         bool control = *at < ' ' || *at == 0x7f || beginsC1(at) || (*at >= 0x80 && *at < 0xA0 && !continues);

@@ -68,10 +68,14 @@ static int createLike(const struct stat *like, char *path)
     return -1;
 }
 
-static bool isAtPath(const char *path, const struct stat *open)
+/* Is the open file of that status still at the path? If so, brings the status up to date. */
+static bool isAtPath(const char *path, struct stat *status)
 {
     struct stat found;
-    return lstat(path, &found) == 0 && found.st_dev == open->st_dev && found.st_ino == open->st_ino;
+    if (lstat(path, &found) != 0 || found.st_dev != status->st_dev || found.st_ino != status->st_ino)
+        return false;
+    *status = found;
+    return true;
 }
 
 /* Copies the whole file. False: it is too large, or there is no room for it. */
@@ -149,21 +153,14 @@ static int openShared(const char *path, int flags, struct stat *status)
     return -1;
 }
 
-/* Is it still what openShared would open now? */
-static bool isCurrent(const char *path, int file, struct stat *status)
+bool levelFileIsCurrent(struct stat *status)
 {
-    return file >= 0 && fstat(file, status) == 0 && status->st_nlink == 1 && isAtPath(path, status);
+    return isAtPath(LEVEL_FILE, status) && status->st_nlink == 1;
 }
 
-bool levelFileIsCurrent(int file, struct stat *status)
+bool logFileIsCurrent(struct stat *status)
 {
-    return isCurrent(LEVEL_FILE, file, status);
-}
-
-bool logFileIsCurrent(int file)
-{
-    struct stat status;
-    return isCurrent(LOG_FILE, file, &status);
+    return isAtPath(LOG_FILE, status) && status->st_nlink == 1;
 }
 
 int levelFileOpen(struct stat *status)
@@ -171,10 +168,9 @@ int levelFileOpen(struct stat *status)
     return openShared(LEVEL_FILE, 0, status);
 }
 
-int logFileOpen()
+int logFileOpen(struct stat *status)
 {
-    struct stat status;
-    return openShared(LOG_FILE, O_APPEND, &status);
+    return openShared(LOG_FILE, O_APPEND, status);
 }
 
 /*
@@ -194,7 +190,7 @@ static bool lockForRotation(int file, const struct stat *status)
  * log (another user's, in a sticky directory), or the file system cannot exchange, copies the content and empties the
  * log.
  */
-static RotationResult replaceLog(int file, const struct stat *status)
+static RotationResult replaceLog(int file, struct stat *status)
 {
     char newFile[sizeof NEW_FILE];
     int fresh = createLike(status, newFile);

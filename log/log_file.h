@@ -21,11 +21,14 @@ enum : long { LOG_LIMIT = 0x100000, LOG_PATIENCE = 2 * LOG_LIMIT, LOG_HOPELESS =
 int levelFileOpen(struct stat *status);
 
 /* Opens the log in the same way, for appending. */
-int logFileOpen();
+int logFileOpen(struct stat *status);
 
-/* Are these descriptors (-1 is allowed) still what levelFileOpen and logFileOpen would open now? Stores the status. */
-bool levelFileIsCurrent(int file, struct stat *status);
-bool logFileIsCurrent(int file);
+/*
+ * Are open files of that status still what levelFileOpen and logFileOpen would open now? If so, brings the status up to
+ * date.
+ */
+bool levelFileIsCurrent(struct stat *status);
+bool logFileIsCurrent(struct stat *status);
 
 enum RotationResult {
     NOT_ROTATED, /* its lock belongs to another process, or it cannot be rotated; its lines are still there */

@@ -31,16 +31,16 @@ enum { WORKERS = 8, WORKERS_MAX = 256, LOOK_SECONDS = 5, AT_ONCE_SECONDS = 1, PA
 /* pid 0: it has ended, and is to be replaced. */
 struct Worker {
     pid_t pid;
-    time_t started;
+    int32_t started;
 };
 
-static Worker workers[WORKERS_MAX];
+static Worker *workers;
 static int workerCount;
-static volatile bool *busy; /* of each worker, in memory that all share */
+static volatile int32_t *busySince; /* of each worker, in memory that all share; see worker.h */
 static int pauseSeconds; /* between the end of a worker that ended at once, and the next start */
-static time_t nextStart;
+static int32_t nextStart;
 static struct stat program;
-static char programPath[4096];
+static const char *programPath; /* null: it was removed before the parent looked */
 static pid_t webServer;
 
 static bool isListening(int fd)
@@ -58,13 +58,6 @@ int listeningSocket()
     const char *process = getenv("LISTEN_PID");
     bool passed = process && getenv("LISTEN_FDS") && strtol(process, nullptr, 10) == getpid();
     return passed && isListening(FIRST_PASSED) ? FIRST_PASSED : -1;
-}
-
-static time_t now()
-{
-    struct timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec;
 }
 
 /* The parent's lines: it logs seldom, and the files can be others by then. */
@@ -86,23 +79,23 @@ static int configuredWorkers()
 
 static void rememberProgram()
 {
-    ssize_t length = readlink("/proc/self/exe", programPath, sizeof programPath - 1);
-    programPath[length > 0 ? length : 0] = 0;
+    programPath = realpath("/proc/self/exe", nullptr);
     stat("/proc/self/exe", &program);
 }
 
 static bool isReplaced()
 {
     struct stat found;
-    return stat(programPath, &found) != 0 || found.st_dev != program.st_dev || found.st_ino != program.st_ino;
+    return !programPath || stat(programPath, &found) != 0 || found.st_dev != program.st_dev ||
+           found.st_ino != program.st_ino;
 }
 
 static void pauseStarts()
 {
-    if (nextStart > now()) /* several ended together */
+    if (nextStart > monotonicSeconds()) /* several ended together */
         return;
     pauseSeconds = pauseSeconds == 0 ? 1 : pauseSeconds < PAUSE_SECONDS_MAX ? 2 * pauseSeconds : PAUSE_SECONDS_MAX;
-    nextStart = now() + pauseSeconds;
+    nextStart = monotonicSeconds() + pauseSeconds;
 }
 
 static void startWorker(int listening, RouteTree *tree, int index)
@@ -113,9 +106,9 @@ static void startWorker(int listening, RouteTree *tree, int index)
         prctl(PR_SET_PDEATHSIG, SIGTERM);
         if (getppid() != parent) /* it ended before that call */
             _exit(0);
-        workerRun(listening, tree, &busy[index]);
+        workerRun(listening, tree, &busySince[index]);
     }
-    workers[index] = {pid > 0 ? pid : 0, now()};
+    workers[index] = {pid > 0 ? pid : 0, monotonicSeconds()};
     if (pid > 0)
         return;
     pauseStarts();
@@ -125,21 +118,21 @@ static void startWorker(int listening, RouteTree *tree, int index)
 static void startWorkers(int listening, RouteTree *tree)
 {
     for (int i = 0; i < workerCount; i++)
-        if (workers[i].pid == 0 && now() >= nextStart)
+        if (workers[i].pid == 0 && monotonicSeconds() >= nextStart)
             startWorker(listening, tree, i);
 }
 
 /* A worker that ends by itself after its requests ends with status 0. */
 static void logEnd(const Worker *worker, int status)
 {
-    long seconds = (long)(now() - worker->started);
+    int32_t seconds = monotonicSeconds() - worker->started;
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGVTALRM)
         LOG_PARENT(LEVEL_ERROR, "Worker %d was ended: its request took too long\n", (int)worker->pid);
     else if (WIFSIGNALED(status))
-        LOG_PARENT(LEVEL_ERROR, "Worker %d was ended by signal %d (%s) after %ld s\n", (int)worker->pid,
+        LOG_PARENT(LEVEL_ERROR, "Worker %d was ended by signal %d (%s) after %d s\n", (int)worker->pid,
                    WTERMSIG(status), strsignal(WTERMSIG(status)), seconds);
     else
-        LOG_PARENT(LEVEL_ERROR, "Worker %d ended with status %d after %ld s\n", (int)worker->pid, WEXITSTATUS(status),
+        LOG_PARENT(LEVEL_ERROR, "Worker %d ended with status %d after %d s\n", (int)worker->pid, WEXITSTATUS(status),
                    seconds);
 }
 
@@ -147,13 +140,13 @@ static void noteEnd(int index, int status)
 {
     if (status != 0) {
         logEnd(&workers[index], status);
-        if (now() - workers[index].started > AT_ONCE_SECONDS)
+        if (monotonicSeconds() - workers[index].started > AT_ONCE_SECONDS)
             pauseSeconds = 0;
         else
             pauseStarts();
     }
     workers[index].pid = 0;
-    busy[index] = false;
+    busySince[index] = 0;
 }
 
 static void noteEnds()
@@ -163,6 +156,19 @@ static void noteEnds()
         for (int i = 0; i < workerCount; i++)
             if (workers[i].pid == pid)
                 noteEnd(i, status);
+}
+
+/* Ends the workers whose request takes too long. Returns how many workers serve a request. */
+static int endOverdue()
+{
+    int busy = 0;
+    for (int i = 0; i < workerCount; i++) {
+        int32_t since = busySince[i];
+        if (since && monotonicSeconds() - since >= REQUEST_SECONDS && workers[i].pid > 0)
+            kill(workers[i].pid, SIGVTALRM);
+        busy += since != 0;
+    }
+    return busy;
 }
 
 /* Each worker ends when it has served its request. */
@@ -182,18 +188,10 @@ static bool isWaited(int listening)
     return poll(&waiting, 1, 0) != 0;
 }
 
-static bool isIdle(int listening)
-{
-    for (int i = 0; i < workerCount; i++)
-        if (busy[i])
-            return false;
-    return !isWaited(listening);
-}
-
 /* Ends the workers if they are idle. False: they were not, or a client has come meanwhile; new workers serve it. */
 static bool endsIdle(int listening)
 {
-    if (!isIdle(listening))
+    if (endOverdue() > 0 || isWaited(listening))
         return false;
     stopWorkers();
     return !isWaited(listening);
@@ -208,35 +206,37 @@ static bool shouldEnd(int listening)
         return true;
     }
     if (!wasReplaced && isReplaced()) {
-        LOG_PARENT(LEVEL_NOTICE, "%s was replaced or removed: ending when no request is left\n", programPath);
+        LOG_PARENT(LEVEL_NOTICE, "%s was replaced or removed: ending when no request is left\n",
+                   programPath ? programPath : "The program");
         wasReplaced = true;
     }
     return wasReplaced && endsIdle(listening);
 }
 
-/* Waits for a signal, at most until the next look, or the next start. */
+/* Waits for a signal, at most until the next look; only a second while there are requests, or a start is due. */
 static int awaitSignal(const sigset_t *signals)
 {
-    struct timespec wait = {.tv_sec = pauseSeconds > 0 && nextStart > now() ? 1 : LOOK_SECONDS, .tv_nsec = 0};
+    bool isShort = endOverdue() > 0 || nextStart > monotonicSeconds();
+    struct timespec wait = {.tv_sec = isShort ? 1 : LOOK_SECONDS, .tv_nsec = 0};
     return sigtimedwait(signals, nullptr, &wait);
 }
 
 static void keepWorkers(int listening, RouteTree *tree, const sigset_t *signals)
 {
-    time_t nextLook = now() + LOOK_SECONDS;
+    int32_t nextLook = monotonicSeconds() + LOOK_SECONDS;
     for (;;) {
         startWorkers(listening, tree);
         int number = awaitSignal(signals);
         noteEnds();
         if (number > 0 && number != SIGCHLD)
             return;
-        if (nextLook > now())
+        if (nextLook > monotonicSeconds())
             continue;
         if (!webServer) /* not earlier: a program that only starts others has ended by now */
             webServer = getppid();
         if (shouldEnd(listening))
             return;
-        nextLook = now() + LOOK_SECONDS;
+        nextLook = monotonicSeconds() + LOOK_SECONDS;
     }
 }
 
@@ -255,10 +255,13 @@ int parentRun(int passed)
     sigset_t signals;
     blockSignals(&signals);
     int listening = fcntl(passed, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    busy = (volatile bool *)mmap(nullptr, WORKERS_MAX, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    busySince = (volatile int32_t *)mmap(nullptr, WORKERS_MAX * sizeof *busySince, PROT_READ | PROT_WRITE,
+                                         MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     static RouteTree *tree; /* never freed; static, so that a leak checker still reaches it */
     tree = routeTreeCreate();
-    if (listening < 0 || busy == MAP_FAILED || !tree) {
+    workerCount = configuredWorkers();
+    workers = (Worker *)calloc((size_t)workerCount, sizeof *workers);
+    if (listening < 0 || busySince == MAP_FAILED || !tree || !workers) {
         LOG(LEVEL_ERROR, "Cannot serve SCGI: %m\n");
         return 1;
     }
@@ -266,7 +269,6 @@ int parentRun(int passed)
     dup2(nothing, passed); /* as standard input */
     close(nothing);
     registerEndpoints(tree);
-    workerCount = configuredWorkers();
     rememberProgram();
     keepWorkers(listening, tree, &signals);
     stopWorkers();

@@ -11,6 +11,7 @@
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
@@ -22,21 +23,32 @@
 #include "log/log.h"
 #include "main/scgi.h"
 
-enum { REQUESTS_MAX = 10'000, REQUEST_SECONDS = 30, REFUSAL_MILLIS = 1000 };
+enum { REQUESTS_MAX = 10'000, REFUSAL_MILLIS = 1000 };
 
 static volatile sig_atomic_t stopping;
 static int listeningSocket, nothing; /* `nothing`: /dev/null */
-static timer_t requestTimer;
+static timer_t lastRequestTimer;
+static volatile int32_t *busySince; /* see worker.h */
 static bool isRegistered; /* with OpEN */
+
+int32_t monotonicSeconds()
+{
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (int32_t)now.tv_sec;
+}
 
 /*
  * An accept that waits begins anew after this, and finds no socket; one that has got a connection returns it. So no
- * request is lost, at whatever moment the signal comes.
+ * request is lost, at whatever moment the signal comes. The parent may be dead: a timer limits the last request.
  */
 static void stop(int)
 {
     int error = errno;
+    int32_t start = *busySince ? *busySince : monotonicSeconds();
+    const struct itimerspec end = {.it_interval = {}, .it_value = {.tv_sec = start + REQUEST_SECONDS, .tv_nsec = 0}};
     stopping = true;
+    timer_settime(lastRequestTimer, TIMER_ABSTIME, &end, nullptr);
     dup2(nothing, listeningSocket);
     errno = error;
 }
@@ -61,23 +73,16 @@ static void prepare(int listening)
     struct sigevent event = {};
     event.sigev_notify = SIGEV_SIGNAL;
     event.sigev_signo = SIGVTALRM;
-    if (nothing < 0 || timer_create(CLOCK_MONOTONIC, &event, &requestTimer) != 0) {
+    if (nothing < 0 || timer_create(CLOCK_MONOTONIC, &event, &lastRequestTimer) != 0) {
         LOG(LEVEL_ERROR, "A worker cannot start: %m\n");
         exit(1);
     }
     dup2(nothing, STDIN_FILENO);
-    dup2(nothing, STDOUT_FILENO);
+    close(STDOUT_FILENO); /* the number is for connections */
 #ifdef M_MMAP_THRESHOLD /* another C library gives memory back by itself */
     mallopt(M_MMAP_THRESHOLD, 128 * 1024); /* fixed: the memory of a large request goes back to the system */
 #endif
     prepareSignals();
-}
-
-/* Ends the process after so many seconds; 0: never. */
-static void setTimer(time_t seconds)
-{
-    const struct itimerspec limit = {.it_interval = {}, .it_value = {.tv_sec = seconds, .tv_nsec = 0}};
-    timer_settime(requestTimer, 0, &limit, nullptr);
 }
 
 /* Registers with OpEN at the first request, and anew when the connection is lost. False: there is no switch. */
@@ -91,10 +96,9 @@ static bool reachSwitch()
     return isRegistered;
 }
 
-/* The request gets fresh streams. Its process would end without a switch: so does this one. */
-static void serve(int connection, RouteTree *tree, Request *request)
+/* Standard output is the connection. A process of the request would end without a switch: so does this one. */
+static void serve(RouteTree *tree, Request *request)
 {
-    dup2(connection, STDOUT_FILENO);
     requestChoose(request);
     if (!reachSwitch())
         exit(-1);
@@ -102,29 +106,39 @@ static void serve(int connection, RouteTree *tree, Request *request)
     fflush(stdout);
     __fpurge(stdout);
     clearerr(stdout);
-    dup2(nothing, STDOUT_FILENO);
 }
 
-static void refuse(int connection, const char *wrong)
+static void refuse(const char *wrong)
 {
     static const char answer[] = "Status: 400\r\n\r\n";
     LOG_AS("workerRun", LEVEL_ERROR, "No SCGI request: %s\n", wrong);
-    send(connection, answer, sizeof answer - 1, MSG_NOSIGNAL);
+    send(STDOUT_FILENO, answer, sizeof answer - 1, MSG_NOSIGNAL);
 }
 
-static void handle(int connection, RouteTree *tree)
+static void handle(RouteTree *tree)
 {
     Request request;
     const char *wrong = nullptr;
-    setTimer(REQUEST_SECONDS);
+    *busySince = monotonicSeconds();
     logRefresh();
-    ScgiOutcome outcome = scgiReceive(connection, &request, &wrong);
+    ScgiOutcome outcome = scgiReceive(STDOUT_FILENO, &request, &wrong);
     if (outcome == SCGI_REQUEST)
-        serve(connection, tree, &request);
+        serve(tree, &request);
     else if (outcome == SCGI_WRONG)
-        refuse(connection, wrong);
-    scgiEnd(connection, outcome == SCGI_WRONG ? REFUSAL_MILLIS : 0);
-    setTimer(0);
+        refuse(wrong);
+    scgiEnd(STDOUT_FILENO, outcome == SCGI_WRONG ? REFUSAL_MILLIS : 0);
+    *busySince = 0;
+}
+
+/* Makes the next connection the standard output: it gets that number, the lowest free one. False: there is none. */
+static bool acceptConnection()
+{
+    int connection = accept4(listeningSocket, nullptr, nullptr, SOCK_CLOEXEC);
+    if (connection >= 0 && connection != STDOUT_FILENO) { /* a library has opened a file meanwhile */
+        dup2(connection, STDOUT_FILENO);
+        close(connection);
+    }
+    return connection >= 0;
 }
 
 /* After an accept that failed. False: no other will succeed. */
@@ -145,21 +159,18 @@ static bool mayAcceptAgain()
     }
 }
 
-void workerRun(int listening, RouteTree *tree, volatile bool *busy)
+void workerRun(int listening, RouteTree *tree, volatile int32_t *since)
 {
+    busySince = since;
     prepare(listening);
     for (int served = 0; served < REQUESTS_MAX && !stopping;) {
-        int connection = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection < 0 && !stopping && !mayAcceptAgain()) {
-            LOG(LEVEL_ERROR, "A worker cannot accept connections: %m\n");
+        if (acceptConnection()) {
+            handle(tree);
+            served++;
+        } else if (!stopping && !mayAcceptAgain()) {
+            LOG(LEVEL_ERROR, "A worker cannot accept connections: %s\n", strerror(errno));
             exit(1);
         }
-        if (connection < 0)
-            continue;
-        *busy = true;
-        handle(connection, tree);
-        *busy = false;
-        served++;
     }
     if (isRegistered)
         openapiClientTearDown(&openClient);

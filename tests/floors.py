@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""floors.py BUILD - checks by the object files in BUILD that no source file calls upwards and that no files call in a loop.
+"""floors.py BUILD - checks by the object files in BUILD that no source file calls upwards, and no files call in a loop.
 
-FLOORS has the highest floor first. A file may call files of its own floor and of the floors behind it. What a file calls is
-what its object file leaves undefined and another one defines (nm), functions and data alike.
+FLOORS has the highest floor first. A file may call files of its floor and of the floors behind it. What a file calls
+is what its object file leaves undefined and another one defines (nm), functions and data alike.
 """
 import json
 import os
@@ -35,12 +35,13 @@ def main():
     arguments = parser(__doc__)
     arguments.add_argument("build", metavar="BUILD", type=build_with("compile_commands.json"))
     with open(arguments.parse_args().build + "/compile_commands.json", encoding="utf-8") as file:
-        compiled = {os.path.relpath(one["file"], ROOT): os.path.join(one["directory"], re.search(r" -o (\S+)", one["command"])[1])
-                    for one in json.load(file)}
+        commands = json.load(file)
+    objects = [one["directory"] + "/" + re.search(r" -o (\S+)", one["command"])[1] for one in commands]
+    compiled = {os.path.relpath(one["file"], ROOT): path for one, path in zip(commands, objects)}
     found = {source: symbols(path) for source, path in compiled.items()
              if not source.startswith(("tests/", "build")) and os.path.exists(path)}
-    owner = {name: source for source, (defined, _) in found.items() for name in defined if not source.startswith("api/")}
-    calls = {source: {owner[name] for name in needed if name in owner} - {source} for source, (_, needed) in found.items()}
+    owner = {name: source for source, (names, _) in found.items() if not source.startswith("api/") for name in names}
+    calls = {source: {owner[name] for name in needs & owner.keys()} - {source} for source, (_, needs) in found.items()}
     upwards = [f"{a} calls {b}, which lies above it" for a in calls for b in calls[a] if floor(b) < floor(a)]
     print(f"{len(calls)} files, {sum(map(len, calls.values()))} calls from file to file", *upwards, sep="\n")
     try:

@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """mutants.py PART... - tests the tests: plants random faults in the sources, and prints those that no test finds.
 
-PART is "endpoints" (switching/), "framework" (common/, httpd/, log/, main/), "model" (vswitch/switch/), or the path of a
-source file. The faults are planted in a copy of what is committed, which is built and tested in a directory of its own.
-A fault that survives either changes nothing that can be noticed, or needs a test.
+PART is "endpoints" (switching/), "framework" (common/, httpd/, log/, main/), "model" (vswitch/switch/), or the path of
+a source file. The faults are planted in a copy of what is committed, which is built and tested in another directory. A
+fault that survives either changes nothing that can be noticed, or needs a test.
 """
 import glob
 import os
@@ -27,7 +27,8 @@ FAULTS = [
     (r'(?<![\w."\'])\d+(?![\w."\'])', lambda match: str(int(match[0]) + 1)),
     (r'"[a-z]\w*"', lambda match: match[0][:-1] + 'x"'),
     (r' == ', ' != '), (r' != ', ' == '), (r' < ', ' <= '), (r' <= ', ' < '), (r' > ', ' >= '), (r' >= ', ' > '),
-    (r' && ', ' || '), (r' \|\| ', ' && '), (r' \+ ', ' - '), (r' - ', ' + '), (r'\btrue\b', 'false'), (r'\bfalse\b', 'true'),
+    (r' && ', ' || '), (r' \|\| ', ' && '), (r' \+ ', ' - '), (r' - ', ' + '),
+    (r'\btrue\b', 'false'), (r'\bfalse\b', 'true'),
     (r'\bif \((?!auto|const|int|uint32_t|char)(.*)\)$', r'if (!(\1))'),
     (r'^(\s+)(?!return|break|continue|case|\w+ \w+[ ;=]|const|static|auto|uint)[\w:>.*&-]+(\(.*\)|\[.*\]|\w*)'
      r'( [-+|&]?= .*|\+\+)?;$', r'\1;'),
@@ -35,7 +36,8 @@ FAULTS = [
     (r'\b(\w+)\(([^,()]+), ([^,()]+)\)', r'\1(\3, \2)'),
     (r'openResult\((.*)\)\)', r'\1)'), (r'\bOPEN_FAILED\b', 'OPEN_EXISTS'), (r'\bOPEN_BAD_ARGUMENT\b', 'OPEN_FAILED'),
     (r'answerOutcome\(', 'answerOutcomeFixed('), (r'answerDataOrOutcome\(', 'answerData('),
-    (r'answerData\(', 'answerDataOrOutcome('), (r'\bbufferSized\(', 'lengthSized('), (r'\blengthSized\(', 'bufferSized('),
+    (r'answerData\(', 'answerDataOrOutcome('),
+    (r'\bbufferSized\(', 'lengthSized('), (r'\blengthSized\(', 'bufferSized('),
     (r'\bintegerMember\(', 'saturatedMember('), (r'\bsaturatedMember\(', 'integerMember('),
     (r'\bintegerOfNumberMember\(', 'integerMember('), (r'\bHTTP_PUT\b', 'HTTP_POST'), (r'\bHTTP_GET\b', 'HTTP_PUT'),
     (r'\buint32_t\b', 'uint16_t'), (r'\(int32_t\)', ''), (r'LOCK_EX', 'LOCK_SH'),
@@ -100,7 +102,7 @@ class Tree:
             return ' '.join(['ctest', *arguments]), ['ctest', '--test-dir', self.build, '--stop-on-failure', '-j',
                                                      str(os.cpu_count()), *arguments]
 
-        family = os.path.basename(path).removesuffix('.cpp').replace('protected_port', 'protectedport').replace('_', '-')
+        family = os.path.basename(path)[:-4].replace('protected_port', 'protectedport').replace('_', '-')
         first = {'switching': proof(f'/{family}/'), 'vswitch': tests('-L', 'vswitch')}.get(
             path.split('/')[0], ('unit_tests', [f'{self.build}/unit_tests']))
         return [first, *([tests('-L', 'program'), proof('/macal/', '/mvrp/')] if quick else [tests()])]

@@ -24,7 +24,7 @@
 #include "vswitch/switch/families.h"
 #include "tests/fuzz/fuzz_input.h"
 
-enum { PORTS = 4 }; /* 0 is the management port */
+enum { PORTS = 5 }; /* 0 is the management port, the last one a LAG */
 
 static int hosts[PORTS];
 static bool halfFrames[PORTS]; /* the switch may have the half of a frame: this host must connect again */
@@ -130,7 +130,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     char name[] = "/tmp/frames-fuzzer-XXXXXX";
     directory = mkdtemp(name);
     openTrace("/dev/null");
-    setDeviceOptions({.ports = PORTS});
+    setDeviceOptions({.ports = PORTS - 2});
     registerAll();
     resetAll();
     for (int port = 0; port < PORTS; port++) {

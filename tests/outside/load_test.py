@@ -67,18 +67,11 @@ def expected_status(session, method, right):
 
 def fault_of(answer, text, status, right):
     """What is wrong with an answer; None if nothing is."""
-    if answer.status != status:
+    if answer.status != status or status == 403 and text:
         return f"status {answer.status} instead of {status}: {text[:200]}"
-    if status == 403 and text != b"":
-        return f"a body of {text[:200]}"
-    if status != 200:
-        return None
-    if answer.getheader("Content-Type") != "application/json":
-        return f"Content-Type {answer.getheader('Content-Type')}"
-    try:
-        return None if json.loads(text) in right else text[:400]
-    except ValueError as error:
-        return f"{error}: {text[:400]}"
+    if status == 200 and (answer.getheader("Content-Type") != "application/json" or json.loads(text) not in right):
+        return f"{answer.getheader('Content-Type')}, {text[:400]}"
+    return None
 
 
 def send_requests(number, session, until):
@@ -89,17 +82,15 @@ def send_requests(number, session, until):
     while time.monotonic() < until and len(faults) < 10:
         method, path, body, right = REQUESTS[step % len(REQUESTS)]
         step += 1
-        what = f"{method} {path} as {session}"
+        what, status = f"{method} {path} as {session}", expected_status(session, method, right)
         try:
             connection.request(method, "/api/v2/switching/" + path, body, headers)
             answer = connection.getresponse()
-            text = answer.read()
+            fault = fault_of(answer, answer.read(), status, right)
         except Exception as error:
-            faults.append(f"{what}: {error!r}")
-            return
-        status = expected_status(session, method, right)
+            return faults.append(f"{what}: {error!r}")
         counts[status] += 1
-        if fault := fault_of(answer, text, status, right):
+        if fault:
             faults.append(f"{what}: {fault}")
 
 

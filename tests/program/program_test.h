@@ -32,19 +32,20 @@ inline const std::string refused = "Status:403\r\n\r\n";
 /* What the log says of the endpoint "nothing". */
 inline const std::string notFound = "] method not found:/api/v2/switching/nothing\nswitching\nnothing\n";
 
-enum Kind { FILE_OF, DIRECTORY, PIPE, LINK_TO, SECOND_NAME_OF };
+enum Kind { ABSENT, FILE_OF, DIRECTORY, PIPE, LINK_TO, SECOND_NAME_OF };
 
-/* Replaces the path by a file of that kind. */
+/* Replaces what is at the path. */
 inline void put(const std::string &path, Kind kind, const std::string &content = "")
 {
     std::filesystem::remove_all(path);
-    if (kind == FILE_OF)
+    if (kind == FILE_OF) {
         writeFile(path, content);
-    else
+    } else if (kind != ABSENT) {
         EXPECT_EQ(kind == DIRECTORY ? mkdir(path.c_str(), 0700)
                   : kind == PIPE    ? mkfifo(path.c_str(), 0600)
                   : kind == LINK_TO ? symlink(content.c_str(), path.c_str())
                                     : link(content.c_str(), path.c_str()), 0);
+    }
 }
 
 inline bool exists(const std::string &path)
@@ -71,14 +72,13 @@ protected:
         return outcome.output;
     }
 
-    /* The output of the program, or of another command, which must end in time. */
-    static std::string outputOf(const Environment &environment, const std::string &body = "", int exitStatus = 0,
-                                const std::vector<std::string> &command = programCommand())
+    /* The output of the program, which must end in time. */
+    std::string outputOf(const Environment &environment, const std::string &body = "", int exitStatus = 0)
     {
         Clock::time_point start = Clock::now();
-        Outcome outcome = runProcess(command, environment, body);
+        Outcome outcome = run(environment, body);
         EXPECT_LT(Clock::now() - start, 8s);
-        return outputOf(outcome, exitStatus);
+        return outputOf(outcome, isResident() ? 0 : exitStatus);
     }
 
     /* The output of a shell script in which "$@" is the program. `command` starts the shell. */
@@ -90,7 +90,7 @@ protected:
         environment.erase("LD_PRELOAD");
         for (const std::string &argument : programCommand())
             command.push_back(argument);
-        return outputOf(environment, "", 0, command);
+        return outputOf(runProcess(command, environment));
     }
 
     /* Logs one ERROR entry, `notFound`. Returns the output. */

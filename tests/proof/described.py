@@ -1,7 +1,7 @@
 """described.py - reads an operation's description as predictions: which calls the switch gets, and what is answered.
 
-It repeats on purpose what api/describe.py and the program know, such as OpEN's codes and how JSON is printed: what is to
-be proved must not prove itself. (Only the harness is shared: tools/description.py and tools/switch.py.)
+It repeats on purpose what api/describe.py and the program know, such as OpEN's codes and how JSON is printed: what is
+to be proved must not prove itself. (Only the harness is shared: tools/description.py and tools/switch.py.)
 """
 import json
 import os
@@ -39,7 +39,8 @@ class Key:
             assert (schema["minimum"], schema["maximum"]) == (int(required), (1 << schema.get("x-bits", 32)) - 1)
         if self.words:  # of several words for one code, "enum" lists the first
             usual = [word for word, code in self.words.items() if code == schema["x-default"]]
-            assert schema["type"] == "string" and schema.get("default") == (usual[0] if usual and not required else None)
+            assert schema["type"] == "string"
+            assert schema.get("default") == (usual[0] if usual and not required else None)
             assert schema["enum"] == list({code: word for word, code in reversed(self.words.items())}.values())[::-1]
 
     def understood(self, value):
@@ -228,10 +229,11 @@ class Operation:
 
     def outcome(self, code):
         """The result code for OpEN's code."""
-        reported = {one for _, schema in self.members for codes in schema["x-source"].get("code", {}).values() for one in codes}
-        mapped = OPEN_RESULTS.get(code, 10000)
-        return {"mapped": mapped, "own": 0 if code in reported else mapped, "invalid": 10003 if code else 0, "raw": code,
-                "never": 0}[self.rule]
+        sources = [schema["x-source"] for _, schema in self.members]
+        reported = {one for source in sources for codes in source.get("code", {}).values() for one in codes}
+        mapped, invalid = OPEN_RESULTS.get(code, 10000), 10003 if code else 0
+        own = 0 if code in reported else mapped
+        return {"mapped": mapped, "own": own, "invalid": invalid, "raw": code, "never": 0}[self.rule]
 
     def answer(self, outcome, situation, values, outputs, code):
         """The whole text of an answer. `outputs` has {operand: value} for each call."""

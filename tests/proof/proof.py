@@ -56,7 +56,8 @@ class Proof:
             self.vary_codes()
             self.vary_names()
         else:
-            same("what a placeholder must have", (operation.entry["deprecated"], operation.rule, operation.keys), (True, "none", []))
+            same("what a placeholder must have", (operation.entry["deprecated"], operation.rule, operation.keys),
+                 (True, "none", []))
             self.check({}, self.send())
         self.send_undescribed_keys()
         same("the result codes", self.outcomes, set(operation.messages))
@@ -75,7 +76,8 @@ class Proof:
         for i, call in enumerate(self.operation.calls):
             outputs = [f"{name}={','.join(map(str, value)) if isinstance(value, list) else value}"
                        for name, value in self.outputs[i].items()]
-            condition = [f"{name}={values[i]}" for name, values in self.operation.constants.items() if isinstance(values, list)]
+            constants = self.operation.constants.items()
+            condition = [f"{name}={value[i]}" for name, value in constants if isinstance(value, list)]
             self.switch.command("fault", call, *condition, f"code={code if only in (None, i) else 0}", *outputs)
 
     def learn_outputs(self):
@@ -83,8 +85,8 @@ class Proof:
         self.arrange()
         calls = self.send(*self.operation.request(self.base))[1]
         same("the operations", [call.name for call in calls], self.operation.calls)
-        same("operands that are reached", self.operation.operands_reached() - {name for call in calls for name in call.sent},
-             set())
+        sent = {name for call in calls for name in call.sent}
+        same("operands that are reached", self.operation.operands_reached() - sent, set())
         for i, call in enumerate(calls):
             self.inputs |= set(call.sent) - set(call.returned)
             self.kinds[i] = call.returned
@@ -130,8 +132,8 @@ class Proof:
         self.check(rest, self.send(*broken), refused=operation.needs_json)
 
     def send_undescribed_keys(self):
-        """No key that is not described changes anything: tries every text of the program that could be a key. (The linker
-        stores a text that is the end of another text inside that one.)"""
+        """No key that is not described changes anything: tries every text of the program that could be a key. (The
+        linker stores a text that is the end of another text inside that one.)"""
         for key in self.operation.keys:
             same(f"{key.name} in the program", key.name.encode() + b"\0" in self.data, True)
         known = {key.name for key in self.operation.keys}
@@ -172,7 +174,8 @@ class Proof:
         """The names of numbers are those that the virtual switch knows: in a fault, a name stands for its number."""
         for key in self.operation.keys:
             for number, name in key.schema.get("x-names", {}).items():
-                self.switch.command("fault", self.operation.calls[0], f"{key.schema['x-operand'][0]}=={name}", "code=-7")
+                condition = f"{key.schema['x-operand'][0]}=={name}"
+                self.switch.command("fault", self.operation.calls[0], condition, "code=-7")
                 self.try_values({**self.base, key: int(number) + 1})
                 values = {**self.base, key: int(number)}
                 self.check(values, self.send(*self.operation.request(values)), code=-7)
@@ -236,8 +239,8 @@ class Proof:
 
 
 def output_samples(kind, schemas, n):
-    """Values for an output that bring the members made from it (their schemas) to all their values and limits. `kind` is
-    a value as the trace shows it."""
+    """Values for an output that bring the members made from it (their schemas) to all their values and limits. `kind`
+    is a value as the trace shows it."""
     if kind.startswith("["):
         longest = [schema.get("maxLength", 1000) for schema in schemas]
         return ["", f"p{n}", *("q" * (length + more) for length in longest for more in (0, 1))]
@@ -259,7 +262,8 @@ def output_samples(kind, schemas, n):
 
 
 def closed(schema):
-    """Checks that the schema of every object lists all members and forbids others."""
+    """Checks that every schema has a type, and that of an object lists all members and forbids others."""
+    same("whether a schema has a type", "type" in schema or "oneOf" in schema, True)
     for one in schema.get("oneOf", []):
         closed(one)
     if "properties" in schema:
@@ -313,11 +317,11 @@ def require_jsonschema():
 def main():
     arguments = parser(__doc__)
     arguments.add_argument("--first", action="store_true", help="stop at the first operation that is wrong")
-    arguments.add_argument("--resident", action="store_true", help="send all requests to one worker of a resident program")
+    arguments.add_argument("--resident", action="store_true", help="send all requests to one worker")
     arguments.add_argument("build", metavar="BUILD", type=build_with(*PROGRAM))
     arguments.add_argument("description", nargs="?", default=DESCRIPTION)
     arguments.add_argument("operation", nargs="*",
-                           help='prove only operations whose name contains one of these texts, such as "GET /api/v2/switching/vlan/type" or /garp/')
+                           help='prove only those whose name ("GET /api/v2/switching/vlan/type") contains one of these')
     options = arguments.parse_args()
     require_jsonschema()
     description = load(options.description)
@@ -327,8 +331,8 @@ def main():
     processes, results = [], []
     for i in range(workers):
         result, report = multiprocessing.Pipe(duplex=False)
-        processes.append(multiprocessing.Process(target=work, args=(options.build, int(options.resident), description["x-scene"],
-                                                                    operations[i::workers], report.send)))
+        args = options.build, int(options.resident), description["x-scene"], operations[i::workers], report.send
+        processes.append(multiprocessing.Process(target=work, args=args))
         processes[-1].start()
         report.close()  # then the pipe ends when the process ends, however it does
         results.append(result)

@@ -102,7 +102,14 @@ Process startProcess(const std::vector<std::string> &command, const Environment 
     static int inputs = 0;
     std::string inputPath = scratchDirectory() + "/input-" + std::to_string(inputs++);
     writeFile(inputPath, input);
+    int inputFile = open(inputPath.c_str(), O_RDONLY | O_CLOEXEC);
+    Process process = startProcess(command, environment, inputFile);
+    close(inputFile);
+    return process;
+}
 
+Process startProcess(const std::vector<std::string> &command, const Environment &environment, int input)
+{
     std::vector<std::string> arguments = command;
     std::vector<std::string> variables = {"PATH=" + setting("PATH", "/usr/bin:/bin")};
     for (const auto &[name, value] : environment)
@@ -115,8 +122,7 @@ Process startProcess(const std::vector<std::string> &command, const Environment 
         return process;
     process.pid = fork();
     if (process.pid == 0) {
-        int inputFile = open(inputPath.c_str(), O_RDONLY | O_CLOEXEC);
-        dup2(inputFile, 0);
+        dup2(input, 0);
         dup2(output[1], 1);
         dup2(errors[1], 2);
         execvpe(argv[0], argv.data(), envp.data());
@@ -231,6 +237,7 @@ void SwitchTest::SetUp()
 
 void SwitchTest::TearDown()
 {
+    stopResident();
     stopSwitch();
 }
 
@@ -295,9 +302,62 @@ Environment SwitchTest::request(const std::string &method, const std::string &ta
     return environment;
 }
 
+bool SwitchTest::isResident()
+{
+    return getenv("TEST_RESIDENT");
+}
+
+void SwitchTest::startResident(const Environment &environment)
+{
+    stopResident();
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    (directory + "/scgi").copy(address.sun_path, sizeof address.sun_path - 1);
+    unlink(address.sun_path);
+    int listening = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(listening, (sockaddr *)&address, sizeof address), 0);
+    EXPECT_EQ(listen(listening, 8), 0);
+    residentEnvironment = environment;
+    Environment all = environment;
+    all["SWITCHING_WORKERS"] = "1";
+    resident = startProcess(programCommand(), all, listening);
+    close(listening);
+}
+
+void SwitchTest::stopResident()
+{
+    if (resident.pid < 0)
+        return;
+    kill(resident.pid, SIGTERM);
+    EXPECT_EQ(finishProcess(resident).exitStatus, 0);
+    resident = {};
+}
+
 Outcome SwitchTest::run(const Environment &environment, const std::string &body)
 {
-    return runProcess(programCommand(), environment, body);
+    if (!isResident())
+        return runProcess(programCommand(), environment, body);
+    Environment others = environment;
+    std::string head;
+    others.try_emplace("CONTENT_LENGTH", "0");
+    for (const char *name : {"CONTENT_LENGTH", "REQUEST_URI", "REQUEST_METHOD", "QUERY_STRING", "HTTP_SESSION", "HTTP_REFRESH"})
+        if (auto variable = others.extract(name))
+            head += name + ('\0' + variable.mapped()) + '\0';
+    if (resident.pid < 0 || others != residentEnvironment)
+        startResident(others);
+    int server = connectTo(directory + "/scgi");
+    const std::string request = std::to_string(head.size()) + ":" + head + "," + body;
+    timeval limit = {60, 0};
+    setsockopt(server, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    ::send(server, request.data(), request.size(), MSG_NOSIGNAL);
+    shutdown(server, SHUT_WR);
+    Outcome outcome;
+    char bytes[65536];
+    for (ssize_t got; (got = recv(server, bytes, sizeof bytes, 0)) > 0;)
+        outcome.output.append(bytes, (size_t)got);
+    close(server);
+    outcome.exitStatus = 0;
+    return outcome;
 }
 
 std::string SwitchTest::send(const std::string &method, const std::string &target, const std::string &body)

@@ -30,6 +30,7 @@ std::string buildDirectory();
  *   TEST_PROGRAM     the path of another build of it, say one for the switch's processor
  *   TEST_LIBRARIES   the directory of its platform libraries, for one without a run path
  *   TEST_SANDBOX     the sandbox library of its kind
+ *   TEST_RESIDENT    if set, SwitchTest::run sends its requests to one worker of the resident program
  *   TEST_LAUNCHER    the command to start it with, say an emulator, which has to leave LD_PRELOAD to the program
  */
 std::vector<std::string> programCommand();
@@ -44,8 +45,9 @@ struct Process {
     int errors = -1;
 };
 
-/* Starts `command` with exactly `environment` and PATH. `input` is its standard input. */
+/* Starts `command` with exactly `environment` and PATH. `input` is its standard input: a text or a descriptor. */
 Process startProcess(const std::vector<std::string> &command, const Environment &environment, const std::string &input);
+Process startProcess(const std::vector<std::string> &command, const Environment &environment, int input);
 
 /* Waits for the end, at most a minute: what takes longer hangs, and is killed. */
 Outcome finishProcess(Process process);
@@ -98,6 +100,8 @@ protected:
 
     /* The CGI environment of a request; the query is taken from the target. */
     Environment request(const std::string &method, const std::string &target, const std::string &body = "");
+    /* Is TEST_RESIDENT set? Then there is no exit status to be seen: it is 0. */
+    static bool isResident();
     Outcome run(const Environment &environment, const std::string &body = "");
 
     /*
@@ -124,7 +128,12 @@ protected:
     Process vswitch;
 
 private:
+    void startResident(const Environment &environment);
+    void stopResident();
+
     size_t traceRead = 0;
+    Process resident;
+    Environment residentEnvironment;
 };
 
 #endif

@@ -202,3 +202,10 @@ TEST(HttpMethod, hasANameForAnyCode)
 {
     EXPECT_STREQ(httpMethodName(4), "Invalid method '4'");
 }
+
+TEST(OpenText, keepsAnEndBehindWhatIsOffered)
+{
+    OpenText<8> text;
+    memset(text.bytes, 'x', bufferSized(text)->size);
+    EXPECT_STREQ(text.bytes, "xxxxxxxx");
+}

@@ -1,312 +1,9 @@
 /*
- * frames_test.cpp - frames through the virtual switch. Requests configure it, hosts on sockets send frames, and each row
- * says on which ports the frames come out. The command "settle" waits until all frames are forwarded. The clock stands
- * still except for the command "pass SECONDS".
+ * frames_test.cpp - which frames leave the virtual switch where: VLANs, filters, storms, loops, registration, lists.
  */
-#include <arpa/inet.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <time.h>
 
-#include <regex>
-#include <utility>
-
-#include "tests/support/driver.h"
-#include "tests/support/rpc.h"
-
-/* The short names that rows use for requests; $1, $2, ... are the arguments behind the name. */
-static const struct { const char *name, *method, *target, *body; } requests[] = {
-    {"vlan", "POST", "vlan/create?vlanNum=$1", ""},
-    {"unvlan", "DELETE", "vlan/delete?vlanNum=$1", ""},
-    {"join", "PUT", "vlan/if-participation?ifNum=$1&vlanNum=$2", R"({"participationMode":1})"},
-    {"leave", "PUT", "vlan/if-participation?ifNum=$1&vlanNum=$2", R"({"participationMode":2})"},
-    {"tag", "PUT", "vlan/if-tagging?ifNum=$1&vlanNum=$2", R"({"tagging":1})"},
-    {"pvid", "PUT", "vlan/if-pvid?ifNum=$1", R"({"vlanNum":$2})"},
-    {"accept", "PUT", "vlan/if-accept-frame-type?ifNum=$1", R"({"type":$2})"},
-    {"ingress", "PUT", "vlan/qports-enable-ingress-filtering?ifNum=$1", R"({"mode":$2})"},
-    {"priority", "PUT", "vlan/if-default-user-priority?ifNum=$1", R"({"priority":$2})"},
-    {"mode", "PUT", "vlan/dot1q-sw-port-mode", R"({"intf":$1,"mode":$2})"},
-    {"access", "PUT", "vlan/dot1q-sw-port-access-vlan?intf=$1", R"({"vlanId":$2})"},
-    {"native", "PUT", "vlan/dot1q-sw-port-trunk-native-vlan?intf=$1", R"({"vlanId":$2})"},
-    {"allowed", "PUT", "vlan/dot1q-sw-port-trunk-allowed-vlan-list", R"({"intf":$1,"vidList":[$2]})"},
-    {"private", "POST", "vlan/dot1q-private-vlan-enable?vlanId=$1", R"({"pvlanType":$2})"},
-    {"associate", "POST", "vlan/dot1q-api-private-vlan-assoc?vlanId=$1", R"({"vidList":[$2]})"},
-    {"host", "PUT", "vlan/dot1q-intf-pvlan-host-assoc?ifNum=$1", R"({"primaryVlan":$2,"secondaryVlan":$3})"},
-    {"promiscuous", "PUT", "vlan/dot1q-intf-pvlan-promisc-assoc?ifNum=$1", R"({"primaryVlan":$2,"vidList":[$3]})"},
-    {"mac", "POST", "vlan/mac", R"({"mac":"$1","vlanId":$2})"},
-    {"oui", "POST", "vlan/mac-oui-vlan?vlanId=$2", R"({"oui":"$1"})"},
-    {"voice", "PUT", "voice-vlan/admin-mode", R"({"mode":1})"},
-    {"voiceport", "PUT", "voice-vlan/port-admin-mode?ifNum=$1", R"({"mode":1,"dataValue":$2})"},
-    {"override", "PUT", "voice-vlan/port-cos-override-mode?ifNum=$1", R"({"mode":1})"},
-    {"voip", "PUT", "voip/global-vlan-id?vlanId=$1", ""},
-    {"voipport", "PUT", "voip/intf-mode?ifNum=$1", R"({"type":"oui","mode":"enable"})"},
-    {"voipoui", "POST", "voip/oui", R"({"voipOui":"$1"})"},
-    {"voippriority", "PUT", "voip/oui-priority", R"({"priority":$1})"},
-    {"mvrp", "PUT", "mvrp/mode", R"({"mode":"enable"})"},
-    {"mvrpport", "PUT", "mvrp/intf-mode?intIfNum=$1", R"({"mode":"$2"})"},
-    {"gvrp", "PUT", "garp/gvrp-enable", R"({"globalGvrpStatus":"enable"})"},
-    {"leavetime", "PUT", "garp/leave-time?ifNum=$1", R"({"leaveTime":$2})"},
-    {"gvrpport", "PUT", "garp/gvrp-port-enable?ifNum=$1", R"({"intfGvrpStatus":"enable"})"},
-    {"flush", "POST", "fdb/flush", ""},
-    {"filter", "POST", "static-filter/filter?vlanId=$2", R"({"macAddr":"$1"})"},
-    {"to", "POST", "static-filter/filter-dst-intf?vlanId=$2&ifNum=$3", R"({"macAddr":"$1"})"},
-    {"from", "POST", "static-filter/filter-src-intf?vlanId=$2&ifNum=$3", R"({"macAddr":"$1"})"},
-    {"never", "POST", "static-filter/filter-dst-intf-list?vlanId=$2", R"({"macAddr":"$1","filterIntfList":"$3"})"},
-    {"filtering", "PUT", "static-filter/filter-vlan-filtering-mode?vlanId=$1", R"({"mode":"filter_$2"})"},
-    {"filters", "PUT", "static-filter/filter-admin-mode", R"({"adminMode":"$1"})"},
-    {"protect", "POST", "protectedport/group-intf?ifNum=$1&groupId=$2", ""},
-    {"storm", "PUT", "storm-control/mode", R"({"stormCtrlMode":"$1","state":"$2"})"},
-    {"limit", "PUT", "storm-control/threshold?rateUnit=pps", R"({"stormCtrlMode":"$1","threshold":$2})"},
-    {"portstorm", "PUT", "storm-control/intf-mode", R"({"stormCtrlMode":"$1","interface":$2,"state":"$3"})"},
-    {"portlimit", "PUT", "storm-control/intf-threshold?rateUnit=pps",
-     R"({"stormCtrlMode":"$1","interface":$2,"threshold":$3})"},
-    {"action", "PUT", "storm-control/action", R"({"stormCtrlMode":"$1","action":"$2"})"},
-    {"guard", "PUT", "loop-protect/admin-mode", R"({"adminMode":1})"},
-    {"loops", "PUT", "loop-protect/port-admin-mode?ifNum=$1", R"({"mode":$2})"},
-    {"looped", "PUT", "loop-protect/port-action?ifNum=$1", R"({"mode":$2})"},
-    {"disabled", "PUT", "loop-protect/disable-timer", R"({"val":$1})"},
-    {"list", "POST", "macal/list", R"({"macalName":"a"})"},
-    {"rule", "POST", "macal/rule-entry", R"({"macalName":"a","macalRulePrio":$1})"},
-    {"permit", "POST", "macal/rule-action", R"({"macalName":"a","macalRulePrio":$1,"action":"permit"})"},
-    {"source", "POST", "macal/rule-src-ip-mask",
-     R"({"macalName":"a","macalRulePrio":$1,"ipAddr":"$2","mask":"255.255.255.255"})"},
-    {"service", "POST", "macal/rule-tcp-udp-port-number?portNum=$2", R"({"macalName":"a","macalRulePrio":$1})"},
-    {"activate", "POST", "macal/activate", R"({"macalName":"a"})"},
-};
-
-/* Addresses that a letter stands for. Other letters are stations: 02:00:00:00:00:XX, XX being the letter's code. */
-static const std::map<char, std::string> addresses = {
-    {'*', std::string(6, '\xff')},
-    {'m', std::string("\x01\x00\x5e\x00\x00\x01", 6)},
-    {'b', std::string("\x01\x80\xc2\x00\x00\x00", 6)},  /* spanning tree's */
-    {'s', std::string("\x02\xa0\xc9\x00\x00\x01", 6)},  /* the switch's */
-    {'l', std::string("\x03\xa0\xc9\x00\x00\x01", 6)},  /* loop protection's */
-    {'r', std::string("\x01\x80\xc2\x00\x00\x21", 6)},  /* the registration protocols' */
-    {'e', std::string("\x01\x80\xc2\x00\x00\x0e", 6)}, /* LLDP's */
-    {'0', std::string(6, '\0')},
-};
-
-static std::string addressOf(char letter)
-{
-    auto found = addresses.find(letter);
-    return found == addresses.end() ? std::string("\x02\0\0\0\0", 5) + letter : found->second;
-}
-
-static char letterOf(const std::string &address)
-{
-    for (const auto &[letter, known] : addresses)
-        if (known == address)
-            return letter;
-    return address[5];
-}
-
-/* A PDU that joins (event 1) or leaves (5) the VLAN and the next but one. */
-static std::string mvrpOf(int vlan, int event)
-{
-    const char events = (char)(event * 36 + 4 * 6 + event);
-    const std::string pdu = {0, 1, 2, 0, 3, (char)(vlan >> 8), (char)vlan, events, 0, 0, 0, 0};
-    return "\x88\xf5" + pdu;
-}
-
-/* A PDU that joins (event 2) or leaves (3) the VLAN. */
-static std::string gvrpOf(int vlan, int event)
-{
-    const std::string pdu = {0x42, 0x42, 3, 0, 1, 1, 4, (char)event, (char)(vlan >> 8), (char)vlan, 0, 0};
-    return std::string("\0\xc", 2) + pdu;
-}
-
-static const std::string gvrpLeaveAll("\0\x9\x42\x42\3\0\1\1\2\0\0\0", 12);
-
-/*
- * The frame of a text: "A>B" from A to B, "A>B@10" with a tag of VLAN 10, "A>B@10p5" and priority 5, "A>B@10p5d" and DEI.
- * Behind that, "=IP:PORT" for a TCP packet, "=IP:PORT+" for a later fragment of one, and ":1600" for the length in bytes.
- */
-static std::string frameOf(const std::string &text)
-{
-    std::smatch part;
-    if (!std::regex_match(text, part, std::regex(R"((.)>(.)(@(\d+)(p(\d)(d)?)?)?(=([\d.]+):(\d+)(\+)?)?(:(\d+))?)")))
-        return "";
-    std::string frame = addressOf(part.str(2)[0]) + addressOf(part.str(1)[0]);
-    auto put16 = [&](int number) { frame += {(char)(number >> 8), (char)number}; };
-    if (part[3].matched) {
-        put16(0x8100);
-        put16(std::stoi(part.str(4)) | (part[6].matched ? std::stoi(part.str(6)) : 0) << 13 | part[7].matched << 12);
-    }
-    put16(part[8].matched ? 0x0800 : 0x88B5);
-    if (part[8].matched) {
-        in_addr source = {inet_addr(part.str(9).c_str())};
-        frame += std::string("\x45\0\0\x28\0\0\0", 7) + (char)part[11].matched;
-        frame += std::string("\x40\x06\0\0", 4) + std::string((char *)&source, 4);
-        frame += std::string("\xa\0\0\xfezz", 6);
-        put16(std::stoi(part.str(10)));
-    }
-    frame.resize(part[13].matched ? std::stoul(part.str(13)) : std::max<size_t>(60, frame.size()));
-    return frame;
-}
-
-/* The text of a frame, with the VLANs it joins (+) and leaves (-) if it is a PDU. */
-static std::string textOf(const std::string &frame)
-{
-    auto get16 = [&](size_t at) { return (unsigned char)frame[at] << 8 | (unsigned char)frame[at + 1]; };
-    std::string text = {letterOf(frame.substr(6, 6)), '>', letterOf(frame.substr(0, 6))};
-    for (int i = 0, count = get16(12) == 0x88F5 ? get16(17) & 0x1FFF : 0; i < count; i++) { /* MVRP's vector */
-        const int place[] = {36, 6, 1}, event = (unsigned char)frame[(size_t)(21 + i / 3)] / place[i % 3] % 6;
-        text += event == 4 ? "" : (event == 1 ? "+" : "-") + std::to_string(get16(19) + i);
-    }
-    for (size_t at = 20; get16(12) < 0x600 && frame[at] == 4; at += 4) /* GVRP's attributes */
-        text += (frame[at + 1] == 2 ? "+" : "-") + std::to_string(get16(at + 2));
-    if (get16(12) == 0x8100) {
-        text += "@" + std::to_string(get16(14) & 0xFFF);
-        text += get16(14) >> 12 ? "p" + std::to_string(get16(14) >> 13) : "";
-        text += get16(14) & 0x1000 ? "d" : "";
-    }
-    return text + (frame.size() < 60 ? " of " + std::to_string(frame.size()) + " bytes" : "");
-}
-
-/*
- * The requests and commands before; the ports and frames that come in; the ports and frames that come out, or "! " and
- * the reason why none does.
- */
-struct Passage {
-    const char *configured, *in, *out;
-};
-
-class FrameTest : public SwitchTest {
-protected:
-    void SetUp() override
-    {
-        SwitchTest::SetUp();
-        startWithHosts(5);
-    }
-
-    /* Starts a switch with a host on each port from 0 to `last`. */
-    void startWithHosts(int last)
-    {
-        std::vector<std::string> options;
-        for (int port = 0; port <= last; port++)
-            for (const std::string &word : {std::string("--plug"), std::to_string(port) + "=unix:" + path(port)})
-                options.push_back(word);
-        startSwitch(options);
-        command("hold");
-        for (int port = 0; port <= last; port++)
-            connectHost(port);
-        command("settle");
-    }
-
-    void TearDown() override
-    {
-        for (auto [port, host] : hosts)
-            close(host);
-        SwitchTest::TearDown();
-    }
-
-    std::string path(int port) const { return directory + "/port" + std::to_string(port); }
-
-    void connectHost(int port)
-    {
-        int host = connectTo(path(port));
-        if (hosts.contains(port))
-            close(hosts[port]);
-        received[port].clear();
-        hosts[port] = host;
-    }
-
-    /* Sends requests of the table and commands: "join 1 10; tag 1 10; pass 300". */
-    void configure(const std::string &text)
-    {
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line, ';');) {
-            std::istringstream words(line);
-            std::vector<std::string> arguments((std::istream_iterator<std::string>(words)), {});
-            auto row = std::find_if(std::begin(requests), std::end(requests),
-                                    [&](const auto &request) { return request.name == arguments[0]; });
-            if (row == std::end(requests)) {
-                command(line);
-                continue;
-            }
-            std::string target = row->target, body = row->body;
-            for (size_t i = 1; i < arguments.size(); i++)
-                for (std::string *into : {&target, &body})
-                    *into = std::regex_replace(*into, std::regex("\\$" + std::to_string(i)), arguments[i]);
-            EXPECT_EQ(send(row->method, target, body).find("\"fail\""), std::string::npos) << line;
-        }
-    }
-
-    static std::string withLength(const std::string &frame)
-    {
-        uint32_t length = htonl((uint32_t)frame.size());
-        return std::string((char *)&length, sizeof length) + frame;
-    }
-
-    void sendBytes(int port, const std::string &bytes)
-    {
-        ASSERT_EQ(::send(hosts[port], bytes.data(), bytes.size(), MSG_NOSIGNAL), (ssize_t)bytes.size());
-    }
-
-    void put(int port, const std::string &frame) { sendBytes(port, withLength(frame)); }
-
-    bool isHungUpOn(int port)
-    {
-        char byte;
-        return recv(hosts[port], &byte, 1, MSG_DONTWAIT) == 0;
-    }
-
-    /* The frames that have come out of the port since the last call. */
-    std::vector<std::string> get(int port)
-    {
-        std::string &bytes = received[port], more(1 << 20, 0);
-        ssize_t got = recv(hosts[port], more.data(), more.size(), MSG_DONTWAIT);
-        bytes.append(more, 0, got < 0 ? 0 : (size_t)got);
-        std::vector<std::string> frames;
-        for (uint32_t length; bytes.size() >= sizeof length; bytes.erase(0, sizeof length + length)) {
-            memcpy(&length, bytes.data(), sizeof length);
-            length = ntohl(length);
-            if (bytes.size() < sizeof length + length)
-                break;
-            frames.push_back(bytes.substr(sizeof length, length));
-        }
-        return frames;
-    }
-
-    /* The frames that have come out of all ports: "2 A>B@10, 3 A>B". */
-    std::string collect()
-    {
-        std::string out;
-        for (auto [port, host] : hosts)
-            for (const std::string &frame : get(port))
-                out += (out.empty() ? "" : ", ") + std::to_string(port) + " " + textOf(frame);
-        return out;
-    }
-
-    /* Plays the rows. */
-    void forward(const std::vector<Passage> &rows)
-    {
-        for (const Passage &row : rows) {
-            SCOPED_TRACE(std::string(row.configured) + " | " + row.in + " | " + row.out);
-            collect();
-            configure(row.configured);
-            takeTrace();
-            std::istringstream in(row.in);
-            int port;
-            std::string frame, bytes, out;
-            while (in >> port >> frame) /* in one write */
-                bytes += withLength(frameOf(frame));
-            if (!bytes.empty())
-                sendBytes(port, bytes);
-            command("settle");
-            out = collect();
-            if (out.empty()) {
-                std::string trace = std::regex_replace(takeTrace(), std::regex("port \\d+: "), "");
-                out = trace.empty() ? "" : "! " + trace;
-            }
-            EXPECT_EQ(out, row.out);
-        }
-    }
-
-    std::map<int, int> hosts;
-    std::map<int, std::string> received; /* the beginning of a frame whose end is still to come */
-};
+#include "tests/vswitch/frames.h"
 
 using Forwarding = FrameTest;
 using PrivateVlanFrames = FrameTest;
@@ -317,8 +14,6 @@ using StaticFilterFrames = FrameTest;
 using StormControlFrames = FrameTest;
 using LoopProtectionFrames = FrameTest;
 using AccessListFrames = FrameTest;
-using Plug = FrameTest;
-using Capture = FrameTest;
 
 #define A_MAC "02:00:00:00:00:41"
 #define M_MAC "01:00:5E:00:00:01"
@@ -359,18 +54,6 @@ TEST_F(Forwarding, sendsFramesWhereTheirAddressWasLearned)
     EXPECT_EQ(send("GET", "vlan/dot1q-rx-packets-not-forwarded-count?ifNum=1"),
               success("\"vlan\":{\"totalRxPktsNotForwarded\":8}"));
     EXPECT_EQ(send("GET", "bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:42"), success("\"bridge\":{\"port\":2}"));
-}
-
-TEST_F(Forwarding, obeysTheSpanningTree)
-{
-    forward({
-        {"stp 2 blocking", "1 A>*", "0 A>*, 3 A>*, 4 A>*, 5 A>*"},
-        {"", "2 B>A", "! it is blocked by the spanning tree"},
-        {"", "1 A>B", "3 A>B, 4 A>B, 5 A>B"},
-        {"stp 2 learning", "2 B>A", "! it is learning: it does not forward yet"},
-        {"", "1 A>B", "! port 2 is learning: it does not forward yet"},
-        {"stp 2 auto", "1 A>B", "2 A>B"},
-    });
 }
 
 TEST_F(Forwarding, keepsFramesInTheirVlan)
@@ -475,6 +158,23 @@ TEST_F(VoiceVlanFrames, tellPhonesTheNetworkPolicy)
              {"voiceport 1 1", "", "1 s>e"}});
 }
 
+/* A PDU that joins (event 1) or leaves (5) the VLAN and the next but one. */
+static std::string mvrpOf(int vlan, int event)
+{
+    const char events = (char)(event * 36 + 4 * 6 + event);
+    const std::string pdu = {0, 1, 2, 0, 3, (char)(vlan >> 8), (char)vlan, events, 0, 0, 0, 0};
+    return "\x88\xf5" + pdu;
+}
+
+/* A PDU that joins (event 2) or leaves (3) the VLAN. */
+static std::string gvrpOf(int vlan, int event)
+{
+    const std::string pdu = {0x42, 0x42, 3, 0, 1, 1, 4, (char)event, (char)(vlan >> 8), (char)vlan, 0, 0};
+    return std::string("\0\xc", 2) + pdu;
+}
+
+static const std::string gvrpLeaveAll("\0\x9\x42\x42\3\0\1\1\2\0\0\0", 12);
+
 TEST_F(MvrpGvrpFrames, registerVlans)
 {
     auto from = [&](int port, const std::string &pdu) { put(port, addressOf('r') + addressOf('A') + pdu); };
@@ -546,7 +246,7 @@ TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
     EXPECT_EQ(send("GET", "vlan/dynamic-vlan-entries"), success("\"vlan\":{\"val\":4093}"));
 }
 
-TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)
+TEST_F(StaticFilterFrames, obeyFiltersProtectedPortsAndTheSpanningTree)
 {
     forward({
         {"filters enable; filter " A_MAC " 1; to " A_MAC " 1 4", "2 B>A", "4 B>A"},
@@ -567,6 +267,9 @@ TEST_F(StaticFilterFrames, obeyFiltersAndProtectedPorts)
         {"protect 1 1; protect 2 1; protect 3 2", "1 D>*", "0 D>*, 3 D>*, 4 D>*, 5 D>*"},
         {"", "2 B>D", "! port 1 is in the same protected group"},
         {"", "3 C>D", "1 C>D"},
+        {"stp 1 learning", "3 C>D", "! port 1 is learning: it does not forward yet"},
+        {"", "1 D>C", "! it is learning: it does not forward yet"},
+        {"stp 1 blocking", "1 D>C", "! it is blocked by the spanning tree"},
     });
 }
 
@@ -643,133 +346,4 @@ TEST_F(AccessListFrames, reachTheSwitchIfPermitted)
     });
     configure("pass 60"); /* the counter is reported once a minute */
     EXPECT_EQ(send("GET", "macal/stats-packets-filtered"), success("\"macal\":{\"filtPackets\":3}"));
-}
-
-/* A host that disconnects takes the link and its addresses away. No host is on port 6. */
-TEST_F(Plug, givesThePortItsLink)
-{
-    auto stateOf = [&](int port) { return send("GET", "bridge/dot1d-stp-port-state?port=" + std::to_string(port)); };
-    const std::string forwarding = success("\"bridge\":{\"portState\":5}");
-    const std::string down = success("\"bridge\":{\"portState\":1}");
-    forward({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"}, {"", "2 B>A", "1 B>A"}});
-    EXPECT_EQ(stateOf(1) + stateOf(6), forwarding + down);
-    close(hosts[1]);
-    hosts.erase(1);
-    command("settle");
-    EXPECT_EQ(stateOf(1), down);
-    connectHost(1);
-    forward({{"settle", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}});
-    uint32_t nonsense = htonl(65537); /* no frame is as long: the switch closes this connection only */
-    ASSERT_EQ(::send(hosts[1], &nonsense, sizeof nonsense, MSG_NOSIGNAL), (ssize_t)sizeof nonsense);
-    command("settle");
-    EXPECT_TRUE(isHungUpOn(1));
-    forward({{"", "2 B>*", "0 B>*, 3 B>*, 4 B>*, 5 B>*"}});
-    int first = hosts[2];
-    hosts.erase(2);
-    connectHost(2); /* a port has one host */
-    command("settle");
-    EXPECT_TRUE(isHungUpOn(2));
-    close(std::exchange(hosts[2], first));
-    forward({{"", "3 C>*", "0 C>*, 2 C>*, 4 C>*, 5 C>*"}});
-}
-
-/* A host that disconnects and connects again at once is not taken for a second one, and its last frame is not lost. */
-TEST_F(Plug, letsAHostReconnectAtOnce)
-{
-    for (int i = 0; i < 50; i++) {
-        put(1, frameOf("A>B"));
-        close(hosts[1]);
-        hosts.erase(1);
-        connectHost(1);
-        command("settle");
-        ASSERT_FALSE(isHungUpOn(1)) << i;
-        EXPECT_EQ(collect(), "2 A>B, 3 A>B, 4 A>B, 5 A>B");
-    }
-}
-
-TEST_F(Plug, pluggedAndUnpluggedAtRunTime)
-{
-    play("plug 6=unix:" + path(6) + "\n"
-         "plug 6=unix:" + path(7) + " | something is plugged into port 6 already\n"
-         "plug 7=unix:" + directory + "/tmp | exists and is not a socket\n"
-         "plug 7=unix:" + path(1) + " | another process is serving on\n" /* which is this switch */
-         "plug 29=unix:" + path(7) + " | a plug is PORT=tap:NAME or PORT=unix:PATH");
-    connectHost(6);
-    command("settle");
-    forward({{"", "6 A>*", "0 A>*, 1 A>*, 2 A>*, 3 A>*, 4 A>*, 5 A>*"}});
-    play("unplug 6\nunplug 6 | nothing is plugged into port 6\nplug 7=unix:" + path(7));
-    EXPECT_TRUE(isHungUpOn(6));
-    EXPECT_NE(access(path(6).c_str(), F_OK), 0);
-    startSwitch(); /* without plugs, as with serve.sh */
-    play("POST vlan/create?vlanNum=10\nplug 1=unix:" + path(1));
-    EXPECT_EQ(send("GET", "vlan/static-vlan-entries"), success("\"vlan\":{\"val\":1}")); /* it was reset */
-    connectHost(1);
-    command("settle");
-    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=1"), success("\"bridge\":{\"portState\":5}"));
-    EXPECT_EQ(send("GET", "bridge/dot1d-stp-port-state?port=2"), success("\"bridge\":{\"portState\":1}"));
-}
-
-TEST_F(Plug, countsTheFramesThatASlowHostLoses)
-{
-    forward({{"", "2 B>A", "1 B>A, 3 B>A, 4 B>A, 5 B>A"}, {"", "1 A>B", "2 A>B"}});
-    for (int sent = 0; sent < 2000; sent++) {
-        put(1, frameOf("A>B:1500"));
-        if (sent % 50 == 49)
-            command("settle");
-    }
-    size_t arrived = 0;
-    for (size_t got; (got = get(2).size()) > 0; command("settle"))
-        arrived += got;
-    std::string lost = send("GET", "bridge/dot1d-base-port-delay-exceeded-discards?port=2");
-    EXPECT_EQ(lost, success("\"bridge\":{\"delayExceededDiscardsValue\":" + std::to_string(2000 - arrived) + "}"));
-    EXPECT_LT(arrived, 2000u);
-    EXPECT_GT(arrived, 100u);
-}
-
-/* A flood of frames does not delay a request: it is answered after the first few of the frames that wait before it. */
-TEST_F(Plug, takesTurnsWithRequests)
-{
-    enum { FLOOD = 1000, FIRST_TURNS = 300 };
-    std::string flood;
-    for (int i = 0; i < FLOOD; i++)
-        flood += withLength(frameOf("A>*"));
-    const std::string call = callOf("rpcclt_openapiDot1dTpPortInFramesGet", "n" + bytesOf(1) + "N" + bytesOf(0));
-    int client = connectTo(socket);
-    command("settle");
-    int status;
-    kill(vswitch.pid, SIGSTOP); /* frames and request are all there when it goes on */
-    ASSERT_EQ(waitpid(vswitch.pid, &status, WUNTRACED), vswitch.pid);
-    sendBytes(1, flood);
-    EXPECT_EQ(::send(client, call.data(), call.size(), MSG_NOSIGNAL), (ssize_t)call.size());
-    kill(vswitch.pid, SIGCONT);
-    char reply[13]; /* length, code, tag, number */
-    uint32_t framesBefore = FLOOD;
-    EXPECT_EQ(recv(client, reply, sizeof reply, MSG_WAITALL), (ssize_t)sizeof reply);
-    memcpy(&framesBefore, reply + 9, sizeof framesBefore);
-    EXPECT_LT(framesBefore, (uint32_t)FIRST_TURNS);
-    close(client);
-}
-
-TEST_F(Capture, recordsFramesWithTheReasonOfTheirLoss)
-{
-    configure("capture 1 " + directory + "/frames");
-    forward({{"", "1 A>B", "2 A>B, 3 A>B, 4 A>B, 5 A>B"},
-             {"", "2 B>A", "1 B>A"},
-             {"", "1 A>B@30", "! VLAN 30 does not exist"}});
-    std::string file = readFile(directory + "/frames");
-    std::string blocks; /* the types; the length stands at both ends of a block */
-    auto get32 = [&](size_t at) { return *(const uint32_t *)(file.data() + at); };
-    for (size_t at = 0; at + 12 <= file.size() && get32(at + 4) == get32(at + get32(at + 4) - 4); at += get32(at + 4))
-        blocks += std::to_string(get32(at)) + " ";
-    EXPECT_EQ(blocks, "168627466 1 6 6 6 ");
-    EXPECT_NE(file.find("VLAN 30 does not exist"), std::string::npos);
-    EXPECT_NE(file.find(frameOf("B>A")), std::string::npos);
-    play("capture stop 2 | no such capture runs\ncapture stop 1");
-    forward({{"", "2 B>A", "1 B>A"}});
-
-    /* another user's link to a file of the switch's user */
-    EXPECT_EQ(symlink((directory + "/frames").c_str(), (directory + "/link").c_str()), 0);
-    Outcome refused = runProcess(switchCommand({"capture", "1", directory + "/link"}));
-    EXPECT_NE(refused.errors.find("/link: it is a symbolic link\n"), std::string::npos) << refused.errors;
-    EXPECT_EQ(readFile(directory + "/frames"), file);
 }

@@ -19,8 +19,6 @@ TEST_F(Fdb, learnsStationsWhileTheirPortIsUp)
     startSwitch({"--stations", "28"});
     play(R"(
         hold
-        GET fdb/intf-dynamic-entries?intIfNum=14 | "entries":2
-        GET fdb/intf-dynamic-entries?intIfNum=15 | "entries":0
         pass 280
         PUT fdb/addr-aging-timeout {"timeOut":600}
         pass 300
@@ -29,12 +27,10 @@ TEST_F(Fdb, learnsStationsWhileTheirPortIsUp)
         GET fdb/dynamic-entries | "entries":26
         GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:01:01 | "port":
         POST fdb/flush
-        GET fdb/dynamic-entries | "entries":0
         pass 4
         GET fdb/dynamic-entries | "entries":26
         pass 10000000
         GET fdb/dynamic-entries | "entries":26
-        GET fdb/max-count | "entriesNum":29
     )");
 }
 
@@ -43,10 +39,8 @@ TEST_F(Fdb, followsStationsThatMoveAndForgetsSilentOnes)
     play(R"(
         hold
         learn 1 02:00:00:00:aa:01 5
-        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:AA:01 | "port":5
         pass 1000
         learn 1 02:00:00:00:aa:01 6
-        GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:AA:01 | "port":6
         silence 1 02:00:00:00:aa:01
         pass 299
         GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:AA:01 | "port":6
@@ -55,13 +49,9 @@ TEST_F(Fdb, followsStationsThatMoveAndForgetsSilentOnes)
         silence 1 02:00:00:00:aa:01 | no station
         learn 2 02:00:00:00:aa:01 5 | no VLAN
         learn 1 01:00:5e:00:00:01 5 | no station's address
-        learn 1 02:00:00:00:aa:01 99 | no port
         learn 1 02:00:00:00:aa:01 20 | down: no link
-        link 20 up
-        learn 1 02:00:00:00:aa:01 20
-        GET bridge/dot1d-stp-port-state?port=20 | "portState":5
-        PUT vlan/if-participation?vlanNum=1&ifNum=20 {"participationMode":2}
-        learn 1 02:00:00:00:aa:02 20 | not in VLAN 1
+        PUT vlan/if-participation?vlanNum=1&ifNum=5 {"participationMode":2}
+        learn 1 02:00:00:00:aa:02 5 | not in VLAN 1
     )");
 }
 
@@ -70,18 +60,13 @@ TEST_F(SwitchPort, keepsTheAllowedVlansOfATrunkAsTheyWereSet)
     play(R"(
         PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":2}
         PUT vlan/dot1q-sw-port-trunk-allowed-vlan-list {"intf":5,"vidList":[4094,10,1,10]}
-        GET vlan/dot1q-sw-port-trunk-allowed-vlan-list?intf=5 | "vidList":[1,10,4094]
-        GET vlan/vid-list?intfNum=5 | "vidList":[1]
         POST vlan/create?vlanNum=10
         GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
         PUT vlan/dot1q-sw-port-trunk-native-vlan?intf=5 {"vlanId":10}
         GET vlan/dot1q-sw-port-untagged-vlan-list?intf=5 | "vidList":[10]
-        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[1]
         DELETE vlan/delete?vlanNum=10
         GET vlan/dot1q-sw-port-trunk-allowed-vlan-list?intf=5 | "vidList":[1,10,4094]
         PUT vlan/dot1q-sw-port-trunk-allowed-vlan-list {"intf":5,"vidList":[1,0]} | -22
-        PUT vlan/dot1q-sw-port-trunk-allowed-vlan-list {"intf":5,"vidList":[4095]} | -22
-        GET vlan/global-auto-trunk | "adminMode":0
         PUT vlan/global-auto-trunk {"adminMode":1}
         GET vlan/dot1q-oper-auto-trunk-mode?intIfNum=5 | true
         GET vlan/dot1q-oper-auto-trunk-mode?intIfNum=6 | false
@@ -95,52 +80,19 @@ TEST_F(SwitchPort, keepsTheSettingsOfGeneralModeInOtherModes)
         POST vlan/create?vlanNum=20
         PUT vlan/dot1q-sw-port-access-vlan?intf=5 {"vlanId":20}
         PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":1}
-        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[]
         PUT vlan/if-participation?vlanNum=10&ifNum=5 {"participationMode":1}
         PUT vlan/if-participation?vlanNum=1&ifNum=5 {"participationMode":2}
         PUT vlan/if-tagging?vlanNum=10&ifNum=5 {"tagging":1}
         PUT vlan/if-pvid?ifNum=5 {"vlanNum":10}
         GET vlan/if-participation?vlanNum=10&ifNum=5 | "participationMode":1
-        GET vlan/tagged?vlanId=10&ifNum=5 | "val":1
-        GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[]
         GET vlan/dot1q-sw-port-untagged-vlan-list?intf=5 | "vidList":[20]
-        GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":20
-        GET vlan/qports-current-ingress-filtering?ifNum=5 | "val":1
         PUT vlan/dot1q-sw-port-mode {"intf":5,"mode":3}
         GET vlan/dot1q-sw-port-forbidden-vlan-list?intf=5 | "vidList":[1]
-        GET vlan/vid-list?intfNum=5 | "numOfElements":1,"vidList":[10]
         GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
         GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":10
-        GET vlan/qports-current-ingress-filtering?ifNum=5 | "val":0
         DELETE vlan/delete?vlanNum=10
         POST vlan/create?vlanNum=10
         GET vlan/vid-list?intfNum=5 | "vidList":[]
-        GET vlan/pvlan-intf-trunk-native-vlan?intf=5 | "nativeVid":1
-    )");
-}
-
-TEST_F(Fdb, forgetsAddressesWhenLinkOrMembershipEnds)
-{
-    play(R"(
-        hold
-        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":1
-        link 3 down
-        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
-        GET bridge/dot1d-stp-top-changes | "topChanges":2
-        pass 60
-        GET bridge/dot1d-stp-time-since-topology-change | "timeSinceTopologyChange":6000
-        GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":0
-        GET bridge/dot1d-tp-port-in-frames?port=4 | "inFrames":300
-        link 3 up
-        pass 4
-        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":1
-        GET bridge/dot1d-stp-port-forward-transitions?port=3 | "forwardTransitions":2
-        PUT vlan/if-participation?vlanNum=1&ifNum=3 {"participationMode":2}
-        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
-        PUT vlan/if-participation?vlanNum=1&ifNum=3 {"participationMode":1}
-        pass 4
-        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":1
     )");
 }
 
@@ -151,9 +103,7 @@ TEST_F(VoiceVlan, isTaggedAndEndsWithItsVlan)
         PUT voice-vlan/admin-mode {"mode":1}
         PUT voice-vlan/port-admin-mode?ifNum=5 {"mode":1,"dataValue":10}
         GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[10]
-        GET voice-vlan/port-status?ifNum=5 | "mode":1
         PUT voice-vlan/port-vlan-id?ifNum=5&vlanId=0
-        GET vlan/dot1q-sw-port-tagged-vlan-list?intf=5 | "vidList":[]
         GET voice-vlan/port-status?ifNum=5 | "mode":0
         PUT voice-vlan/port-vlan-id?ifNum=5&vlanId=10
         PUT voip/global-vlan-id?vlanId=10
@@ -178,16 +128,10 @@ TEST_F(LoopProtection, shutsThePortForEveryFeature)
         loop 3 on
         pass 20
         DELETE loop-protect/port-stats?ifNum=3
-        POST loop-protect/is-port-disabled?ifNum=3 | "false"
         pass 10
-        GET loop-protect/portloop-detect-count?ifNum=3 | "loopCount":1
-        GET loop-protect/port-packet-rx-count?ifNum=3 | "count":1
         DELETE loop-protect/all-stats
         POST loop-protect/is-loop-detected?ifNum=3 | "true"
         POST loop-protect/is-port-disabled?ifNum=3 | "true"
-        GET loop-protect/port-time-since-last-loop?ifNum=3 | "timeVal":0
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
-        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
         GET voip/intf-oui-status?ifNum=3 | "down"
         pass 500
         GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":150
@@ -197,12 +141,9 @@ TEST_F(LoopProtection, shutsThePortForEveryFeature)
         GET loop-protect/port-packet-tx-count?ifNum=3 | "count":1
         pass 6200
         GET loop-protect/portloop-detect-count?ifNum=3 | "loopCount":10
-        GET loop-protect/port-packet-tx-count?ifNum=3 | "count":31
-        POST loop-protect/is-port-disabled?ifNum=3 | "false"
         loop 3 off
         pass 9999990
         GET loop-protect/port-packet-tx-count?ifNum=3 | "count":1000030
-        POST loop-protect/is-loop-detected?ifNum=3 | "false"
         PUT loop-protect/disable-timer {"val":0}
         loop 3 on
         pass 30
@@ -218,36 +159,20 @@ TEST_F(SpanningTree, decidesWhatAPortCarries)
     play(R"(
         hold
         stp 3 blocking
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":2
-        GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
         learn 1 02:00:00:00:aa:01 3 | blocked by the spanning tree
         storm 3 unicast 10 | blocked by the spanning tree
         pass 60
         GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":0
-        GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":0
-        GET bridge/dot1d-stp-top-changes | "topChanges":2
-        stp 3 listening
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":3
-        GET bridge/dot1d-stp-top-changes | "topChanges":2
         stp 3 learning
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":4
         learn 1 02:00:00:00:aa:01 3
         pass 4
         GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":2
-        GET bridge/dot1d-stp-port-forward-transitions?port=3 | "forwardTransitions":1
         stp 3 auto
         GET bridge/dot1d-stp-port-state?port=3 | "portState":5
         GET fdb/intf-dynamic-entries?intIfNum=3 | "entries":2
         GET bridge/dot1d-stp-port-forward-transitions?port=3 | "forwardTransitions":2
-        stp 3 broken
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":6
-        link 3 down
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
-        link 3 up
         reset
         GET bridge/dot1d-stp-port-state?port=3 | "portState":5
-        stp 99 blocking | no port
-        stp 3 forwarding | a state is blocking
     )");
 }
 
@@ -255,37 +180,19 @@ TEST_F(SpanningTree, followsTheRootBehindAPort)
 {
     play(R"(
         hold
-        stp root 3 20000 61440 02:00:00:00:00:0B | the switch stays root
-        stp root 3 20000 4096 01:00:00:00:00:0B | not the address of another bridge
-        stp root 3 20000 4096 | say: stp root PORT
         stp root 3 20000 12288 02:00:00:00:00:0B
         stp root 5 200 4096 02:00:00:00:00:0B
         stp root 6 1 8192 02:00:00:00:00:0C
         GET bridge/dot1d-stp-root-port | "rootPort":5
         GET bridge/dot1d-stp-root-cost | "rootCost":200
-        GET bridge/dot1d-stp-designated-root | "02:00:00:00:00:0B"
         GET bridge/dot1d-stp-port-state?port=3 | "portState":2
-        GET bridge/dot1d-stp-port-state?port=5 | "portState":5
-        GET bridge/dot1d-stp-port-state?port=6 | "portState":5
-        GET bridge/dot1d-stp-top-changes | "topChanges":2
         GET bridge/dot1d-stp-port-designated-bridge?port=3 | "02:00:00:00:00:0B"
         GET bridge/dot1d-stp-port-designated-cost?port=3 | "designatedCost":0
-        GET bridge/dot1d-stp-port-path-cost?port=3 | "portPathCost":20000
-        GET bridge/dot1d-stp-port-designated-root?port=6 | "02:00:00:00:00:0B"
-        GET bridge/dot1d-stp-port-designated-bridge?port=6 | "02:A0:C9:00:00:01"
-        GET bridge/dot1d-stp-port-designated-cost?port=6 | "designatedCost":200
         link 5 down
         GET bridge/dot1d-stp-root-port | "rootPort":3
-        GET bridge/dot1d-stp-root-cost | "rootCost":20000
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":5
-        GET bridge/dot1d-stp-top-changes | "topChanges":4
         stp 3 broken
-        GET bridge/dot1d-stp-root-port | "rootPort":6
         GET bridge/dot1d-stp-designated-root | "02:00:00:00:00:0C"
         stp root none
-        GET bridge/dot1d-stp-root-port | "rootPort":0
-        GET bridge/dot1d-stp-root-cost | "rootCost":0
-        GET bridge/dot1d-stp-designated-root | "02:A0:C9:00:00:01"
         GET bridge/dot1d-stp-port-path-cost?port=5 | "portPathCost":20000
     )");
 }
@@ -299,11 +206,7 @@ TEST_F(StaticFilter, appliesWhileFilteringIsEnabled)
         POST static-filter/filter-dst-intf-list?vlanId=1 {"macAddr":"02:00:00:00:00:55","fwdIntfList":"7-8,29"}
         GET fdb/entry-next?mac=02:00:00:00:00:54 | "fdbIfNum":7,"entryType":"static"
         GET fdb/entry-next?mac=02:00:00:00:00:55&fdbIfNum=7 | "fdbIfNum":8,"entryType":"static"
-        GET fdb/entry-next?mac=02:00:00:00:00:55&fdbIfNum=8 | "fdbIfNum":29,"entryType":"static"
-        GET fdb/entry-next?vlanId=1&mac=02:00:00:00:00:55&fdbIfNum=7 | "mac":"02:00:00:00:01:01"
-        GET fdb/intf-internal-entries?intIfNum=8 | "entries":1
         PUT static-filter/filter-admin-mode {"adminMode":"disable"}
-        GET bridge/dot1d-tp-fdb-entry?address=02:00:00:00:00:55 | "exists":false
         pass 4
         GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:55 | "port":5
         PUT static-filter/filter-admin-mode {"adminMode":"enable"}
@@ -311,7 +214,6 @@ TEST_F(StaticFilter, appliesWhileFilteringIsEnabled)
         DELETE static-filter/filter?vlanId=1&macAddr=02:00:00:00:00:55
         pass 4
         GET bridge/dot1d-tp-fdb-status?address=02:00:00:00:00:55 | "status":3
-        POST static-filter/filter?vlanId=1 {"macAddr":"00:00:00:00:00:00"} | 10003
     )");
 }
 
@@ -321,21 +223,15 @@ TEST_F(VlanRegistration, followsNeighboursOnAnyPort)
         hold
         PUT garp/gvrp-enable {"globalGvrpStatus":"enable"}
         PUT garp/gvrp-port-enable?ifNum=5 {"intfGvrpStatus":"enable"}
-        GET garp/gvrp-transmit-pdu-count?ifNum=5 | "gvrpPduTxCount":0
         neighbour 5 joins 77
         GET vlan/type?vlanNum=77 | "vlanType":3
         GET vlan/dot1q-sw-port-dynamically-added-vlan-list?intf=5 | "vidList":[77]
         link 5 down
         GET vlan/type?vlanNum=77 | 10003
         link 5 up
-        stp 5 blocking
-        GET vlan/type?vlanNum=77 | 10003
-        stp 5 auto
         GET vlan/type?vlanNum=77 | "vlanType":3
         neighbour 5 leaves 77
         GET vlan/type?vlanNum=77 | 10003
-        neighbour 5 leaves 77 | has not joined VLAN 77
-        neighbour 5 joins 4095 | no VLAN
         neighbour 5 meets 7 | not "meets"
         neighbour 29 joins 7 | no port
     )");
@@ -355,7 +251,6 @@ TEST_F(VlanRegistration, countsErrors)
         GET mvrp/traffic-pdu-counter?type=2 | "counter":3
         GET mvrp/traffic-pdu-counter?type=4 | "counter":4
         GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=5 | "counter":5
-        GET mmrp/counter?type=1 | "counter":0
         errors 2 bad-header 1 | no protocol that counts this runs on port 2
         errors 1 late 1 | no errors of the kind "late"
         errors 3 too-long 7
@@ -363,7 +258,6 @@ TEST_F(VlanRegistration, countsErrors)
         GET bridge/dot1d-base-port-mtu-exceeded-discards?port=3 | "mtuExceededDiscardsValue":7
         GET bridge/dot1d-tp-port-in-discards?port=3 | "inDiscards":7
         GET bridge/dot1d-base-port-delay-exceeded-discards?port=3 | "delayExceededDiscardsValue":8
-        errors 28 delayed 1 | no link
     )");
 }
 
@@ -372,26 +266,14 @@ TEST_F(VlanRegistration, createsVlansWhereMvrpOrGvrpRuns)
     play(R"(
         hold
         PUT mvrp/mode {"mode":"enable"}
-        GET vlan/dynamic-vlan-entries | "val":0
         PUT mvrp/intf-mode?intIfNum=1 {"mode":"enable"}
         PUT mvrp/intf-mode?intIfNum=3 {"mode":"enable"}
-        GET vlan/dynamic-vlan-entries | "val":2
-        GET vlan/type?vlanNum=3001 | "vlanType":3
-        GET vlan/dot1q-sw-port-dynamically-added-vlan-list?intf=1 | "vidList":[3001,3002]
-        GET vlan/vid-list?intfNum=3 | "vidList":[1]
         GET mvrp/intf-vlan-array?intIfNum=1&vlanType=2 | "ids":[3001,3002]
-        GET mvrp/intf-vlan-array?intIfNum=1&vlanType=1 | "ids":[1]
-        GET mvrp/intf-vlan-array?intIfNum=3 | "ids":[]
-        DELETE vlan/delete?vlanNum=3001 | 10000
         POST vlan/create?vlanNum=3001
-        GET vlan/type?vlanNum=3001 | "vlanType":2
         GET vlan/dot1q-sw-port-tagged-vlan-list?intf=1 | "vidList":[3001,3002]
         GET mvrp/vlan-array?vlanType=1 | "ids":[1,3001]
-        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":1
         pass 100
-        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":11
         GET mvrp/traffic-pdu-counter?type=0 | "counter":11
-        GET mvrp/traffic-pdu-counter?type=1 | "counter":0
         PUT mvrp/periodic-state-machine-mode {"mode":"enable"}
         pass 10
         GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":22
@@ -402,7 +284,6 @@ TEST_F(VlanRegistration, createsVlansWhereMvrpOrGvrpRuns)
         PUT mvrp/periodic-state-machine-mode {"mode":"disable"}
         pass 100
         PUT mvrp/mode {"mode":"enable"}
-        GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=3 | "counter":1
         PUT mvrp/intf-mode?intIfNum=1 {"mode":"disable"}
         pass 100
         PUT mvrp/intf-mode?intIfNum=1 {"mode":"enable"}
@@ -411,18 +292,14 @@ TEST_F(VlanRegistration, createsVlansWhereMvrpOrGvrpRuns)
         PUT vlan/if-participation?vlanNum=3001&ifNum=1 {"participationMode":2}
         pass 10
         GET mvrp/intf-traffic-pdu-counter?intIfNum=1&type=5 | "counter":1
-        GET mvrp/intf-traffic-pdu-counter?intIfNum=3&type=3 | "counter":0
         link 1 down
-        GET vlan/type?vlanNum=3002 | 10003
         PUT garp/gvrp-enable {"globalGvrpStatus":"enable"}
         PUT garp/leave-all-time?ifNum=2 {"leaveAllTime":200}
         PUT garp/gvrp-port-enable?ifNum=2 {"intfGvrpStatus":"enable"}
         pass 10
         GET garp/gvrp-receive-pdu-count?ifNum=2 | "gvrpPduRxCount":6
-        GET vlan/type?vlanNum=3003 | "vlanType":3
         PUT garp/gvrp-enable {"globalGvrpStatus":"disable"}
         GET vlan/type?vlanNum=3003 | 10003
-        GET vlan/most-vlan-entries | "val":4
     )");
 }
 
@@ -431,9 +308,7 @@ TEST_F(StormControl, appliesThePortLimitBeforeTheSwitchLimit)
     play(R"(
         hold
         PUT storm-control/threshold?rateUnit=pps {"stormCtrlMode":"broadcast","threshold":1000}
-        GET storm-control/intf-threshold?stormCtrlMode=broadcast&interface=3 | "rateUnit":"pps","threshold":1000
         storm 3 broadcast 5000
-        GET bridge/dot1d-tp-port-in-discards?port=3 | "inDiscards":0
         PUT storm-control/mode {"stormCtrlMode":"broadcast","state":"enable"}
         GET storm-control/intf-mode?stormCtrlMode=broadcast&interface=3 | "enable"
         PUT storm-control/intf-threshold?rateUnit=pps {"stormCtrlMode":"broadcast","interface":4,"threshold":300}
@@ -441,9 +316,7 @@ TEST_F(StormControl, appliesThePortLimitBeforeTheSwitchLimit)
         storm 4 broadcast 5000
         storm 4 multicast 5000
         GET bridge/dot1d-tp-port-in-frames?port=3 | "inFrames":10000
-        GET bridge/dot1d-tp-port-in-discards?port=3 | "inDiscards":4000
         GET bridge/dot1d-tp-port-in-discards?port=4 | "inDiscards":4700
-        GET vlan/dot1q-rx-packets-not-forwarded-count?ifNum=4 | "totalRxPktsNotForwarded":4700
         GET bridge/dot1d-tp-port-out-frames?port=5 | "outFrames":11300
         POST protectedport/group-intf?ifNum=4&groupId=1
         POST protectedport/group-intf?ifNum=6&groupId=1
@@ -451,11 +324,8 @@ TEST_F(StormControl, appliesThePortLimitBeforeTheSwitchLimit)
         GET bridge/dot1d-tp-port-out-frames?port=6 | "outFrames":11300
         PUT storm-control/intf-mode {"stormCtrlMode":"broadcast","interface":5,"state":"disable"}
         PUT storm-control/action {"stormCtrlMode":"broadcast","action":"shutdown"}
-        GET storm-control/action-intf?interface=3 | "shutdown"
         storm 5 broadcast 5000
-        GET bridge/dot1d-stp-port-state?port=5 | "portState":5
         storm 3 broadcast 5000
-        GET bridge/dot1d-stp-port-state?port=3 | "portState":1
         storm 3 broadcast 5000 | shut down by storm control
         PUT storm-control/mode {"stormCtrlMode":"broadcast","state":"disable"}
         GET bridge/dot1d-stp-port-state?port=3 | "portState":5
@@ -469,17 +339,14 @@ TEST_F(Lag, isAnInterface)
     play(R"(
         hold
         PUT vlan/dot1q-sw-port-mode {"intf":29,"mode":2}
-        GET vlan/vid-list?intfNum=29 | "vidList":[1]
         POST static-filter/filter?vlanId=1 {"macAddr":"02:00:00:00:00:55"}
         POST static-filter/filter-dst-intf?vlanId=1&ifNum=36 {"macAddr":"02:00:00:00:00:55"}
         POST static-filter/filter-dst-intf?vlanId=1&ifNum=37 {"macAddr":"02:00:00:00:00:55"} | 10003
         PUT vlan/dot1q-sw-port-mode {"intf":37,"mode":2} | -22
-        POST bridge/dot1d-instance-member-get-next?intIfNum=28 | "nextIntIfNum":29
-        learn 1 02:00:00:00:00:56 29 | down: no link
+        GET vlan/vid-list?intfNum=29 | "vidList":[1]
         link 29 up
         learn 1 02:00:00:00:00:56 29
         GET bridge/dot1d-tp-fdb-port?address=02:00:00:00:00:56 | "port":29
-        POST loop-protect/is-valid-intf?ifNum=29 | "false"
     )");
 }
 
@@ -498,9 +365,7 @@ TEST_F(AccessList, countsPermittedAndFilteredPackets)
         pass 60
         POST macal/activate {"macalName":"mgmt"}
         pass 90
-        GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=1 | "packets":180,"bytes":11520
         GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=2 | "packets":90
-        GET macal/stats-packets-filtered | "filtPackets":120
         pass 30
         GET macal/stats-packets-filtered | "filtPackets":240
         pass 15
@@ -510,7 +375,6 @@ TEST_F(AccessList, countsPermittedAndFilteredPackets)
         pass 1
         GET macal/stats-packets-filtered | "filtPackets":290
         POST macal/clear-service-port-statistics
-        GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=2 | "packets":0
         POST macal/deactivate {"macalName":"mgmt"}
         pass 60
         GET macal/service-port-rule-statistics?macalName=mgmt&macalRulePrio=2 | "packets":0

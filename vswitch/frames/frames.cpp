@@ -28,18 +28,6 @@ static CommandOutcome settle(const Args &, std::string *)
     return COMMAND_DONE;
 }
 
-static bool readPlugged(const char *command, const std::string &text, uint32_t *port, std::string *answer)
-{
-    long long number;
-    if (!readNumber(text, 0, deviceOptions().ports, &number)) {
-        refuse(answer, std::string("\"") + command + "\" takes a port from 0 (management) to " +
-                           std::to_string(deviceOptions().ports) + ", not \"" + text + "\"");
-        return false;
-    }
-    *port = (uint32_t)number;
-    return true;
-}
-
 static CommandOutcome plug(const Args &args, std::string *answer)
 {
     std::string wrong;
@@ -57,16 +45,18 @@ static CommandOutcome plug(const Args &args, std::string *answer)
 static CommandOutcome unplug(const Args &args, std::string *answer)
 {
     uint32_t port;
-    if (!readPlugged("unplug", args[0], &port, answer))
-        return COMMAND_REFUSED;
+    std::string wrong;
+    if (!readPlugged(args[0], &port, &wrong))
+        return refuse(answer, wrong);
     return unplugPort(port) ? COMMAND_DONE : refuse(answer, "nothing is plugged into port " + args[0]);
 }
 
 static CommandOutcome stopCapture(const Args &args, std::string *answer)
 {
     uint32_t port = UINT32_MAX;
-    if (args.size() > 1 && !readPlugged("capture stop", args[1], &port, answer))
-        return COMMAND_REFUSED;
+    std::string wrong;
+    if (args.size() > 1 && !readPlugged(args[1], &port, &wrong))
+        return refuse(answer, wrong);
     return stopCaptures(port) ? COMMAND_DONE : refuse(answer, "no such capture runs");
 }
 
@@ -76,8 +66,8 @@ static CommandOutcome capture(const Args &args, std::string *answer)
     std::string wrong;
     if (args[0] == "stop")
         return stopCapture(args, answer);
-    if (!readPlugged("capture", args[0], &port, answer))
-        return COMMAND_REFUSED;
+    if (!readPlugged(args[0], &port, &wrong))
+        return refuse(answer, wrong);
     if (args.size() < 2)
         return refuse(answer, "\"capture\" takes a FILE as second argument");
     return startCapture(port, args[1], &wrong) ? COMMAND_DONE : refuse(answer, wrong);
@@ -87,7 +77,8 @@ void registerFrames()
 {
     static const Command commands[] = {
         {.group = FRAME_COMMANDS, .name = "plug", .usage = "PORT=tap:NAME|PORT=unix:PATH", .fewest = 1, .most = 1,
-         .help = "as the option --plug does\nThe first plug resets the switch: its traffic is real from then on.",
+         .help = "as the option --plug does; PORT can be a LAG\n"
+                 "The first plug resets the switch: its traffic is real from then on.",
          .run = plug},
         {.group = FRAME_COMMANDS, .name = "unplug", .usage = "PORT", .fewest = 1, .most = 1,
          .help = "disconnect the port's host; remove the socket, or the interface that \"plug\" created",

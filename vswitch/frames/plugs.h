@@ -1,6 +1,6 @@
 /*
  * plugs.h - hosts in the virtual switch's ports: TAP interfaces of this machine, and sockets (for tests and virtual
- * machines). Everything that a host sends is untrusted.
+ * machines). Everything that a host sends is untrusted. A plug can be in a LAG, too: it is one port with one link.
  *
  * While nothing is plugged in, links, stations and counters are simulated. With the first plug, all traffic is real,
  * and a port with nothing in it is down.
@@ -14,6 +14,9 @@
 #include <string_view>
 
 #include "vswitch/frames/frame.h"
+
+/* Reads where a plug can be: 0 (management), a port or a LAG. False: *wrong says what `text` is not. */
+bool readPlugged(const std::string &text, uint32_t *port, std::string *wrong);
 
 /*
  * Plugs "PORT=tap:NAME" (creates the interface if it is missing) or "PORT=unix:PATH" (listens there for one host;
