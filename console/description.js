@@ -11,7 +11,8 @@ export async function loadDescription() {
   const endpoints = [];
   for (const [path, methods] of Object.entries(description.paths))
     for (const [method, operation] of Object.entries(methods))
-      endpoints.push(prepare(path.slice(1), method.toUpperCase(), operation));
+      endpoints.push({...prepare(path.slice(1), method.toUpperCase(), operation),
+                      ...answersOf(operation, description.components.schemas)});
   const families = Object.fromEntries((description.tags ?? []).map(({name, description}) => [name, sentenceOf(description)]));
   return {endpoints, families, scene: description['x-scene'] ?? []};
 }
@@ -37,6 +38,17 @@ function prepare(path, method, operation) {
           hasBody: Boolean(content), summary: operation.summary ?? '', description: operation.description ?? '',
           placeholder: Boolean(operation.deprecated), searchText: found.join(' ').toLowerCase(),
           link: '#/' + path + (method === 'GET' ? '' : '@' + method)};
+}
+
+/* The members of a success, {name: schema}, and the outcomes: [codes, message]. */
+function answersOf(operation, schemas) {
+  const plain = schema => schema.$ref ? plain(schemas[schema.$ref.split('/').at(-1)]) : schema;
+  const alternatives = schema => plain(schema).oneOf?.flatMap(alternatives) ?? [plain(schema)];
+  const answers = alternatives(operation.responses['200'].content['application/json'].schema);
+  const data = answers.flatMap(({properties: {resp, ...rest}}) => Object.values(rest));
+  const outcomes = answers.map(answer => plain(answer.properties.resp).properties).map(({respCode, respMsg}) =>
+    [respCode.enum ?? [respCode.const], respMsg.const]);
+  return {members: data[0]?.properties ?? {}, outcomes};
 }
 
 /** The JSON object at the start of a query string: the longest part up to a "}" that is valid JSON. */

@@ -78,11 +78,27 @@ export function showEndpoint(link) {
     chosen.calls.length ? 'Calls to the switch: ' : 'Makes no call to the switch.',
     ...chosen.calls.flatMap(name => [element('code', {}, name), ' '])));
   fill($('fields'), ...chosen.fields.map(fieldRow));
+  showAnswers(chosen);
   $('details').hidden = false;
   $('outcome').hidden = true;
   $('copied').textContent = '';
   showCurl();
   $('endpoint').focus();
+}
+
+function showAnswers({members, outcomes}) {
+  fill($('members'), ...Object.entries(members).flatMap(([name, {description}]) =>
+    [element('dt', {}, element('code', {}, name)), element('dd', {}, description ?? '')]));
+  $('codes').textContent = outcomes.map(([codes, message]) => `${rangesOf(codes)} “${message}”`).join('; ');
+}
+
+/* Ascending numbers as text: "-29 to -8, -6". */
+function rangesOf(numbers) {
+  const ranges = [];
+  for (const number of numbers)
+    if (ranges.at(-1)?.[1] === number - 1) ranges.at(-1)[1] = number;
+    else ranges.push([number, number]);
+  return ranges.map(([first, last]) => first === last ? first : `${first} to ${last}`).join(', ');
 }
 
 const PLACES = {query: 'query', body: 'body', jsonQuery: 'JSON in the query'};

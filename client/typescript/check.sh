@@ -6,7 +6,7 @@
 . "$(dirname "$0")/../../tools/script.sh"
 . "$root/tools/packages.sh"
 . "$root/tools/servers.sh"
-[ $# = 0 ] || wrong "it takes nothing"
+[ $# = 0 ] || wrong "it takes no arguments"
 
 need g++ cmake make libcjson-dev lighttpd curl
 command -v npm >/dev/null || need npm

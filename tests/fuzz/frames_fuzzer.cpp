@@ -104,7 +104,7 @@ static void callOperation(FuzzInput *input)
         runOperation(operation, arguments);
 }
 
-static void enable(const char *operation, uint32_t port)
+static void enable(const std::string &operation, uint32_t port)
 {
     Operation &found = operationNamed(operation);
     Arguments arguments(found.tags.size());
@@ -115,14 +115,16 @@ static void enable(const char *operation, uint32_t port)
     runOperation(found, arguments);
 }
 
-/* As after "reset", but GVRP runs on port 1 and MVRP on the others, so that their PDUs are read. */
+/* As after "reset", but GVRP and GMRP run on port 1, MVRP and MMRP on the others, so that their PDUs are read. */
 static void resetSwitch()
 {
     command("reset");
-    enable("rpcclt_openapiGarpGvrpEnableSet", 0);
-    enable("rpcclt_openapiMvrpModeSet", 0);
-    for (uint32_t port = 1; port < PORTS; port++)
+    for (const char *protocol : {"GarpGvrpEnableSet", "GarpGmrpEnableSet", "MvrpModeSet", "MmrpModeSet"})
+        enable(std::string("rpcclt_openapi") + protocol, 0);
+    for (uint32_t port = 1; port < PORTS; port++) {
         enable(port == 1 ? "rpcclt_openapiGarpGvrpPortEnableSet" : "rpcclt_openapiMvrpIntfModeSet", port);
+        enable(port == 1 ? "rpcclt_openapiGarpGmrpPortEnableSet" : "rpcclt_openapiMmrpIntfModeSet", port);
+    }
 }
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)

@@ -1,6 +1,6 @@
 /*
- * changes.h - random operations and commands from a seed, for the virtual switch that a test is linked with, and what all
- * operations that only ask answer then.
+ * changes.h - random operations and commands from a seed, for the virtual switch that a test is linked with, and what
+ * all operations that only ask answer then.
  */
 #ifndef TESTS_VSWITCH_CHANGES_H
 #define TESTS_VSWITCH_CHANGES_H
@@ -204,7 +204,7 @@ inline bool isAbout(const std::string &name, uint32_t subject)
 inline std::string randomCommand(Random *random)
 {
     std::string port = std::to_string(random->pick(ports)), vlan = std::to_string(random->pick(vlans));
-    switch (random->below(7)) {
+    switch (random->below(9)) {
     case 0:
         return "link " + port + (random->below(3) ? " up" : " down");
     case 1:
@@ -214,6 +214,10 @@ inline std::string randomCommand(Random *random)
     case 3:
         return "storm " + port + " broadcast 1000000";
     case 4:
+        return "neighbour " + port + (random->below(3) ? " joins " : " leaves ") + macs.back() + " " + vlan;
+    case 5:
+        return "neighbour " + port + (random->below(3) ? " joins " : " leaves ") + vlan;
+    case 6:
         return "advance " + std::to_string(1 + random->below(20));
     default:
         return "learn " + vlan + " " + random->pick(macs) + " " + port;
@@ -252,7 +256,7 @@ template <class Check> void change(uint32_t seed, int steps, Check check, const 
         static const char *const switches[] = {"GarpGvrpEnableSet", "MvrpModeSet", "MmrpModeSet",
                                                "LoopProtectAdminModeSet", "VoiceVlanAdminModeSet", "GarpGmrpEnableSet"};
         static const char *const onPorts[] = {"GarpGvrpPortEnableSet", "MvrpIntfModeSet", "MmrpIntfModeSet",
-                                              "LoopProtectPortAdminModeSet", "", ""};
+                                              "LoopProtectPortAdminModeSet", "", "GarpGmrpPortEnableSet"};
         if (random.below(2))
             answer({&operationNamed(std::string("rpcclt_openapi") + switches[on]), {{1, ""}}});
         for (uint32_t port : {1u, 2u, 3u})

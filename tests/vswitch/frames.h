@@ -1,6 +1,6 @@
 /*
- * frames.h - frames through the virtual switch. Requests configure it, hosts on sockets send frames, and each row says on
- * which ports the frames come out. The command "settle" waits until all frames are forwarded. The clock stands still
+ * frames.h - frames through the virtual switch. Requests configure it, hosts on sockets send frames, and each row says
+ * on which ports the frames come out. The command "settle" waits until all frames are forwarded. The clock stands still
  * except for the command "pass SECONDS".
  */
 #ifndef TESTS_VSWITCH_FRAMES_H
@@ -47,6 +47,10 @@ inline const struct { const char *name, *method, *target, *body; } requests[] = 
     {"gvrp", "PUT", "garp/gvrp-enable", R"({"globalGvrpStatus":"enable"})"},
     {"leavetime", "PUT", "garp/leave-time?ifNum=$1", R"({"leaveTime":$2})"},
     {"gvrpport", "PUT", "garp/gvrp-port-enable?ifNum=$1", R"({"intfGvrpStatus":"enable"})"},
+    {"mmrp", "PUT", "mmrp/mode", R"({"mmrpMode":"enable"})"},
+    {"mmrpport", "PUT", "mmrp/intf-mode", R"({"ifNum":$1,"mmrpIntfMode":"enable"})"},
+    {"gmrp", "PUT", "garp/gmrp-enable", R"({"globalGmrpStatus":"enable"})"},
+    {"gmrpport", "PUT", "garp/gmrp-port-enable?ifNum=$1", R"({"intfGmrpStatus":"enable"})"},
     {"flush", "POST", "fdb/flush", ""},
     {"filter", "POST", "static-filter/filter?vlanId=$2", R"({"macAddr":"$1"})"},
     {"to", "POST", "static-filter/filter-dst-intf?vlanId=$2&ifNum=$3", R"({"macAddr":"$1"})"},
@@ -78,6 +82,8 @@ inline const struct { const char *name, *method, *target, *body; } requests[] = 
 inline const std::map<char, std::string> addresses = {
     {'*', std::string(6, '\xff')},
     {'m', std::string("\x01\x00\x5e\x00\x00\x01", 6)},
+    {'n', std::string("\x01\x00\x5e\x00\x00\x02", 6)},
+    {'g', std::string("\x01\x80\xc2\x00\x00\x20", 6)},  /* GMRP's and MMRP's */
     {'b', std::string("\x01\x80\xc2\x00\x00\x00", 6)},  /* spanning tree's */
     {'s', std::string("\x02\xa0\xc9\x00\x00\x01", 6)},  /* the switch's */
     {'l', std::string("\x03\xa0\xc9\x00\x00\x01", 6)},  /* loop protection's */
@@ -101,8 +107,8 @@ inline char letterOf(const std::string &address)
 }
 
 /*
- * The frame of a text: "A>B" from A to B, "A>B@10" with a tag of VLAN 10, "A>B@10p5" and priority 5, "A>B@10p5d" and DEI.
- * Behind that, "=IP:PORT" for a TCP packet, "=IP:PORT+" for a later fragment of one, and ":1600" for the length in bytes.
+ * The frame of a text: "A>B" from A to B, "A>B@10" with a tag of VLAN 10, "A>B@10p5" and priority 5, "A>B@10p5d" and
+ * DEI. Behind that, "=IP:PORT" for a TCP packet, "=IP:PORT+" for a later fragment of one, and ":1600" for the length.
  */
 inline std::string frameOf(const std::string &text)
 {
@@ -192,6 +198,14 @@ protected:
             close(hosts[port]);
         received[port].clear();
         hosts[port] = host;
+    }
+
+    void reconnectHost(int port)
+    {
+        close(hosts[port]);
+        hosts.erase(port);
+        connectHost(port);
+        command("settle");
     }
 
     /* Sends requests of the table and commands: "join 1 10; tag 1 10; pass 300". */

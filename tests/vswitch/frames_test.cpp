@@ -1,15 +1,12 @@
 /*
- * frames_test.cpp - which frames leave the virtual switch where: VLANs, filters, storms, loops, registration, lists.
+ * frames_test.cpp - which frames leave the virtual switch where: VLANs, filters, storms, loops, lists.
  */
-#include <time.h>
-
 #include "tests/vswitch/frames.h"
 
 using Forwarding = FrameTest;
 using PrivateVlanFrames = FrameTest;
 using MacVlanFrames = FrameTest;
 using VoiceVlanFrames = FrameTest;
-using MvrpGvrpFrames = FrameTest;
 using StaticFilterFrames = FrameTest;
 using StormControlFrames = FrameTest;
 using LoopProtectionFrames = FrameTest;
@@ -158,94 +155,6 @@ TEST_F(VoiceVlanFrames, tellPhonesTheNetworkPolicy)
              {"voiceport 1 1", "", "1 s>e"}});
 }
 
-/* A PDU that joins (event 1) or leaves (5) the VLAN and the next but one. */
-static std::string mvrpOf(int vlan, int event)
-{
-    const char events = (char)(event * 36 + 4 * 6 + event);
-    const std::string pdu = {0, 1, 2, 0, 3, (char)(vlan >> 8), (char)vlan, events, 0, 0, 0, 0};
-    return "\x88\xf5" + pdu;
-}
-
-/* A PDU that joins (event 2) or leaves (3) the VLAN. */
-static std::string gvrpOf(int vlan, int event)
-{
-    const std::string pdu = {0x42, 0x42, 3, 0, 1, 1, 4, (char)event, (char)(vlan >> 8), (char)vlan, 0, 0};
-    return std::string("\0\xc", 2) + pdu;
-}
-
-static const std::string gvrpLeaveAll("\0\x9\x42\x42\3\0\1\1\2\0\0\0", 12);
-
-TEST_F(MvrpGvrpFrames, registerVlans)
-{
-    auto from = [&](int port, const std::string &pdu) { put(port, addressOf('r') + addressOf('A') + pdu); };
-    forward({
-        {"", "1 A>r", "0 A>r, 2 A>r, 3 A>r, 4 A>r, 5 A>r"}, /* without a protocol, its group is like any other */
-        {"mvrp; mvrpport 1 enable; mvrpport 2 enable; gvrp; gvrpport 3; leavetime 1 200; leavetime 3 200", "",
-         "1 s>r+1, 2 s>r+1, 3 s>r+1"},
-    });
-    struct Neighbour { int port; std::string joins, leaves; const char *joined, *added, *reached, *left; };
-    const Neighbour neighbours[] = {
-        {1, mvrpOf(30, 1), mvrpOf(30, 5), "2 s>r+1+30+32, 3 s>r+1+30+32", "30,32", "1 B>*@30",
-         "2 s>r+1-30-32, 3 s>r+1-30-32"},
-        {3, gvrpOf(30, 2), gvrpOf(30, 3), "1 s>r+1+30, 2 s>r+1+30", "", "3 B>*@30", "1 s>r+1-30, 2 s>r+1-30"},
-        {3, gvrpOf(30, 2), gvrpLeaveAll, "1 s>r+1+30, 2 s>r+1+30", "", "3 B>*@30", "1 s>r+1-30, 2 s>r+1-30"},
-    };
-    for (const auto &[port, joins, leaves, joined, added, reached, left] : neighbours) {
-        SCOPED_TRACE(port);
-        from(port, joins);
-        command("settle");
-        EXPECT_EQ(collect(), joined);
-        EXPECT_EQ(send("GET", "vlan/dot1q-sw-port-dynamically-added-vlan-list?intf=1"),
-                  success("\"vlan\":{\"vidList\":[" + std::string(added) + "]}"));
-        from(port, leaves);
-        command("settle");
-        collect();
-        forward({{"pass 1; settle", "2 B>*@30", reached},
-              {"pass 1; settle", "", left},
-              {"", "2 B>*@30", "! VLAN 30 does not exist"}});
-    }
-    from(1, mvrpOf(30, 1));
-    command("settle");
-    forward({{"", "2 B>*@30", "1 B>*@30"}});
-    configure("pass 11; settle; pass 2; settle"); /* the switch has sent LeaveAll, and no neighbour has joined again */
-    forward({{"", "2 B>*@30", "! VLAN 30 does not exist"}});
-    from(1, mvrpOf(30, 1).substr(0, 9));
-    command("settle");
-    EXPECT_EQ(send("GET", "mvrp/intf-traffic-pdu-counter?intIfNum=1&type=2"), success("\"mvrp\":{\"counter\":1}"));
-    collect();
-    /* a newer version, an attribute that this one does not know, VLAN 40 joins, no end marks */
-    from(1, std::string("\x88\xf5\1\x9\1\0\1\0\0\0\0\1\2\0\1\0\x28\x24", 18));
-    command("settle");
-    EXPECT_EQ(collect(), "2 s>r+1+40, 3 s>r+1+40");
-}
-
-/* A neighbour that trunks all VLANs joins them in one PDU; here all neighbours do, and one sends many LeaveAlls. */
-TEST_F(MvrpGvrpFrames, costLittleWithAllVlansOnAllPorts)
-{
-    enum { PORTS = 28, MOST_MILLIS = 20 /* for a frame */ };
-    startWithHosts(PORTS);
-    configure("mvrp");
-    for (int port = 1; port <= PORTS; port++)
-        configure("mvrpport " + std::to_string(port) + " enable");
-    const std::string to = addressOf('r') + addressOf('A') + std::string("\x88\xf5\0\1\2", 5), end(4, '\0');
-    std::string all = std::string("\x0f\xfe\0\1", 4) + std::string(4094 / 3 + 1, 43), leaves;
-    for (int i = 0; i < 280; i++)
-        leaves += std::string("\x20\1\0\1\x24", 5); /* LeaveAll, and VLAN 1 joins */
-    clockid_t cpu;
-    timespec before, after;
-    ASSERT_EQ(clock_getcpuclockid(vswitch.pid, &cpu) + clock_gettime(cpu, &before), 0);
-    for (int port = 1; port <= PORTS; port++) {
-        put(port, to + all + end);
-        command("settle");
-        collect();
-    }
-    put(1, to + leaves + end);
-    command("settle");
-    clock_gettime(cpu, &after);
-    EXPECT_LT((after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1000000, PORTS * MOST_MILLIS);
-    EXPECT_EQ(send("GET", "vlan/dynamic-vlan-entries"), success("\"vlan\":{\"val\":4093}"));
-}
-
 TEST_F(StaticFilterFrames, obeyFiltersProtectedPortsAndTheSpanningTree)
 {
     forward({
@@ -261,10 +170,8 @@ TEST_F(StaticFilterFrames, obeyFiltersProtectedPortsAndTheSpanningTree)
         {"filter 02:00:00:00:00:43 1; never 02:00:00:00:00:43 1 3", "1 D>C",
          "! the filter of 02:00:00:00:00:43 keeps it from port 3"},
         {"filtering 1 filter_unregistered", "1 D>m", "2 D>m, 3 D>m"},
-        {"filters disable", "1 D>m", "! 01:00:5E:00:00:01 is not registered in VLAN 1"},
         {"", "1 D>*", "0 D>*, 2 D>*, 3 D>*, 4 D>*, 5 D>*"},
-        {"filtering 1 forward_unregistered", "1 D>m", "0 D>m, 2 D>m, 3 D>m, 4 D>m, 5 D>m"},
-        {"protect 1 1; protect 2 1; protect 3 2", "1 D>*", "0 D>*, 3 D>*, 4 D>*, 5 D>*"},
+        {"filters disable; protect 1 1; protect 2 1; protect 3 2", "1 D>*", "0 D>*, 3 D>*, 4 D>*, 5 D>*"},
         {"", "2 B>D", "! port 1 is in the same protected group"},
         {"", "3 C>D", "1 C>D"},
         {"stp 1 learning", "3 C>D", "! port 1 is learning: it does not forward yet"},

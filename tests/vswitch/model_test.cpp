@@ -232,6 +232,13 @@ TEST_F(VlanRegistration, followsNeighboursOnAnyPort)
         GET vlan/type?vlanNum=77 | "vlanType":3
         neighbour 5 leaves 77
         GET vlan/type?vlanNum=77 | 10003
+        neighbour 5 joins 02:00:00:00:00:01 | no group
+        PUT garp/gmrp-enable {"globalGmrpStatus":"enable"}
+        PUT garp/gmrp-port-enable?ifNum=5 {"intfGmrpStatus":"enable"}
+        neighbour 5 joins 01:00:5E:00:00:01
+        GET fdb/entry-next?mac=01:00:5E:00:00:00 | "fdbIfNum":5,"entryType":"gmrp_learned"
+        link 5 down
+        GET bridge/dot1d-tp-fdb-entry?address=01:00:5E:00:00:01 | "exists":false
         neighbour 5 meets 7 | not "meets"
         neighbour 29 joins 7 | no port
     )");

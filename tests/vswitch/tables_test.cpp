@@ -35,6 +35,7 @@ TEST_F(Vlan, isCreatedListedAndDeleted)
         GET vlan/next-vlan?vid=10 | "nextVid":4094
         GET vlan/next-vlan?vid=4094 | 10000
         PUT vlan/if-participation?vlanNum=10&ifNum=3 {"participationMode":1}
+        PUT vlan/if-participation?vlanNum=10&ifNum=3 {"participationMode":3} | -22
         GET vlan/vid-list?intfNum=3 | "numOfElements":2,"vidList":[1,10]
         PUT vlan/if-tagging?vlanNum=10&ifNum=3 {"tagging":2} | -22
         PUT vlan/if-accept-frame-type?ifNum=3 {"type":3}
@@ -255,6 +256,7 @@ TEST_F(MacVlan, mapsAddressesAndVendorPrefixes)
         POST vlan/mac-get-next {"mac":"00:11:22:33:44:AA"} | "nextMac":"00:11:22:33:44:AB","nextVlanId":1
         DELETE vlan/mac?mac=00:11:22:33:44:AB&vlanId=10 | -1
         DELETE vlan/mac?mac=00:11:22:33:44:AB&vlanId=1
+        POST vlan/mac {"mac":"01:00:5E:00:00:01","vlanId":10} | -22
         POST vlan/mac-oui-vlan?vlanId=10 {"oui":"ac-de-48"}
         POST vlan/mac-oui-vlan?vlanId=10 {"oui":"00:11:22"}
         POST vlan/mac-oui-vlan?vlanId=10 {"oui":"01:00:5E"} | 10003
@@ -297,6 +299,7 @@ TEST_F(ProtocolVlan, keepsGroupsAndTheirProtocols)
         GET pbvlan/group-protocol?groupId=2 | "protList":"2048,2054"
         POST pbvlan/group-protocol-get-next?groupId=2 {"prot":2048} | "nextProt":2054
         DELETE pbvlan/group-protocol?groupId=2&prot=2054
+        DELETE pbvlan/group-protocol?groupId=2&prot=2054 | 10000
         POST pbvlan/intf-validate?ifNum=28
         DELETE pbvlan/group?groupId=2
         GET pbvlan/group-protocol?groupId=2 | 10000

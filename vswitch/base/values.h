@@ -20,6 +20,8 @@ std::string ouiText(uint32_t oui);
 bool parseMac(const std::string &text, uint64_t *mac);
 bool parseOui(const std::string &text, uint32_t *oui); /* also false for groups */
 
+enum : uint64_t { BROADCAST = 0xFFFFFFFFFFFF };
+
 /* Is it a group address: multicast or broadcast? */
 inline bool isGroup(uint64_t mac)
 {

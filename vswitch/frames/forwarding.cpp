@@ -9,6 +9,7 @@
 
 #include "vswitch/base/clock.h"
 #include "vswitch/frames/frame.h"
+#include "vswitch/frames/groups.h"
 #include "vswitch/frames/mrp.h"
 #include "vswitch/frames/plugs.h"
 #include "vswitch/frames/probes.h"
@@ -17,7 +18,7 @@
 
 enum : uint32_t { TYPE_IPV4 = 0x0800, TYPE_VLAN = 0x8100 };
 enum : uint32_t { MANAGEMENT_VLAN = 1 };
-enum : uint64_t { BROADCAST = 0xFFFFFFFFFFFF, REGISTRATION_GROUP = 0x0180C2000021 };
+enum : uint64_t { VLAN_REGISTRATION = 0x0180C2000021, GROUP_REGISTRATION = 0x0180C2000020 };
 
 /* What becomes of a frame. */
 enum Fate { FORWARDED, ENDED /* at the switch */, DISCARDED };
@@ -252,29 +253,24 @@ static bool flood(const Frame &frame, const PortSet *ports, const PortSet *never
 
 static bool forward(const Frame &frame, const FdbEntry *known)
 {
-    const Filter *filter = filterFor(frame.vlan, frame.destination);
-    if (uint32_t primary = filter ? 0 : primaryVlan(frame.vlan))
-        filter = filterFor(primary, frame.destination);
-    if (filter && !filter->sources.empty() && !filter->sources.contains(frame.port))
-        return discard("the filter of ", macText(frame.destination), " does not name the port as source");
-    explain("no other port is in VLAN ", frame.vlan); /* a port can replace this reason */
-    if (filter && !filter->destinations.empty())
-        return flood(frame, &filter->destinations, &filter->filtered);
-    const PortSet *never = filter ? &filter->filtered : nullptr;
-    if (isGroup(frame.destination)) {
-        if (!filter && frame.destination != BROADCAST && filteringMode(frame.vlan) == FILTER_UNREGISTERED)
-            return discard(macText(frame.destination), " is not registered in VLAN ", frame.vlan);
-        return flood(frame, nullptr, never);
-    }
+    Reach reach = reachOf(frame.port, frame.vlan, frame.destination);
+    if (reach.verdict)
+        return reason && discard(refusalText(reach, frame.vlan, frame.destination));
+    if (reach.anywhere)
+        explain("no other port is in VLAN ", frame.vlan); /* a port can replace this reason */
+    else
+        explain("no other port is a member of ", macText(frame.destination));
+    if (!reach.anywhere || isGroup(frame.destination))
+        return flood(frame, reach.anywhere ? nullptr : &reach.ports, reach.never);
     if (frame.destination == bridgeMac()) {
         explain("management is not in VLAN ", frame.vlan);
         return frame.port != MANAGEMENT_PORT && leavesToManagement(frame);
     }
     if (!known || known->port == MANAGEMENT_PORT)
-        return flood(frame, nullptr, never);
+        return flood(frame, nullptr, reach.never);
     if (known->port == frame.port)
         return discard(macText(frame.destination), " is on the same port");
-    if (never && never->contains(known->port))
+    if (!reach.contains(known->port))
         return discard("the filter of ", macText(frame.destination), " keeps it from port ", known->port);
     explain("port ", known->port, " is not in VLAN ", frame.vlan);
     return leavesPort(frame, known->port);
@@ -314,10 +310,13 @@ static Fate forwardFrame(uint32_t port, std::string_view bytes)
         return end("a detection frame");
     if (!hasGoodSource(frame))
         return DISCARDED;
-    if (frame.destination == REGISTRATION_GROUP && port != MANAGEMENT_PORT && handleRegistration(port, frame.rest))
+    if (frame.destination == VLAN_REGISTRATION && port != MANAGEMENT_PORT && handleRegistration(port, frame.rest))
         return end("a registration PDU");
     if (!enterVlan(&frame))
         return DISCARDED;
+    if (frame.destination == GROUP_REGISTRATION && port != MANAGEMENT_PORT &&
+        handleGroupRegistration(port, frame.vlan, frame.rest))
+        return end("a registration PDU");
     const FdbEntry *known = whereIs(frame.vlan, frame.destination);
     if (!passesStormControl(frame, known))
         return DISCARDED;

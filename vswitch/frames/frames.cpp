@@ -8,6 +8,7 @@
 #include "vswitch/base/commands.h"
 #include "vswitch/frames/capture.h"
 #include "vswitch/frames/forwarding.h"
+#include "vswitch/frames/groups.h"
 #include "vswitch/frames/lldp.h"
 #include "vswitch/frames/mrp.h"
 #include "vswitch/frames/plugs.h"
@@ -19,6 +20,7 @@ static void sendDueFrames()
 {
     sendDueProbes();
     sendDueRegistrations();
+    sendDueGroupRegistrations();
     sendDuePolicies();
 }
 
@@ -100,5 +102,6 @@ void resetFrames()
     resetForwarding();
     resetProbes();
     resetMrp();
+    resetGroupRegistrations();
     resetLldp();
 }

@@ -53,7 +53,7 @@ bool isStation(uint64_t mac)
 
 bool macRestricted(uint64_t mac)
 {
-    return mac == 0 || mac == 0xFFFFFFFFFFFF || (mac & ~0xFull) == 0x0180C2000000 || mac == bridgeMac();
+    return mac == 0 || mac == BROADCAST || (mac & ~0xFull) == 0x0180C2000000 || mac == bridgeMac();
 }
 
 const FdbEntry *fdbFind(uint32_t vlan, uint64_t mac)

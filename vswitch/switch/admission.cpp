@@ -80,6 +80,65 @@ uint32_t egressVlan(uint32_t from, uint32_t vlan, uint32_t to)
     return vlan == secondary && type == PRIVATE_COMMUNITY ? secondary : 0;
 }
 
+static void addPorts(PortSet *to, const PortSet &ports)
+{
+    to->insert(ports.begin(), ports.end());
+}
+
+/* In a private VLAN, members of a group can be in any of its VLANs. */
+static PortSet membersOf(uint32_t vlan, uint64_t group)
+{
+    PortSet members = groupPorts({vlan, group});
+    uint32_t primary = privateVlanType(vlan) == PRIVATE_PRIMARY ? vlan : primaryVlan(vlan);
+    if (!primary)
+        return members;
+    addPorts(&members, groupPorts({primary, group}));
+    for (uint32_t secondary : secondaryVlans(primary))
+        addPorts(&members, groupPorts({secondary, group}));
+    return members;
+}
+
+/* What the filtering mode says of a group. `named`: a filter names it, and can have set reach->ports. */
+static void addMembers(uint32_t vlan, uint64_t group, bool named, Reach *reach)
+{
+    FilteringMode mode = filteringMode(vlan);
+    PortSet members = membersOf(vlan, group);
+    if (reach->anywhere && (mode == FORWARD_ALL || (members.empty() && (named || mode == FORWARD_UNREGISTERED))))
+        return;
+    if (reach->anywhere && members.empty())
+        addPorts(&members, membersOf(vlan, UNREGISTERED_GROUPS));
+    reach->anywhere = false;
+    addPorts(&reach->ports, members);
+    addPorts(&reach->ports, membersOf(vlan, ALL_GROUPS));
+    if (reach->ports.empty())
+        reach->verdict = Reach::NOT_REGISTERED;
+}
+
+Reach reachOf(uint32_t from, uint32_t vlan, uint64_t destination)
+{
+    Reach reach;
+    const Filter *filter = filterFor(vlan, destination);
+    if (uint32_t primary = filter ? 0 : primaryVlan(vlan))
+        filter = filterFor(primary, destination);
+    if (filter && !filter->sources.empty() && !filter->sources.contains(from))
+        reach.verdict = Reach::SOURCE_NOT_NAMED;
+    if (filter) {
+        reach.anywhere = filter->destinations.empty();
+        reach.ports = filter->destinations;
+        reach.never = &filter->filtered;
+    }
+    if (!reach.verdict && isGroup(destination) && destination != BROADCAST)
+        addMembers(vlan, destination, filter, &reach);
+    return reach;
+}
+
+std::string refusalText(const Reach &reach, uint32_t vlan, uint64_t destination)
+{
+    if (reach.verdict == Reach::SOURCE_NOT_NAMED)
+        return "the filter of " + macText(destination) + " does not name the port as source";
+    return reach.verdict ? macText(destination) + " is not registered in VLAN " + std::to_string(vlan) : "";
+}
+
 bool areProtected(uint32_t port, uint32_t other)
 {
     uint32_t group = protectedGroup(port);

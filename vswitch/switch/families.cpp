@@ -42,14 +42,16 @@ static const struct {
     {registerPrivateVlans, resetPrivateVlans},
     {registerClassification, resetClassification},
     {registerFilters, resetFilters},
+    {registerGroups, resetGroups},
     {registerStormControl, resetStormControl},
     {registerProtectedPorts, resetProtectedPorts},
     {registerLoopProtection, resetLoopProtection},
     {registerRegistration, resetRegistration},
+    {registerNeighbours, nothing},
     {registerErrors, nothing},
     {registerVoice, resetVoice},
     {registerAccessLists, resetAccessLists},
-    {registerFdb, resetAddresses},
+    {registerFdb, resetFdb},
     {registerStations, resetStations},
 };
 

@@ -40,6 +40,29 @@ bool fdbLearn(uint32_t vlan, uint64_t mac, uint32_t port)
     return true;
 }
 
+/* Those that showEntries() added last; is each in the table, or was that full? */
+static std::map<std::pair<uint32_t, uint64_t>, bool> shown;
+
+/* A full table counts as a bad add once, when the entry is new. */
+void showEntries()
+{
+    std::map<std::pair<uint32_t, uint64_t>, FdbEntry> wanted;
+    addFilterEntries(&wanted);
+    addGroupEntries(&wanted);
+    for (auto at = shown.begin(); at != shown.end();) {
+        auto [key, inTable] = *at;
+        bool stays = wanted.contains(key);
+        at = stays ? std::next(at) : shown.erase(at);
+        if (!stays && inTable)
+            fdbErase(key.first, key.second);
+    }
+    for (const auto &[key, entry] : wanted) {
+        auto [place, isNew] = shown.try_emplace(key);
+        if (isNew || place->second || fdbEntries().size() < MAX_ADDRESSES || fdbFind(key.first, key.second))
+            place->second = fdbInsert(key.first, key.second, entry);
+    }
+}
+
 /* The bridge operations: addresses without VLANs */
 
 /* The entry of an address in its lowest VLAN, null when there is none. */
@@ -67,14 +90,25 @@ static int addressNext(OpenBufferDesc *address)
 
 static uint32_t bridgeStatus(FdbType type)
 {
-    return type == FDB_LEARNED ? BRIDGE_FDB_LEARNED : type == FDB_MANAGEMENT ? BRIDGE_FDB_SELF : BRIDGE_FDB_MGMT;
+    switch (type) {
+    case FDB_LEARNED:
+        return BRIDGE_FDB_LEARNED;
+    case FDB_MANAGEMENT:
+        return BRIDGE_FDB_SELF;
+    case FDB_STATIC:
+        return BRIDGE_FDB_MGMT;
+    default:
+        return BRIDGE_FDB_OTHER;
+    }
 }
 
 /* Walking */
 
-/* The ports that an entry is counted on: the destinations of a static filter, or the port. */
+/* The ports that an entry is counted on: a filter's destinations, those where a group is registered, or the port. */
 static PortSet portsOf(uint32_t vlan, uint64_t mac, const FdbEntry &entry)
 {
+    if (entry.type == FDB_GMRP_LEARNED)
+        return groupPorts({vlan, mac});
     const Filter *filter = entry.type == FDB_STATIC ? filterFor(vlan, mac) : nullptr;
     return filter ? filter->destinations : PortSet{entry.port};
 }
@@ -276,6 +310,12 @@ static void registerCounts()
     ASK(rpcclt_openapiFdbVlanInternalEntriesGet, countInVlan<false>);
     ASK(rpcclt_openapiFdbIntfDynamicEntriesGet, countOnPort<true>);
     ASK(rpcclt_openapiFdbIntfInternalEntriesGet, countOnPort<false>);
+}
+
+void resetFdb()
+{
+    shown.clear();
+    resetAddresses();
 }
 
 void registerFdb()

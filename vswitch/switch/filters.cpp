@@ -48,35 +48,11 @@ static int readKey(const OpenBufferDesc *address, uint32_t vlan, FilterKey *key)
     return OPEN_OK;
 }
 
-static std::map<FilterKey, bool> shown; /* filters to show; is it in the address table, or was that full? */
-
-static bool isShown(const FilterKey &key)
+void addFilterEntries(std::map<std::pair<uint32_t, uint64_t>, FdbEntry> *entries)
 {
-    auto found = filters.find(key);
-    return filterFor(key.second, key.first) && !isGroup(key.first) && !found->second.destinations.empty();
-}
-
-/* Gives the filter its entry. A full table counts as a bad add once, when the filter is new. */
-static void show(const FilterKey &key, uint32_t port)
-{
-    auto [mac, vlan] = key;
-    auto [place, isNew] = shown.try_emplace(key);
-    if (isNew || place->second || fdbEntries().size() < MAX_ADDRESSES || fdbFind(vlan, mac))
-        place->second = fdbInsert(vlan, mac, {port, FDB_STATIC, 0});
-}
-
-void showFilters()
-{
-    for (auto at = shown.begin(); at != shown.end();) {
-        auto [key, inTable] = *at;
-        bool stays = isShown(key);
-        at = stays ? std::next(at) : shown.erase(at);
-        if (!stays && inTable)
-            fdbErase(key.second, key.first);
-    }
     for (const auto &[key, filter] : filters)
-        if (isShown(key))
-            show(key, *filter.destinations.begin());
+        if (filterFor(key.second, key.first) && !isGroup(key.first) && !filter.destinations.empty())
+            entries->insert({{key.second, key.first}, {*filter.destinations.begin(), FDB_STATIC, 0}});
 }
 
 static int findFilter(const OpenBufferDesc *address, uint32_t vlan, Filters::iterator *found)
@@ -332,7 +308,6 @@ void registerFilters()
 void resetFilters()
 {
     filters.clear();
-    shown.clear();
     commonMode = FORWARD_ALL;
     vlanFilteringModes.clear();
 }

@@ -5,15 +5,14 @@
  * sends a PDU and receives one when it starts and at each LeaveAll timer. MVRP and MMRP send another one every second
  * while their periodic state machine is on. Where GVRP or MVRP runs, the neighbour registers the VLANs that it
  * declares. A VLAN that the port may not be in counts as a failed registration each time. Simulated neighbours declare
- * the VLANs 3001 and 3002 on port 1, 3002 and 3003 on port 2, until the command `neighbour` changes that. mrp.cpp handles
- * real neighbours.
+ * the VLANs 3001 and 3002 on port 1, 3002 and 3003 on port 2, until the command `neighbour` changes that. groups.cpp
+ * keeps the groups that are declared. frames/mrp.cpp and frames/groups.cpp handle real neighbours.
  */
 #include <algorithm>
 #include <array>
 #include <map>
 
 #include "vswitch/base/clock.h"
-#include "vswitch/base/commands.h"
 #include "vswitch/base/operations.h"
 #include "vswitch/switch/families.h"
 #include "vswitch/switch/settings.h"
@@ -80,9 +79,9 @@ GarpTimers garpTimers(uint32_t port)
     return {(uint32_t)leaveTime.value(port), (uint32_t)leaveAllTime.value(port)};
 }
 
-bool mvrpIsPeriodic()
+bool registrationIsPeriodic(RegistrationProtocol protocol)
 {
-    return mvrpPeriodic.value();
+    return (protocol == MVRP && mvrpPeriodic.value()) || (protocol == MMRP && mmrpPeriodic.value());
 }
 
 /* Stores in the VLAN table what neighbours declare, if GVRP or MVRP runs and the port may be in the VLAN. */
@@ -143,7 +142,7 @@ static void advanceSession(RegistrationProtocol protocol, uint32_t port, uint64_
     }
     if (!trafficIsSimulated())
         return;
-    if ((protocol == MVRP && mvrpPeriodic.value()) || (protocol == MMRP && mmrpPeriodic.value()))
+    if (registrationIsPeriodic(protocol))
         countRegistration(protocol, port, MRP_SENT, now - session.periodicUntil);
     session.periodicUntil = now;
 }
@@ -274,31 +273,8 @@ static int vlansOfPort(uint32_t port, uint32_t selection, VlanIdList *vlans, uin
     return storeVlans(known, vlans, count);
 }
 
-/* The neighbour on the port joins or leaves a VLAN. A port without a neighbour gets one. */
-static CommandOutcome neighbour(const Args &args, std::string *answer)
-{
-    uint32_t port;
-    long long vlan;
-    if (!readPort(args[0], deviceOptions().ports, &port, answer))
-        return COMMAND_REFUSED;
-    if (args[1] != "joins" && args[1] != "leaves")
-        return refuse(answer, "a neighbour \"joins\" or \"leaves\", not \"" + args[1] + "\"");
-    if (!readNumber(args[2], 1, HIGHEST_VLAN, &vlan))
-        return refuse(answer, "there is no VLAN \"" + args[2] + "\"; use 1 to " + std::to_string(HIGHEST_VLAN));
-    if (args[1] == "leaves" && !declaredVlans(port).test((size_t)vlan))
-        return refuse(answer, "the neighbour on port " + args[0] + " has not joined VLAN " + args[2]);
-    setPortNeighbour(port);
-    neighbourDeclares(port, (uint32_t)vlan, args[1] == "joins");
-    return COMMAND_DONE;
-}
-
 void registerRegistration()
 {
-    static const Command commands[] = {
-        {.group = EVENT_COMMANDS, .name = "neighbour", .usage = "PORT joins|leaves VLAN", .fewest = 3, .most = 3,
-         .help = "a neighbour on the port declares the VLAN by GVRP and MVRP, or withdraws it", .run = neighbour},
-    };
-    registerCommands(commands);
     registerSettings({&joinTime, &leaveTime, &leaveAllTime, &mvrpPeriodic, &mmrpPeriodic});
 
     ASK(rpcclt_openapiGarpGmrpEnableGet, enableGet<GMRP>);

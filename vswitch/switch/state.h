@@ -216,6 +216,22 @@ uint32_t egressVlan(uint32_t from, uint32_t vlan, uint32_t to);
 /* Are both ports in one protected group? */
 bool areProtected(uint32_t port, uint32_t other);
 
+/* The ports that static filters, registered groups and filtering modes leave to a frame, whatever VLANs they are in. */
+struct Reach {
+    enum { SOME_PORTS, SOURCE_NOT_NAMED, NOT_REGISTERED } verdict = SOME_PORTS;
+    bool anywhere = true;           /* all ports, not only `ports` */
+    PortSet ports;
+    const PortSet *never = nullptr; /* but not these; null: none */
+    bool contains(uint32_t port) const
+    {
+        return (anywhere || ports.contains(port)) && !(never && never->contains(port));
+    }
+};
+Reach reachOf(uint32_t from, uint32_t vlan, uint64_t destination);
+
+/* Why it reaches no port: "01:00:5E:00:00:01 is not registered in VLAN 1". */
+std::string refusalText(const Reach &reach, uint32_t vlan, uint64_t destination);
+
 /* Addresses (addresses.cpp, fdb.cpp) */
 
 struct FdbEntry {
@@ -250,8 +266,39 @@ struct Filter {
 /* Null when there is none, or the admin mode is off. */
 const Filter *filterFor(uint32_t vlan, uint64_t mac);
 
-/* What the VLAN does with frames to groups without a filter. */
+/* What the VLAN does with frames to groups. */
 FilteringMode filteringMode(uint32_t vlan);
+
+/* Groups that neighbours register by GMRP and MMRP (groups.cpp) */
+
+using GroupKey = std::pair<uint32_t, uint64_t>; /* VLAN, address */
+
+/* In place of an address: the port wants the frames to all groups, or to those that are not registered. */
+enum : uint64_t { ALL_GROUPS, UNREGISTERED_GROUPS };
+
+/* Can it be registered: a group that bridges forward, or one of the above? */
+bool groupIsRegistrable(uint64_t group);
+
+/* The neighbour on the port joins the group. False: it cannot be registered, or there is no room for another group. */
+bool declareGroup(uint32_t port, const GroupKey &group);
+
+/* The neighbour leaves the group (false: it was not in it), or all groups. */
+bool withdrawGroup(uint32_t port, const GroupKey &group);
+void withdrawGroups(uint32_t port);
+
+/* Has the neighbour on the port joined the group? Which groups has it joined, ascending? */
+bool declaresGroup(uint32_t port, const GroupKey &group);
+std::vector<GroupKey> declaredGroups(uint32_t port);
+
+/* The ports on which the group is registered now: what neighbours declare, where the protocol runs in the VLAN. */
+PortSet groupPorts(const GroupKey &group);
+
+/* The groups that are registered, ascending, each with the lowest two of its ports; `second` 0: it has one. */
+struct RegisteredGroup {
+    GroupKey key;
+    uint32_t first, second;
+};
+std::vector<RegisteredGroup> registeredGroups();
 
 /* Storm control (storm_control.cpp) */
 
@@ -315,7 +362,7 @@ struct GarpTimers {
     uint32_t leave, leaveAll;
 };
 GarpTimers garpTimers(uint32_t port);
-bool mvrpIsPeriodic();
+bool registrationIsPeriodic(RegistrationProtocol protocol);
 
 /* Management access lists (access_lists.cpp): packets to the switch itself */
 

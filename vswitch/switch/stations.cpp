@@ -114,7 +114,7 @@ void advanceStations(uint64_t now)
 void settleStations(uint64_t now)
 {
     fdbForgetUnreachable();
-    showFilters();
+    showEntries();
     for (auto &[key, station] : stations)
         schedule(key, &station, now);
 }

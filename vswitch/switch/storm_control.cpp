@@ -229,12 +229,15 @@ static void registerOfPort()
           ofPort<[](uint32_t port) { return actionOn(STORM_BROADCAST, port); }>);
 }
 
+/* Where the packets of a storm go, by kind. No station has the first address. */
+static const uint64_t destinations[] = {0, 0, BROADCAST, 0x01005E7FFFFF};
+
 static bool leavesOn(uint32_t to, uint32_t from, uint32_t vlan)
 {
     return to != from && portIsUp(to) && egressVlan(from, vlan, to) && !areProtected(from, to);
 }
 
-/* The packets are untagged. Those that the port admits, within its limit, leave on all other ports of the VLAN. */
+/* The packets are untagged. Those that the port admits, within its limit, leave on the ports that they can reach. */
 static CommandOutcome storm(const Args &args, std::string *answer)
 {
     static const char *const kinds[] = {"", "unicast", "broadcast", "multicast"};
@@ -254,14 +257,18 @@ static CommandOutcome storm(const Args &args, std::string *answer)
     Admission admission = admit(arrival);
     uint64_t received = (uint64_t)packets, admitted = admission.verdict == ADMITTED ? received : 0;
     uint64_t forwarded = std::min(admitted, stormLimit(from, (StormKind)kind).packetsPerSecond);
+    if (forwarded < admitted)
+        stormExceeded(from, (StormKind)kind);
+    Reach reach = reachOf(from, admission.vlan, destinations[kind]);
+    forwarded = reach.verdict ? 0 : forwarded;
     countersOf(from).inFrames += received;
     countersOf(from).inDiscards += received - forwarded;
     for (uint32_t to = nextInterface(0); to; to = nextInterface(to))
-        if (leavesOn(to, from, admission.vlan))
+        if (leavesOn(to, from, admission.vlan) && reach.contains(to))
             countersOf(to).outFrames += forwarded;
-    if (forwarded < admitted)
-        stormExceeded(from, (StormKind)kind);
     std::string why = refusalText(arrival, admission);
+    if (why.empty())
+        why = refusalText(reach, admission.vlan, destinations[kind]);
     *answer = std::to_string(forwarded) + " forwarded, " + std::to_string(received - forwarded) + " discarded" +
               (why.empty() ? "" : ": " + why) + "; port " + args[0] + " is " + portStatusText(from) + "\n";
     return COMMAND_DONE;
@@ -273,7 +280,8 @@ void registerStormControl()
     registerOfPort();
     static const Command commands[] = {
         {.group = EVENT_COMMANDS, .name = "storm", .usage = "PORT KIND PACKETS", .fewest = 3, .most = 3,
-         .help = "a port receives so many unicast, broadcast or multicast packets in a second", .run = storm},
+         .help = "a port receives so many unicast, broadcast or multicast packets in a second\n"
+                 "multicast: to 01:00:5E:7F:FF:FF", .run = storm},
     };
     registerCommands(commands);
 }

@@ -3,7 +3,7 @@
   python3 -m switching get PATH [KEY=VALUE...]      the data of the answer as JSON; post, put, delete likewise
   python3 -m switching walk PATH [KEY=VALUE...]     one line of JSON for each step
   python3 -m switching snapshot                     everything that is set on the switch, as JSON
-  python3 -m switching diff FILE [FILE]             a snapshot against the switch, or against another; status 1: they differ
+  python3 -m switching diff FILE [FILE]             compares a snapshot with the switch or another; status 1: different
   python3 -m switching apply [--exact] [--plan] FILE  sets what differs from a snapshot; each of the three has --help
   python3 -m switching trace METHOD PATH [...]      what the virtual switch is asked for a request
   python3 -m switching COMMAND [ARG...]             a command of the virtual switch: reset, link, fault...
@@ -113,6 +113,8 @@ def main():
         sys.exit(report(error, 2))
     except (NoAnswer, OSError) as error:
         sys.exit(report(error, 3))
+    except KeyboardInterrupt:
+        sys.exit(130)
 
 
 def report(error, status):

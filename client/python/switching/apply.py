@@ -8,9 +8,12 @@ from .switch import NOT_ADMITTED, NoAnswer, Refused
 
 
 class Outcome:
-    """What apply did. done: the Steps that succeeded. refused: the (Step, error) that did not. wanted: how many values the
-    state has. missing: the Differences that remain. extra: what the switch has beyond the state, and keeps. unread: what
-    could not be read, {(setting, reason): how often}."""
+    """What apply did.
+
+    done: the Steps that succeeded; refused: the (Step, error) that did not. wanted: how many values the state has.
+    missing: the Differences that remain; absent: the places of those whose interface does not exist. extra: what the
+    switch has beyond the state, and keeps. unread: what could not be read, {(setting, reason): how often}.
+    """
 
     def __init__(self):
         self.done, self.refused, self.missing, self.extra = [], [], [], []
@@ -27,7 +30,7 @@ class Outcome:
             if step.place == place or step.place.setting == place.setting and step.place[:2] == place[:2]:
                 return why(error)
         if any(step.place == place for step in self.done):
-            return "set, but the switch has another value" if difference.second is not None else "set, but it cannot be read"
+            return "set, but " + ("it cannot be read" if difference.second is None else "the switch has another value")
         return ""
 
     def lines(self, state, switch):
@@ -38,7 +41,7 @@ class Outcome:
                 yield one.text(state, switch) + (f" ({reason})" if reason else "")
         numbers = {place.entity[0] if place.table == "interfaces" else place.part for place in self.absent}
         if numbers:
-            yield f"interfaces {state_table.text_of(numbers)}: the switch does not have them"
+            yield f"interfaces {state_table.text_of(numbers)}: the switch does not have them, or they are no ports"
 
 
 class Incomplete(Exception):

@@ -2,7 +2,7 @@
 
     served      a Switch, served once for all tests
     switch      the same, in its state at the start: a fresh one for each test
-    switch_state  what `switch` is set to before each test; override it: a file that "switching snapshot" wrote, or a dict
+    switch_state  what `switch` is set to before each test; override it: the path of a snapshot, or a dict
     serving     what is served, the arguments of Switch.serve; override it: {"ports": 48, "sockets": 4}
 
 A test that fails shows what the switch was asked. --switching-build DIR serves a build in a checkout.

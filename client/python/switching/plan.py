@@ -193,10 +193,11 @@ class Planner:
         return Step((REMOVE, -rank), place, setting.remove, setting.request(setting.remove, place.entity, part, value))
 
     def is_missing(self, place):
-        """Whether the switch does not have the interface of a place."""
-        interface = place.entity[0] if place.table == "interfaces" else (
-            place.part if place.setting and self.setting(place).per else None)
-        return interface is not None and interface not in self.interfaces
+        """Whether the switch does not have the interface of a place, or it is no port and the setting is of ports."""
+        if place.table == "interfaces":
+            is_port = self.interfaces.get(place.entity[0])
+            return is_port is None or not is_port and place.setting in self.table.tables["interfaces"].port_settings
+        return bool(place.setting and self.setting(place).per and place.part not in self.interfaces)
 
     def making(self, place, value):
         if self.is_missing(place):

@@ -5,7 +5,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 from . import state_table
 from .description import Wrong
-from .state import Place, State, natural
+from .state import PORTS, Place, State, natural
 from .state_table import canonical, fitting, member_of
 from .switch import NOT_ADMITTED, Refused
 
@@ -58,10 +58,14 @@ class Reader:
             self.named.setdefault(tuple(place[:3]), []).append(place.part)
         self.entities_named = {named[:2] for named in self.named}
         state = State(tables=wanted.tables if wanted else self.table.tables)
-        if wanted is None or any(place.table == "interfaces" or self.is_per(place) for place in wanted.facts):
+        if wanted is None or wanted.ports or "interfaces" in wanted.tables or any(map(self.is_per, wanted.facts)):
             self.ports = self.walked(self.table.tables["interfaces"].ports["walk"])
             self.interfaces = self.all_interfaces() or self.ports
-            state.interfaces = self.interfaces
+            state.interfaces = {number: number in self.ports for number in self.interfaces}
+            state.ports = len(self.ports)
+            if wanted and wanted.ports not in (None, state.ports):
+                raise Wrong(f"the state is of a switch with {wanted.ports} ports, but this one has {state.ports}; "
+                            f'remove "{PORTS}" from it if the numbers of the interfaces are meant')
         names = sorted(state.tables)
         for name, entries in zip(names, self.pool.map(self.entries, [self.table.tables[name] for name in names])):
             if entries is None:
@@ -137,8 +141,9 @@ class Reader:
         if "count" in table.row:
             return [((number,), {}) for number in range(1, self.answer(table.row["count"], {}, missing=0) + 1)]
         names = {self.answer(path, {}, missing=None) for path in table.row["seen"]}
-        names |= {name for place in (self.wanted.facts if self.wanted else ()) if place.table in (table.name, table.row["rules"])
-                  for name in place.entity[:1] if name not in names and self.exists(table, name)}
+        asked = {place.entity[0] for place in (self.wanted.facts if self.wanted else ())
+                 if place.table in (table.name, table.row["rules"])}
+        names |= {name for name in asked - names if self.exists(table, name)}
         return [((name,), {}) for name in sorted(names - {None})]
 
     def entity(self, table, data, given=()):
@@ -181,8 +186,8 @@ class Reader:
         if not table.keys:
             return [()]
         if table.name == "interfaces":
-            named = {entity for name, entity, _ in self.named if name == table.name}
-            return sorted(named & {(number,) for number in self.interfaces}) if self.wanted else [(one,) for one in self.interfaces]
+            every = [(number,) for number in self.interfaces]
+            return [entity for entity in every if not self.wanted or (table.name, entity) in self.entities_named]
         entities = sorted(place.entity for place in state.facts if place.table == table.name and not place.setting)
         if not table.make:
             for entity in entities:

@@ -11,6 +11,7 @@ from .description import Wrong
 from .state_table import numbers_of, text_of
 
 HEAD = "switching state"  # the member with the version
+PORTS = "ports"  # how many ports the switch has: interface numbers mean something else on a switch with more or fewer
 
 
 class Place(NamedTuple):
@@ -27,7 +28,8 @@ class Place(NamedTuple):
 
 def natural(value):
     """A key to sort by: numbers in texts as numbers."""
-    return [(0, int(piece), "") if piece.isdigit() else (1, 0, piece) for piece in re.split(r"(\d+)", str(value)) if piece]
+    pieces = [piece for piece in re.split(r"(\d+)", str(value)) if piece]
+    return [(0, int(piece), "") if piece.isdigit() else (1, 0, piece) for piece in pieces]
 
 
 class State:
@@ -35,7 +37,8 @@ class State:
 
     def __init__(self, facts=None, tables=()):
         self.facts, self.tables = dict(facts or {}), set(tables)
-        self.fixed, self.interfaces = set(), ()  # of a state that was read: entries that stay, interfaces that there are
+        self.ports = None                        # how many the switch has; None: unknown
+        self.fixed, self.interfaces = set(), {}  # when read from a switch: entries that stay; {interface: is it a port?}
 
     @classmethod
     def of(cls, found, name="the state"):
@@ -49,7 +52,8 @@ class State:
     def dict(self):
         """As a dict: {table: {entry: {setting: value}}}."""
         table = state_table.load()
-        found = {HEAD: table.version, **{name: {} for name in sorted(self.tables)}}
+        found = {HEAD: table.version, **({PORTS: self.ports} if self.ports else {}),
+                 **{name: {} for name in sorted(self.tables)}}
         for place in sorted(self.facts, key=natural):
             value = self.facts[place]
             at = found[place.table]
@@ -101,14 +105,19 @@ class Reading:
 
     def unknown(self, place, what, name, names):
         close = difflib.get_close_matches(name, names, 3, 0.5)
-        return self.wrong(place, f'there is no {what} "{name}"' + (f"; close to it: {', '.join(close)}" if close else ""))
+        close = f"; close to it: {', '.join(close)}" if close else ""
+        return self.wrong(place, f'there is no {what} "{name}"{close}')
 
     def state(self, found):
         if not isinstance(found, dict) or HEAD not in found:
             raise self.wrong("", f'this is no state of a switch: it has no "{HEAD}"')
         if found[HEAD] != self.table.version:
-            raise self.wrong(HEAD, f"version {json.dumps(found[HEAD])}, but this program reads version {self.table.version}")
-        state = State(tables=[name for name in found if name != HEAD])
+            version = json.dumps(found[HEAD])
+            raise self.wrong(HEAD, f"version {version}, but this program reads version {self.table.version}")
+        state = State(tables=[name for name in found if name not in (HEAD, PORTS)])
+        state.ports = found.get(PORTS)
+        if not isinstance(state.ports, int | None) or isinstance(state.ports, bool):
+            raise self.wrong(PORTS, f"this must be a number, not {json.dumps(state.ports)}")
         for name in sorted(state.tables):
             if name not in self.table.tables:
                 raise self.unknown("", "section", name, list(self.table.tables))
@@ -123,7 +132,8 @@ class Reading:
         place = " ".join([table.name, *entity])
         if len(entity) < len(table.keys):
             for key, inner in found.items():
-                inner = inner if table.values and len(entity) + 1 == len(table.keys) else self.object(f"{place} {key}", inner)
+                if not table.values or len(entity) + 1 < len(table.keys):
+                    self.object(f"{place} {key}", inner)
                 self.entries(table, (*entity, key), inner, state)
             return
         try:
@@ -186,17 +196,18 @@ class Reading:
                 self.settings(table, (number,), {name: value}, state)
 
     def spread(self, place, values):
-        """{interface: value} of {interfaces as text: value}."""
+        """{interface: value} of {interfaces as text: value}; of a smaller list where two have the interface."""
         numbers = {text: numbers_of(text) for text in values}
-        spread = {}
+        spread = {}  # interface: its text
         for text in sorted(values, key=lambda text: -len(numbers[text] or ())):
             if not numbers[text]:
                 raise self.wrong(place, f'"{text}" is no list of interfaces, as "1,3-5" is')
             for number in numbers[text]:
-                if number in spread and len(spread[number][1]) == len(numbers[text]) and spread[number][0] != values[text]:
+                other = spread.get(number)
+                if other and len(numbers[other]) == len(numbers[text]) and values[other] != values[text]:
                     raise self.wrong(place, f"interface {number} has two values")
-                spread[number] = (values[text], numbers[text])
-        return {number: value for number, (value, _) in spread.items()}
+                spread[number] = text
+        return {number: values[text] for number, text in spread.items()}
 
 
 # Writing
@@ -238,11 +249,10 @@ def blocks(interfaces):
     alone, together = collections.defaultdict(dict), collections.defaultdict(dict)
     for name in sorted({name for one in interfaces.values() for name in one}):
         values = {number: one[name] for number, one in interfaces.items() if name in one}
-        shared = {} if name in optional else common(values)
-        whole = text_of(map(int, values))
-        if whole in shared:
-            together[whole][name] = shared.pop(whole)
-        for text, value in (shared or ({} if whole in together and name in together[whole] else grouped(values))).items():
+        groups, whole = grouped(values) if name in optional else common(values), text_of(map(int, values))
+        if whole in groups and name not in optional:
+            together[whole][name] = groups.pop(whole)
+        for text, value in groups.items():
             for number in numbers_of(text):
                 alone[number][name] = value
     for text, block in grouped(alone).items():
@@ -258,7 +268,7 @@ def written(value, depth):
         for key in sorted(value, key=natural)) + "}"
     if not isinstance(value, dict) or plain and len(line) < 90 or not value:
         return line
-    order = sorted(value, key=lambda key: (depth > 0 or key != HEAD, natural(key)))
+    order = sorted(value, key=lambda key: (depth > 0 or key not in (HEAD, PORTS), key != HEAD, natural(key)))
     if all(numbers_of(key) for key in value):
         order.sort(key=lambda key: (numbers_of(key)[0], -len(numbers_of(key))))
     pad = "    " * (depth + 1)

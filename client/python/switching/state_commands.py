@@ -1,9 +1,8 @@
 """state_commands.py - the commands snapshot, diff and apply.
 
   python3 -m switching snapshot [--jobs N]                     prints everything that is set
-  python3 -m switching diff [--jobs N] FILE [FILE]             a line for each difference: to the switch, or of two files
-  python3 -m switching apply [--jobs N] [--exact] [--plan] FILE
-                                                               sets what differs, and reads it back
+  python3 -m switching diff [--jobs N] FILE [FILE]             a line for each difference to the switch, or of two files
+  python3 -m switching apply [--jobs N] [--exact] [--plan] FILE      sets what differs, and reads it back
 """
 import argparse
 import os
@@ -22,7 +21,8 @@ OPTIONS = {"snapshot": ("--jobs",), "diff": ("--jobs",), "apply": ("--exact", "-
 def parser():
     made = argparse.ArgumentParser(prog="switching")
     verbs = made.add_subparsers(dest="verb", required=True)
-    helps = ("prints everything that is set on the switch", "compares a state with the switch, or with another; status 1: they differ",
+    helps = ("prints everything that is set on the switch",
+             "compares a state with the switch, or with another; status 1: they differ",
              "sets what differs from a state; status 1: not all is as the state says")
     for verb, text in zip(COMMANDS, helps):
         one = verbs.add_parser(verb, description=text)
@@ -31,7 +31,8 @@ def parser():
             one.add_argument("--exact", action="store_true", help="also remove what the state does not have")
             one.add_argument("--plan", action="store_true", help="only print the requests, as curl lines")
         if verb != "snapshot":
-            one.add_argument("files", nargs="+" if verb == "diff" else 1, metavar="FILE", help="what snapshot printed, or a part of it")
+            one.add_argument("files", nargs="+" if verb == "diff" else 1, metavar="FILE",
+                             help="what snapshot printed, or a part of it")
     return made
 
 
@@ -51,17 +52,18 @@ def watched():
     return progress if sys.stderr.isatty() else None
 
 
-def told(unread):
+def report_unread(unread):
     """Reports what could not be read. Returns the exit status."""
     for (what, reason), count in unread.items():
-        print(f"switching: {what}: {reason}" + (f" ({count} times)" if count > 1 else "") + "; left out", file=sys.stderr)
+        times = f" ({count} times)" if count > 1 else ""
+        print(f"switching: {what}: {reason}{times}; left out", file=sys.stderr)
     return 1 if unread else 0
 
 
 def take_snapshot(options, switch):
     found, unread = snapshot(switch(), options.jobs, watched())
     sys.stdout.write(state.dump(found))
-    return told(unread)
+    return report_unread(unread)
 
 
 def compare(options, switch):
@@ -78,7 +80,7 @@ def compare(options, switch):
     differences = state.diff(*states)
     for one in differences:
         print(one.text(*names))
-    return told(unread) or (1 if differences else 0)
+    return report_unread(unread) or (1 if differences else 0)
 
 
 def apply(options, switch):
@@ -90,20 +92,20 @@ def apply(options, switch):
         outcome = applied.run()
     except (NoAnswer, Refused, KeyboardInterrupt) as error:
         if applied.outcome.done:
-            print(f"switching: ended early, after {len(applied.outcome.done)} requests that set something; run it again to go on",
-                  file=sys.stderr)
+            print(f"switching: ended early, after {len(applied.outcome.done)} requests that set something; "
+                  "run it again to go on", file=sys.stderr)
         if isinstance(error, KeyboardInterrupt):
             return 130
         raise
     for line in outcome.lines(f"in {options.files[0]}", "on the switch"):
         print(line, file=sys.stderr)
     if outcome.extra:
-        print(f"switching: the switch keeps {len(outcome.extra)} entries or settings that are not in {options.files[0]}; "
-              "--exact removes them", file=sys.stderr)
+        print(f"switching: the switch keeps {len(outcome.extra)} entries or settings that {options.files[0]} does not "
+              "have; --exact removes them", file=sys.stderr)
     kept = outcome.wanted - sum(one.first is not None for one in outcome.missing)
     print(f"{kept} of {outcome.wanted} values are as in {options.files[0]}; {len(outcome.done)} requests set them"
           + (f", {len(outcome.refused)} were refused" if outcome.refused else ""))
-    return told(outcome.unread) or (0 if outcome.complete else 1)
+    return report_unread(outcome.unread) or (0 if outcome.complete else 1)
 
 
 def show_plan(applied):

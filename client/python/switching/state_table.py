@@ -1,5 +1,5 @@
-"""state_table.py - state.toml together with the description: the tables and settings that are the state of a switch, how
-each is read, set and removed, and in which order."""
+"""state_table.py - state.toml together with the description: the tables and settings that are the state of a switch,
+how each is read, set and removed, and in which order."""
 import functools
 import graphlib
 import ipaddress
@@ -55,11 +55,12 @@ def sendable(key, value):
 
 
 def checked(key, value):
-    """The value of a state's file in its one form. Raises Wrong; a switch would take some of what is wrong for another value."""
+    """The value of a state's file in its one form. Raises Wrong: a switch would take some wrong values for others."""
     kind = key.schema["type"]
     wanted = {"integer": (int, str), "string": str, "boolean": bool, "array": (list, str)}[kind]
     if not isinstance(value, wanted) or isinstance(value, bool) and kind != "boolean":
-        raise key.wrong(value, {"string": "text", "boolean": "true or false", "array": "a list of numbers"}.get(kind, "a number"))
+        words = {"integer": "a number", "string": "text", "boolean": "true or false", "array": "a list of numbers"}
+        raise key.wrong(value, words[kind])
     if kind == "array" and sendable(key, value) == value and isinstance(value, str):
         raise key.wrong(value, 'a list of numbers, as "1,3-5"')
     if key.means == "ipv4Address" and not is_ipv4(value):
@@ -114,7 +115,8 @@ class Setting:
         if self.walk:
             return {}
         answered = list(self.get.success)
-        return {key.name: named.get(key.name) or (key.name if key.name in answered else answered[0]) for key in self.keys}
+        names = {key.name: named.get(key.name, key.name) for key in self.keys}
+        return {key: name if name in answered else answered[0] for key, name in names.items()}
 
     def value(self, data, part):
         """The value in the data of an answer, in the form of states."""
@@ -201,7 +203,8 @@ class StateTable:
         self.ranks = self.ranked()
 
     def operation_of(self, stated, methods, path, wanted=True):
-        """The operation that is stated ("PUT PATH"), else the first of the methods that the path has. None: unwanted."""
+        """The operation that is stated ("PUT PATH"), else the first of the methods that the path has. None: not
+        `wanted`."""
         if not wanted:
             return None
         if not stated:
@@ -233,9 +236,9 @@ class StateTable:
 
     def writing(self):
         """The operations with which tables and settings are set and removed."""
-        rows = [*self.tables.values(), *self.settings.values()]
-        return {str(operation) for row in rows for operation in (row.remove, getattr(row, "make", getattr(row, "set", None)))
-                if operation}
+        tables, settings = self.tables.values(), self.settings.values()
+        return {str(operation) for operation in [*(one.make for one in tables), *(one.set for one in settings),
+                                                 *(one.remove for one in [*tables, *settings])] if operation}
 
 
 @functools.lru_cache(maxsize=None)

@@ -217,8 +217,8 @@ class Switch:
         return found
 
     def apply(self, state, exact=False, jobs=4):
-        """Sets what differs from a state: a dict as snapshot() returns, or a part of one, or the path of a file. Removes
-        entries that the state does not have only if `exact`. Returns the Outcome; raises Incomplete."""
+        """Sets what differs from a state: a dict as snapshot() returns, or a part of one, or the path of a file. `exact`
+        also removes what the state does not have. Returns the Outcome; raises Incomplete."""
         from .apply import Apply, Incomplete
         outcome = Apply(self, state, exact, jobs).run()
         if not outcome.complete:
