@@ -49,11 +49,11 @@ def test_what_the_table_names_exists():
 # Files
 
 @pytest.mark.parametrize("text, says", [
-    ("{", r":1: this is no JSON"), ("[]", "no state of a switch"), ('{"switching state": 2}', "version 2, but"),
+    ("{", r":1: this is not JSON"), ("[]", "not a state of a switch"), ('{"switching state": 2}', "version 2, but"),
     ('{"switching state": 1, "vlan": {}}', 'no section "vlan"; close to it: vlans'),
     ('{"a": 1, "a": 2}', '"a" is there twice'),
     ('{"switching state": 1, "interfaces": {"2-4": {"vlan/if-pvi": 1}}}', 'interfaces 2: there is no setting "vlan/if-pvi"'),
-    ('{"switching state": 1, "interfaces": {"2-": {"vlan/if-pvid": 1}}}', r'"2-" is no list of interfaces'),
+    ('{"switching state": 1, "interfaces": {"2-": {"vlan/if-pvid": 1}}}', r'"2-" is not a list of interfaces'),
     ('{"switching state": 1, "interfaces": {"2,3": {"vlan/if-pvid": 1}, "3-4": {"vlan/if-pvid": 2}}}', "3 has two values"),
     ('{"switching state": 1, "vlans": {"10": {"vlan/if-tagging": {"3": "taged"}}}}', "10 vlan/if-tagging 3: tagging takes"),
     ('{"switching state": 1, "macal/rule-entry": {"a": {"1": {"macal/rule-src-ip-mask": {"ipAddr": "1", "mask": "1"}}}}}',

@@ -118,7 +118,7 @@ class Planner:
     # Dependencies
 
     def context(self, place, value):
-        """{meaning or key: the values} by which places refer to each other."""
+        """{meaning or key: the values} by which places refer to each other: {"interface": {3}, "vlan": {10, 20}}."""
         found = collections.defaultdict(set)
         table = self.table.tables[place.table]
         for key, one in zip(table.keys, place.entity):
@@ -138,7 +138,7 @@ class Planner:
         return found
 
     def refers(self, place, value, to, its_value):
-        """Whether a place refers to another: all that both name is the same."""
+        """Whether a place refers to another: each key that both have (VLAN, list...) has the other's values."""
         mine, its = self.context(place, value), self.context(to, its_value)
         return all(its[name] <= mine[name] for name in set(mine) & set(its))
 

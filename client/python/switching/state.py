@@ -84,9 +84,9 @@ def parsed(path):
     except OSError as error:
         raise Wrong(f"{path}: {error.strerror}") from None
     except UnicodeDecodeError:
-        raise Wrong(f"{path}: this is no text") from None
+        raise Wrong(f"{path}: this is not a text file") from None
     except json.JSONDecodeError as error:
-        raise Wrong(f"{path}:{error.lineno}: this is no JSON: {error.msg}") from None
+        raise Wrong(f"{path}:{error.lineno}: this is not JSON: {error.msg}") from None
 
 
 class Reading:
@@ -110,7 +110,7 @@ class Reading:
 
     def state(self, found):
         if not isinstance(found, dict) or HEAD not in found:
-            raise self.wrong("", f'this is no state of a switch: it has no "{HEAD}"')
+            raise self.wrong("", f'this is not a state of a switch: it has no "{HEAD}"')
         if found[HEAD] != self.table.version:
             version = json.dumps(found[HEAD])
             raise self.wrong(HEAD, f"version {version}, but this program reads version {self.table.version}")
@@ -201,7 +201,7 @@ class Reading:
         spread = {}  # interface: its text
         for text in sorted(values, key=lambda text: -len(numbers[text] or ())):
             if not numbers[text]:
-                raise self.wrong(place, f'"{text}" is no list of interfaces, as "1,3-5" is')
+                raise self.wrong(place, f'"{text}" is not a list of interfaces, as "1,3-5" is')
             for number in numbers[text]:
                 other = spread.get(number)
                 if other and len(numbers[other]) == len(numbers[text]) and values[other] != values[text]:
