@@ -24,7 +24,7 @@ enum : size_t { ADDRESS = 6, SERVICE = 1 /* the bytes of a value */, PDU_GROUPS 
 using Groups = std::vector<GroupKey>; /* ascending */
 
 struct GroupRegistrar : RegistrarTimes {
-    Groups declared;                      /* what the port declared to the neighbour last */
+    Groups declared;                      /* the groups that the port declared last */
     std::map<GroupKey, uint64_t> leaving; /* registrations that end at that time, unless the neighbour joins again */
     bool all = false;                     /* the next PDU is a LeaveAll */
 };

@@ -29,7 +29,7 @@ static const uint32_t MOST_PPS = STORM_THRESHOLD.highest; /* packets of 64 bytes
 static const struct { uint32_t unit, lowest, highest; } ranges[] = {
     {STORM_PERCENT, 0, 100},
     {STORM_PPS, 0, MOST_PPS},
-    {STORM_KBPS, 64, 1000000}, /* policers are too coarse for less than 64 */
+    {STORM_KBPS, 64, 1000000}, /* a policer cannot limit to less than 64 */
 };
 
 static std::map<uint32_t, SwitchControl> switchControls; /* by kind */
