@@ -1,7 +1,8 @@
 /*
  * groups.cpp - MMRP and GMRP (IEEE 802.1Q and 802.1D). Both register groups in the same way; only their PDUs differ.
  *
- * A PDU is about one VLAN, the one of its frame. The LeaveAll timer of a port is for all its VLANs. A port declares to its neighbour the groups that neighbours on other ports of the VLAN joined.
+ * A PDU is about one VLAN, the one of its frame. The LeaveAll timer of a port is for all its VLANs. A port declares to
+ * its neighbour the groups that neighbours on other ports of the VLAN joined.
  */
 #include "vswitch/frames/groups.h"
 
