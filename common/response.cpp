@@ -4,10 +4,10 @@
 #include "common/response.h"
 
 #include <cjson/cJSON.h>
+#include <inttypes.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-#include <charconv>
 
 #include "log/log.h"
 
@@ -132,7 +132,7 @@ cJSON *numberItem(double value)
     char text[24];
     if (!isWhole(value))
         return cJSON_CreateNumber(value);
-    *std::to_chars(text, text + sizeof text - 1, (int64_t)value).ptr = 0;
+    snprintf(text, sizeof text, "%" PRId64, (int64_t)value);
     return cJSON_CreateRaw(text);
 }
 
