@@ -90,4 +90,4 @@ compile build-test "vswitch program_tests vswitch_tests" -DCMAKE_BUILD_TYPE=Rele
 export TEST_LAUNCHER="qemu-aarch64-static -cpu cortex-a53" TEST_PROGRAM=$program TEST_LIBRARIES=$aarch64/lib \
     TEST_SANDBOX=$aarch64/lib/libsandbox.so
 attend ctest --test-dir build-test -L program -j "$(nproc)" --output-on-failure --no-tests=error
-attend tests/resident/resident_test.py build-test ResidentTest.test_{bad_input,log_is_current,switch_restarts,stop}
+attend tests/resident/resident_test.py build-test ResidentTest.test_{bad_input,log_is_rotated_by_others,switch_restarts,stop}

@@ -60,7 +60,7 @@ int listeningSocket()
     return passed && isListening(FIRST_PASSED) ? FIRST_PASSED : -1;
 }
 
-/* The parent's lines: it logs seldom, and the files can be others by then. */
+/* The parent logs rarely: the files may have been replaced since its last line. */
 #define LOG_PARENT(...) (logRefresh(), LOG_AS("parentRun", __VA_ARGS__))
 
 static int configuredWorkers()
@@ -232,7 +232,7 @@ static void keepWorkers(int listening, RouteTree *tree, const sigset_t *signals)
             return;
         if (nextLook > monotonicSeconds())
             continue;
-        if (!webServer) /* not earlier: a program that only starts others has ended by now */
+        if (!webServer) /* not at the start: the parent may then be a helper that starts this program and ends */
             webServer = getppid();
         if (shouldEnd(listening))
             return;
@@ -240,7 +240,7 @@ static void keepWorkers(int listening, RouteTree *tree, const sigset_t *signals)
     }
 }
 
-/* Blocked: they are waited for. */
+/* Blocks them: awaitSignal() waits for them. */
 static void blockSignals(sigset_t *signals)
 {
     signal(SIGCHLD, SIG_DFL);

@@ -32,7 +32,7 @@ static bool isDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-/* The text as a number of at most `most`; an empty text is 0. False: it is none. */
+/* Reads a decimal number of at most `most`; an empty text is 0. False: the text is no such number. */
 static bool readNumber(const char *text, size_t most, size_t *number)
 {
     for (*number = 0; *text; text++) {
@@ -45,7 +45,7 @@ static bool readNumber(const char *text, size_t most, size_t *number)
     return true;
 }
 
-/* False: the variable is there already. */
+/* False: the head has this variable already. */
 static bool store(ScgiHead *head, const char *name, const char *value)
 {
     for (int i = 0; i < REQUEST_VARIABLES; i++)

@@ -39,8 +39,9 @@ int32_t monotonicSeconds()
 }
 
 /*
- * An accept that waits begins anew after this, and finds no socket; one that has got a connection returns it. So no
- * request is lost, at whatever moment the signal comes. The parent may be dead: a timer limits the last request.
+ * After this signal, an accept that waits starts again and fails: the descriptor is no socket any more. An accept that
+ * has a connection returns it. So no request is lost, whenever the signal comes. A timer limits the last request:
+ * the parent may have ended.
  */
 static void stop(int)
 {
@@ -79,7 +80,7 @@ static void prepare(int listening)
     }
     dup2(nothing, STDIN_FILENO);
     close(STDOUT_FILENO); /* the number is for connections */
-#ifdef M_MMAP_THRESHOLD /* another C library gives memory back by itself */
+#ifdef M_MMAP_THRESHOLD /* not every C library has it */
     mallopt(M_MMAP_THRESHOLD, 128 * 1024); /* fixed: the memory of a large request goes back to the system */
 #endif
     prepareSignals();
@@ -96,7 +97,7 @@ static bool reachSwitch()
     return isRegistered;
 }
 
-/* Standard output is the connection. A process of the request would end without a switch: so does this one. */
+/* Standard output is the connection. Without a switch a CGI process ends; so does this worker. */
 static void serve(RouteTree *tree, Request *request)
 {
     requestChoose(request);

@@ -27,7 +27,7 @@ static const char synopsis[] =
     "  vswitch [OPTIONS] [serve]           serve until stopped\n"
     "    --ports N                         ports of the switch (28)\n"
     "    --stations N                      learned addresses at start (8)\n"
-    "    --silent N                        so many of them send nothing more: they age (2, at most a quarter)\n"
+    "    --silent N                        so many of them send nothing more, so they age (2, at most a quarter)\n"
     "    --station-vlans N                 VLANs 1 to N exist at start and share the stations (1)\n"
     "    --trace FILE                      write a line for every operation (- is standard output):\n"
     "      [4711] OPERATION NAME=VALUE... -> CODE NAME=VALUE...\n"

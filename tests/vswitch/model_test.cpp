@@ -329,6 +329,11 @@ TEST_F(StormControl, appliesThePortLimitBeforeTheSwitchLimit)
         POST protectedport/group-intf?ifNum=6&groupId=1
         storm 4 unicast 5000
         GET bridge/dot1d-tp-port-out-frames?port=6 | "outFrames":11300
+        POST vlan/create?vlanNum=10
+        PUT vlan/if-participation?vlanNum=10&ifNum=7 {"participationMode":1}
+        PUT vlan/if-pvid?ifNum=7 {"vlanNum":10}
+        storm 7 broadcast 100
+        GET bridge/dot1d-tp-port-in-discards?port=7 | "inDiscards":100
         PUT storm-control/intf-mode {"stormCtrlMode":"broadcast","interface":5,"state":"disable"}
         PUT storm-control/action {"stormCtrlMode":"broadcast","action":"shutdown"}
         storm 5 broadcast 5000

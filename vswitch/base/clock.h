@@ -13,7 +13,7 @@ uint64_t uptimeMillis();
 /* Sets the uptime to 0, and lets the clock run. */
 void resetClock();
 
-/* Registers a function that `advance` calls after each second of its last hour, as frames may be due there. */
+/* Registers a function that sends due frames. `advance` calls it each second; of a long time, in the last hour only. */
 void onSecond(void (*passed)());
 
 /* Registers the commands `advance` and `hold`. Call it once. */

@@ -11,7 +11,7 @@
 
 #include "vswitch/base/operations.h"
 
-/* A source for wire.h: the bytes that are not taken yet. It owns nothing. */
+/* A source for wire.h: the bytes that are not taken yet. It does not own them. */
 struct MessageSource {
     std::string_view left;
 

@@ -39,7 +39,7 @@ struct Meaning {
     Range range;
 };
 
-/* What the parameter of the operation means. Null: numbers.def does not say, such as for a plain count. */
+/* What the parameter of the operation means. Null: numbers.def has no entry for it, as for a plain count. */
 const Meaning *meaningOf(const Operation &operation, size_t parameter);
 
 /* Ends the process with a message if numbers.def names an operation or a parameter that does not exist. */
@@ -56,9 +56,9 @@ std::string operationsText(const std::string &part);
 /*
  * All operations as JSON: {"operations": [{"name", "modelled", "parameters": [{"name", "direction", "type",
  * "meaning"}]}], "meanings": {"...": {"about", "lowest", "highest", "numbers": [{"value", "word", "about"}]}}}.
- * "lowest" and "highest" are the range that setters accept; an enumeration, and a quantity without a range, has neither. "word" is the name of
- * the value, "direction" is "in" (only sent) or "inout" (sent and returned), "type" is uint32, uint16, uint64, text,
- * list or version. "meaning" is a key of "meanings", and can be missing.
+ * "lowest" and "highest" are the range that setters accept; an enumeration or a quantity without a range has neither.
+ * "word" is the name of the value, "direction" is "in" (only sent) or "inout" (sent and returned), "type" is uint32,
+ * uint16, uint64, text, list or version. "meaning" is a key of "meanings", and can be missing.
  */
 std::string operationsJson();
 

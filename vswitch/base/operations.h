@@ -15,7 +15,7 @@
 
 #include "wire.h"
 
-/* One argument of a call: the value that was sent, then the one that is returned. */
+/* One argument of a call. It holds the value that was sent; after the operation, the value that is returned. */
 struct Argument {
     WireTag tag;
     union {

@@ -18,10 +18,10 @@ static const size_t WAITING_MAX = 1 << 20;
 
 static int file = -1;
 static std::string waiting; /* lines that are not written yet */
-static uint64_t dropped;    /* lines since the last notice; from the first on, all until `waiting` is empty */
+static uint64_t dropped;    /* lines since the last notice. After one, all lines are dropped until `waiting` is empty */
 static uint64_t noticed;    /* dropped lines that the notice at the start of `waiting` counts; 0: there is no notice */
 
-/* These are links, but not a link of another user. */
+/* These paths are symbolic links, but never those of another user. */
 static bool isStream(const char *path)
 {
     for (const char *streams : {"/dev/std", "/dev/fd/", "/proc/self/fd/"})
@@ -55,7 +55,7 @@ static void insertNotice()
     dropped = 0;
 }
 
-/* After a write error (the disk is full, or the reader has gone): drops what waits, so that the next line is tried. */
+/* After a write error (the disk is full, or the reader has gone): drops the waiting lines and goes on with the next. */
 static void dropWaiting()
 {
     dropped += (uint64_t)std::count(waiting.begin(), waiting.end(), '\n') + noticed - (noticed ? 1 : 0);

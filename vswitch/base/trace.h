@@ -7,8 +7,8 @@
 #include <string>
 
 /*
- * Makes traceLine() append to the file ("-": standard output). False: the file cannot be opened; errno says why. ELOOP: it
- * is a symbolic link, which another user may have put there.
+ * Makes traceLine() append to the file ("-": standard output). False: the file cannot be opened; errno says why.
+ * ELOOP: it is a symbolic link, which another user may have put there.
  */
 bool openTrace(const char *path);
 

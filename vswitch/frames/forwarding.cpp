@@ -201,7 +201,7 @@ static bool leavesPort(const Frame &frame, uint32_t port)
 {
     uint32_t vlan = egressVlan(frame.port, frame.vlan, port);
     if (!vlan && privateVlanType(frame.vlan) == PRIVATE_NONE)
-        return false; /* no reason: this is so for most ports of a flood */
+        return false; /* stores no reason: most ports of a flood are not in the VLAN */
     if (!vlan)
         return discard("port ", port, " is separated from private VLAN ", frame.vlan);
     if (areProtected(port, frame.port))
@@ -257,7 +257,7 @@ static bool forward(const Frame &frame, const FdbEntry *known)
     if (reach.verdict)
         return reason && discard(refusalText(reach, frame.vlan, frame.destination));
     if (reach.anywhere)
-        explain("no other port is in VLAN ", frame.vlan); /* a port can replace this reason */
+        explain("no other port is in VLAN ", frame.vlan); /* a port may store a more exact reason */
     else
         explain("no other port is a member of ", macText(frame.destination));
     if (!reach.anywhere || isGroup(frame.destination))
@@ -281,7 +281,7 @@ void resetForwarding()
     buckets.clear();
 }
 
-/* A frame that the switch takes for itself; `what` it is. */
+/* Ends a frame that is for the switch itself. `what` says what it is. */
 static Fate end(const char *what)
 {
     explain("it ends at the switch: ", what);

@@ -36,7 +36,7 @@ static CommandOutcome plug(const Args &args, std::string *answer)
     bool first = trafficIsSimulated();
     if (!plugPort(args[0], &wrong))
         return refuse(answer, wrong);
-    if (first) { /* nothing that was simulated may stay */
+    if (first) { /* removes all simulated state */
         resetClock();
         resetFrames();
         resetFamilies();

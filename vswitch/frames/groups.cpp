@@ -1,7 +1,8 @@
 /*
  * groups.cpp - MMRP and GMRP (IEEE 802.1Q and 802.1D). Both register groups in the same way; only their PDUs differ.
  *
- * A PDU is about one VLAN, the one of its frame. The LeaveAll timer of a port is for all its VLANs. A port declares to its neighbour the groups that neighbours on other ports of the VLAN joined.
+ * A PDU is about one VLAN, the one of its frame. The LeaveAll timer of a port is for all its VLANs. A port declares to
+ * its neighbour the groups that neighbours on other ports of the VLAN joined.
  */
 #include "vswitch/frames/groups.h"
 
@@ -24,7 +25,7 @@ enum : size_t { ADDRESS = 6, SERVICE = 1 /* the bytes of a value */, PDU_GROUPS 
 using Groups = std::vector<GroupKey>; /* ascending */
 
 struct GroupRegistrar : RegistrarTimes {
-    Groups declared;                      /* what the port declared to the neighbour last */
+    Groups declared;                      /* the groups that the port declared last */
     std::map<GroupKey, uint64_t> leaving; /* registrations that end at that time, unless the neighbour joins again */
     bool all = false;                     /* the next PDU is a LeaveAll */
 };

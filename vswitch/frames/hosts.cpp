@@ -23,7 +23,7 @@
 #include "vswitch/switch/state.h"
 
 enum : size_t {
-    LONGEST_LENGTH = 65536, /* the highest length before a frame; more means that the host is out of step */
+    LONGEST_LENGTH = 65536, /* the highest length before a frame; above it, the host has lost the frame boundaries */
     TURN_BYTES = 8192,
     TURN_FRAMES = 64,
     WAITING_FRAMES = 1024, /* an interface's queue holds about as many */
@@ -130,7 +130,7 @@ static size_t readSocket(Plug *plug, size_t most)
     return 0;
 }
 
-/* Reads all that a socket's host has sent by now: it may have sent it and disconnected. */
+/* Reads all that a socket's host has sent by now, also if it has disconnected since. */
 static void readOut(Plug *plug)
 {
     int waiting = 0;

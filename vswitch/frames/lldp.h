@@ -1,5 +1,5 @@
 /*
- * lldp.h - tells the phones on ports with a voice VLAN how to send: the network policy of LLDP-MED.
+ * lldp.h - announces to phones, on ports with a voice VLAN, how they must send: the network policy of LLDP-MED.
  */
 #ifndef VSWITCH_LLDP_H
 #define VSWITCH_LLDP_H

@@ -23,7 +23,7 @@ enum : uint64_t { VLAN_GROUP = 0x0180C2000021 };
 static const AttributeSizes sizes = {2, 0}; /* VLANs are type 1 */
 
 struct Registrar : RegistrarTimes {
-    VlanBits declared;                 /* what the port declared to the neighbour last */
+    VlanBits declared;                 /* the VLANs that the port declared last */
     VlanBits leaving;                  /* registrations that end, unless the neighbour joins again */
     std::array<uint64_t, 4096> ends{}; /* when they end */
 };
@@ -38,7 +38,7 @@ static void update()
 
 /* Receiving */
 
-/* A PDU that is being read, and what its events need: a PDU can have thousands of them. */
+/* A PDU that is being read. What its events need is computed once: there can be thousands of them. */
 struct Reception {
     RegistrationProtocol protocol;
     uint32_t port;

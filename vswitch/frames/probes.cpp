@@ -45,7 +45,7 @@ static void sendProbe(uint32_t port, const LoopProbe &probe)
     loopFrameSent(port);
 }
 
-/* Reports the loop to the port that sent the frame, unless it is down by now: there is no loop any more. */
+/* Reports the loop to the port that sent the frame, unless that port is down by now: then there is no loop any more. */
 bool handleProbe(const Frame &frame)
 {
     if (frame.destination != probeGroup() || frame.source != bridgeMac())

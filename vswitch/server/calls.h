@@ -12,7 +12,7 @@
 
 /* What the server does with a request. */
 struct Reply {
-    enum { SEND, HANG_UP, AGAIN } action = SEND; /* AGAIN: no reply yet, answer the request once more */
+    enum { SEND, HANG_UP, AGAIN } action = SEND; /* AGAIN: there is no reply yet; answer the request again later */
     std::string message;  /* to SEND, its length in front */
     uint32_t delayMs = 0; /* wait so long before the action */
 };

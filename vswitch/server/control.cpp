@@ -28,7 +28,8 @@ void registerAll()
     static const Command commands[] = {
         {.group = SWITCH_COMMANDS, .name = "reset", .usage = "", .fewest = 0, .most = 0,
          .help = "reset to the state at start, without faults", .run = reset},
-        {.group = SWITCH_COMMANDS, .local = true, .name = "operations", .usage = "[PART | --json]", .fewest = 0, .most = 1,
+        {.group = SWITCH_COMMANDS, .local = true, .name = "operations", .usage = "[PART | --json]", .fewest = 0,
+         .most = 1,
          .help = "the operations (with PART in their names) and what their numbers mean", .run = listOperations},
     };
     registerCommands(commands);

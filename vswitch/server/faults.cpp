@@ -299,18 +299,18 @@ void registerFaults()
          .help =
          "make calls of OPERATION fail; '*': all calls except the three at the program's start\n"
          "code=N           answer this code; the operation does not run, and nothing changes\n"
-         "NAME=VALUE       NAME is only sent (in): only calls that send VALUE meet the fault\n"
+         "NAME=VALUE       NAME is only sent (in): the fault applies only to calls that send VALUE\n"
          "                 NAME is returned (inout): return VALUE (with code=0, the operation does not run)\n"
-         "NAME==VALUE      only calls that send VALUE meet the fault, also where NAME is returned\n"
+         "NAME==VALUE      the fault applies only to calls that send VALUE, also where NAME is returned\n"
          "delay=MS         answer so many milliseconds later\n"
          "hangup, garbage  close the connection; answer with bytes that are no message\n"
-         "times=N          only for the next N calls that meet it (default: until \"clear\")\n"
+         "times=N          only for the next N calls that it applies to (default: until \"clear\")\n"
          "VALUE is a number or its name, a text, an IPv4 address, or a VLAN list: 10,20 or '2(10 20)'.\n"
-         "If a call meets several faults, the latest counts; faults of the operation come before those of '*'.\n"
+         "If several faults apply to a call, the latest counts; faults of the operation come before those of '*'.\n"
          "A fault replaces an earlier one with the same conditions.",
          .run = addFault},
         {.group = FAULT_COMMANDS, .name = "faults", .usage = "", .fewest = 0, .most = 0,
-         .help = "list the faults, and how many calls met each", .run = listFaults},
+         .help = "list the faults, and to how many calls each has applied", .run = listFaults},
         {.group = FAULT_COMMANDS, .name = "clear", .usage = "[OPERATION]", .fewest = 0, .most = 1,
          .help = "remove all faults, or those of OPERATION", .run = clear},
     };

@@ -1,5 +1,5 @@
 /*
- * faults.h - faults on demand: operations answer a given code, given values, late, with garbage, or not at all.
+ * faults.h - faults on demand: operations answer a given code or values, late, with garbage, or not at all.
  */
 #ifndef VSWITCH_FAULTS_H
 #define VSWITCH_FAULTS_H
@@ -16,18 +16,18 @@ using ValuesByName = std::map<std::string, std::string>; /* by parameter, as the
 
 struct Fault {
     Args args;               /* as the user wrote them, without times=N */
-    ValuesByName conditions; /* only calls that send these values meet the fault */
+    ValuesByName conditions; /* the fault applies only to calls that send these values */
     ValuesByName outputs;    /* the values that these calls return */
     bool hasCode = false;    /* answer `code`; the operation does not run */
     int code = 0;
     long long times = -1;    /* calls that are left; -1: no limit */
-    uint64_t met = 0;        /* calls that met it */
+    uint64_t met = 0;        /* calls that it applied to */
     uint32_t delayMs = 0;
     bool hangUp = false;
     bool garbage = false;
 };
 
-/* Finds the fault that this call meets, and counts the call. Null: none. Valid until the next takeFault(). */
+/* Finds the fault that applies to this call, and counts the call. Null: none. Valid until the next takeFault(). */
 const Fault *takeFault(const Operation &operation, const Arguments &arguments);
 
 /* Stores the fault's outputs in the arguments. */

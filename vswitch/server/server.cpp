@@ -34,9 +34,9 @@ struct Client {
     int64_t since;      /* the start of its current request or reply, in milliseconds of the monotonic clock */
     std::string input;  /* received, not yet answered */
     std::string output; /* replies that are not sent yet */
-    int64_t holdUntil;  /* nothing is sent or tried again before; the same clock */
-    bool hangUp;        /* close the connection then */
-    bool again;         /* its first request could not be answered: try again then */
+    int64_t holdUntil;  /* before this time nothing is sent or tried again; the same clock */
+    bool hangUp;        /* close the connection at holdUntil */
+    bool again;         /* its first request could not be answered yet: try again at holdUntil */
 };
 
 static int64_t millisNow()

@@ -155,7 +155,7 @@ template <RuleField F> static int fieldGet(OpenBufferDesc *name, uint32_t priori
     return readField(name, priority, F, value);
 }
 
-/* Four bytes in network order: ones, then zeros. */
+/* In network order: one bits, then zero bits. */
 static bool isMask(uint32_t mask)
 {
     uint32_t hostBits = ~ntohl(mask);
@@ -335,7 +335,7 @@ static int clearStatistics()
     return OPEN_OK;
 }
 
-/* A rule for the VLAN goes as a whole. Without the field it would match packets of other VLANs. */
+/* Deletes whole rules: without the field VLAN, they would match packets of other VLANs. */
 static void forgetVlan(uint32_t vlan)
 {
     for (auto &[name, rules] : lists)

@@ -10,7 +10,7 @@
 #include "vswitch/switch/device.h"
 #include "vswitch/switch/settings.h"
 
-static const int MOST_TRIES = 2000; /* to find even rounds: some tenths of a second */
+static const int MOST_TRIES = 2000; /* attempts to find two equal rounds; they take some tenths of a second */
 
 static uint64_t reached; /* uptime in seconds: all families have advanced to it */
 
@@ -91,8 +91,8 @@ static void advanceAll(uint64_t now, bool changed)
 }
 
 /*
- * All families advance together from event to event, so it does not matter in how many parts time advances. In the
- * quiet time before an event, each counts in one step; then comes the second of the event.
+ * All families advance together from event to event, so the result does not depend on how often this is called. Before
+ * an event nothing changes: each family counts that time in one step. Then comes the second of the event.
  */
 static void advanceTo(uint64_t end)
 {
@@ -115,9 +115,9 @@ static std::vector<uint64_t> growth(const Values &values, std::vector<uint64_t> 
 }
 
 /*
- * Ports that loop protection shuts and reopens would make millions of events in a long time. If two rounds change the
- * same by the same, so does each round until `end` or another event: adds them up in one step. Not `exact`: takes the
- * second round for all.
+ * Ports that loop protection shuts and reopens would make millions of events in a long time. If two rounds have the
+ * same effect, so has each round until `end` or another event: adds them in one step. Not `exact`: adds the effect of
+ * the second round, also if the first was another.
  */
 static void skipRounds(uint64_t end, uint64_t round, bool exact)
 {
@@ -141,7 +141,7 @@ static void skipRounds(uint64_t end, uint64_t round, bool exact)
     for (size_t i = 0; i < values.size(); i++)
         *values[i] += rounds * second[i];
     reached += rounds * round;
-    advanceAll(reached, false); /* the families that have closed forms */
+    advanceAll(reached, false); /* the families that compute any time in one step */
 }
 
 void bringUpToNow()

@@ -126,7 +126,7 @@ static void receive(uint32_t number, uint64_t frames, uint64_t when)
     if (together < needed)
         return;
     port.loops += together / needed;
-    port.lastLoop = when - port.pending * txTimer.value(); /* later ones are no loop yet */
+    port.lastLoop = when - port.pending * txTimer.value(); /* the pending frames came later */
     port.detected = true;
     if (portAction.value(number) != LOOP_LOG)
         shutDown(number, when);
@@ -138,7 +138,7 @@ void loopFrameReceived(uint32_t number)
         receive(number, 1, uptimeSeconds());
 }
 
-/* So many frames more that come back are a loop. */
+/* How many more frames must come back to make a loop. */
 static uint64_t framesToLoop(const LoopPort &port)
 {
     return maxReceived.value() > port.pending ? maxReceived.value() - port.pending : 1;

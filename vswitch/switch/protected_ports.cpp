@@ -70,7 +70,8 @@ static int setName(uint32_t group, OpenBufferDesc *name)
 
 void registerProtectedPorts()
 {
-    ASK(rpcclt_openapiProtectedPortMaxGroups, [](uint32_t *maxGroups) { return store(PROTECTED_GROUP.highest, maxGroups); });
+    ASK(rpcclt_openapiProtectedPortMaxGroups,
+        [](uint32_t *maxGroups) { return store(PROTECTED_GROUP.highest, maxGroups); });
     ASK(rpcclt_openapiProtectedPortGroupNameGet, [](uint32_t group, OpenBufferDesc *name) -> int {
         return groupExists(group) ? setText(name, valueIn(groupNames, group)) : OPEN_BAD_ARGUMENT;
     });

@@ -38,7 +38,7 @@ struct ProtocolState {
     bool enabled;
     PortSet ports; /* that it is enabled on */
     std::map<uint32_t, Session> sessions;
-    std::map<uint32_t, Counters> counted, inTotal; /* by port; cleared separately: inTotal adds up to the total */
+    std::map<uint32_t, Counters> counted, inTotal; /* by port; the total is the sum of inTotal */
 };
 
 static ProtocolState states[REGISTRATION_PROTOCOLS];

@@ -3,7 +3,7 @@
  *
  * The switch is the root until the command `stp root` connects a better bridge to a port. That bridge is the root then.
  * Of several ports that lead to the root, the one with the lowest cost is the root port, and the others block: they are
- * second ways to it. All other ports forward. The command `stp` can set another state for a port.
+ * redundant paths to it. All other ports forward. The command `stp` can set another state for a port.
  */
 #include "vswitch/switch/spanning_tree.h"
 
@@ -24,7 +24,7 @@ void onTreeQuestion(bool (*portIsOpen)(uint32_t port))
     isOpen = portIsOpen;
 }
 
-/* The better bridge, or the cheaper way to the same one. */
+/* Is it the better bridge, or the cheaper path to the same one? */
 static bool isBetter(const RootBridge &one, const RootBridge &other)
 {
     return std::tie(one.priority, one.mac, one.cost) < std::tie(other.priority, other.mac, other.cost);

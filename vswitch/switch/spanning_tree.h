@@ -1,5 +1,5 @@
 /*
- * spanning_tree.h - the root bridge, and the states of the ports. ports.cpp makes the port's status of them.
+ * spanning_tree.h - the root bridge, and the states of the ports. ports.cpp derives the port's status from them.
  */
 #ifndef VSWITCH_SPANNING_TREE_H
 #define VSWITCH_SPANNING_TREE_H

@@ -22,7 +22,7 @@ struct StationKey {
     auto operator<=>(const StationKey &) const = default;
 };
 
-/* Is heard in a VLAN, or will be heard at a time, or waits for a place in the full table, or cannot be heard. */
+/* A station is heard in a VLAN, will be heard at a time, waits for a place in the full table, or cannot be heard. */
 struct Station {
     uint32_t heardIn = 0;
     uint64_t sendsAt = 0; /* uptime in seconds; 0: never */

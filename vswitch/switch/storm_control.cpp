@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "vswitch/base/commands.h"
 #include "vswitch/base/operations.h"
@@ -29,7 +31,7 @@ static const uint32_t MOST_PPS = STORM_THRESHOLD.highest; /* packets of 64 bytes
 static const struct { uint32_t unit, lowest, highest; } ranges[] = {
     {STORM_PERCENT, 0, 100},
     {STORM_PPS, 0, MOST_PPS},
-    {STORM_KBPS, 64, 1000000}, /* policers are too coarse for less than 64 */
+    {STORM_KBPS, 64, 1000000}, /* a policer cannot limit to less than 64 */
 };
 
 static std::map<uint32_t, SwitchControl> switchControls; /* by kind */
@@ -237,6 +239,15 @@ static bool leavesOn(uint32_t to, uint32_t from, uint32_t vlan)
     return to != from && portIsUp(to) && egressVlan(from, vlan, to) && !areProtected(from, to);
 }
 
+static std::vector<uint32_t> portsReached(uint32_t from, uint32_t vlan, const Reach &reach)
+{
+    std::vector<uint32_t> ports;
+    for (uint32_t to = nextInterface(0); to && !reach.verdict; to = nextInterface(to))
+        if (leavesOn(to, from, vlan) && reach.contains(to))
+            ports.push_back(to);
+    return ports;
+}
+
 /* The packets are untagged. Those that the port admits, within its limit, leave on the ports that they can reach. */
 static CommandOutcome storm(const Args &args, std::string *answer)
 {
@@ -260,15 +271,17 @@ static CommandOutcome storm(const Args &args, std::string *answer)
     if (forwarded < admitted)
         stormExceeded(from, (StormKind)kind);
     Reach reach = reachOf(from, admission.vlan, destinations[kind]);
-    forwarded = reach.verdict ? 0 : forwarded;
+    std::vector<uint32_t> ports = portsReached(from, admission.vlan, reach);
+    forwarded = ports.empty() ? 0 : forwarded;
     countersOf(from).inFrames += received;
     countersOf(from).inDiscards += received - forwarded;
-    for (uint32_t to = nextInterface(0); to; to = nextInterface(to))
-        if (leavesOn(to, from, admission.vlan) && reach.contains(to))
-            countersOf(to).outFrames += forwarded;
+    for (uint32_t port : ports)
+        countersOf(port).outFrames += forwarded;
     std::string why = refusalText(arrival, admission);
     if (why.empty())
         why = refusalText(reach, admission.vlan, destinations[kind]);
+    if (why.empty() && ports.empty())
+        why = "no other port of VLAN " + std::to_string(admission.vlan) + " can take them";
     *answer = std::to_string(forwarded) + " forwarded, " + std::to_string(received - forwarded) + " discarded" +
               (why.empty() ? "" : ": " + why) + "; port " + args[0] + " is " + portStatusText(from) + "\n";
     return COMMAND_DONE;
