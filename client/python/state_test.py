@@ -100,7 +100,7 @@ class TestStates:
         plan = run("apply", "--plan", "monday")
         session = f"export session='Session: {switch.session}'\n"
         subprocess.run(["bash", "-c", session + plan.stdout], check=True, capture_output=True)
-        assert run("diff", "monday", "snapshot").returncode == run("diff", "monday").returncode == 1  # VLAN 1
+        assert (run("diff", "monday", "snapshot").returncode, run("diff", "monday").returncode) == (1, 0)  # VLAN 1
         assert run("apply", "monday").stdout == "11 of 11 values are as in monday; 0 requests set them\n"
         assert (run("diff", "snapshot").stdout, run("diff", "no").returncode) == ("", 2)
         switch.fault("VlanCreate", code=-1)
@@ -120,6 +120,25 @@ class TestStates:
             os.rename(session + "-", session)
         vlans = [one["nextVid"] for one in switch.walk("vlan/next-vlan")]
         assert vlans == [1, 10, *(step.place.entity[0] for step in applied.outcome.done)]
+
+
+def test_a_read_that_is_refused(switch):
+    switch.post("macal/list", macalName="mgmt")
+    whole = switch.snapshot()
+    for name in ("GarpJoinTimeGet", "VlanIfParticipationGet", "MacalActiveListGet"):
+        switch.fault(name, code=-22, times=1)
+    assert switch.snapshot() == whole
+    switch.fault("VlanIfParticipationGet", code=-22, ifNum=3)
+    with pytest.warns(UserWarning, match="vlan/if-participation.*10003"):
+        members = switch.snapshot()["vlans"]["1"]["vlan/if-participation"]
+    assert members == {port: value for port, value in whole["vlans"]["1"]["vlan/if-participation"].items() if port != "3"}
+
+
+def test_a_file_does_not_speak_of_the_access_list(switch):
+    switch.post("macal/list", macalName="mgmt")
+    switch.post("macal/activate", macalName="mgmt")
+    switch.apply({"switching state": 1, "switch": {"vlan/global-auto-trunk": "enable"}}, exact=True)
+    assert switch.get("macal/active-list")["macalName"] == "mgmt"
 
 
 # The proof

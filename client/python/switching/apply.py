@@ -144,5 +144,5 @@ class Apply:
                 self.outcome.missing.append(difference)
                 if planner.is_missing(difference.place):
                     self.outcome.absent.add(difference.place)
-            elif difference.place not in current.fixed:
+            else:
                 self.outcome.extra.append(difference)

@@ -78,7 +78,10 @@ class Planner:
             return True
         if not self.exact or place.table not in self.tables or entry in self.fixed and not place.setting:
             return False
-        return not place.setting or bool(self.setting(place).remove or self.setting(place).optional)
+        if not place.setting:
+            return True
+        setting = self.setting(place)
+        return bool(setting.remove or setting.optional) and setting.is_of(self.tables)
 
     def can_stay(self, place):
         """Whether what was removed for a while can be set again: not if its entry goes, or its condition ends."""

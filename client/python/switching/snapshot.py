@@ -9,7 +9,7 @@ from .state import PORTS, Place, State, natural
 from .state_table import canonical, fitting, member_of
 from .switch import NOT_ADMITTED, Refused
 
-GENERAL_FAILED, INVALID = 10000, 10003
+GENERAL_FAILED = 10000  # what is not set is refused with this
 
 
 class Pool:
@@ -199,7 +199,7 @@ class Reader:
             return False
         if self.wanted is None or (table.name, entity, setting.name) in self.named:
             return True
-        can_be_absent = setting.remove or setting.optional
+        can_be_absent = (setting.remove or setting.optional) and setting.is_of(self.wanted.tables)
         return can_be_absent and (not table.keys or table.removed_last or (table.name, entity) in self.entities_named)
 
     def setting(self, task):
@@ -211,28 +211,37 @@ class Reader:
                 return {}
             if setting.walk:
                 return {place: sorted(next(iter(data.values())) for data in self.walk(setting.walk, **keys))}
-            parts = self.parts(place) or (self.interfaces if setting.per else setting.parts)
-            return {place._replace(part=part): setting.value(self.data(setting, keys, part), part) for part in parts}
         except Refused as error:
-            if not (error.code == INVALID or setting.optional and error.code == GENERAL_FAILED):
-                self.report(setting.name, error)
-        return {}
+            self.report(setting.name, error)
+            return {}
+        every = self.interfaces if setting.per else setting.parts
+        named = self.named.get(tuple(place[:3]), every)  # the parts of which the wanted state speaks
+        values = {place._replace(part=part): self.part(setting, keys, part) for part in named if part in every}
+        return {place: value for place, value in values.items() if value is not None}
 
-    def parts(self, place):
-        """Those parts of a setting of which the wanted state speaks."""
-        return self.named.get(tuple(place[:3]), ())
-
-    def data(self, setting, keys, part):
+    def part(self, setting, keys, part):
+        """The value of a part of a setting. None: it is not set, or, after a report, cannot be read."""
         chosen = {"interface": part} if setting.per else setting.parts[part]
-        return self.ask(setting.get, fitting(setting.get, {**keys, **chosen}))
+        try:
+            return setting.value(self.ask(setting.get, fitting(setting.get, {**keys, **chosen})), part)
+        except Refused as error:
+            if not setting.optional or error.code != GENERAL_FAILED:
+                self.report(setting.name, error)
+            return None
 
     # Questions
 
     def ask(self, operation, keys):
-        """The data of an answer. What was asked already is not asked again."""
+        """The data of an answer. What was answered is not asked again; what was refused is, once: a fault can pass."""
         question = (str(operation), *sorted(keys.items()))
         if question not in self.answers:
-            self.answers[question] = self.switch.call(operation.method, operation.path, keys)
+            try:
+                data = self.switch.call(operation.method, operation.path, keys)
+            except Refused as error:
+                if error.code == NOT_ADMITTED:
+                    raise
+                data = self.switch.call(operation.method, operation.path, keys)
+            self.answers[question] = data
         return self.answers[question]
 
     def answer(self, text, keys, **missing):

@@ -305,13 +305,14 @@ def value_of(state, place):
 
 
 def diff(first, second):
-    """The differences of two states, in order. Of an entry that only one has, its settings are not listed."""
+    """The differences of two states, in order. Of an entry that only one has, its settings are not listed. An entry
+    that a switch always has is no difference."""
     first, second = State.of(first, "the first state"), State.of(second, "the second state")
     found = []
     for place in sorted({*first.facts, *second.facts}, key=natural):
         values = [value_of(state, place) for state in (first, second)]
         entry = Place(place.table, place.entity)
-        missing = place.setting and (entry in first.facts) != (entry in second.facts)
-        if values[0] != values[1] and not missing:
+        missing = (entry in first.facts) != (entry in second.facts)
+        if values[0] != values[1] and not (missing and (place.setting or place in first.fixed | second.fixed)):
             found.append(Difference(place, *values))
     return found

@@ -87,6 +87,7 @@ class Setting:
     def __init__(self, table, name, row, known):
         self.table, self.name, path = table, name, name.split()[0]
         self.after, self.needs, self.follows = (row.get(word, []) for word in ("after", "needs", "follows"))
+        self.needed_tables = {name for name in self.needs if name in known.toml["table"]}
         self.when, self.sent = row.get("when", {}), row.get("sent", {})
         self.new, self.optional, self.per = row.get("new"), row.get("optional", False), row.get("per")
         self.elements, self.walk = row.get("elements"), row.get("walk")
@@ -123,6 +124,10 @@ class Setting:
         member = self.parts.get(part, {}).get("member")
         values = {key.name: canonical(key, data[member or self.members[key.name]]) for key in self.keys}
         return self.plain(values)
+
+    def is_of(self, tables):
+        """Whether a state with these tables speaks of the setting also where it does not name it."""
+        return not self.needed_tables or not self.needed_tables.isdisjoint(tables)
 
     def plain(self, values):
         return values[self.keys[0].name] if len(self.keys) == 1 else values

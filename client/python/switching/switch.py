@@ -299,6 +299,9 @@ class RawTargets:
     def _encode_request(self, request):
         return request.encode("latin-1")
 
+    def __del__(self):
+        self.close()  # each thread has one, that ends with it
+
 
 class HttpConnection(RawTargets, http.client.HTTPConnection):
     pass
