@@ -183,7 +183,13 @@ EXPORT unsigned sleep(unsigned seconds)
     return 0;
 }
 
-EXPORT int setitimer(__itimer_which_t which, const struct itimerval *timer, struct itimerval *before) noexcept
+#ifdef __GLIBC__
+using TimerKind = __itimer_which_t;
+#else
+using TimerKind = int;
+#endif
+
+EXPORT int setitimer(TimerKind which, const struct itimerval *timer, struct itimerval *before) noexcept
 {
     struct itimerval fast = *timer;
     if (getenv("SANDBOX_FAST_TIMER"))
