@@ -27,6 +27,7 @@ enum { REQUESTS_MAX = 10'000, REFUSAL_MILLIS = 1000 };
 
 static volatile sig_atomic_t stopping;
 static int listeningSocket, nothing; /* `nothing`: /dev/null */
+static pid_t parent;
 static timer_t lastRequestTimer;
 static volatile int32_t *busySince; /* see worker.h */
 static bool isRegistered; /* with OpEN */
@@ -41,7 +42,8 @@ int32_t monotonicSeconds()
 /*
  * After this signal, an accept that waits starts again and fails: the descriptor is no socket any more. An accept that
  * has a connection returns it. So no request is lost, whenever the signal comes. A timer limits the last request:
- * the parent may have ended.
+ * the parent may have ended. If it has, nothing may listen any more: a web server that finds a listener at the socket
+ * starts no other parent.
  */
 static void stop(int)
 {
@@ -50,6 +52,8 @@ static void stop(int)
     const struct itimerspec end = {.it_interval = {}, .it_value = {.tv_sec = last + 1, .tv_nsec = 0}};
     stopping = true;
     timer_settime(lastRequestTimer, TIMER_ABSTIME, &end, nullptr);
+    if (getppid() != parent)
+        shutdown(listeningSocket, SHUT_RDWR);
     dup2(nothing, listeningSocket);
     errno = error;
 }
@@ -70,6 +74,7 @@ static void prepareSignals()
 static void prepare(int listening)
 {
     listeningSocket = listening;
+    parent = getppid();
     nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     struct sigevent event = {};
     event.sigev_notify = SIGEV_SIGNAL;
