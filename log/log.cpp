@@ -286,12 +286,14 @@ static void appendEntry(size_t length)
 
 void logWrite(int level, const char *format, ...)
 {
+    int error = errno;
     if (level > threshold())
         return;
     if (logger.checkFile)
         refreshFile();
     if (!logger.started)
         start();
+    errno = error; /* for %m */
 
     va_list arguments;
     if (logger.flags & (LOG_TO_STDOUT | LOG_TO_FILE)) {

@@ -11,7 +11,6 @@
 #include <stdio.h>
 #include <stdio_ext.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
@@ -174,7 +173,7 @@ void workerRun(int listening, RouteTree *tree, volatile int32_t *since)
             handle(tree);
             served++;
         } else if (!stopping && !mayAcceptAgain()) {
-            LOG(LEVEL_ERROR, "A worker cannot accept connections: %s\n", strerror(errno));
+            LOG(LEVEL_ERROR, "A worker cannot accept connections: %m\n");
             exit(1);
         }
     }
